@@ -1,0 +1,3 @@
+#include "ge/od_ge_tol.h"
+
+constinit OdGeTol OdGeContext::gTol;

@@ -1,0 +1,121 @@
+#include "ge/od_ge_vector3d.h"
+
+#include "ge/od_ge_matrix3d.h"
+
+#include <cmath>
+#include <numbers>
+
+double OdGeVector3d::length() const
+{
+    // The three-argument form neither overflows nor underflows on the way.
+    return std::hypot(x, y, z);
+}
+
+OdGeVector3d& OdGeVector3d::normalize(OdGeTol const& tol)
+{
+    if (!isZeroLength(tol)) {
+        *this /= length();
+    }
+    return *this;
+}
+
+OdGeVector3d OdGeVector3d::normal(OdGeTol const& tol) const
+{
+    return OdGeVector3d(*this).normalize(tol);
+}
+
+OdGeVector3d OdGeVector3d::perpVector() const
+{
+    if (isZeroLength()) {
+        return kXAxis;
+    }
+    constexpr double kNearZAxis = 1.0 / 64.0;
+    const OdGeVector3d unit = *this / length();
+    const bool isNearZAxis = std::fabs(unit.x) < kNearZAxis && std::fabs(unit.y) < kNearZAxis;
+    const OdGeVector3d perpendicular = (isNearZAxis ? kYAxis : kZAxis).crossProduct(unit);
+    return perpendicular / perpendicular.length();
+}
+
+double OdGeVector3d::angleTo(OdGeVector3d const& v) const
+{
+    // The arc tangent keeps its precision at small and at straight angles, unlike the arc cosine.
+    return std::atan2(crossProduct(v).length(), dotProduct(v));
+}
+
+double OdGeVector3d::angleTo(OdGeVector3d const& v, OdGeVector3d const& refVec) const
+{
+    const double angleRad = angleTo(v);
+    if (crossProduct(v).dotProduct(refVec) >= 0.0) {
+        return angleRad;
+    }
+    return 2.0 * std::numbers::pi - angleRad;
+}
+
+double OdGeVector3d::lengthAlong(OdGeVector3d const& direction) const
+{
+    const double directionLength = direction.length();
+    return directionLength > 0.0 ? dotProduct(direction / directionLength) : 0.0;
+}
+
+OdGeVector3d& OdGeVector3d::rotateBy(double angleRad, OdGeVector3d const& axis)
+{
+    // Rodrigues' rotation formula.
+    if (axis.isZeroLength()) {
+        return *this;
+    }
+    const OdGeVector3d unit = axis / axis.length();
+    const double cosine = std::cos(angleRad);
+    const double sine = std::sin(angleRad);
+    return *this = *this * cosine + unit.crossProduct(*this) * sine +
+                   unit * (unit.dotProduct(*this) * (1.0 - cosine));
+}
+
+OdGeVector3d& OdGeVector3d::mirror(OdGeVector3d const& normalToPlane)
+{
+    if (normalToPlane.isZeroLength()) {
+        return *this;
+    }
+    const OdGeVector3d unit = normalToPlane / normalToPlane.length();
+    return *this -= unit * (2.0 * dotProduct(unit));
+}
+
+OdGeVector3d& OdGeVector3d::transformBy(OdGeMatrix3d const& matrix)
+{
+    return *this = matrix * *this;
+}
+
+bool OdGeVector3d::isEqualTo(OdGeVector3d const& v, OdGeTol const& tol) const
+{
+    return (*this - v).length() <= tol.equalVector();
+}
+
+bool OdGeVector3d::isZeroLength(OdGeTol const& tol) const
+{
+    return length() <= tol.equalVector();
+}
+
+bool OdGeVector3d::isUnitLength(OdGeTol const& tol) const
+{
+    return std::fabs(length() - 1.0) <= tol.equalVector();
+}
+
+bool OdGeVector3d::isParallelTo(OdGeVector3d const& v, OdGeTol const& tol) const
+{
+    if (isZeroLength(tol) || v.isZeroLength(tol)) {
+        return false;
+    }
+    return normal(tol).crossProduct(v.normal(tol)).length() <= tol.equalVector();
+}
+
+bool OdGeVector3d::isCodirectionalTo(OdGeVector3d const& v, OdGeTol const& tol) const
+{
+    return isParallelTo(v, tol) && dotProduct(v) > 0.0;
+}
+
+bool OdGeVector3d::isPerpendicularTo(OdGeVector3d const& v, OdGeTol const& tol) const
+{
+    if (isZeroLength(tol) || v.isZeroLength(tol)) {
+        return false;
+    }
+    return std::fabs(normal(tol).dotProduct(v.normal(tol))) <= tol.equalVector();
+}
