@@ -1,0 +1,3 @@
+#include "zem_utils/zemu_reporter_message.h"
+
+ZemuIReporterMessage::~ZemuIReporterMessage() = default;
