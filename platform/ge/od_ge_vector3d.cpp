@@ -7,7 +7,14 @@
 
 double OdGeVector3d::length() const
 {
-    // The three-argument form neither overflows nor underflows on the way.
+    // The plain root is fast and exact for small integers; only squares near the ends of the range
+    // need the slower form that scales first.
+    constexpr double kLeastSquare = 1e-280;
+    constexpr double kLargestSquare = 1e280;
+    const double squared = lengthSqrd();
+    if (squared > kLeastSquare && squared < kLargestSquare) {
+        return std::sqrt(squared);
+    }
     return std::hypot(x, y, z);
 }
 
