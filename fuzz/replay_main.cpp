@@ -50,7 +50,7 @@ bool replay(const std::filesystem::path& path)
     return true;
 }
 
-} // namespace
+}  // namespace
 
 int main(int argc, char** argv)
 {
