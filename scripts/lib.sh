@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # Functions that the project's scripts share; sourced, with the project's root as current folder.
 
 # The default number of jobs: the cores that this process may use.
