@@ -1,0 +1,289 @@
+#include "db/od_db_block_table.h"
+
+#include "db/od_db_database.h"
+#include "db/od_db_entity.h"
+#include "db/od_db_filer.h"
+#include "root/od_error.h"
+
+#include <utility>
+
+RX_DEFINE_CLASS(OdDbBlockTableRecord, OdDbSymbolTableRecord, odrxCreate<OdDbBlockTableRecord>,
+                L"OdDbBlockTableRecord", OdDb::kDwgVersionCurrent, 0, 0, L"BLOCK_RECORD",
+                L"Object database");
+RX_DEFINE_CLASS(OdDbBlockTable, OdDbSymbolTable, odrxCreate<OdDbBlockTable>, L"OdDbBlockTable",
+                OdDb::kDwgVersionCurrent, 0, 0, L"BLOCKTABLE", L"Object database");
+RX_DEFINE_CLASS(OdDbObjectIterator, OdRxObject, odrxCreateNothing, L"OdDbObjectIterator");
+
+namespace {
+
+/// Partial undo records of a block.
+enum Opcode : std::uint8_t
+{
+    kEntityAppended = 0,
+    kEntityTakenOut = 1
+};
+
+constexpr wchar_t kModelSpaceName[] = L"*Model_Space";
+constexpr wchar_t kPaperSpaceName[] = L"*Paper_Space";
+
+OdDbObjectIdArray readIds(OdDbDwgFiler& filer, OdDb::ReferenceType type)
+{
+    const std::uint32_t count = odDbReadCount(filer, 1);
+    OdDbObjectIdArray ids;
+    ids.reserve(count);
+    for (std::uint32_t index = 0; index < count; ++index) {
+        const OdDbObjectId id = odDbReadId(filer, type);
+        if (!id.isNull()) {
+            ids.append(id);
+        }
+    }
+    return ids;
+}
+
+/// Erased objects aren't in the file, so a file doesn't list them.
+void writeIds(OdDbDwgFiler& filer, OdDbObjectIdArray const& ids, OdDb::ReferenceType type)
+{
+    const bool dropsErased = filer.filerType() == OdDb::FilerType::kFileFiler;
+    std::int32_t count = 0;
+    for (OdDbObjectId id : ids) {
+        count += dropsErased && id.isErased() ? 0 : 1;
+    }
+    filer.wrInt32(count);
+    for (OdDbObjectId id : ids) {
+        if (!dropsErased || !id.isErased()) {
+            odDbWriteId(filer, id, type);
+        }
+    }
+}
+
+}  // namespace
+
+OdDbBlockTableRecord::OdDbBlockTableRecord() = default;
+OdDbBlockTableRecord::~OdDbBlockTableRecord() = default;
+
+OdDbBlockTableRecordPtr OdDbBlockTableRecord::createObject()
+{
+    return odrxMake<OdDbBlockTableRecord>();
+}
+
+void OdDbBlockTableRecord::recordEntity(std::uint8_t opcode, OdDbObjectId id)
+{
+    assertWriteEnabled(/*autoUndo=*/false, /*recordModified=*/true);
+    OdDbDwgFiler* filer = undoFiler();
+    if (filer == nullptr) {
+        return;
+    }
+    filer->wrAddress(OdDbBlockTableRecord::desc());
+    filer->wrUInt8(opcode);
+    filer->wrSoftPointerId(id);
+}
+
+OdDbObjectId OdDbBlockTableRecord::appendOdDbEntity(OdDbEntity* entity)
+{
+    if (entity == nullptr) {
+        throw OdError(kOdNullObjectPointer);
+    }
+    OdDbDatabase* db = database();
+    if (db == nullptr) {
+        throw OdError(kOdNotInDatabase);
+    }
+    assertWriteEnabled(/*autoUndo=*/false, /*recordModified=*/false);
+    OdDbObjectId id = entity->objectId();
+    if (id.isNull()) {
+        if (entity->m_layer.isNull()) {
+            entity->m_layer = db->getLayerZeroId();
+        }
+        id = db->addOdDbObject(entity, objectId());
+    } else {
+        if (entity->database() != db) {
+            throw OdError(kOdWrongDatabase);
+        }
+        if (!entity->ownerId().isNull()) {
+            throw OdError(kOdAlreadyInDatabase);
+        }
+        entity->setOwnerId(objectId());
+    }
+    recordEntity(kEntityAppended, id);
+    m_entities.append(id);
+    return id;
+}
+
+OdDbObjectIteratorPtr OdDbBlockTableRecord::newIterator(bool atBeginning, bool skipErased,
+                                                        bool /*sorted*/) const
+{
+    assertReadEnabled();
+    return odrxMake<OdDbObjectIterator>(*this, atBeginning, skipErased);
+}
+
+std::uint32_t OdDbBlockTableRecord::entityCount() const
+{
+    assertReadEnabled();
+    std::uint32_t count = 0;
+    for (OdDbObjectId id : m_entities) {
+        count += id.isErased() ? 0 : 1;
+    }
+    return count;
+}
+
+bool OdDbBlockTableRecord::isLayout() const
+{
+    const OdString name = getName();
+    return odIcmp(name.left(12), kModelSpaceName) == 0 ||
+           odIcmp(name.left(12), kPaperSpaceName) == 0;
+}
+
+bool OdDbBlockTableRecord::isAnonymous() const
+{
+    const OdString name = getName();
+    return !name.isEmpty() && name.getAt(0) == L'*' && !isLayout();
+}
+
+bool OdDbBlockTableRecord::isFromExternalReference() const
+{
+    assertReadEnabled();
+    return !m_pathName.isEmpty();
+}
+
+OdString OdDbBlockTableRecord::pathName() const
+{
+    assertReadEnabled();
+    return m_pathName;
+}
+
+void OdDbBlockTableRecord::setPathName(OdString const& path)
+{
+    assertWriteEnabled();
+    m_pathName = path;
+}
+
+OdDbObjectIdArray OdDbBlockTableRecord::getBlockReferenceIds() const
+{
+    assertReadEnabled();
+    return m_references;
+}
+
+OdGePoint3d OdDbBlockTableRecord::origin() const
+{
+    assertReadEnabled();
+    return m_origin;
+}
+
+void OdDbBlockTableRecord::setOrigin(OdGePoint3d const& origin)
+{
+    assertWriteEnabled();
+    m_origin = origin;
+}
+
+OdDb::UnitsValue OdDbBlockTableRecord::blockInsertUnits() const
+{
+    assertReadEnabled();
+    return m_units;
+}
+
+void OdDbBlockTableRecord::setBlockInsertUnits(OdDb::UnitsValue units)
+{
+    assertWriteEnabled();
+    m_units = units;
+}
+
+OdResult OdDbBlockTableRecord::dwgInFields(OdDbDwgFiler* filer)
+{
+    const OdResult result = OdDbSymbolTableRecord::dwgInFields(filer);
+    if (result != kOdOk) {
+        return result;
+    }
+    m_origin = filer->rdPoint3d();
+    m_units = static_cast<OdDb::UnitsValue>(filer->rdInt16());
+    m_pathName = filer->rdString();
+    m_entities = readIds(*filer, OdDb::ReferenceType::kHardOwnershipRef);
+    m_references = readIds(*filer, OdDb::ReferenceType::kSoftPointerRef);
+    return kOdOk;
+}
+
+void OdDbBlockTableRecord::dwgOutFields(OdDbDwgFiler* filer) const
+{
+    OdDbSymbolTableRecord::dwgOutFields(filer);
+    filer->wrPoint3d(m_origin);
+    filer->wrInt16(static_cast<std::int16_t>(m_units));
+    filer->wrString(m_pathName);
+    writeIds(*filer, m_entities, OdDb::ReferenceType::kHardOwnershipRef);
+    writeIds(*filer, m_references, OdDb::ReferenceType::kSoftPointerRef);
+}
+
+void OdDbBlockTableRecord::applyPartialUndo(OdDbDwgFiler* filer, OdRxClass* cls)
+{
+    if (cls != OdDbBlockTableRecord::desc()) {
+        OdDbSymbolTableRecord::applyPartialUndo(filer, cls);
+        return;
+    }
+    const std::uint8_t opcode = filer->rdUInt8();
+    const OdDbObjectId id = filer->rdSoftPointerId();
+    if (opcode == kEntityTakenOut) {
+        recordEntity(kEntityAppended, id);
+        m_entities.append(id);
+        return;
+    }
+    recordEntity(kEntityTakenOut, id);
+    // Records are played back in reverse, so what was appended is the last one.
+    if (!m_entities.isEmpty() && std::as_const(m_entities).last() == id) {
+        m_entities.removeLast();
+    }
+}
+
+OdRxClass* OdDbBlockTable::recordClass() const
+{
+    return OdDbBlockTableRecord::desc();
+}
+
+OdDbObjectId OdDbBlockTable::add(OdDbSymbolTableRecord* record)
+{
+    if (record != nullptr && odIcmp(record->getName(), L"*U") == 0) {
+        OdString name;
+        for (std::uint32_t number = numEntries(); name.isEmpty() || has(name); ++number) {
+            name.format(L"*U%u", number);
+        }
+        record->setName(name);
+    }
+    return OdDbSymbolTable::add(record);
+}
+
+OdDbObjectIterator::OdDbObjectIterator(OdDbBlockTableRecord const& block, bool atBeginning,
+                                       bool skipErased)
+    : m_block(const_cast<OdDbBlockTableRecord*>(&block)), m_entities(block.m_entities),
+      m_size(block.m_entities.size())
+{
+    start(atBeginning, skipErased);
+}
+
+void OdDbObjectIterator::start(bool atBeginning, bool skipErased)
+{
+    m_at = atBeginning ? 0 : static_cast<std::int64_t>(m_size) - 1;
+    settle(atBeginning ? 1 : -1, skipErased);
+}
+
+void OdDbObjectIterator::settle(std::int64_t direction, bool skipErased)
+{
+    while (skipErased && !done() && objectId().isErased()) {
+        m_at += direction;
+    }
+}
+
+void OdDbObjectIterator::step(bool forward, bool skipErased)
+{
+    if (done()) {
+        return;
+    }
+    const std::int64_t direction = forward ? 1 : -1;
+    m_at += direction;
+    settle(direction, skipErased);
+}
+
+OdDbObjectId OdDbObjectIterator::objectId() const
+{
+    return done() ? OdDbObjectId::kNull : std::as_const(m_entities)[static_cast<unsigned>(m_at)];
+}
+
+OdDbEntityPtr OdDbObjectIterator::entity(OdDb::OpenMode mode, bool openErased) const
+{
+    return OdDbEntity::cast(objectId().openObject(mode, openErased).get());
+}

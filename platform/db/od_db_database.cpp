@@ -1,0 +1,709 @@
+#include "db/od_db_database.h"
+
+#include "db/od_db_block_table.h"
+#include "db/od_db_database_impl.h"
+#include "db/od_db_dictionary.h"
+#include "db/od_db_filer.h"
+#include "db/od_db_host_app_services.h"
+#include "db/od_db_proxy_object.h"
+#include "db/od_db_simple_tables.h"
+#include "root/od_assert.h"
+#include "root/od_error.h"
+
+#include <array>
+#include <utility>
+
+RX_DEFINE_CLASS(OdDbDatabase, OdDbObject, odrxCreateNothing, L"OdDbDatabase");
+
+namespace {
+
+int g_liveDatabases = 0;
+std::uint64_t g_databaseSerial = 0;
+
+/// Handles below this are kept for what every drawing has.
+constexpr std::uint64_t kFirstUserHandle = 0x20;
+/// Handles share a stored number with the kind of a reference, which takes two bits.
+constexpr std::uint64_t kLastHandle = (std::uint64_t{1} << 62) - 1;
+
+OdDbHostAppServices& defaultServices()
+{
+    static OdDbHostAppServices s_services;
+    return s_services;
+}
+
+/// Makes an object concrete, so that only the database makes databases.
+class DatabaseObject final : public OdDbDatabase
+{
+public:
+    explicit DatabaseObject(OdDbHostAppServices* services) : OdDbDatabase(services) {}
+};
+
+/// Ends a carrier's load when the scope ends.
+class LoadGuard
+{
+public:
+    explicit LoadGuard(OdDbObjectStore& store) : m_store(store) {}
+    LoadGuard(LoadGuard const&) = delete;
+    LoadGuard& operator=(LoadGuard const&) = delete;
+    ~LoadGuard() { m_store.endLoad(); }
+
+private:
+    OdDbObjectStore& m_store;
+};
+
+}  // namespace
+
+OdDbClassRecord odDbClassRecordOf(OdRxClass const& cls)
+{
+    return {cls.name(),
+            cls.dxfName(),
+            cls.appNameFor(OdDb::kDwgVersionCurrent),
+            cls.dwgVersion(),
+            cls.maintenanceVersion(),
+            cls.proxyFlags()};
+}
+
+// ---------------------------------------------------------------------------------------------
+// Insides
+
+OdDbDatabaseImpl::OdDbDatabaseImpl(OdDbDatabase& db, OdDbHostAppServices* appServices)
+    : database(db), services(appServices != nullptr ? appServices : &defaultServices()),
+      serial(++g_databaseSerial), ids(*this), undo(*this)
+{
+}
+
+OdDbDatabaseImpl::~OdDbDatabaseImpl()
+{
+    for (std::uint64_t number : ids.knownBlocks()) {
+        for (OdDbIdRecord& record : ids.findBlock(number)->records) {
+            if (record.object != nullptr) {
+                OdDbObjectAccess::detach(*record.object);
+            }
+        }
+    }
+    odDbDropRedirections(*this);
+}
+
+std::uint32_t OdDbDatabaseImpl::addClass(OdDbClassRecord const& record)
+{
+    const auto [at, isNew] =
+        m_classNumbers.emplace(record.name, static_cast<std::uint32_t>(classes.size()));
+    if (isNew) {
+        classes.push_back(record);
+    }
+    return at->second;
+}
+
+std::uint32_t OdDbDatabaseImpl::classIndexOf(OdRxClass const* cls)
+{
+    if (cls == nullptr) {
+        throw OdError(kOdClassNotRegistered);
+    }
+    if (m_lastClass == cls && classes[m_lastClassIndex].name == cls->name()) {
+        return m_lastClassIndex;
+    }
+    m_lastClassIndex = addClass(odDbClassRecordOf(*cls));
+    m_lastClass = cls;
+    return m_lastClassIndex;
+}
+
+OdRxClass* OdDbDatabaseImpl::registeredClass(std::uint32_t index)
+{
+    const std::uint64_t revision = odrxClassDictionary()->revision();
+    if (m_resolvedRevision != revision) {
+        m_resolved.clear();
+        m_resolvedRevision = revision;
+    }
+    while (m_resolved.size() < classes.size()) {
+        m_resolved.push_back(odrxClassDictionary()->getAt(classes[m_resolved.size()].name));
+    }
+    return m_resolved.at(index);
+}
+
+void OdDbDatabaseImpl::resolve(OdDbIdRecord& record)
+{
+    if (record.residency != OdDbResidency::kUnknown) {
+        return;
+    }
+    std::uint32_t classIndex = 0;
+    if (store != nullptr && store->find(OdDbIdBlock::handleOf(record), classIndex)) {
+        record.classIndex = classIndex;
+        record.residency = OdDbResidency::kStored;
+    } else {
+        record.residency = OdDbResidency::kAbsent;
+    }
+}
+
+bool OdDbDatabaseImpl::canReplaceProxy(OdDbIdRecord const& record)
+{
+    return store != nullptr && !record.has(OdDbIdRecord::kChanged) &&
+           !record.has(OdDbIdRecord::kNew) && !record.has(OdDbIdRecord::kErased) &&
+           OdDbObjectAccess::isClosed(*record.object) &&
+           registeredClass(record.classIndex) != nullptr;
+}
+
+bool OdDbDatabaseImpl::load(OdDbIdRecord& record)
+{
+    if (record.object != nullptr) {
+        if (!record.has(OdDbIdRecord::kProxy) || !canReplaceProxy(record)) {
+            return true;
+        }
+        record.set(OdDbIdRecord::kProxy, false);
+        OdDbObjectAccess::detach(*record.object);
+        record.residency = OdDbResidency::kUnknown;
+    }
+    resolve(record);
+    return record.residency == OdDbResidency::kStored && loadFromStore(record);
+}
+
+void OdDbDatabaseImpl::reportDamage(OdDbIdRecord& record, std::string reason)
+{
+    record.residency = OdDbResidency::kDamaged;
+    damages.push_back({OdDbHandle(OdDbIdBlock::handleOf(record)), std::move(reason)});
+}
+
+bool OdDbDatabaseImpl::loadFromStore(OdDbIdRecord& record)
+{
+    const OdDbHandle handle(OdDbIdBlock::handleOf(record));
+    if (loadAs(record, handle, /*asProxy=*/false)) {
+        return true;
+    }
+    // Bytes that the object's own class can't read are carried as they are.
+    return record.residency == OdDbResidency::kStored && loadAs(record, handle, /*asProxy=*/true);
+}
+
+bool OdDbDatabaseImpl::loadAs(OdDbIdRecord& record, OdDbHandle handle, bool asProxy)
+{
+    OdDbStoredObject stored;
+    if (!store->beginLoad(handle, stored)) {
+        reportDamage(record, stored.damage.empty() ? "object is missing" : stored.damage);
+        return false;
+    }
+    const LoadGuard guard(*store);
+    if (!stored.damage.empty()) {
+        reportDamage(record, stored.damage);
+        return false;
+    }
+    record.classIndex = stored.classIndex;
+    OdDbObjectPtr object;
+    if (!asProxy) {
+        if (OdRxClass const* cls = registeredClass(stored.classIndex)) {
+            object = OdDbObjectPtr::attach(OdDbObjectPtr::internalQueryX(cls->create().get()));
+        }
+    }
+    const bool isProxy = object.isNull();
+    if (isProxy) {
+        object = odrxMake<OdDbProxyObject>();
+    }
+    return fillLoaded(record, *object, *stored.filer, isProxy);
+}
+
+bool OdDbDatabaseImpl::fillLoaded(OdDbIdRecord& record, OdDbObject& object,
+                                  OdDbStoredObjectFiler& filer, bool isProxy)
+{
+    OdDbObjectAccess::attach(object, record, OdDbObjectId::kNull);
+    try {
+        const OdResult result = OdDbObjectAccess::fileIn(object, filer);
+        record.set(OdDbIdRecord::kPartlyRead, result != kOdOk);
+        record.set(OdDbIdRecord::kProxy, isProxy);
+        return true;
+    } catch (std::exception const& error) {
+        OdDbObjectAccess::detach(object);
+        record.residency = OdDbResidency::kStored;
+        if (isProxy) {
+            reportDamage(record, error.what());
+        }
+        return false;
+    }
+}
+
+OdDbObjectId OdDbDatabaseImpl::add(OdDbObject& object, OdDbObjectId owner, OdDbHandle handle)
+{
+    if (object.database() != nullptr) {
+        throw OdError(kOdAlreadyInDatabase);
+    }
+    if (!owner.isNull() && owner.database() != &database) {
+        throw OdError(kOdWrongDatabase);
+    }
+    const std::uint32_t classIndex = classIndexOf(object.isA());
+    const std::uint64_t number = handle.isNull() ? handseed : handle.value();
+    if (number > kLastHandle) {
+        throw OdError(kOdHandlesExhausted);
+    }
+    OdDbIdRecord& record = ids.get(number);
+    if (!handle.isNull()) {
+        resolve(record);
+        if (record.residency != OdDbResidency::kAbsent) {
+            throw OdError(kOdHandleInUse);
+        }
+    }
+    handseed = std::max(handseed, number + 1);
+    OdDbObjectAccess::attach(object, record, owner);
+    record.classIndex = classIndex;
+    record.flags = OdDbIdRecord::kNew;
+    ids.markChanged(record);
+    undo.recordErased(record, /*wasErased=*/true);
+    OdDbObjectAccess::startNew(object, undo.isRecording() ? undo.mark() : 0);
+    return OdDbObjectId(&record);
+}
+
+void OdDbDatabaseImpl::recordHeaderChange()
+{
+    headerChanged = true;
+    if (!undo.isRecording() || headerMark == undo.mark()) {
+        return;
+    }
+    undo.recordState(nullptr);
+    headerMark = undo.mark();
+}
+
+// ---------------------------------------------------------------------------------------------
+// Making and ending
+
+OdDbDatabase::OdDbDatabase(OdDbHostAppServices* services)
+    : m_impl(std::make_unique<OdDbDatabaseImpl>(*this, services))
+{
+    ++g_liveDatabases;
+}
+
+OdDbDatabase::~OdDbDatabase()
+{
+    for (std::uint64_t number : m_impl->ids.knownBlocks()) {
+        for (OdDbIdRecord& record : m_impl->ids.findBlock(number)->records) {
+            if (record.object != nullptr) {
+                OdDbObjectAccess::sendGoodbye(*record.object);
+            }
+        }
+    }
+#ifndef NDEBUG
+    reportOpenObjects();
+#endif
+    m_impl.reset();
+    --g_liveDatabases;
+}
+
+int OdDbDatabase::liveCount() noexcept
+{
+    return g_liveDatabases;
+}
+
+OdDbDatabasePtr OdDbDatabase::createBare(OdDbHostAppServices* services)
+{
+    return OdDbDatabasePtr::attach(new DatabaseObject(services));
+}
+
+namespace {
+
+template <class Table>
+OdDbObjectId addTable(OdDbDatabase& db)
+{
+    return db.addOdDbObject(odrxMake<Table>().get());
+}
+
+template <class Record>
+OdDbObjectId addRecord(OdDbObjectId tableId, wchar_t const* name)
+{
+    const OdDbSymbolTablePtr table = tableId.safeOpenObject(OdDb::kForWrite);
+    const OdSmartPtr<Record> record = Record::createObject();
+    record->setName(name);
+    return table->add(record.get());
+}
+
+/// Makes what every drawing has, in an order that fixes the handles.
+void fillEmptyDatabase(OdDbDatabase& db, OdDbHeader& header)
+{
+    header.blockTable = addTable<OdDbBlockTable>(db);
+    header.layerTable = addTable<OdDbLayerTable>(db);
+    header.linetypeTable = addTable<OdDbLinetypeTable>(db);
+    header.regAppTable = addTable<OdDbRegAppTable>(db);
+    header.namedObjects = db.addOdDbObject(OdDbDictionary::createObject().get());
+    header.linetypeByBlock = addRecord<OdDbLinetypeTableRecord>(header.linetypeTable, L"ByBlock");
+    header.linetypeByLayer = addRecord<OdDbLinetypeTableRecord>(header.linetypeTable, L"ByLayer");
+    header.linetypeContinuous =
+        addRecord<OdDbLinetypeTableRecord>(header.linetypeTable, L"Continuous");
+    header.layerZero = addRecord<OdDbLayerTableRecord>(header.layerTable, L"0");
+    OdDbLayerTableRecordPtr(header.layerZero.safeOpenObject(OdDb::kForWrite))
+        ->setLinetypeObjectId(header.linetypeContinuous);
+    header.modelSpace = addRecord<OdDbBlockTableRecord>(header.blockTable, L"*Model_Space");
+    header.paperSpace = addRecord<OdDbBlockTableRecord>(header.blockTable, L"*Paper_Space");
+}
+
+}  // namespace
+
+OdDbDatabasePtr OdDbDatabase::createObject(OdDbHostAppServices* services)
+{
+    OdDbDatabasePtr db = createBare(services);
+    fillEmptyDatabase(*db, db->m_impl->header);
+    db->m_impl->handseed = std::max(db->m_impl->handseed, kFirstUserHandle);
+    db->m_impl->headerChanged = true;
+    return db;
+}
+
+void OdDbDatabase::reportOpenObjects() const
+{
+    for (std::uint64_t number : m_impl->ids.knownBlocks()) {
+        for (OdDbIdRecord const& record : m_impl->ids.findBlock(number)->records) {
+            if (record.object != nullptr && !OdDbObjectAccess::isClosed(*record.object)) {
+                const OdString text = L"object " +
+                                      OdDbHandle(OdDbIdBlock::handleOf(record)).ascii() +
+                                      L" is open while its database goes";
+                odReportAssert("every object is closed", text, __FILE__, __LINE__);
+            }
+        }
+    }
+}
+
+OdDbDatabase* OdDbDatabase::database() const noexcept
+{
+    return const_cast<OdDbDatabase*>(this);
+}
+
+OdDbHostAppServices* OdDbDatabase::appServices() const noexcept
+{
+    return m_impl->services;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Named roots
+
+OdDbObjectId OdDbDatabase::getNamedObjectsDictionaryId() const
+{
+    return m_impl->header.namedObjects;
+}
+
+OdDbObjectId OdDbDatabase::getBlockTableId() const
+{
+    return m_impl->header.blockTable;
+}
+
+OdDbObjectId OdDbDatabase::getLayerTableId() const
+{
+    return m_impl->header.layerTable;
+}
+
+OdDbObjectId OdDbDatabase::getLinetypeTableId() const
+{
+    return m_impl->header.linetypeTable;
+}
+
+OdDbObjectId OdDbDatabase::getRegAppTableId() const
+{
+    return m_impl->header.regAppTable;
+}
+
+OdDbObjectId OdDbDatabase::getModelSpaceId() const
+{
+    return m_impl->header.modelSpace;
+}
+
+OdDbObjectId OdDbDatabase::getPaperSpaceId() const
+{
+    return m_impl->header.paperSpace;
+}
+
+OdDbObjectId OdDbDatabase::getLayerZeroId() const
+{
+    return m_impl->header.layerZero;
+}
+
+OdDbObjectId OdDbDatabase::getLinetypeContinuousId() const
+{
+    return m_impl->header.linetypeContinuous;
+}
+
+OdDbObjectId OdDbDatabase::getLinetypeByLayerId() const
+{
+    return m_impl->header.linetypeByLayer;
+}
+
+OdDbObjectId OdDbDatabase::getLinetypeByBlockId() const
+{
+    return m_impl->header.linetypeByBlock;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Objects
+
+OdDbObjectId OdDbDatabase::addOdDbObject(OdDbObject* object, OdDbObjectId owner, OdDbHandle handle)
+{
+    if (object == nullptr) {
+        throw OdError(kOdNullObjectPointer);
+    }
+    return m_impl->add(*object, owner, handle);
+}
+
+OdDbObjectId OdDbDatabase::getOdDbObjectId(OdDbHandle const& handle, bool create,
+                                           unsigned /*reserved*/)
+{
+    if (handle.isNull() || handle.value() > kLastHandle) {
+        return OdDbObjectId::kNull;
+    }
+    if (!create) {
+        // An answer of "no" must leave nothing behind, however often it is asked for.
+        std::uint32_t classIndex = 0;
+        OdDbIdRecord const* known = m_impl->ids.find(handle.value());
+        const bool isUnknown = known == nullptr || known->residency == OdDbResidency::kUnknown;
+        if (isUnknown && (m_impl->store == nullptr || !m_impl->store->find(handle, classIndex))) {
+            return OdDbObjectId::kNull;
+        }
+    }
+    OdDbIdRecord& record = m_impl->ids.get(handle.value());
+    m_impl->resolve(record);
+    if (!create && record.residency == OdDbResidency::kAbsent) {
+        return OdDbObjectId::kNull;
+    }
+    return OdDbObjectId(&record);
+}
+
+OdDbHandle OdDbDatabase::nextHandle(OdDbHandle after) const
+{
+    std::uint64_t best = m_impl->store != nullptr ? m_impl->store->nextHandle(after).value() : 0;
+    for (std::uint64_t handle = after.value() + 1; handle < m_impl->handseed; ++handle) {
+        if (best != 0 && handle >= best) {
+            break;
+        }
+        const std::uint64_t number = handle / OdDbStorageAccess::kHandlesInBlock;
+        OdDbIdBlock const* block = m_impl->ids.findBlock(number);
+        if (block == nullptr) {
+            handle = m_impl->ids.nextBlock(number) * OdDbStorageAccess::kHandlesInBlock - 1;
+            continue;
+        }
+        OdDbIdRecord const& record = block->records[handle % OdDbStorageAccess::kHandlesInBlock];
+        if (record.object != nullptr) {
+            best = handle;
+        }
+    }
+    return OdDbHandle(best);
+}
+
+OdDbHandle OdDbDatabase::handseed() const noexcept
+{
+    return OdDbHandle(m_impl->handseed);
+}
+
+OdDbObjectId OdDbDatabase::newRegApp(OdString const& name)
+{
+    const OdDbSymbolTablePtr table = m_impl->header.regAppTable.safeOpenObject(OdDb::kForRead);
+    const OdDbObjectId present = table->getAt(name);
+    if (!present.isNull()) {
+        return present;
+    }
+    table->upgradeOpen();
+    const OdDbRegAppTableRecordPtr record = OdDbRegAppTableRecord::createObject();
+    record->setName(name);
+    return table->add(record.get());
+}
+
+bool OdDbDatabase::isRegisteredApp(OdString const& name) const
+{
+    const OdDbObjectPtr table = m_impl->header.regAppTable.openObject();
+    return !table.isNull() && OdDbSymbolTablePtr(table)->has(name);
+}
+
+bool OdDbDatabase::isChanged() const noexcept
+{
+    return m_impl->headerChanged || m_impl->ids.hasChanges();
+}
+
+// ---------------------------------------------------------------------------------------------
+// Undo
+
+void OdDbDatabase::startUndoRecord()
+{
+    m_impl->undo.startUndoRecord();
+}
+
+bool OdDbDatabase::hasUndo() const noexcept
+{
+    return m_impl->undo.hasUndo();
+}
+
+bool OdDbDatabase::hasRedo() const noexcept
+{
+    return m_impl->undo.hasRedo();
+}
+
+OdResult OdDbDatabase::undo()
+{
+    return m_impl->undo.undo();
+}
+
+OdResult OdDbDatabase::redo()
+{
+    return m_impl->undo.redo();
+}
+
+void OdDbDatabase::clearUndo()
+{
+    m_impl->undo.clear();
+}
+
+void OdDbDatabase::disableUndoRecording(bool disable)
+{
+    m_impl->undo.setDisabled(disable);
+}
+
+bool OdDbDatabase::undoRecording() const noexcept
+{
+    return m_impl->undo.isRecording();
+}
+
+std::uint64_t OdDbDatabase::undoBytes() const noexcept
+{
+    return m_impl->undo.byteCount();
+}
+
+void OdDbDatabase::startTransaction()
+{
+    m_impl->undo.startTransaction();
+}
+
+void OdDbDatabase::endTransaction()
+{
+    m_impl->undo.endTransaction();
+}
+
+void OdDbDatabase::abortTransaction()
+{
+    m_impl->undo.abortTransaction();
+}
+
+int OdDbDatabase::numActiveTransactions() const noexcept
+{
+    return m_impl->undo.transactionCount();
+}
+
+// ---------------------------------------------------------------------------------------------
+// Settings
+
+OdString OdDbDatabase::getFilename() const
+{
+    return m_impl->fileName;
+}
+
+void OdDbDatabase::setFilename(OdString const& path)
+{
+    m_impl->fileName = path;
+}
+
+OdDb::UnitsValue OdDbDatabase::getINSUNITS() const
+{
+    return m_impl->header.insertUnits;
+}
+
+void OdDbDatabase::setINSUNITS(OdDb::UnitsValue units)
+{
+    m_impl->recordHeaderChange();
+    m_impl->header.insertUnits = units;
+}
+
+OdGePoint3d OdDbDatabase::getINSBASE() const
+{
+    return m_impl->header.modelInsertBase;
+}
+
+void OdDbDatabase::setINSBASE(OdGePoint3d const& point)
+{
+    m_impl->recordHeaderChange();
+    m_impl->header.modelInsertBase = point;
+}
+
+OdGePoint3d OdDbDatabase::getPINSBASE() const
+{
+    return m_impl->header.paperInsertBase;
+}
+
+void OdDbDatabase::setPINSBASE(OdGePoint3d const& point)
+{
+    m_impl->recordHeaderChange();
+    m_impl->header.paperInsertBase = point;
+}
+
+namespace {
+
+/// The named roots in the order in which they are filed.
+constexpr std::array kRoots = {
+    &OdDbHeader::blockTable,      &OdDbHeader::layerTable,      &OdDbHeader::linetypeTable,
+    &OdDbHeader::regAppTable,     &OdDbHeader::namedObjects,    &OdDbHeader::modelSpace,
+    &OdDbHeader::paperSpace,      &OdDbHeader::layerZero,       &OdDbHeader::linetypeContinuous,
+    &OdDbHeader::linetypeByLayer, &OdDbHeader::linetypeByBlock,
+};
+
+}  // namespace
+
+OdResult OdDbDatabase::dwgInFields(OdDbDwgFiler* filer)
+{
+    const OdResult result = OdDbObject::dwgInFields(filer);
+    if (result != kOdOk) {
+        return result;
+    }
+    OdDbHeader header;
+    for (auto root : kRoots) {
+        header.*root = filer->rdHardPointerId();
+    }
+    header.insertUnits = static_cast<OdDb::UnitsValue>(filer->rdInt16());
+    header.modelInsertBase = filer->rdPoint3d();
+    header.paperInsertBase = filer->rdPoint3d();
+    m_impl->header = header;
+    return kOdOk;
+}
+
+void OdDbDatabase::dwgOutFields(OdDbDwgFiler* filer) const
+{
+    OdDbObject::dwgOutFields(filer);
+    OdDbHeader const& header = m_impl->header;
+    for (auto root : kRoots) {
+        filer->wrHardPointerId(header.*root);
+    }
+    filer->wrInt16(static_cast<std::int16_t>(header.insertUnits));
+    filer->wrPoint3d(header.modelInsertBase);
+    filer->wrPoint3d(header.paperInsertBase);
+}
+
+std::uint32_t OdDbDatabase::classCount() const noexcept
+{
+    return static_cast<std::uint32_t>(m_impl->classes.size());
+}
+
+OdDbClassRecord const& OdDbDatabase::classRecord(std::uint32_t index) const
+{
+    if (index >= m_impl->classes.size()) {
+        throw OdError_InvalidIndex();
+    }
+    return m_impl->classes[index];
+}
+
+double oddbGetUnitsConversion(OdDb::UnitsValue from, OdDb::UnitsValue to)
+{
+    /// Metres in one unit.
+    static constexpr double kMetres[] = {
+        0.0,
+        0.0254,
+        0.3048,
+        1609.344,
+        1.0e-3,
+        1.0e-2,
+        1.0,
+        1000.0,
+        2.54e-8,
+        2.54e-5,
+        0.9144,
+        1.0e-10,
+        1.0e-9,
+        1.0e-6,
+        0.1,
+        10.0,
+        100.0,
+        1.0e9,
+        149597870700.0,
+        9460730472580800.0,
+        3.0856775814913673e16,
+    };
+    const auto fromIndex = static_cast<std::size_t>(from);
+    const auto toIndex = static_cast<std::size_t>(to);
+    if (fromIndex == 0 || toIndex == 0 || fromIndex >= std::size(kMetres) ||
+        toIndex >= std::size(kMetres)) {
+        return 1.0;
+    }
+    return kMetres[fromIndex] / kMetres[toIndex];
+}

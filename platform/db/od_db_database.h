@@ -1,0 +1,158 @@
+// A drawing database: its objects by handle, its named roots, undo, and its settings.
+
+#pragma once
+
+#include "db/od_db_class_record.h"
+#include "db/od_db_object.h"
+#include "ge/od_ge_point3d.h"
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+
+class OdDbDatabase;
+class OdDbDatabaseImpl;
+class OdDbHostAppServices;
+
+using OdDbDatabasePtr = OdSmartPtr<OdDbDatabase>;
+
+/// The objects of one drawing.
+///
+/// Reference counted; with the last reference all its objects go, after `goodbye` to their reactors.
+/// The database is an object itself (it takes protocol extensions and files the drawing's settings)
+/// but is in no database and always open. Used on one thread at a time.
+class OdDbDatabase : public OdDbObject
+{
+    RX_DECLARE_CLASS(OdDbDatabase);
+
+public:
+    /// An empty database with its tables, dictionaries and spaces.
+    static OdDbDatabasePtr createObject(OdDbHostAppServices* services = nullptr);
+    /// A database without a single object, for a reader that fills it.
+    static OdDbDatabasePtr createBare(OdDbHostAppServices* services = nullptr);
+    ~OdDbDatabase() override;
+    /// Databases alive in this process.
+    static int liveCount() noexcept;
+
+    OdDbDatabase* database() const noexcept override;
+    OdDbHostAppServices* appServices() const noexcept;
+
+    /// \name Named roots
+    /// @{
+    OdDbObjectId getNamedObjectsDictionaryId() const;
+    OdDbObjectId getBlockTableId() const;
+    OdDbObjectId getLayerTableId() const;
+    OdDbObjectId getLinetypeTableId() const;
+    OdDbObjectId getRegAppTableId() const;
+    OdDbObjectId getModelSpaceId() const;
+    OdDbObjectId getPaperSpaceId() const;
+    OdDbObjectId getLayerZeroId() const;
+    OdDbObjectId getLinetypeContinuousId() const;
+    OdDbObjectId getLinetypeByLayerId() const;
+    OdDbObjectId getLinetypeByBlockId() const;
+    /// @}
+
+    /// \name Objects
+    /// @{
+    /// Adds an object that is in no database. The caller's pointer is open for write then.
+    ///
+    /// \param owner   May be null and be set later.
+    /// \param handle  A handle that is free, or null for the next one. Handles are never reused.
+    /// \throws OdError (already in database), (handle in use), (wrong database) for an owner of
+    ///         another one.
+    OdDbObjectId addOdDbObject(OdDbObject* object, OdDbObjectId owner = OdDbObjectId::kNull,
+                               OdDbHandle handle = OdDbHandle());
+    /// The id of a handle.
+    ///
+    /// \param create  Whether to give an id for a handle that no object has; such an id can't be
+    ///                opened.
+    /// \param reserved  Not used.
+    /// \return Null for the null handle, and for one without object if `create` is false.
+    OdDbObjectId getOdDbObjectId(OdDbHandle const& handle, bool create = false,
+                                 unsigned reserved = 0);
+    /// The least handle above `after` that an object has, erased ones included; null at the end.
+    /// Loads no object.
+    OdDbHandle nextHandle(OdDbHandle after = OdDbHandle()) const;
+    /// Handles from this one on are free.
+    OdDbHandle handseed() const noexcept;
+    /// Registers an application for extended data; one that is registered stays as it is.
+    OdDbObjectId newRegApp(OdString const& name);
+    bool isRegisteredApp(OdString const& name) const;
+    /// Whether anything has changed since the drawing was last read or saved.
+    bool isChanged() const noexcept;
+    /// @}
+
+    /// \name Undo
+    /// Recording is on from the first `startUndoRecord`, or while a transaction runs, unless it was
+    /// stopped by `disableUndoRecording`.
+    /// @{
+    /// Sets a mark to which `undo` goes back.
+    void startUndoRecord();
+    bool hasUndo() const noexcept;
+    bool hasRedo() const noexcept;
+    /// Goes back to the latest mark and takes it away; a mark with nothing recorded after it takes
+    /// nothing back. \return 0; (no undo) if there is no mark; (transaction open).
+    OdResult undo();
+    /// Takes the latest undo back; anything recorded meanwhile has dropped what could be redone.
+    /// \return 0; (no undo) if there is none; (transaction open).
+    OdResult redo();
+    /// Forgets all records; recording stays on.
+    void clearUndo();
+    /// Stops, or allows again, all recording in this database.
+    void disableUndoRecording(bool disable) override;
+    bool undoRecording() const noexcept;
+    /// Bytes that undo and redo records take.
+    std::uint64_t undoBytes() const noexcept;
+
+    /// Starts a transaction, inside any that is open.
+    void startTransaction();
+    /// Ends the innermost transaction; its changes can be undone with what is around it.
+    /// \throws OdError (no transaction).
+    void endTransaction();
+    /// Takes back all changes since the innermost transaction started, and ends it; there is no
+    /// redo. \throws OdError (no transaction).
+    void abortTransaction();
+    int numActiveTransactions() const noexcept;
+    /// @}
+
+    /// \name Settings of the drawing, all part of undo
+    /// @{
+    OdString getFilename() const;
+    /// The path is not stored in the drawing and not part of undo.
+    void setFilename(OdString const& path);
+    OdDb::UnitsValue getINSUNITS() const;
+    void setINSUNITS(OdDb::UnitsValue units);
+    /// Insert base of model space.
+    OdGePoint3d getINSBASE() const;
+    void setINSBASE(OdGePoint3d const& point);
+    /// Insert base of paper space.
+    OdGePoint3d getPINSBASE() const;
+    void setPINSBASE(OdGePoint3d const& point);
+    /// Files the settings and the roots; not the objects.
+    OdResult dwgInFields(OdDbDwgFiler* filer) override;
+    void dwgOutFields(OdDbDwgFiler* filer) const override;
+    /// @}
+
+    /// \name Classes
+    /// Classes of objects met in this database, by number in order of first use.
+    /// @{
+    std::uint32_t classCount() const noexcept;
+    OdDbClassRecord const& classRecord(std::uint32_t index) const;
+    /// @}
+
+    /// For the database layer itself.
+    OdDbDatabaseImpl& impl() const noexcept { return *m_impl; }
+
+protected:
+    explicit OdDbDatabase(OdDbHostAppServices* services);
+
+private:
+    /// Reports each object that somebody holds open, through the assertion sink.
+    void reportOpenObjects() const;
+
+    std::unique_ptr<OdDbDatabaseImpl> m_impl;
+};
+
+/// How many `to` units one `from` unit is; 1 if either is undefined.
+/// Lengths are those of the International System and the 1959 yard agreement.
+double oddbGetUnitsConversion(OdDb::UnitsValue from, OdDb::UnitsValue to);

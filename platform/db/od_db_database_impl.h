@@ -1,0 +1,117 @@
+// The insides of a database.
+
+#pragma once
+
+#include "db/od_db_database.h"
+#include "db/od_db_id_table_impl.h"
+#include "db/od_db_undo_log_impl.h"
+
+#include <map>
+#include <string>
+
+/// Ends all redirections from and to ids of a database that goes away.
+void odDbDropRedirections(OdDbDatabaseImpl const& database);
+
+/// Access of the database layer to the private state of objects.
+class OdDbObjectAccess
+{
+public:
+    /// Joins or starts an open period and hands out a pointer that holds it.
+    static OdDbObjectPtr open(OdDbObject& object, OdDb::OpenMode mode);
+    /// Puts an object into a database, which takes a reference.
+    static void attach(OdDbObject& object, OdDbIdRecord& record, OdDbObjectId owner);
+    /// Takes an object out of its database, which gives up its reference.
+    static void detach(OdDbObject& object);
+    /// Takes fields in, with checks passing and nothing recorded.
+    static OdResult fileIn(OdDbObject& object, OdDbDwgFiler& filer);
+    /// Files an object of any open state.
+    static void fileOut(OdDbObject const& object, OdDbDwgFiler& filer);
+    static void playPartial(OdDbObject& object, OdDbDwgFiler& filer, OdRxClass* cls);
+    /// Starts the first write period of an object that was just added.
+    static void startNew(OdDbObject& object, std::uint32_t undoMark);
+    static void setErased(OdDbObject& object, bool erasing);
+    static void sendErased(OdDbObject& object, bool erasing);
+    static void sendModified(OdDbObject& object);
+    static void sendGoodbye(OdDbObject& object);
+    static void sendOpenedForModify(OdDbObject& object);
+    /// Calls one notice on each reactor, from a copy of the list.
+    template <class Notice>
+    static void sendRound(OdDbObject& object, Notice const& notice);
+    static void endNotify(OdDbObject& reactor);
+    static bool isClosed(OdDbObject const& object) noexcept { return object.m_refs <= 1; }
+};
+
+/// Settings of a drawing, which are filed with the database.
+struct OdDbHeader
+{
+    OdDbObjectId namedObjects;
+    OdDbObjectId blockTable;
+    OdDbObjectId layerTable;
+    OdDbObjectId linetypeTable;
+    OdDbObjectId regAppTable;
+    OdDbObjectId modelSpace;
+    OdDbObjectId paperSpace;
+    OdDbObjectId layerZero;
+    OdDbObjectId linetypeContinuous;
+    OdDbObjectId linetypeByLayer;
+    OdDbObjectId linetypeByBlock;
+    OdDb::UnitsValue insertUnits = OdDb::UnitsValue::kUnitsMillimeters;
+    OdGePoint3d modelInsertBase;
+    OdGePoint3d paperInsertBase;
+};
+
+class OdDbDatabaseImpl
+{
+public:
+    OdDbDatabaseImpl(OdDbDatabase& database, OdDbHostAppServices* services);
+    ~OdDbDatabaseImpl();
+    OdDbDatabaseImpl(OdDbDatabaseImpl const&) = delete;
+    OdDbDatabaseImpl& operator=(OdDbDatabaseImpl const&) = delete;
+
+    static OdDbDatabaseImpl& of(OdDbIdRecord const& record) noexcept
+    {
+        return *OdDbIdBlock::of(record).database;
+    }
+
+    /// Brings the object of a record into memory. \return Whether there is one now.
+    bool load(OdDbIdRecord& record);
+    /// Finds out how a record stands without loading it.
+    void resolve(OdDbIdRecord& record);
+    std::uint32_t classIndexOf(OdRxClass const* cls);
+    std::uint32_t addClass(OdDbClassRecord const& record);
+    /// The registered class of a number; null if it isn't registered now.
+    OdRxClass* registeredClass(std::uint32_t index);
+    OdDbObjectId add(OdDbObject& object, OdDbObjectId owner, OdDbHandle handle);
+    /// Records the settings for undo; call it before a change of them.
+    void recordHeaderChange();
+
+    OdDbDatabase& database;
+    OdDbHostAppServices* services;
+    std::uint64_t const serial;  ///< order of creation among databases
+    OdDbIdTable ids;
+    OdDbUndoLog undo;
+    OdDbHeader header;
+    OdString fileName;
+    std::uint64_t handseed = 1;
+    bool headerChanged = false;
+    std::uint32_t headerMark = 0;  ///< undo mark at which the settings were last recorded
+    std::vector<OdDbClassRecord> classes;
+    std::unique_ptr<OdDbObjectStore> store;
+    std::vector<OdDbStorageAccess::Damage> damages;
+
+private:
+    bool loadFromStore(OdDbIdRecord& record);
+    bool loadAs(OdDbIdRecord& record, OdDbHandle handle, bool asProxy);
+    bool fillLoaded(OdDbIdRecord& record, OdDbObject& object, OdDbStoredObjectFiler& filer,
+                    bool isProxy);
+    void reportDamage(OdDbIdRecord& record, std::string reason);
+    /// Whether a proxy's class has been registered since, and nothing stands against loading the
+    /// object anew.
+    bool canReplaceProxy(OdDbIdRecord const& record);
+
+    std::map<OdString, std::uint32_t> m_classNumbers;
+    OdRxClass const* m_lastClass = nullptr;  ///< objects mostly come in runs of one class
+    std::uint32_t m_lastClassIndex = 0;
+    std::vector<OdRxClass*> m_resolved;  ///< registered classes by number, derived
+    std::uint64_t m_resolvedRevision = 0;
+};

@@ -1,0 +1,256 @@
+#include "db/od_db_dictionary.h"
+
+#include "db/od_db_database.h"
+#include "db/od_db_filer.h"
+#include "root/od_error.h"
+
+RX_DEFINE_CLASS(OdDbDictionary, OdDbObject, odrxCreate<OdDbDictionary>, L"OdDbDictionary",
+                OdDb::kDwgVersionCurrent, 0, 0, L"DICTIONARY", L"Object database");
+RX_DEFINE_CLASS(OdDbDictionaryIterator, OdRxObject, odrxCreateNothing, L"OdDbDictionaryIterator");
+
+namespace {
+
+/// Names that the dictionary makes for entries without one.
+constexpr wchar_t kHiddenPrefix[] = L"*A";
+
+bool isAllowedName(OdString const& name)
+{
+    const int length = static_cast<int>(name.getLength());
+    for (int index = 0; index < length; ++index) {
+        const auto character = static_cast<std::uint32_t>(name.getAt(index));
+        if (character < 0x20 || character == 0x7F) {
+            return false;
+        }
+    }
+    return true;
+}
+
+}  // namespace
+
+OdDbDictionary::OdDbDictionary() : m_index(*this, &OdDbDictionary::desc) {}
+OdDbDictionary::~OdDbDictionary() = default;
+
+OdDbDictionaryPtr OdDbDictionary::createObject()
+{
+    return odrxMake<OdDbDictionary>();
+}
+
+OdDb::ReferenceType OdDbDictionary::ownership() const noexcept
+{
+    return m_isHardOwner ? OdDb::ReferenceType::kHardOwnershipRef
+                         : OdDb::ReferenceType::kSoftOwnershipRef;
+}
+
+OdDbObjectId OdDbDictionary::getAt(OdString const& name, OdResult* result) const
+{
+    assertReadEnabled();
+    OdDbObjectId id = m_index.find(name);
+    if (id.isErased()) {
+        id = OdDbObjectId::kNull;
+    }
+    if (result != nullptr) {
+        *result = id.isNull() ? kOdKeyNotFound : kOdOk;
+    }
+    return id;
+}
+
+OdDbObjectPtr OdDbDictionary::getAt(OdString const& name, OdDb::OpenMode mode) const
+{
+    return getAt(name).openObject(mode);
+}
+
+OdString OdDbDictionary::hiddenName() const
+{
+    for (std::uint32_t number = numEntries() + 1;; ++number) {
+        OdString name;
+        name.format(L"%ls%u", kHiddenPrefix, number);
+        if (m_index.find(name).isNull()) {
+            return name;
+        }
+    }
+}
+
+void OdDbDictionary::eraseIfOwned(OdDbObjectId id)
+{
+    const OdDbObjectPtr object = id.openObject(OdDb::kForWrite);
+    if (!object.isNull() && object->ownerId() == objectId()) {
+        (void)object->erase(true);  // an object that refuses stays without a name
+    }
+}
+
+OdDbObjectId OdDbDictionary::setAt(OdString const& name, OdDbObject* object)
+{
+    if (object == nullptr) {
+        throw OdError(kOdNullObjectPointer);
+    }
+    OdDbDatabase* db = database();
+    if (db == nullptr) {
+        throw OdError(kOdNotInDatabase);
+    }
+    assertWriteEnabled(/*autoUndo=*/false, /*recordModified=*/false);
+    if (!isAllowedName(name)) {
+        throw OdError(kOdInvalidKey);
+    }
+    if (object->database() != nullptr && object->database() != db) {
+        throw OdError(kOdWrongDatabase);
+    }
+    const OdString key = name.isEmpty() ? hiddenName() : name;
+    const OdDbObjectId present = m_index.find(key);
+    if (!present.isNull() && present == object->objectId()) {
+        return present;
+    }
+    OdDbObjectId id = object->objectId();
+    if (id.isNull()) {
+        id = db->addOdDbObject(object, objectId());
+    } else {
+        if (OdString const* oldName = m_index.nameOf(id)) {
+            m_index.remove(OdString(*oldName));
+        }
+        object->setOwnerId(objectId());
+    }
+    if (!present.isNull()) {
+        m_index.remove(key);
+        eraseIfOwned(present);
+    }
+    m_index.insert(key, id);
+    return id;
+}
+
+OdDbObjectId OdDbDictionary::remove(OdString const& name)
+{
+    assertWriteEnabled(/*autoUndo=*/false, /*recordModified=*/false);
+    const OdDbObjectId id = m_index.find(name);
+    if (id.isNull()) {
+        return id;
+    }
+    eraseIfOwned(id);  // takes the entry out, and keeps its name for an undo
+    m_index.remove(name);
+    return id;
+}
+
+bool OdDbDictionary::setName(OdString const& oldName, OdString const& newName)
+{
+    assertWriteEnabled(/*autoUndo=*/false, /*recordModified=*/false);
+    const OdDbObjectId id = m_index.find(oldName);
+    if (id.isNull() || newName.isEmpty() || !isAllowedName(newName)) {
+        return false;
+    }
+    const OdDbObjectId taken = m_index.find(newName);
+    if (!taken.isNull() && !(taken == id)) {
+        return false;
+    }
+    m_index.remove(oldName);
+    m_index.insert(newName, id);
+    return true;
+}
+
+bool OdDbDictionary::has(OdString const& name) const
+{
+    return !getAt(name).isNull();
+}
+
+bool OdDbDictionary::has(OdDbObjectId const& id) const
+{
+    assertReadEnabled();
+    return m_index.nameOf(id) != nullptr && !id.isErased();
+}
+
+OdString OdDbDictionary::nameAt(OdDbObjectId const& id) const
+{
+    assertReadEnabled();
+    OdString const* name = m_index.nameOf(id);
+    return name != nullptr ? *name : OdString();
+}
+
+std::uint32_t OdDbDictionary::numEntries() const noexcept
+{
+    return static_cast<std::uint32_t>(m_index.entries().size());
+}
+
+OdDbDictionaryIteratorPtr OdDbDictionary::newIterator() const
+{
+    assertReadEnabled();
+    return odrxMake<OdDbDictionaryIterator>(*this);
+}
+
+void OdDbDictionary::setHardOwner(bool hard)
+{
+    assertWriteEnabled();
+    m_isHardOwner = hard;
+}
+
+void OdDbDictionary::ownedObjectErased(OdDbObjectId id, bool erasing)
+{
+    m_index.setErased(id, erasing);
+}
+
+OdResult OdDbDictionary::dwgInFields(OdDbDwgFiler* filer)
+{
+    const OdResult result = OdDbObject::dwgInFields(filer);
+    if (result != kOdOk) {
+        return result;
+    }
+    m_isHardOwner = filer->rdBool();
+    m_index.fileIn(*filer, ownership());
+    return kOdOk;
+}
+
+void OdDbDictionary::dwgOutFields(OdDbDwgFiler* filer) const
+{
+    OdDbObject::dwgOutFields(filer);
+    filer->wrBool(m_isHardOwner);
+    m_index.fileOut(*filer, ownership());
+}
+
+void OdDbDictionary::applyPartialUndo(OdDbDwgFiler* filer, OdRxClass* cls)
+{
+    if (cls != OdDbDictionary::desc()) {
+        OdDbObject::applyPartialUndo(filer, cls);
+        return;
+    }
+    m_index.applyUndo(*filer);
+}
+
+OdDbDictionaryIterator::OdDbDictionaryIterator(OdDbDictionary const& dictionary)
+    : m_dictionary(const_cast<OdDbDictionary*>(&dictionary))
+{
+    settle(dictionary.m_index.entries().begin());
+}
+
+void OdDbDictionaryIterator::settle(OdDbNameIndex::Entries::const_iterator at)
+{
+    auto const& entries = m_dictionary->m_index.entries();
+    while (at != entries.end() && at->second.isErased()) {
+        ++at;
+    }
+    m_id = at != entries.end() ? at->second : OdDbObjectId::kNull;
+    m_name = at != entries.end() ? at->first : OdString();
+}
+
+bool OdDbDictionaryIterator::done() const
+{
+    return m_id.isNull();
+}
+
+bool OdDbDictionaryIterator::next()
+{
+    if (!done()) {
+        settle(m_dictionary->m_index.entries().upper_bound(m_name));
+    }
+    return !done();
+}
+
+OdString OdDbDictionaryIterator::name() const
+{
+    return m_name;
+}
+
+OdDbObjectId OdDbDictionaryIterator::objectId() const
+{
+    return m_id;
+}
+
+OdDbObjectPtr OdDbDictionaryIterator::getObject(OdDb::OpenMode mode) const
+{
+    return m_id.openObject(mode);
+}

@@ -1,0 +1,98 @@
+// Dictionaries: named objects.
+
+#pragma once
+
+#include "db/od_db_name_index.h"
+#include "db/od_db_object.h"
+
+class OdDbDictionaryIterator;
+using OdDbDictionaryIteratorPtr = OdSmartPtr<OdDbDictionaryIterator>;
+
+/// Objects by name. Names compare without case and keep the case they were set with; entries are in
+/// order of names. The dictionary owns what is entered into it, hard or soft.
+///
+/// An entry goes when its object is erased, and comes back with it; iteration and counts see living
+/// entries only. Entering and leaving are part of undo without a copy of the whole dictionary.
+class OdDbDictionary : public OdDbObject
+{
+    RX_DECLARE_CLASS(OdDbDictionary);
+
+public:
+    OdDbDictionary();
+    ~OdDbDictionary() override;
+    static OdSmartPtr<OdDbDictionary> createObject();
+
+    /// The id under a name.
+    /// \param result  If not null: 0, or (key not found).
+    /// \return Null if there is no such entry.
+    OdDbObjectId getAt(OdString const& name, OdResult* result = nullptr) const;
+    /// The object under a name, opened; null if there is none or it can't be opened.
+    OdDbObjectPtr getAt(OdString const& name, OdDb::OpenMode mode) const;
+    /// Enters an object, which is added to the database if it is in none; the dictionary becomes
+    /// its owner. An entry of that name is replaced, and its object erased if this dictionary owns
+    /// it. An empty name is made into a hidden one that is unique.
+    /// \throws OdError (not in database) for a dictionary in none, (null object pointer), (invalid
+    ///         key) for a name with control characters, (wrong database), or as the name says.
+    OdDbObjectId setAt(OdString const& name, OdDbObject* object);
+    /// Takes an entry out; its object is erased if this dictionary owns it.
+    /// \return The id of the entry, null if there was none.
+    OdDbObjectId remove(OdString const& name);
+    /// Gives an entry another name. \return False if there is no such entry or the new name is
+    /// taken.
+    bool setName(OdString const& oldName, OdString const& newName);
+
+    bool has(OdString const& name) const;
+    bool has(OdDbObjectId const& id) const;
+    /// The name of an id; empty if it has none here.
+    OdString nameAt(OdDbObjectId const& id) const;
+    /// Living entries.
+    std::uint32_t numEntries() const noexcept;
+    /// Walks the living entries in order of names. Entries may come and go meanwhile.
+    OdDbDictionaryIteratorPtr newIterator() const;
+
+    /// Whether entries are owned hard (the default) or soft.
+    bool isHardOwner() const noexcept { return m_isHardOwner; }
+    void setHardOwner(bool hard);
+
+    OdResult dwgInFields(OdDbDwgFiler* filer) override;
+    void dwgOutFields(OdDbDwgFiler* filer) const override;
+    void applyPartialUndo(OdDbDwgFiler* filer, OdRxClass* cls) override;
+
+protected:
+    void ownedObjectErased(OdDbObjectId id, bool erasing) override;
+
+private:
+    friend class OdDbDictionaryIterator;
+
+    OdString hiddenName() const;
+    void eraseIfOwned(OdDbObjectId id);
+    OdDb::ReferenceType ownership() const noexcept;
+
+    OdDbNameIndex m_index;
+    bool m_isHardOwner = true;
+};
+
+using OdDbDictionaryPtr = OdSmartPtr<OdDbDictionary>;
+
+/// Walks a dictionary; holds it open for read.
+class OdDbDictionaryIterator : public OdRxObject
+{
+    RX_DECLARE_CLASS(OdDbDictionaryIterator);
+
+public:
+    explicit OdDbDictionaryIterator(OdDbDictionary const& dictionary);
+
+    bool done() const;
+    bool next();
+    OdString name() const;
+    OdDbObjectId objectId() const;
+    /// The object, opened; null if it can't be opened.
+    OdDbObjectPtr getObject(OdDb::OpenMode mode = OdDb::kForRead) const;
+
+private:
+    void settle(OdDbNameIndex::Entries::const_iterator at);
+
+    OdDbDictionaryPtr m_dictionary;
+    OdString m_name;  ///< where the walk stands; a name, so that entries may come and go
+    OdDbObjectId m_id;
+};

@@ -1,0 +1,127 @@
+#include "db/od_db_id_table_impl.h"
+
+#include <algorithm>
+
+namespace {
+
+constexpr std::uint64_t kPerBlock = OdDbStorageAccess::kHandlesInBlock;
+/// Slack of the dense vector: numbers up to this much above twice the count stay in it.
+constexpr std::uint64_t kDenseSlack = 1024;
+
+}  // namespace
+
+OdDbIdBlock* OdDbIdTable::findBlock(std::uint64_t number) const noexcept
+{
+    if (number < m_dense.size() && m_dense[number] != nullptr) {
+        return m_dense[number].get();
+    }
+    if (m_sparse.empty()) {
+        return nullptr;
+    }
+    const auto found = m_sparse.find(number);
+    return found != m_sparse.end() ? found->second.get() : nullptr;
+}
+
+std::uint64_t OdDbIdTable::nextBlock(std::uint64_t after) const noexcept
+{
+    for (std::uint64_t number = after + 1; number < m_dense.size(); ++number) {
+        if (m_dense[number] != nullptr) {
+            return number;
+        }
+    }
+    std::uint64_t best = (std::uint64_t{1} << 62) / kPerBlock;
+    for (auto const& [number, block] : m_sparse) {
+        if (number > after) {
+            best = std::min(best, number);
+        }
+    }
+    return best;
+}
+
+OdDbIdRecord* OdDbIdTable::find(std::uint64_t handle) const noexcept
+{
+    OdDbIdBlock* block = findBlock(handle / kPerBlock);
+    return block != nullptr ? &block->records[handle % kPerBlock] : nullptr;
+}
+
+OdDbIdRecord& OdDbIdTable::get(std::uint64_t handle)
+{
+    OdDbIdBlock* block = findBlock(handle / kPerBlock);
+    if (block == nullptr) {
+        block = &makeBlock(handle / kPerBlock);
+    }
+    return block->records[handle % kPerBlock];
+}
+
+OdDbIdBlock& OdDbIdTable::makeBlock(std::uint64_t number)
+{
+    auto block = std::make_unique<OdDbIdBlock>();
+    block->database = &m_database;
+    block->number = number;
+    for (std::size_t slot = 0; slot < kPerBlock; ++slot) {
+        block->records[slot].slot = static_cast<std::uint8_t>(slot);
+    }
+    OdDbIdBlock& result = *block;
+    if (number < 2 * m_count + kDenseSlack) {
+        if (number >= m_dense.size()) {
+            m_dense.resize(std::max<std::size_t>(number + 1, m_dense.size() * 3 / 2));
+        }
+        m_dense[number] = std::move(block);
+    } else {
+        m_sparse.emplace(number, std::move(block));
+    }
+    ++m_count;
+    return result;
+}
+
+void OdDbIdTable::markChanged(OdDbIdRecord& record)
+{
+    if (record.has(OdDbIdRecord::kChanged)) {
+        return;
+    }
+    record.set(OdDbIdRecord::kChanged, true);
+    OdDbIdBlock& block = OdDbIdBlock::of(record);
+    if (!block.changed) {
+        block.changed = true;
+        m_changedBlocks.push_back(&block);
+    }
+}
+
+void OdDbIdTable::clearChanged()
+{
+    for (OdDbIdBlock* block : m_changedBlocks) {
+        block->changed = false;
+        for (OdDbIdRecord& record : block->records) {
+            record.set(OdDbIdRecord::kChanged, false);
+            record.set(OdDbIdRecord::kNew, false);
+        }
+    }
+    m_changedBlocks.clear();
+}
+
+std::vector<std::uint64_t> OdDbIdTable::changedBlocks() const
+{
+    std::vector<std::uint64_t> numbers;
+    numbers.reserve(m_changedBlocks.size());
+    for (OdDbIdBlock const* block : m_changedBlocks) {
+        numbers.push_back(block->number);
+    }
+    std::sort(numbers.begin(), numbers.end());
+    return numbers;
+}
+
+std::vector<std::uint64_t> OdDbIdTable::knownBlocks() const
+{
+    std::vector<std::uint64_t> numbers;
+    numbers.reserve(m_count);
+    for (auto const& block : m_dense) {
+        if (block != nullptr) {
+            numbers.push_back(block->number);
+        }
+    }
+    for (auto const& [number, block] : m_sparse) {
+        numbers.push_back(number);
+    }
+    std::sort(numbers.begin(), numbers.end());
+    return numbers;
+}

@@ -1,0 +1,132 @@
+#include "db/od_db_name_index.h"
+
+#include "db/od_db_filer.h"
+#include "root/od_error.h"
+
+namespace {
+
+/// What a partial undo record says was done.
+enum Opcode : std::uint8_t
+{
+    kInserted = 0,
+    kRemoved = 1
+};
+
+}  // namespace
+
+bool OdDbNameIndex::LessWithoutCase::operator()(OdString const& left, OdString const& right) const
+{
+    return odIcmp(left, right) < 0;
+}
+
+OdDbObjectId OdDbNameIndex::find(OdString const& name) const
+{
+    const auto found = m_entries.find(name);
+    return found != m_entries.end() ? found->second : OdDbObjectId::kNull;
+}
+
+OdDbObjectId OdDbNameIndex::findErased(OdString const& name) const
+{
+    for (auto const& [id, erasedName] : m_erasedNames) {
+        if (odIcmp(erasedName, name) == 0) {
+            return id;
+        }
+    }
+    return OdDbObjectId::kNull;
+}
+
+OdString const* OdDbNameIndex::nameOf(OdDbObjectId id) const
+{
+    const auto found = m_names.find(id);
+    return found != m_names.end() ? &found->second : nullptr;
+}
+
+void OdDbNameIndex::record(std::uint8_t opcode, OdString const& name, OdDbObjectId id)
+{
+    m_holder.assertWriteEnabled(/*autoUndo=*/false, /*recordModified=*/true);
+    OdDbDwgFiler* filer = m_holder.undoFiler();
+    if (filer == nullptr) {
+        return;
+    }
+    filer->wrAddress(m_class());
+    filer->wrUInt8(opcode);
+    filer->wrString(name);
+    filer->wrSoftPointerId(id);
+}
+
+void OdDbNameIndex::insert(OdString const& name, OdDbObjectId id)
+{
+    record(kInserted, name, id);
+    m_entries.insert_or_assign(name, id);
+    m_names.insert_or_assign(id, name);
+    m_erasedNames.erase(id);
+}
+
+OdDbObjectId OdDbNameIndex::remove(OdString const& name)
+{
+    const auto found = m_entries.find(name);
+    if (found == m_entries.end()) {
+        return OdDbObjectId::kNull;
+    }
+    const OdString storedName = found->first;
+    const OdDbObjectId id = found->second;
+    record(kRemoved, storedName, id);
+    m_entries.erase(found);
+    m_names.erase(id);
+    return id;
+}
+
+void OdDbNameIndex::setErased(OdDbObjectId id, bool erasing)
+{
+    if (erasing) {
+        if (OdString const* name = nameOf(id)) {
+            const OdString keptName = *name;
+            remove(keptName);
+            m_erasedNames.insert_or_assign(id, keptName);
+        }
+        return;
+    }
+    const auto found = m_erasedNames.find(id);
+    if (found != m_erasedNames.end() && m_entries.count(found->second) == 0) {
+        const OdString name = found->second;
+        insert(name, id);
+    }
+}
+
+void OdDbNameIndex::applyUndo(OdDbDwgFiler& filer)
+{
+    const std::uint8_t opcode = filer.rdUInt8();
+    const OdString name = filer.rdString();
+    const OdDbObjectId id = filer.rdSoftPointerId();
+    if (opcode == kInserted) {
+        remove(name);
+        m_erasedNames.insert_or_assign(id, name);
+    } else {
+        insert(name, id);
+    }
+}
+
+void OdDbNameIndex::fileOut(OdDbDwgFiler& filer, OdDb::ReferenceType type) const
+{
+    filer.wrInt32(static_cast<std::int32_t>(m_entries.size()));
+    for (auto const& [name, id] : m_entries) {
+        filer.wrString(name);
+        odDbWriteId(filer, id, type);
+    }
+}
+
+void OdDbNameIndex::fileIn(OdDbDwgFiler& filer, OdDb::ReferenceType type)
+{
+    Entries entries;
+    std::unordered_map<OdDbObjectId, OdString> names;
+    const std::uint32_t count = odDbReadCount(filer, 1);
+    for (std::uint32_t index = 0; index < count; ++index) {
+        OdString name = filer.rdString();
+        const OdDbObjectId id = odDbReadId(filer, type);
+        if (!id.isNull() && entries.emplace(name, id).second) {
+            names.emplace(id, std::move(name));
+        }
+    }
+    m_entries = std::move(entries);
+    m_names = std::move(names);
+}

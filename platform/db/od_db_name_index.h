@@ -1,0 +1,56 @@
+// Names of the objects that a dictionary or a symbol table holds.
+
+#pragma once
+
+#include "db/od_db_object.h"
+
+#include <map>
+#include <unordered_map>
+
+/// Ids by name: names compare without case, keep the case they were entered with, and are in order.
+///
+/// The index serves one object, its holder: changes write partial undo records of it. The names of
+/// erased objects are kept aside, so that an object that comes back finds its name again.
+class OdDbNameIndex
+{
+public:
+    struct LessWithoutCase
+    {
+        bool operator()(OdString const& left, OdString const& right) const;
+    };
+    using Entries = std::map<OdString, OdDbObjectId, LessWithoutCase>;
+
+    /// \param cls  Gives the class whose `applyPartialUndo` hands records to `applyUndo`; asked
+    ///             late, since classes come and go.
+    OdDbNameIndex(OdDbObject& holder, OdRxClass* (*cls)()) noexcept : m_holder(holder), m_class(cls)
+    {
+    }
+
+    Entries const& entries() const noexcept { return m_entries; }
+    /// The id under a name; null if there is none.
+    OdDbObjectId find(OdString const& name) const;
+    /// The id that an erased object had under a name; null if there is none.
+    OdDbObjectId findErased(OdString const& name) const;
+    /// The name of an id; null if it has none.
+    OdString const* nameOf(OdDbObjectId id) const;
+
+    /// Enters a name that is free.
+    void insert(OdString const& name, OdDbObjectId id);
+    /// Takes a name out. \return Its id, null if there was none.
+    OdDbObjectId remove(OdString const& name);
+    /// Takes the name of an erased object aside, or brings it back if it is still free.
+    void setErased(OdDbObjectId id, bool erasing);
+
+    void fileOut(OdDbDwgFiler& filer, OdDb::ReferenceType type) const;
+    void fileIn(OdDbDwgFiler& filer, OdDb::ReferenceType type);
+    void applyUndo(OdDbDwgFiler& filer);
+
+private:
+    void record(std::uint8_t opcode, OdString const& name, OdDbObjectId id);
+
+    OdDbObject& m_holder;
+    OdRxClass* (*m_class)();
+    Entries m_entries;
+    std::unordered_map<OdDbObjectId, OdString> m_names;        ///< of the entries, derived
+    std::unordered_map<OdDbObjectId, OdString> m_erasedNames;  ///< that may come back
+};

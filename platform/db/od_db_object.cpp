@@ -1,0 +1,891 @@
+#include "db/od_db_object.h"
+
+#include "db/od_db_database_impl.h"
+#include "db/od_db_dictionary.h"
+#include "db/od_db_entity.h"
+#include "db/od_db_symbol_table.h"
+#include "db/od_db_xdata_impl.h"
+#include "db/od_db_xrecord.h"
+#include "root/od_assert.h"
+#include "root/od_error.h"
+
+#include <algorithm>
+#include <atomic>
+#include <exception>
+#include <unordered_set>
+#include <utility>
+
+RX_DEFINE_CLASS(OdDbObject, OdGiDrawable, odrxCreate<OdDbObject>, L"OdDbObject",
+                OdDb::kDwgVersionCurrent, 0, 0, L"OBJECT", L"Object database");
+
+namespace {
+
+std::atomic<std::int64_t> g_liveObjects{0};
+
+/// Lists of reactors longer than this get an index, so that attaching many stays linear.
+constexpr unsigned kIndexedReactors = 16;
+
+/// Partial undo records of the base class.
+enum BaseOpcode : std::uint8_t
+{
+    kReactorAdded = 0,
+    kReactorRemoved = 1,
+    kExtensionDictionary = 2,
+    kXData = 3,
+    kOwner = 4
+};
+
+struct XDataEntry
+{
+    OdString app;
+    std::vector<std::uint8_t> bytes;
+};
+
+/// Sets a bit for as long as it lives, and then brings back what the bit was.
+class BitGuard
+{
+public:
+    BitGuard(std::uint16_t& state, std::uint16_t bit) noexcept
+        : m_state(state), m_bit(bit), m_was(static_cast<std::uint16_t>(state & bit))
+    {
+        m_state = static_cast<std::uint16_t>(m_state | bit);
+    }
+    BitGuard(BitGuard const&) = delete;
+    BitGuard& operator=(BitGuard const&) = delete;
+    ~BitGuard() { m_state = static_cast<std::uint16_t>((m_state & ~m_bit) | m_was); }
+
+private:
+    std::uint16_t& m_state;
+    std::uint16_t m_bit;
+    std::uint16_t m_was;
+};
+
+void fileXData(OdDbDwgFiler& filer, std::vector<XDataEntry> const& entries)
+{
+    filer.wrInt32(static_cast<std::int32_t>(entries.size()));
+    for (XDataEntry const& entry : entries) {
+        filer.wrString(entry.app);
+        filer.wrInt32(static_cast<std::int32_t>(entry.bytes.size()));
+        filer.wrBytes(entry.bytes.data(), static_cast<std::uint32_t>(entry.bytes.size()));
+    }
+}
+
+std::vector<std::uint8_t> readBytes(OdDbDwgFiler& filer)
+{
+    std::vector<std::uint8_t> bytes(odDbReadCount(filer, 1));
+    filer.rdBytes(bytes.data(), static_cast<std::uint32_t>(bytes.size()));
+    return bytes;
+}
+
+OdDbObjectIdArray readReactors(OdDbDwgFiler& filer)
+{
+    const std::int32_t count = filer.rdInt32();
+    if (count < 0) {
+        throw OdError(kOdBadStream);
+    }
+    OdDbObjectIdArray reactors;
+    for (std::int32_t index = 0; index < count; ++index) {
+        const std::uint64_t before = filer.bytesLeft();
+        const OdDbObjectId id = filer.rdSoftPointerId();
+        if (!id.isNull()) {
+            reactors.append(id);
+        } else if (before != OdDbFiler::kUnlimited && filer.bytesLeft() == before) {
+            break;  // ids cost this filer nothing and are all null; the count may be any number
+        }
+    }
+    return reactors;
+}
+
+std::vector<XDataEntry> readXData(OdDbDwgFiler& filer)
+{
+    std::vector<XDataEntry> entries(odDbReadCount(filer, 2));
+    for (XDataEntry& entry : entries) {
+        entry.app = filer.rdString();
+        entry.bytes = readBytes(filer);
+        odDbUnpackXData(entry.bytes, OdResBuf::newRb(1001));  // refuses what nobody could read
+    }
+    return entries;
+}
+
+}  // namespace
+
+/// What few objects have.
+struct OdDbObject::Extras
+{
+    OdDbObjectIdArray reactors;
+    std::unordered_set<OdDbObjectId> reactorIndex;  ///< derived; empty for short lists
+    OdDbObjectId extensionDictionary;
+    std::vector<XDataEntry> xData;  ///< in order of application names
+
+    bool hasReactor(OdDbObjectId id) const
+    {
+        if (!reactorIndex.empty()) {
+            return reactorIndex.count(id) != 0;
+        }
+        return reactors.contains(id);
+    }
+    void rebuildIndex()
+    {
+        reactorIndex.clear();
+        if (reactors.size() > kIndexedReactors) {
+            reactorIndex.insert(std::as_const(reactors).begin(), std::as_const(reactors).end());
+        }
+    }
+    void insertReactor(unsigned position, OdDbObjectId id)
+    {
+        reactors.insertAt(std::min<unsigned>(position, reactors.size()), id);
+        if (!reactorIndex.empty()) {
+            reactorIndex.insert(id);
+        } else {
+            rebuildIndex();
+        }
+    }
+    unsigned removeReactor(OdDbObjectId id)
+    {
+        unsigned position = 0;
+        // Reactors mostly leave in the reverse order of their coming.
+        const unsigned size = reactors.size();
+        if (size != 0 && std::as_const(reactors)[size - 1] == id) {
+            position = size - 1;
+        } else {
+            (void)reactors.find(id, position);
+        }
+        reactors.removeAt(position);
+        reactorIndex.erase(id);
+        return position;
+    }
+    std::vector<XDataEntry>::iterator findXData(OdString const& app)
+    {
+        return std::lower_bound(
+            xData.begin(), xData.end(), app,
+            [](XDataEntry const& entry, OdString const& name) { return entry.app < name; });
+    }
+    /// Sets, or with no bytes removes, the data of one application; gives what was there.
+    std::vector<std::uint8_t> exchangeXData(OdString const& app, std::vector<std::uint8_t> bytes)
+    {
+        const auto at = findXData(app);
+        const bool isThere = at != xData.end() && at->app == app;
+        if (!isThere) {
+            if (!bytes.empty()) {
+                xData.insert(at, {app, std::move(bytes)});
+            }
+            return {};
+        }
+        std::vector<std::uint8_t> before = std::exchange(at->bytes, std::move(bytes));
+        if (at->bytes.empty()) {
+            xData.erase(at);
+        }
+        return before;
+    }
+};
+
+OdDbObject::OdDbObject()
+{
+    g_liveObjects.fetch_add(1, std::memory_order_relaxed);
+}
+
+OdDbObject::~OdDbObject()
+{
+    g_liveObjects.fetch_sub(1, std::memory_order_relaxed);
+}
+
+std::int64_t OdDbObject::liveCount() noexcept
+{
+    return g_liveObjects.load(std::memory_order_relaxed);
+}
+
+OdDbObject::Extras& OdDbObject::extras()
+{
+    if (m_extras == nullptr) {
+        m_extras = std::make_unique<Extras>();
+    }
+    return *m_extras;
+}
+
+void OdDbObject::release()
+{
+    const std::uint32_t left = --m_refs;
+    if (left == 0) {
+        delete this;
+        return;
+    }
+    if (left != 1 || m_record == nullptr) {
+        return;
+    }
+    // The database holds the reference that is left: the open period is over.
+    m_writeCount = 0;
+    m_notifyCount = 0;
+    if ((m_state & (kModified | kGraphicsModified)) != 0) {
+        endWritePeriod();
+    }
+}
+
+OdDbDatabase* OdDbObject::database() const noexcept
+{
+    return m_record != nullptr ? &OdDbDatabaseImpl::of(*m_record).database : nullptr;
+}
+
+bool OdDbObject::isErased() const noexcept
+{
+    return m_record != nullptr && m_record->has(OdDbIdRecord::kErased);
+}
+
+bool OdDbObject::isUndoing() const noexcept
+{
+    return m_record != nullptr && OdDbDatabaseImpl::of(*m_record).undo.isPlaying();
+}
+
+bool OdDbObject::isNewObject() const noexcept
+{
+    return m_record != nullptr && m_record->has(OdDbIdRecord::kNew);
+}
+
+bool OdDbObject::isReadEnabled() const noexcept
+{
+    return m_record == nullptr || m_refs > 1 || m_roundCount != 0 || (m_state & kReading) != 0;
+}
+
+bool OdDbObject::isWriteEnabled() const noexcept
+{
+    return m_record == nullptr || m_writeCount != 0 || m_notifyCount != 0 ||
+           (m_state & kReading) != 0;
+}
+
+void OdDbObject::assertReadEnabled() const
+{
+    if (!isReadEnabled()) {
+        throw OdError(kOdNotOpenForRead);
+    }
+}
+
+void OdDbObject::assertWriteEnabled(bool autoUndo, bool recordModified)
+{
+    if (m_record == nullptr || (m_state & kReading) != 0) {
+        return;
+    }
+    if (!isWriteEnabled()) {
+        throw OdError(kOdNotOpenForWrite);
+    }
+    if (autoUndo) {
+        recordFullUndo();
+    }
+    OdDbDatabaseImpl::of(*m_record).ids.markChanged(*m_record);
+    if (!recordModified || (m_state & kModified) != 0) {
+        return;
+    }
+    m_state |= kModified;
+    if (m_extras != nullptr && !m_extras->reactors.isEmpty()) {
+        OdDbObjectAccess::sendOpenedForModify(*this);
+    }
+}
+
+void OdDbObject::assertNotifyEnabled() const
+{
+    if (!isReadEnabled() && !isNotifyEnabled()) {
+        throw OdError(kOdNotOpen);
+    }
+}
+
+void OdDbObject::upgradeOpen()
+{
+    if (m_record == nullptr) {
+        return;
+    }
+    if (m_refs <= 1) {
+        throw OdError(kOdNotOpen);
+    }
+    ++m_writeCount;
+}
+
+void OdDbObject::downgradeOpen()
+{
+    if (m_writeCount == 0) {
+        return;
+    }
+    --m_writeCount;
+    if (m_writeCount == 0 && m_notifyCount == 0) {
+        endWritePeriod();
+    }
+}
+
+bool OdDbObject::recordsUndo() const noexcept
+{
+    return m_record != nullptr && (m_state & kUndoDisabled) == 0;
+}
+
+void OdDbObject::recordFullUndo()
+{
+    OdDbUndoLog& log = OdDbDatabaseImpl::of(*m_record).undo;
+    if (!recordsUndo() || !log.isRecording() || m_undoMark == log.mark()) {
+        return;
+    }
+    log.recordState(m_record);
+    m_undoMark = log.mark();
+}
+
+OdDbDwgFiler* OdDbObject::undoFiler()
+{
+    if (!recordsUndo()) {
+        return nullptr;
+    }
+    OdDbUndoLog& log = OdDbDatabaseImpl::of(*m_record).undo;
+    if ((m_state & kReading) != 0 && !log.isPlaying()) {
+        return nullptr;  // fields that are being loaded are no change
+    }
+    return log.beginPartial(*m_record);
+}
+
+void OdDbObject::disableUndoRecording(bool disable)
+{
+    m_state =
+        static_cast<std::uint16_t>(disable ? m_state | kUndoDisabled : m_state & ~kUndoDisabled);
+}
+
+void OdDbObject::endWritePeriod()
+{
+    const std::uint16_t ended = m_state;
+    m_state = static_cast<std::uint16_t>(m_state & ~(kModified | kGraphicsModified));
+    if ((ended & kModified) == 0 || m_record == nullptr || m_extras == nullptr ||
+        m_extras->reactors.isEmpty()) {
+        return;
+    }
+    sendPeriodNotices(ended);
+}
+
+namespace {
+
+/// Calls `notice` on one reactor, which is open for notify meanwhile.
+template <class Notice>
+void notifyOne(OdDbObject& object, OdDbObject& reactor, Notice const& notice)
+{
+    try {
+        notice(reactor, object);
+    } catch (std::exception const& error) {
+        // Notices go out from destructors; nothing may escape, and the round goes on.
+        odReportAssert("notice without exception", error.what(), __FILE__, __LINE__);
+    } catch (...) {
+        odReportAssert("notice without exception", "unknown exception", __FILE__, __LINE__);
+    }
+}
+
+}  // namespace
+
+template <class Notice>
+void OdDbObjectAccess::sendRound(OdDbObject& object, Notice const& notice)
+{
+    if (object.m_extras == nullptr || object.m_extras->reactors.isEmpty()) {
+        return;
+    }
+    const OdDbObjectIdArray snapshot = object.m_extras->reactors;
+    ++object.m_roundCount;
+    for (OdDbObjectId id : snapshot) {
+        if (!object.hasPersistentReactorUnchecked(id)) {
+            continue;  // an earlier reactor of the round has taken it out
+        }
+        OdDbObjectPtr reactor = id.openObject(OdDb::kForNotify);
+        if (reactor.isNull() || reactor->m_record->has(OdDbIdRecord::kProxy)) {
+            continue;
+        }
+        notifyOne(object, *reactor, notice);
+        endNotify(*reactor);
+    }
+    --object.m_roundCount;
+}
+
+void OdDbObjectAccess::endNotify(OdDbObject& reactor)
+{
+    if (reactor.m_notifyCount == 0) {
+        return;
+    }
+    --reactor.m_notifyCount;
+    // Pointers of other openers may go on for read; what was changed under notify is told now. The
+    // pointer of the round itself closes a reactor that nobody else holds.
+    if (reactor.m_notifyCount == 0 && reactor.m_writeCount == 0 && reactor.m_refs > 2) {
+        reactor.endWritePeriod();
+    }
+}
+
+void OdDbObjectAccess::sendOpenedForModify(OdDbObject& object)
+{
+    sendRound(object, [](OdDbObject& reactor, OdDbObject const& changing) {
+        reactor.openedForModify(&changing);
+    });
+}
+
+void OdDbObjectAccess::sendErased(OdDbObject& object, bool erasing)
+{
+    sendRound(object, [erasing](OdDbObject& reactor, OdDbObject const& changed) {
+        reactor.erased(&changed, erasing);
+    });
+}
+
+void OdDbObjectAccess::sendGoodbye(OdDbObject& object)
+{
+    sendRound(object,
+              [](OdDbObject& reactor, OdDbObject const& leaving) { reactor.goodbye(&leaving); });
+}
+
+void OdDbObjectAccess::sendModified(OdDbObject& object)
+{
+    std::uint16_t state = OdDbObject::kModified;
+    if (object.isKindOf(OdDbEntity::desc())) {
+        state |= OdDbObject::kGraphicsModified;
+    }
+    object.sendPeriodNotices(state);
+}
+
+void OdDbObject::sendPeriodNotices(std::uint16_t state)
+{
+    const OdDbDatabasePtr keptAlive(database());
+    OdDbObjectAccess::sendRound(
+        *this, [](OdDbObject& reactor, OdDbObject const& changed) { reactor.modified(&changed); });
+    if ((state & kGraphicsModified) != 0) {
+        OdDbObjectAccess::sendRound(*this, [](OdDbObject& reactor, OdDbObject const& changed) {
+            reactor.modifiedGraphics(&changed);
+        });
+    }
+    OdDbObjectAccess::sendRound(*this, [](OdDbObject& reactor, OdDbObject const& changed) {
+        reactor.objectClosed(&changed);
+    });
+}
+
+void OdDbObject::copied(OdDbObject const* /*object*/, OdDbObject const* /*newObject*/) {}
+void OdDbObject::erased(OdDbObject const* /*object*/, bool /*erasing*/) {}
+void OdDbObject::goodbye(OdDbObject const* /*object*/) {}
+void OdDbObject::openedForModify(OdDbObject const* /*object*/) {}
+void OdDbObject::modified(OdDbObject const* /*object*/) {}
+void OdDbObject::modifiedGraphics(OdDbObject const* /*object*/) {}
+void OdDbObject::objectClosed(OdDbObject const* /*object*/) {}
+
+// ---------------------------------------------------------------------------------------------
+// Base fields: owner, reactors, extended data, extension dictionary
+
+OdDbDwgFiler* OdDbObject::beginBaseChange(std::uint8_t opcode, bool recordModified)
+{
+    assertWriteEnabled(/*autoUndo=*/false, recordModified);
+    OdDbDwgFiler* filer = undoFiler();
+    if (filer != nullptr) {
+        filer->wrAddress(OdDbObject::desc());
+        filer->wrUInt8(opcode);
+    }
+    return filer;
+}
+
+void OdDbObject::setOwnerId(OdDbObjectId owner)
+{
+    if (OdDbDwgFiler* filer = beginBaseChange(kOwner, /*recordModified=*/true)) {
+        filer->wrSoftPointerId(m_ownerId);
+    }
+    m_ownerId = owner;
+}
+
+OdDbObjectIdArray OdDbObject::getPersistentReactors() const
+{
+    assertReadEnabled();
+    return m_extras != nullptr ? m_extras->reactors : OdDbObjectIdArray();
+}
+
+bool OdDbObject::hasPersistentReactor(OdDbObjectId id) const
+{
+    assertReadEnabled();
+    return hasPersistentReactorUnchecked(id);
+}
+
+bool OdDbObject::hasPersistentReactorUnchecked(OdDbObjectId id) const
+{
+    return m_extras != nullptr && m_extras->hasReactor(id);
+}
+
+void OdDbObject::addPersistentReactor(OdDbObjectId id)
+{
+    assertWriteEnabled(/*autoUndo=*/false, /*recordModified=*/false);
+    if (id.isNull() || hasPersistentReactorUnchecked(id)) {
+        return;
+    }
+    const unsigned position = m_extras != nullptr ? m_extras->reactors.size() : 0;
+    if (OdDbDwgFiler* filer = beginBaseChange(kReactorAdded, /*recordModified=*/false)) {
+        filer->wrSoftPointerId(id);
+    }
+    extras().insertReactor(position, id);
+}
+
+void OdDbObject::removePersistentReactor(OdDbObjectId id)
+{
+    assertWriteEnabled(/*autoUndo=*/false, /*recordModified=*/false);
+    if (!hasPersistentReactorUnchecked(id)) {
+        return;
+    }
+    const unsigned position = m_extras->removeReactor(id);
+    if (OdDbDwgFiler* filer = beginBaseChange(kReactorRemoved, /*recordModified=*/false)) {
+        filer->wrSoftPointerId(id);
+        filer->wrInt32(static_cast<std::int32_t>(position));
+    }
+}
+
+OdResBufPtr OdDbObject::xData(OdString const& appName) const
+{
+    assertReadEnabled();
+    OdResBufPtr first;
+    if (m_extras == nullptr) {
+        return first;
+    }
+    OdResBufPtr last;
+    for (XDataEntry const& entry : m_extras->xData) {
+        if (!appName.isEmpty() && !(entry.app == appName)) {
+            continue;
+        }
+        OdResBufPtr head = OdResBuf::newRb(1001);
+        head->setString(entry.app);
+        odDbUnpackXData(entry.bytes, head);
+        if (first.isNull()) {
+            first = head;
+        } else {
+            last->setNext(head.get());
+        }
+        last = head->last();
+    }
+    return first;
+}
+
+void OdDbObject::setXData(OdResBuf const* chain)
+{
+    assertWriteEnabled(/*autoUndo=*/false, /*recordModified=*/false);
+    if (chain == nullptr) {
+        return;
+    }
+    if (chain->restype() != 1001) {
+        throw OdError(kOdInvalidInput);
+    }
+    std::vector<XDataEntry> groups;
+    OdDbDatabase const* db = database();
+    for (OdResBuf const* at = chain; at != nullptr; at = at->next().get()) {
+        if (at->restype() != 1001) {
+            continue;
+        }
+        const OdString app = at->getString();
+        if (db != nullptr && !db->isRegisteredApp(app)) {
+            throw OdError(kOdUnregisteredApp, app + L": application isn't registered");
+        }
+        groups.push_back({app, odDbPackXData(at->next().get())});
+    }
+    for (XDataEntry& group : groups) {
+        OdDbDwgFiler* filer = beginBaseChange(kXData, /*recordModified=*/true);
+        const std::vector<std::uint8_t> before =
+            extras().exchangeXData(group.app, std::move(group.bytes));
+        if (filer != nullptr) {
+            filer->wrString(group.app);
+            filer->wrInt32(static_cast<std::int32_t>(before.size()));
+            filer->wrBytes(before.data(), static_cast<std::uint32_t>(before.size()));
+        }
+    }
+}
+
+OdDbObjectId OdDbObject::extensionDictionary() const
+{
+    assertReadEnabled();
+    if (m_extras == nullptr || m_extras->extensionDictionary.isErased()) {
+        return OdDbObjectId::kNull;
+    }
+    return m_extras->extensionDictionary;
+}
+
+void OdDbObject::createExtensionDictionary()
+{
+    OdDbDatabase* db = database();
+    if (db == nullptr) {
+        throw OdError(kOdNotInDatabase);
+    }
+    assertWriteEnabled(/*autoUndo=*/false, /*recordModified=*/false);
+    const OdDbObjectId present =
+        m_extras != nullptr ? m_extras->extensionDictionary : OdDbObjectId::kNull;
+    if (present.isErased()) {
+        (void)present.safeOpenObject(OdDb::kForWrite, /*openErased=*/true)->erase(false);
+        return;
+    }
+    if (!present.isNull()) {
+        return;
+    }
+    OdDbDictionaryPtr dictionary = OdDbDictionary::createObject();
+    const OdDbObjectId id = db->addOdDbObject(dictionary.get(), objectId());
+    if (OdDbDwgFiler* filer = beginBaseChange(kExtensionDictionary, /*recordModified=*/true)) {
+        filer->wrHardOwnershipId(present);
+    }
+    extras().extensionDictionary = id;
+}
+
+bool OdDbObject::releaseExtensionDictionary()
+{
+    const OdDbObjectId id = extensionDictionary();
+    if (id.isNull()) {
+        return true;
+    }
+    const OdDbDictionaryPtr dictionary = OdDbDictionary::cast(id.openObject(OdDb::kForWrite).get());
+    if (dictionary.isNull() || dictionary->numEntries() != 0) {
+        return false;
+    }
+    return dictionary->erase(true) == kOdOk;
+}
+
+OdDbObjectPtr OdDbObject::createXrecord(OdString const& key, OdDb::DuplicateRecordCloning style)
+{
+    createExtensionDictionary();
+    const OdDbDictionaryPtr dictionary = extensionDictionary().safeOpenObject(OdDb::kForWrite);
+    OdDbObjectPtr present = dictionary->getAt(key, OdDb::kForWrite);
+    if (!present.isNull()) {
+        return present->isKindOf(OdDbXrecord::desc()) ? present : OdDbObjectPtr();
+    }
+    const OdDbXrecordPtr record = OdDbXrecord::createObject();
+    record->setDuplicateRecordCloning(style);
+    dictionary->setAt(key, record.get());
+    return record;
+}
+
+void OdDbObject::applyPartialUndo(OdDbDwgFiler* filer, OdRxClass* cls)
+{
+    if (cls != OdDbObject::desc()) {
+        throw OdError(kOdBadStream);
+    }
+    switch (filer->rdUInt8()) {
+    case kReactorAdded:
+        return removePersistentReactor(filer->rdSoftPointerId());
+    case kReactorRemoved: {
+        const OdDbObjectId id = filer->rdSoftPointerId();
+        const auto position = static_cast<unsigned>(filer->rdInt32());
+        if (OdDbDwgFiler* inverse = beginBaseChange(kReactorAdded, true)) {
+            inverse->wrSoftPointerId(id);
+        }
+        extras().insertReactor(position, id);
+        return;
+    }
+    case kExtensionDictionary: {
+        const OdDbObjectId id = filer->rdHardOwnershipId();
+        if (OdDbDwgFiler* inverse = beginBaseChange(kExtensionDictionary, true)) {
+            inverse->wrHardOwnershipId(extras().extensionDictionary);
+        }
+        extras().extensionDictionary = id;
+        return;
+    }
+    case kXData: {
+        const OdString app = filer->rdString();
+        std::vector<std::uint8_t> bytes = readBytes(*filer);
+        OdDbDwgFiler* inverse = beginBaseChange(kXData, true);
+        const std::vector<std::uint8_t> before = extras().exchangeXData(app, std::move(bytes));
+        if (inverse != nullptr) {
+            inverse->wrString(app);
+            inverse->wrInt32(static_cast<std::int32_t>(before.size()));
+            inverse->wrBytes(before.data(), static_cast<std::uint32_t>(before.size()));
+        }
+        return;
+    }
+    case kOwner:
+        return setOwnerId(filer->rdSoftPointerId());
+    default:
+        throw OdError(kOdBadStream);
+    }
+}
+
+// ---------------------------------------------------------------------------------------------
+// Filing
+
+OdResult OdDbObject::dwgInFields(OdDbDwgFiler* filer)
+{
+    assertWriteEnabled();
+    OdDbObjectIdArray reactors = readReactors(*filer);
+    const OdDbObjectId extensionDictionary = filer->rdHardOwnershipId();
+    std::vector<XDataEntry> xData = readXData(*filer);
+    const OdDbObjectId owner = filer->rdSoftPointerId();
+
+    if (m_extras != nullptr || !reactors.isEmpty() || !extensionDictionary.isNull() ||
+        !xData.empty()) {
+        Extras& extra = extras();
+        extra.reactors = std::move(reactors);
+        extra.rebuildIndex();
+        extra.extensionDictionary = extensionDictionary;
+        extra.xData = std::move(xData);
+    }
+    if (!owner.isNull()) {
+        m_ownerId = owner;
+    }
+    return kOdOk;
+}
+
+void OdDbObject::dwgOutFields(OdDbDwgFiler* filer) const
+{
+    assertReadEnabled();
+    if (m_extras == nullptr) {
+        filer->wrInt32(0);
+        filer->wrHardOwnershipId(OdDbObjectId::kNull);
+        filer->wrInt32(0);
+    } else {
+        filer->wrInt32(static_cast<std::int32_t>(m_extras->reactors.size()));
+        for (OdDbObjectId id : std::as_const(m_extras->reactors)) {
+            filer->wrSoftPointerId(id);
+        }
+        filer->wrHardOwnershipId(m_extras->extensionDictionary);
+        fileXData(*filer, m_extras->xData);
+    }
+    filer->wrSoftPointerId(m_ownerId);
+}
+
+OdRxObjectPtr OdDbObject::clone() const
+{
+    OdRxClass const* cls = isA();
+    OdRxObjectPtr copy = cls != nullptr ? cls->create() : OdRxObjectPtr();
+    if (copy.isNull()) {
+        throw OdError(kOdClassNotRegistered);
+    }
+    copy->copyFrom(this);
+    return copy;
+}
+
+void OdDbObject::copyFrom(OdRxObject const* source)
+{
+    OdDbObject const* other = source != nullptr && source->isKindOf(OdDbObject::desc())
+                                  ? static_cast<OdDbObject const*>(source)
+                                  : nullptr;
+    if (other == nullptr || other->isA() != isA()) {
+        throw OdError_NotThatKindOfClass(source != nullptr ? source->isA() : nullptr, isA());
+    }
+    if (other == this) {
+        return;
+    }
+    assertWriteEnabled();
+    OdStaticRxObject<OdDbMemoryFiler> filer(OdDb::FilerType::kCopyFiler, other->database());
+    other->dwgOutFields(&filer);
+    filer.rewindForReading();
+
+    // What ties an object into its surroundings is not content.
+    const OdDbObjectId owner = m_ownerId;
+    Extras own;
+    if (m_extras != nullptr) {
+        own.reactors = m_extras->reactors;
+        own.extensionDictionary = m_extras->extensionDictionary;
+    }
+    const OdResult result = OdDbObjectAccess::fileIn(*this, filer);
+    m_ownerId = owner;
+    if (m_extras != nullptr) {
+        m_extras->reactors = own.reactors;
+        m_extras->rebuildIndex();
+        m_extras->extensionDictionary = own.extensionDictionary;
+    }
+    if (result != kOdOk) {
+        throw OdError(result);
+    }
+}
+
+// ---------------------------------------------------------------------------------------------
+// Erasing
+
+OdResult OdDbObject::erase(bool erasing)
+{
+    if (m_record == nullptr) {
+        return kOdNotInDatabase;
+    }
+    if (isErased() == erasing) {
+        return erasing ? kOdAlreadyErased : kOdNotErased;
+    }
+    assertWriteEnabled();
+    const OdResult refused = subErase(erasing);
+    if (refused != kOdOk) {
+        return refused;
+    }
+    if (isErased() == erasing) {
+        return kOdOk;  // subErase came here by a detour
+    }
+    OdDbDatabaseImpl& db = OdDbDatabaseImpl::of(*m_record);
+    if (recordsUndo()) {
+        db.undo.recordErased(*m_record, !erasing);
+    }
+    OdDbObjectAccess::setErased(*this, erasing);
+    tellOwnerOfErase(erasing);
+    OdDbObjectAccess::sendErased(*this, erasing);
+    return kOdOk;
+}
+
+void OdDbObject::tellOwnerOfErase(bool erasing)
+{
+    OdRxClass const* ownerClass = m_ownerId.objectClass();
+    if (ownerClass == nullptr || (!ownerClass->isDerivedFrom(OdDbDictionary::desc()) &&
+                                  !ownerClass->isDerivedFrom(OdDbSymbolTable::desc()))) {
+        return;
+    }
+    const OdDbObjectPtr owner = m_ownerId.openObject(OdDb::kForWrite, /*openErased=*/true);
+    if (!owner.isNull()) {
+        owner->ownedObjectErased(objectId(), erasing);
+    }
+}
+
+void OdDbObject::ownedObjectErased(OdDbObjectId /*id*/, bool /*erasing*/) {}
+
+OdResult OdDbObject::subErase(bool /*erasing*/)
+{
+    return kOdOk;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Access of the database layer
+
+OdDbObjectPtr OdDbObjectAccess::open(OdDbObject& object, OdDb::OpenMode mode)
+{
+    object.addRef();
+    if (mode == OdDb::kForWrite) {
+        ++object.m_writeCount;
+    } else if (mode == OdDb::kForNotify) {
+        ++object.m_notifyCount;
+    }
+    return OdDbObjectPtr::attach(&object);
+}
+
+void OdDbObjectAccess::attach(OdDbObject& object, OdDbIdRecord& record, OdDbObjectId owner)
+{
+    object.addRef();
+    object.m_record = &record;
+    object.m_ownerId = owner;
+    record.object = &object;
+    record.residency = OdDbResidency::kResident;
+}
+
+void OdDbObjectAccess::detach(OdDbObject& object)
+{
+    object.m_record->object = nullptr;
+    object.m_record = nullptr;
+    object.m_state = 0;
+    object.release();
+}
+
+OdResult OdDbObjectAccess::fileIn(OdDbObject& object, OdDbDwgFiler& filer)
+{
+    const BitGuard reading(object.m_state, OdDbObject::kReading);
+    return object.dwgInFields(&filer);
+}
+
+void OdDbObjectAccess::playPartial(OdDbObject& object, OdDbDwgFiler& filer, OdRxClass* cls)
+{
+    const BitGuard reading(object.m_state, OdDbObject::kReading);
+    object.applyPartialUndo(&filer, cls);
+}
+
+void OdDbObjectAccess::startNew(OdDbObject& object, std::uint32_t undoMark)
+{
+    object.m_undoMark = undoMark;  // undo of the whole object makes records of its state needless
+    object.m_writeCount = 1;
+    object.m_state |= OdDbObject::kModified;
+}
+
+void OdDbObjectAccess::setErased(OdDbObject& object, bool erasing)
+{
+    OdDbIdRecord& record = *object.m_record;
+    record.set(OdDbIdRecord::kErased, erasing);
+    OdDbDatabaseImpl::of(record).ids.markChanged(record);
+}
+
+void OdDbStorageAccess::fileOut(OdDbObject const& object, OdDbDwgFiler& filer) const
+{
+    OdDbObjectAccess::fileOut(object, filer);
+}
+
+void OdDbObjectAccess::fileOut(OdDbObject const& object, OdDbDwgFiler& filer)
+{
+    const BitGuard reading(const_cast<OdDbObject&>(object).m_state, OdDbObject::kReading);
+    object.dwgOutFields(&filer);
+}

@@ -1,0 +1,73 @@
+#include "db/od_db_object_store.h"
+
+#include "db/od_db_database_impl.h"
+
+RX_DEFINE_CLASS(OdDbStoredObjectFiler, OdDbDwgFiler, odrxCreateNothing, L"OdDbStoredObjectFiler");
+
+OdDbObjectStore::~OdDbObjectStore() = default;
+
+void OdDbStorageAccess::attachStore(std::unique_ptr<OdDbObjectStore> store)
+{
+    m_database.impl().store = std::move(store);
+}
+
+OdDbObjectStore* OdDbStorageAccess::store() const noexcept
+{
+    return m_database.impl().store.get();
+}
+
+std::uint32_t OdDbStorageAccess::addClass(OdDbClassRecord const& record)
+{
+    return m_database.impl().addClass(record);
+}
+
+void OdDbStorageAccess::setHandseed(OdDbHandle seed) noexcept
+{
+    m_database.impl().handseed = seed.value();
+}
+
+OdDbObjectId OdDbStorageAccess::idOf(OdDbHandle handle)
+{
+    return handle.isNull() ? OdDbObjectId::kNull
+                           : OdDbObjectId(&m_database.impl().ids.get(handle.value()));
+}
+
+std::vector<std::uint64_t> OdDbStorageAccess::changedBlocks() const
+{
+    return m_database.impl().ids.changedBlocks();
+}
+
+std::vector<std::uint64_t> OdDbStorageAccess::knownBlocks() const
+{
+    return m_database.impl().ids.knownBlocks();
+}
+
+OdDbObjectState OdDbStorageAccess::state(OdDbHandle handle) const
+{
+    OdDbIdRecord const* record = m_database.impl().ids.find(handle.value());
+    if (record == nullptr) {
+        return {};
+    }
+    return {record->object,
+            record->classIndex,
+            record->residency,
+            record->has(OdDbIdRecord::kChanged),
+            record->has(OdDbIdRecord::kErased),
+            record->has(OdDbIdRecord::kPartlyRead)};
+}
+
+bool OdDbStorageAccess::isHeaderChanged() const noexcept
+{
+    return m_database.impl().headerChanged;
+}
+
+void OdDbStorageAccess::markSaved()
+{
+    m_database.impl().ids.clearChanged();
+    m_database.impl().headerChanged = false;
+}
+
+std::vector<OdDbStorageAccess::Damage> const& OdDbStorageAccess::damages() const noexcept
+{
+    return m_database.impl().damages;
+}

@@ -1,0 +1,123 @@
+#include "db/od_db_platform.h"
+
+#include "db/od_db_block_table.h"
+#include "db/od_db_database.h"
+#include "db/od_db_dictionary.h"
+#include "db/od_db_entity.h"
+#include "db/od_db_id_mapping.h"
+#include "db/od_db_object_store.h"
+#include "db/od_db_proxy_object.h"
+#include "db/od_db_simple_tables.h"
+#include "db/od_db_xrecord.h"
+#include "root/od_assert.h"
+#include "root/od_error.h"
+#include "root/od_res_buf.h"
+#include "root/od_rx_module.h"
+#include "root/od_stream_buf.h"
+
+#include <cstddef>
+#include <iterator>
+#include <string>
+
+namespace {
+
+struct ClassEntry
+{
+    void (*init)();
+    void (*uninit)();
+};
+
+template <class T>
+constexpr ClassEntry entry()
+{
+    return {[] { T::rxInit(); }, [] { T::rxUninit(); }};
+}
+
+/// Every class of the platform up to this layer, bases before the classes derived from them.
+constexpr ClassEntry kClasses[] = {
+    entry<OdRxObject>(),
+    entry<OdRxClass>(),
+    entry<OdRxOverrule>(),
+    entry<OdRxModule>(),
+    entry<OdStreamBuf>(),
+    entry<OdMemoryStream>(),
+    entry<OdFlatMemStream>(),
+    entry<OdResBuf>(),
+    entry<OdGiDrawable>(),
+    entry<OdGiDrawableOverrule>(),
+    entry<OdGiWorldDraw>(),
+    entry<OdDbFiler>(),
+    entry<OdDbDwgFiler>(),
+    entry<OdDbMemoryFiler>(),
+    entry<OdDbStoredObjectFiler>(),
+    entry<OdDbDeepCloneFiler>(),
+    entry<OdDbIdMapping>(),
+    entry<OdDbIdMappingIterator>(),
+    entry<OdDbObject>(),
+    entry<OdDbDatabase>(),
+    entry<OdDbProxyObject>(),
+    entry<OdDbDictionary>(),
+    entry<OdDbDictionaryIterator>(),
+    entry<OdDbXrecord>(),
+    entry<OdDbSymbolTableRecord>(),
+    entry<OdDbSymbolTable>(),
+    entry<OdDbSymbolTableIterator>(),
+    entry<OdDbRegAppTableRecord>(),
+    entry<OdDbRegAppTable>(),
+    entry<OdDbLinetypeTableRecord>(),
+    entry<OdDbLinetypeTable>(),
+    entry<OdDbLayerTableRecord>(),
+    entry<OdDbLayerTable>(),
+    entry<OdDbBlockTableRecord>(),
+    entry<OdDbBlockTable>(),
+    entry<OdDbObjectIterator>(),
+    entry<OdDbEntity>(),
+    entry<OdDbLine>(),
+    entry<OdDb3dSolid>(),
+};
+
+int g_starts = 0;
+
+std::string livingObjects()
+{
+    const std::int64_t count = OdDbObject::liveCount();
+    return count == 0 ? std::string() : std::to_string(count) + " database objects are still alive";
+}
+
+}  // namespace
+
+void odDbStart()
+{
+    if (++g_starts > 1) {
+        return;
+    }
+    static const bool s_guarded = (odAddUnloadGuard(&livingObjects), true);
+    (void)s_guarded;
+    for (ClassEntry const& cls : kClasses) {
+        cls.init();
+    }
+}
+
+void odDbStop()
+{
+    if (g_starts == 1) {
+        if (OdDbDatabase::liveCount() != 0) {
+            throw OdError(kOdDatabaseInUse);
+        }
+        for (std::size_t index = std::size(kClasses); index > 0; --index) {
+            kClasses[index - 1].uninit();
+        }
+    }
+    if (g_starts > 0) {
+        --g_starts;
+    }
+}
+
+OdDbPlatform::~OdDbPlatform()
+{
+    try {
+        odDbStop();
+    } catch (OdError const& error) {
+        odReportAssert("no database is alive", error.what(), __FILE__, __LINE__);
+    }
+}

@@ -1,0 +1,22 @@
+// Start and end of the platform.
+
+#pragma once
+
+/// Registers the platform's classes, root to database layer. Calls nest; each needs its `odDbStop`.
+/// A host starts the platform before it loads a module.
+void odDbStart();
+
+/// Ends one `odDbStart`; the last one takes the classes away.
+/// \throws OdError (database in use) if databases are alive; the platform goes on then.
+void odDbStop();
+
+/// The platform, started for as long as this object lives.
+class OdDbPlatform
+{
+public:
+    OdDbPlatform() { odDbStart(); }
+    OdDbPlatform(OdDbPlatform const&) = delete;
+    OdDbPlatform& operator=(OdDbPlatform const&) = delete;
+    /// Reports living databases through the assertion sink.
+    ~OdDbPlatform();
+};

@@ -1,0 +1,184 @@
+#include "db/od_db_symbol_table.h"
+
+#include "db/od_db_database.h"
+#include "db/od_db_filer.h"
+#include "root/od_error.h"
+
+RX_DEFINE_CLASS(OdDbSymbolTableRecord, OdDbObject, odrxCreateNothing, L"OdDbSymbolTableRecord");
+RX_DEFINE_CLASS(OdDbSymbolTable, OdDbObject, odrxCreateNothing, L"OdDbSymbolTable");
+RX_DEFINE_CLASS(OdDbSymbolTableIterator, OdRxObject, odrxCreateNothing, L"OdDbSymbolTableIterator");
+
+OdDbSymbolTableRecord::OdDbSymbolTableRecord() = default;
+OdDbSymbolTableRecord::~OdDbSymbolTableRecord() = default;
+
+OdString OdDbSymbolTableRecord::getName() const
+{
+    assertReadEnabled();
+    return m_name;
+}
+
+void OdDbSymbolTableRecord::setName(OdString const& name)
+{
+    if (name.isEmpty()) {
+        throw OdError(kOdInvalidKey);
+    }
+    assertWriteEnabled();
+    const OdDbObjectPtr owner = ownerId().openObject(OdDb::kForWrite);
+    if (!owner.isNull() && owner->isKindOf(OdDbSymbolTable::desc()) && !isErased()) {
+        OdDbSymbolTablePtr(owner)->rename(objectId(), name);
+    }
+    m_name = name;
+}
+
+OdResult OdDbSymbolTableRecord::dwgInFields(OdDbDwgFiler* filer)
+{
+    const OdResult result = OdDbObject::dwgInFields(filer);
+    if (result == kOdOk) {
+        m_name = filer->rdString();
+    }
+    return result;
+}
+
+void OdDbSymbolTableRecord::dwgOutFields(OdDbDwgFiler* filer) const
+{
+    OdDbObject::dwgOutFields(filer);
+    filer->wrString(m_name);
+}
+
+OdDbSymbolTable::OdDbSymbolTable() : m_index(*this, &OdDbSymbolTable::desc) {}
+OdDbSymbolTable::~OdDbSymbolTable() = default;
+
+OdRxClass* OdDbSymbolTable::recordClass() const
+{
+    return OdDbSymbolTableRecord::desc();
+}
+
+OdDbObjectId OdDbSymbolTable::getAt(OdString const& name, bool openErased) const
+{
+    assertReadEnabled();
+    const OdDbObjectId id = m_index.find(name);
+    if (!id.isNull() && !id.isErased()) {
+        return id;
+    }
+    if (!openErased) {
+        return OdDbObjectId::kNull;
+    }
+    return id.isNull() ? m_index.findErased(name) : id;
+}
+
+OdDbSymbolTableRecordPtr OdDbSymbolTable::getAt(OdString const& name, OdDb::OpenMode mode) const
+{
+    return OdDbSymbolTableRecord::cast(getAt(name).openObject(mode).get());
+}
+
+bool OdDbSymbolTable::has(OdString const& name) const
+{
+    return !getAt(name).isNull();
+}
+
+OdDbObjectId OdDbSymbolTable::add(OdDbSymbolTableRecord* record)
+{
+    if (record == nullptr) {
+        throw OdError(kOdNullObjectPointer);
+    }
+    if (!record->isKindOf(recordClass())) {
+        throw OdError_NotThatKindOfClass(record->isA(), recordClass());
+    }
+    OdDbDatabase* db = database();
+    if (db == nullptr) {
+        throw OdError(kOdNotInDatabase);
+    }
+    assertWriteEnabled(/*autoUndo=*/false, /*recordModified=*/false);
+    const OdString name = record->getName();
+    if (name.isEmpty()) {
+        throw OdError(kOdInvalidKey);
+    }
+    if (has(name)) {
+        throw OdError(kOdDuplicateName, name + L": name stands in the table already");
+    }
+    const OdDbObjectId id = db->addOdDbObject(record, objectId());
+    m_index.insert(name, id);
+    return id;
+}
+
+void OdDbSymbolTable::rename(OdDbObjectId id, OdString const& newName)
+{
+    OdString const* oldName = m_index.nameOf(id);
+    if (oldName == nullptr) {
+        return;
+    }
+    const OdDbObjectId taken = m_index.find(newName);
+    if (!taken.isNull() && !(taken == id)) {
+        throw OdError(kOdDuplicateName, newName + L": name stands in the table already");
+    }
+    m_index.remove(OdString(*oldName));
+    m_index.insert(newName, id);
+}
+
+std::uint32_t OdDbSymbolTable::numEntries() const noexcept
+{
+    return static_cast<std::uint32_t>(m_index.entries().size());
+}
+
+OdDbSymbolTableIteratorPtr OdDbSymbolTable::newIterator() const
+{
+    assertReadEnabled();
+    return odrxMake<OdDbSymbolTableIterator>(*this);
+}
+
+void OdDbSymbolTable::ownedObjectErased(OdDbObjectId id, bool erasing)
+{
+    m_index.setErased(id, erasing);
+}
+
+OdResult OdDbSymbolTable::dwgInFields(OdDbDwgFiler* filer)
+{
+    const OdResult result = OdDbObject::dwgInFields(filer);
+    if (result == kOdOk) {
+        m_index.fileIn(*filer, OdDb::ReferenceType::kSoftOwnershipRef);
+    }
+    return result;
+}
+
+void OdDbSymbolTable::dwgOutFields(OdDbDwgFiler* filer) const
+{
+    OdDbObject::dwgOutFields(filer);
+    m_index.fileOut(*filer, OdDb::ReferenceType::kSoftOwnershipRef);
+}
+
+void OdDbSymbolTable::applyPartialUndo(OdDbDwgFiler* filer, OdRxClass* cls)
+{
+    if (cls != OdDbSymbolTable::desc()) {
+        OdDbObject::applyPartialUndo(filer, cls);
+        return;
+    }
+    m_index.applyUndo(*filer);
+}
+
+OdDbSymbolTableIterator::OdDbSymbolTableIterator(OdDbSymbolTable const& table)
+    : m_table(const_cast<OdDbSymbolTable*>(&table))
+{
+    settle(table.m_index.entries().begin());
+}
+
+void OdDbSymbolTableIterator::settle(OdDbNameIndex::Entries::const_iterator at)
+{
+    auto const& entries = m_table->m_index.entries();
+    while (at != entries.end() && at->second.isErased()) {
+        ++at;
+    }
+    m_id = at != entries.end() ? at->second : OdDbObjectId::kNull;
+    m_name = at != entries.end() ? at->first : OdString();
+}
+
+void OdDbSymbolTableIterator::step()
+{
+    if (!done()) {
+        settle(m_table->m_index.entries().upper_bound(m_name));
+    }
+}
+
+OdDbSymbolTableRecordPtr OdDbSymbolTableIterator::getRecord(OdDb::OpenMode mode) const
+{
+    return OdDbSymbolTableRecord::cast(m_id.openObject(mode).get());
+}

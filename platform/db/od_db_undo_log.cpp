@@ -1,0 +1,284 @@
+#include "db/od_db_database_impl.h"
+#include "db/od_db_undo_log_impl.h"
+#include "root/od_assert.h"
+#include "root/od_error.h"
+
+#include <exception>
+#include <span>
+#include <utility>
+
+/// Marks the log as playing for as long as it lives.
+class OdDbUndoLog::Playback
+{
+public:
+    Playback(OdDbUndoLog& log, Tape* inverse) : m_log(log)
+    {
+        log.m_isPlaying = true;
+        log.m_inverse = inverse;
+    }
+    Playback(Playback const&) = delete;
+    Playback& operator=(Playback const&) = delete;
+    ~Playback()
+    {
+        m_log.m_inverse = nullptr;
+        m_log.m_isPlaying = false;
+        m_log.nextMark();
+    }
+
+private:
+    OdDbUndoLog& m_log;
+};
+
+OdDbUndoLog::OdDbUndoLog(OdDbDatabaseImpl& database)
+    : m_database(database), m_writer(OdDb::FilerType::kUndoFiler, &database.database),
+      m_reader(OdDb::FilerType::kUndoFiler, &database.database)
+{
+}
+
+void OdDbUndoLog::Tape::clear()
+{
+    bytes = {};
+    entries = {};
+    marks = {};
+}
+
+void OdDbUndoLog::Tape::dropEmptyPartial() noexcept
+{
+    if (!entries.empty() && entries.back().kind == Kind::kPartial &&
+        entries.back().start == bytes.size()) {
+        entries.pop_back();
+    }
+}
+
+OdDbUndoLog::Tape* OdDbUndoLog::target() noexcept
+{
+    if (m_isPlaying) {
+        return m_inverse;
+    }
+    return isRecording() ? &m_undo : nullptr;
+}
+
+void OdDbUndoLog::append(Tape& tape, OdDbIdRecord* record, Kind kind)
+{
+    tape.dropEmptyPartial();
+    if (!m_isPlaying && !m_redo.marks.empty()) {
+        m_redo.clear();
+    }
+    tape.entries.push_back({record, tape.bytes.size(), kind});
+}
+
+void OdDbUndoLog::fileState(Tape& tape, OdDbIdRecord* record)
+{
+    append(tape, record, Kind::kState);
+    OdDbObject const& object =
+        record != nullptr ? *record->object : static_cast<OdDbObject&>(m_database.database);
+    m_writer.writeTo(tape.bytes);
+    try {
+        OdDbObjectAccess::fileOut(object, m_writer);
+    } catch (...) {
+        tape.bytes.resize(tape.entries.back().start);
+        tape.entries.pop_back();
+        throw;
+    }
+}
+
+void OdDbUndoLog::fileErased(Tape& tape, OdDbIdRecord& record, bool wasErased)
+{
+    append(tape, &record, Kind::kErased);
+    tape.bytes.push_back(wasErased ? 1 : 0);
+}
+
+void OdDbUndoLog::recordState(OdDbIdRecord* record)
+{
+    if (isRecording()) {
+        fileState(m_undo, record);
+    }
+}
+
+void OdDbUndoLog::recordErased(OdDbIdRecord& record, bool wasErased)
+{
+    if (isRecording()) {
+        fileErased(m_undo, record, wasErased);
+    }
+}
+
+OdDbDwgFiler* OdDbUndoLog::beginPartial(OdDbIdRecord& record)
+{
+    Tape* tape = target();
+    if (tape == nullptr) {
+        return nullptr;
+    }
+    append(*tape, &record, Kind::kPartial);
+    m_writer.writeTo(tape->bytes);
+    return &m_writer;
+}
+
+void OdDbUndoLog::startUndoRecord()
+{
+    m_isStarted = true;
+    m_undo.dropEmptyPartial();
+    m_undo.marks.push_back(m_undo.entries.size());
+    nextMark();
+}
+
+OdResult OdDbUndoLog::undo()
+{
+    return playGroup(m_undo, m_redo);
+}
+
+OdResult OdDbUndoLog::redo()
+{
+    return playGroup(m_redo, m_undo);
+}
+
+OdResult OdDbUndoLog::playGroup(Tape& from, Tape& to)
+{
+    if (!m_transactions.empty() || m_isPlaying) {
+        return kOdTransactionOpen;
+    }
+    if (from.marks.empty()) {
+        return kOdNoUndo;
+    }
+    const std::size_t mark = from.marks.back();
+    from.marks.pop_back();
+    to.dropEmptyPartial();
+    to.marks.push_back(to.entries.size());
+    play(from, mark, &to);
+    return kOdOk;
+}
+
+void OdDbUndoLog::clear()
+{
+    m_undo.clear();
+    m_redo.clear();
+    for (std::size_t& transaction : m_transactions) {
+        transaction = 0;
+    }
+    nextMark();
+}
+
+void OdDbUndoLog::startTransaction()
+{
+    m_undo.dropEmptyPartial();
+    m_transactions.push_back(m_undo.entries.size());
+    nextMark();
+}
+
+void OdDbUndoLog::endTransaction()
+{
+    if (m_transactions.empty()) {
+        throw OdError(kOdNoTransaction);
+    }
+    m_transactions.pop_back();
+    if (m_transactions.empty() && !m_isStarted) {
+        clear();  // nothing outside could ever go back to these records
+    }
+}
+
+void OdDbUndoLog::abortTransaction()
+{
+    if (m_transactions.empty()) {
+        throw OdError(kOdNoTransaction);
+    }
+    const std::size_t start = m_transactions.back();
+    m_transactions.pop_back();
+    while (!m_undo.marks.empty() && m_undo.marks.back() > start) {
+        m_undo.marks.pop_back();
+    }
+    play(m_undo, start, nullptr);
+}
+
+void OdDbUndoLog::play(Tape& from, std::size_t downTo, Tape* inverse)
+{
+    from.dropEmptyPartial();
+    const Playback playback(*this, inverse);
+    while (from.entries.size() > downTo) {
+        const Entry entry = from.entries.back();
+        try {
+            playEntry(from, entry);
+        } catch (std::exception const& error) {
+            // The other records still have to come back; an undo that stops half-way helps nobody.
+            odReportAssert("false", error.what(), __FILE__, __LINE__);
+        }
+        from.entries.pop_back();
+        from.bytes.resize(entry.start);
+    }
+    if (inverse != nullptr) {
+        inverse->dropEmptyPartial();
+    }
+    sendNotices();
+}
+
+void OdDbUndoLog::playEntry(Tape& from, Entry const& entry)
+{
+    m_reader.readFrom(std::span<std::uint8_t const>(from.bytes).subspan(entry.start));
+    switch (entry.kind) {
+    case Kind::kState:
+        return playState(entry.record);
+    case Kind::kPartial:
+        return playPartial(*entry.record);
+    case Kind::kErased:
+        return playErased(*entry.record);
+    }
+}
+
+void OdDbUndoLog::playState(OdDbIdRecord* record)
+{
+    if (m_inverse != nullptr) {
+        fileState(*m_inverse, record);
+    }
+    if (record == nullptr) {
+        m_database.headerChanged = true;
+        (void)OdDbObjectAccess::fileIn(m_database.database, m_reader);
+        return;
+    }
+    touch(*record, true);
+    (void)OdDbObjectAccess::fileIn(*record->object, m_reader);
+}
+
+void OdDbUndoLog::playPartial(OdDbIdRecord& record)
+{
+    touch(record, true);
+    auto* cls = static_cast<OdRxClass*>(m_reader.rdAddress());
+    OdDbObjectAccess::playPartial(*record.object, m_reader, cls);
+}
+
+void OdDbUndoLog::playErased(OdDbIdRecord& record)
+{
+    touch(record, false);
+    const bool wasErased = m_reader.rdUInt8() != 0;
+    if (m_inverse != nullptr) {
+        fileErased(*m_inverse, record, record.has(OdDbIdRecord::kErased));
+    }
+    OdDbObjectAccess::setErased(*record.object, wasErased);
+}
+
+void OdDbUndoLog::touch(OdDbIdRecord& record, bool isModified)
+{
+    m_database.ids.markChanged(record);
+    if (!record.has(OdDbIdRecord::kTouched)) {
+        record.set(OdDbIdRecord::kTouched, true);
+        m_touched.push_back({&record, record.has(OdDbIdRecord::kErased)});
+    }
+    if (isModified) {
+        record.set(OdDbIdRecord::kRestored, true);
+    }
+}
+
+void OdDbUndoLog::sendNotices()
+{
+    const std::vector<Touched> touched = std::exchange(m_touched, {});
+    for (Touched const& one : touched) {
+        OdDbIdRecord& record = *one.record;
+        const bool isRestored = record.has(OdDbIdRecord::kRestored);
+        record.set(OdDbIdRecord::kTouched, false);
+        record.set(OdDbIdRecord::kRestored, false);
+        const bool isErased = record.has(OdDbIdRecord::kErased);
+        if (isErased != one.wasErased) {
+            OdDbObjectAccess::sendErased(*record.object, isErased);
+        }
+        if (isRestored) {
+            OdDbObjectAccess::sendModified(*record.object);
+        }
+    }
+}

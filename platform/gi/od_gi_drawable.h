@@ -1,0 +1,42 @@
+// Drawables, what they are drawn into, and overrules of their drawing.
+
+#pragma once
+
+#include "root/od_rx_overrule.h"
+
+class OdGiWorldDraw;
+
+/// Something that can be drawn.
+class OdGiDrawable : public OdRxObject
+{
+    RX_DECLARE_CLASS(OdGiDrawable);
+
+public:
+    /// Draws the object through the overrules of its class, if any, else by itself.
+    /// \return The drawable's flags.
+    unsigned worldDraw(OdGiWorldDraw* worldDraw) const;
+
+protected:
+    /// The object's own drawing. The base draws nothing.
+    virtual unsigned subWorldDraw(OdGiWorldDraw* worldDraw) const;
+
+private:
+    friend class OdGiDrawableOverrule;
+};
+
+/// Replaces or extends the drawing of a class's objects.
+class OdGiDrawableOverrule : public OdRxOverrule
+{
+    RX_DECLARE_CLASS(OdGiDrawableOverrule);
+
+public:
+    /// Draws `drawable` in place of its own drawing. The base version hands on to the next overrule
+    /// that applies, or to the object's own drawing.
+    virtual unsigned worldDraw(OdGiDrawable const* drawable, OdGiWorldDraw* worldDraw);
+};
+
+/// Where drawables put their geometry; implemented by whoever shows or exports drawings.
+class OdGiWorldDraw : public OdRxObject
+{
+    RX_DECLARE_CLASS(OdGiWorldDraw);
+};

@@ -1,0 +1,52 @@
+#include "root/od_rx_overrule.h"
+
+#include <algorithm>
+
+RX_DEFINE_CLASS(OdRxOverrule, OdRxObject, odrxCreateNothing, L"OdRxOverrule");
+
+bool OdRxOverrule::addOverrule(OdRxClass* cls, OdRxOverrule* overrule, bool atEnd)
+{
+    if (cls == nullptr || overrule == nullptr) {
+        return false;
+    }
+    auto& list = cls->m_overrules;
+    if (std::find(list.begin(), list.end(), overrule) != list.end()) {
+        return false;
+    }
+    list.insert(atEnd ? list.end() : list.begin(), overrule);
+    overrule->addRef();
+    return true;
+}
+
+bool OdRxOverrule::removeOverrule(OdRxClass* cls, OdRxOverrule* overrule)
+{
+    if (cls == nullptr || overrule == nullptr) {
+        return false;
+    }
+    auto& list = cls->m_overrules;
+    const auto found = std::find(list.begin(), list.end(), overrule);
+    if (found == list.end()) {
+        return false;
+    }
+    list.erase(found);
+    overrule->release();
+    return true;
+}
+
+OdRxOverrule* odrxFindOverrule(OdRxObject const* object, OdRxClass const* kind,
+                               OdRxOverrule const* after)
+{
+    bool passed = after == nullptr;
+    for (OdRxClass const* cls = object->isA(); cls != nullptr; cls = cls->parent()) {
+        for (OdRxOverrule* overrule : cls->overrules()) {
+            if (!passed) {
+                passed = overrule == after;
+                continue;
+            }
+            if (overrule->isKindOf(kind) && overrule->isApplicable(object)) {
+                return overrule;
+            }
+        }
+    }
+    return nullptr;
+}
