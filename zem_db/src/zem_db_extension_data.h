@@ -1,0 +1,63 @@
+// Large bags and serialised objects, stored in the extension dictionary of the object they belong to.
+
+#pragma once
+
+#include "db/od_db_object.h"
+
+#include <memory>
+#include <vector>
+
+class ZemDbExtensionDataImpl;
+class ZemProperties;
+
+/// Blobs by key, entered in the extension dictionary of a host object.
+///
+/// There is at most one for each host object, under the key "ZEM_DB", whichever keys it holds. The
+/// key "ZEM_DB" of its own bag holds the flat stream of a bag that was too long for extended data;
+/// other keys are the class names of serialised objects. It exists from the first blob written for
+/// its host until one is erased.
+class ZemDbExtensionData : public OdDbObject
+{
+    RX_DECLARE_CLASS(ZemDbExtensionData);
+
+public:
+    ZemDbExtensionData();
+    ~ZemDbExtensionData() override;
+
+    /// The bag of blobs, for reading. \throws OdError (not open for read).
+    ZemProperties const& getReadProperties() const;
+    /// The bag of blobs, for changes, which become part of undo.
+    /// \throws OdError (not open for write).
+    ZemProperties& getWriteProperties();
+
+    /// \throws OdError (not open for write).
+    OdResult dwgInFields(OdDbDwgFiler* filer) override;
+    /// \throws OdError (not open for read).
+    void dwgOutFields(OdDbDwgFiler* filer) const override;
+
+private:
+    std::unique_ptr<ZemDbExtensionDataImpl> m_impl;
+};
+
+/// Stores an object as a blob with another one: in the target's bag if the target has one of its
+/// own (it answers to `ZemPropertiesPE`), else in its extension dictionary.
+///
+/// Writing to a bag of the target's own, and removing, also erase the whole extension data of the
+/// target, with every other blob that it holds.
+///
+/// \param key     Class under whose name the blob is kept. Null: nothing happens.
+/// \param source  The object, open for read or in no database; null removes what was stored.
+/// \param target  Open for write and in a database; in none, nothing happens.
+/// \throws OdError (not open for write) for the target, (not open for read) for the source, (class
+///         not registered) if the source's class, or that of the extension data, is not there.
+void ZemWriteSerializedObject(OdRxClass* key, OdDbObject const* source, OdDbObject* target);
+
+/// Reads back what `ZemWriteSerializedObject` stored.
+///
+/// \param object  Open for read or in no database; borrowed.
+/// \return A new object that is in no database; null for a null argument, if nothing is stored under
+///         the class's name, and if the blob can't be read: its class is unknown or no database
+///         class, or its content is malformed.
+OdDbObjectPtr ZemReadSerializedObject(OdRxClass* key, OdDbObject const* object);
+/// As above with the registered name of the class; null also for a name that no class has.
+OdDbObjectPtr ZemReadSerializedObject(OdString const& className, OdDbObject const* object);

@@ -1,0 +1,30 @@
+// Persistent links to faces, edges and vertices.
+
+#pragma once
+
+#include "db/od_db_object.h"
+
+#include "zem_properties.h"
+
+/// One link that keeps naming a sub-entity while its solid is edited.
+class ZemDbObjectDependency : public OdDbObject
+{
+    RX_DECLARE_CLASS(ZemDbObjectDependency);
+
+public:
+    ZemDbObjectDependency();
+    ~ZemDbObjectDependency() override;
+
+    /// The bag, for reading. \throws OdError (not open for read).
+    ZemProperties const& getReadProperties() const;
+    /// The bag, for changes, which become part of undo. \throws OdError (not open for write).
+    ZemProperties& getWriteProperties();
+
+    /// \throws OdError (not open for write).
+    OdResult dwgInFields(OdDbDwgFiler* filer) override;
+    /// \throws OdError (not open for read).
+    void dwgOutFields(OdDbDwgFiler* filer) const override;
+
+private:
+    ZemProperties m_properties;
+};
