@@ -1,0 +1,507 @@
+#include "zem_properties.h"
+
+#include "zem_db_extension_data_impl.h"
+#include "zem_flat_filer.h"
+
+#include "db/od_db_database.h"
+#include "db/od_db_filer.h"
+#include "db/od_db_object.h"
+#include "db/od_db_symbol_table.h"
+#include "root/od_error.h"
+#include "root/od_res_buf.h"
+#include "zem_utils/zemc_assert.h"
+
+#include <compare>
+#include <iterator>
+#include <set>
+#include <utility>
+#include <vector>
+
+const OdString kClassVersionKey(L"_ver");
+const OdString s_zemDbAppName(L"ZEM_DB");
+
+namespace {
+
+/// Least stored size of an item: a name, a type id and a payload of one byte each.
+constexpr std::uint64_t kLeastItemBytes = 3;
+
+/// A bag of version 0 reads streams of this version, too.
+constexpr int kLeastAcceptedVersion = 1;
+
+ZemPropertyArray<OdDbTypedId> makeTypedIds(OdDbObjectIdArray const& ids, OdDb::ReferenceType type)
+{
+    ZemPropertyArray<OdDbTypedId> result;
+    result.reserve(ids.size());
+    for (OdDbObjectId const id : ids) {
+        result.append(OdDbTypedId(id, type));
+    }
+    return result;
+}
+
+}  // namespace
+
+//--------------------------------------------------------------------------------------------------
+// Reading and changing
+
+ZemPropertyDataPtr ZemProperties::getProperty(OdString const& name) const
+{
+    const auto entry = m_entries.find(name);
+    return entry == m_entries.end() ? ZemPropertyDataPtr() : entry->second;
+}
+
+template <class T>
+bool ZemProperties::getProperty(OdString const& name, T& value) const
+{
+    const auto entry = m_entries.find(name);
+    return entry != m_entries.end() && !entry->second.isNull() && entry->second->get(value);
+}
+
+bool ZemProperties::getProperty(OdString const& name, OdDbObjectId& id) const
+{
+    OdDbTypedId typedId;
+    if (!getProperty(name, typedId)) {
+        return false;
+    }
+    id = typedId.id;
+    return true;
+}
+
+bool ZemProperties::getProperty(OdString const& name, OdDbObjectIdArray& ids) const
+{
+    ZemPropertyArray<OdDbTypedId> typedIds;
+    if (!getProperty(name, typedIds)) {
+        return false;
+    }
+    ids.clear();
+    ids.reserve(typedIds.size());
+    for (OdDbTypedId const& id : std::as_const(typedIds)) {
+        ids.append(id.id);
+    }
+    return true;
+}
+
+template <class T>
+bool ZemProperties::setProperty(OdString const& name, T const& value)
+{
+    const auto entry = m_entries.find(name);
+    if (entry != m_entries.end()) {
+        return ZemPropertiesUtils::setData(entry->second, value);
+    }
+    // The node comes first, so that running out of memory leaves no entry without one.
+    ZemPropertyDataPtr node;
+    ZemPropertiesUtils::setData(node, value);
+    m_entries.emplace(name, std::move(node));
+    return true;
+}
+
+bool ZemProperties::setProperty(OdString const& name, OdDbObjectId const& id,
+                                OdDb::ReferenceType type)
+{
+    return setProperty(name, OdDbTypedId(id, type));
+}
+
+bool ZemProperties::setProperty(OdString const& name, OdDbObjectIdArray const& ids,
+                                OdDb::ReferenceType type)
+{
+    return setProperty(name, makeTypedIds(ids, type));
+}
+
+bool ZemProperties::removeProperty(OdString const& name)
+{
+    return m_entries.erase(name) != 0;
+}
+
+//--------------------------------------------------------------------------------------------------
+// Binding
+
+void ZemProperties::bind(OdString const& name, ZemPropertyData* node)
+{
+    m_entries.insert_or_assign(name, ZemPropertyDataPtr(node));
+}
+
+template <class T>
+void ZemProperties::handOver(OdString const& name, std::function<void(T)> const& setter) const
+{
+    T value{};
+    // A stored value of another type has nothing to give, and what nobody filled must not reach the
+    // holder.
+    if (getProperty(name, value)) {
+        setter(std::move(value));
+    }
+}
+
+template <class T>
+bool ZemProperties::mapProperty(OdString const& name, T* variable)
+{
+    getProperty(name, *variable);
+    bind(name, new ZemPropertyDataMapping<T>(variable));
+    return true;
+}
+
+template <class T>
+bool ZemProperties::mapProperty(OdString const& name, T* variable,
+                                std::type_identity_t<T> const& defaultValue)
+{
+    getProperty(name, *variable);
+    bind(name, new ZemPropertyDataMappingWithDefault<T>(variable, defaultValue));
+    return true;
+}
+
+template <class T>
+bool ZemProperties::mapProperty(OdString const& name, std::function<T()> getter,
+                                std::function<void(T)> setter)
+{
+    handOver(name, setter);
+    bind(name,
+         new ZemPropertyDataMappingGetterSetter<T>(std::move(getter), std::move(setter)));
+    return true;
+}
+
+template <class T>
+bool ZemProperties::mapProperty(OdString const& name, std::function<T()> getter,
+                                std::function<void(T)> setter,
+                                std::type_identity_t<T> const& defaultValue)
+{
+    handOver(name, setter);
+    bind(name, new ZemPropertyDataMappingGetterSetterWithDefault<T>(
+                   std::move(getter), std::move(setter), defaultValue));
+    return true;
+}
+
+bool ZemProperties::mapProperty(OdString const& name, OdDbObjectId* variable,
+                                OdDb::ReferenceType type)
+{
+    getProperty(name, *variable);
+    bind(name, new ZemPropertyDataObjectIdMapping(variable, type));
+    return true;
+}
+
+bool ZemProperties::mapProperty(OdString const& name, OdDbObjectIdArray* variable,
+                                OdDb::ReferenceType type)
+{
+    getProperty(name, *variable);
+    bind(name, new ZemPropertyDataObjectIdArrayMapping(variable, type));
+    return true;
+}
+
+void ZemProperties::setReferenceType(OdString const& name, OdDb::ReferenceType type)
+{
+    ZemPropertyDataPtr const& node = m_entries[name];
+    if (!node.isNull() && node->isObjectIdArrayMapping()) {
+        static_cast<ZemPropertyDataObjectIdArrayMapping&>(*node).setReferenceType(type);
+    }
+}
+
+//--------------------------------------------------------------------------------------------------
+// Filing
+//
+// The stream of a bag, as operations of the filer:
+//
+//     wrInt32   number of items
+//     if the version is above 0: wrString "_ver", wrInt8 6, wrInt8 version
+//     for each entry in order of names: wrString name, wrInt8 type id, the value
+//
+// A value is filed as its type demands:
+//
+//     2 text     wrString               7 handle  wrDbHandle
+//     3 int      wrInt32                8 id      wrInt8 kind of reference, the id by that kind
+//     4 double   wrDouble               9 array   wrInt8 element type, wrInt32 count, the elements
+//     5 bool     wrBool                10 map     wrInt8 key type, wrInt8 value type, wrInt32 count,
+//     6 int8     wrInt8                           a key and a value for each entry in order of keys
+//                                      11 blob    wrInt32 length, wrBytes unless it is 0
+//
+// Elements, keys and values have no type id of their own, but for element and value type 1, which
+// stands for a whole value that starts with its type id.
+
+bool ZemProperties::isWritten(ZemPropertyData const& node) const
+{
+    return !omitsDefaults() || node.isOutOfDate();
+}
+
+/// The number of entries to write. Finds beforehand what can't be written, so that no stream breaks
+/// off in the middle.
+std::uint32_t ZemProperties::countWritable() const
+{
+    std::uint32_t count = 0;
+    for (auto const& [name, node] : m_entries) {
+        if (node.isNull()) {
+            zemcCallAssert("!val.isNull()", nullptr, __FILE__, __LINE__);
+            throw OdError(kOdNullObjectPointer, L"property without a value: " + name);
+        }
+        if (isWritten(*node)) {
+            node->assertWritable();
+            ++count;
+        }
+    }
+    return count;
+}
+
+void ZemProperties::dwgOutFields(OdDbDwgFiler* filer) const
+{
+    const bool writesVersion = m_version > 0;
+    const std::uint32_t items = countWritable() + (writesVersion ? 1 : 0);
+    filer->wrInt32(static_cast<std::int32_t>(items));
+    if (writesVersion) {
+        filer->wrString(kClassVersionKey);
+        filer->wrInt8(kZemInt8Type);
+        filer->wrInt8(m_version);
+    }
+    for (auto const& [name, node] : m_entries) {
+        if (isWritten(*node)) {
+            filer->wrString(name);
+            node->writeUnchecked(filer, m_config);
+        }
+    }
+}
+
+/// Reads the items of one stream into a bag.
+class ZemProperties::Reader
+{
+public:
+    Reader(ZemProperties& bag, OdDbDwgFiler& filer)
+        : m_bag(bag), m_filer(filer), m_next(bag.m_entries.begin())
+    {
+    }
+
+    OdResult readItem()
+    {
+        OdString name = m_filer.rdString();
+        if (name.isEmpty()) {
+            return createNode().isNull() ? kOdBadStream : kOdOk;
+        }
+        if (name == kClassVersionKey) {
+            return readVersion();
+        }
+        const bool isThere = find(name);
+        if (m_bag.omitsDefaults()) {
+            m_names.insert(name);
+        }
+        return isThere ? readEntry() : readNewEntry(std::move(name));
+    }
+
+    /// Restores the defaults of entries that the stream didn't name.
+    OdResult resetUnread()
+    {
+        if (!m_bag.omitsDefaults()) {
+            return kOdOk;
+        }
+        for (auto const& [name, node] : m_bag.m_entries) {
+            if (!m_names.contains(name) && (node.isNull() || !node->reset())) {
+                return kOdBadStream;
+            }
+        }
+        return kOdOk;
+    }
+
+private:
+    ZemPropertyDataPtr createNode()
+    {
+        return ZemPropertyData::createFromDwg(&m_filer, m_bag.m_config);
+    }
+
+    OdResult readVersion()
+    {
+        if (m_filer.rdInt8() != kZemInt8Type) {
+            return kOdRejectedVersion;
+        }
+        const int stored = m_filer.rdInt8();
+        const int own = m_bag.m_version;
+        const bool isAccepted = own < 0 || stored <= (own == 0 ? kLeastAcceptedVersion : own);
+        return isAccepted ? kOdOk : kOdRejectedVersion;
+    }
+
+    /// Places `m_next` on the entry of that name and answers `true`, or where one has to be inserted
+    /// and answers `false`. Streams are in order of names, as the entries are, so the place is
+    /// nearly always where the last item left off.
+    bool find(OdString const& name)
+    {
+        Entries& entries = m_bag.m_entries;
+        const auto order = m_next == entries.end() ? std::strong_ordering::less
+                                                   : name <=> m_next->first;
+        if (order == std::strong_ordering::equal) {
+            return true;
+        }
+        if (order < 0 && (m_next == entries.begin() || std::prev(m_next)->first < name)) {
+            return false;
+        }
+        m_next = entries.lower_bound(name);
+        return m_next != entries.end() && m_next->first == name;
+    }
+
+    OdResult readEntry()
+    {
+        // A setter may take its own entry out of the bag.
+        const ZemPropertyDataPtr val = m_next->second;
+        ++m_next;
+        if (val.isNull()) {
+            zemcCallAssert("!val.isNull()", nullptr, __FILE__, __LINE__);
+            return kOdBadStream;
+        }
+        return val->readFromDwg(&m_filer, m_bag.m_config) ? kOdOk : kOdBadStream;
+    }
+
+    OdResult readNewEntry(OdString&& name)
+    {
+        ZemPropertyDataPtr val = createNode();
+        if (val.isNull()) {
+            return kOdBadStream;
+        }
+        m_bag.m_entries.emplace_hint(m_next, std::move(name), std::move(val));
+        return kOdOk;
+    }
+
+    ZemProperties& m_bag;
+    OdDbDwgFiler& m_filer;
+    Entries::iterator m_next;
+    std::set<OdString> m_names;  ///< filled only where defaults are omitted
+};
+
+OdResult ZemProperties::dwgInFields(OdDbDwgFiler* filer)
+{
+    std::erase_if(m_entries, [](auto const& entry) {
+        return !entry.second.isNull() && !entry.second->isMapped();
+    });
+    const std::int32_t count = filer->rdInt32();
+    const std::uint64_t left = filer->bytesLeft();
+    if (count < 0 || (left != OdDbFiler::kUnlimited &&
+                      static_cast<std::uint64_t>(count) > left / kLeastItemBytes)) {
+        return kOdBadStream;
+    }
+    Reader reader(*this, *filer);
+    for (std::int32_t i = 0; i < count; ++i) {
+        const OdResult result = reader.readItem();
+        if (result != kOdOk) {
+            return result;
+        }
+    }
+    return reader.resetUnread();
+}
+
+void ZemProperties::writeToDbObject(OdDbObject* object) const
+{
+    if (object == nullptr || object->database() == nullptr) {
+        return;
+    }
+    // The extension dictionary would be changed before extended data finds the object not open for
+    // write, so that is found out first.
+    object->assertWriteEnabled(/*autoUndo=*/false, /*recordModified=*/false);
+    const OdResBufPtr chain = OdResBuf::newRb(OdResBuf::kXdAppName);
+    chain->setString(s_zemDbAppName);
+    if (isEmpty()) {
+        ZemDbExtensionDataImpl::eraseFromDictionary(object, s_zemDbAppName);
+    } else {
+        OdStaticRxObject<ZemFlatFiler> filer;
+        filer.clear();
+        dwgOutFields(&filer);
+        if (filer.getBinaryDataSize() > ZemFlatFiler::kMaxXDataBytes) {
+            ZemDbExtensionDataImpl::writeToDictionary(object, filer.getBinaryData(),
+                                                      s_zemDbAppName);
+        } else {
+            filer.appendToResBuf(chain.get());
+        }
+    }
+    object->database()->newRegApp(s_zemDbAppName);
+    object->setXData(chain.get());
+}
+
+bool ZemProperties::readFromDbObject(OdDbObject const* object)
+{
+    if (object == nullptr) {
+        return false;
+    }
+    OdStaticRxObject<ZemFlatFiler> filer;
+    const OdResBufPtr chain = object->xData(s_zemDbAppName);
+    if (chain.isNull() || !filer.setBinaryChunk(chain->next().get())) {
+        std::vector<char> blob;
+        if (!ZemDbExtensionDataImpl::readFromDictionary(object, blob, s_zemDbAppName)) {
+            return false;
+        }
+        filer.setBinaryData(std::move(blob));
+    }
+    try {
+        return dwgInFields(&filer) == kOdOk;
+    } catch (OdError const&) {
+        // The bytes come from a file: what breaks off is malformed, no error of the program.
+        return false;
+    }
+}
+
+OdDbObjectId ZemProperties::regAppName(OdDbDatabase* database, bool create)
+{
+    if (database == nullptr) {
+        return OdDbObjectId::kNull;
+    }
+    if (create) {
+        database->newRegApp(s_zemDbAppName);
+    }
+    const auto table =
+        OdDbSymbolTable::cast(database->getRegAppTableId().openObject(OdDb::kForRead).get());
+    return table.isNull() ? OdDbObjectId::kNull : table->getAt(s_zemDbAppName, /*openErased=*/false);
+}
+
+//--------------------------------------------------------------------------------------------------
+// The closed sets of value types
+
+#define ZEM_INSTANTIATE_VALUE(...)                                                      \
+    template bool ZemProperties::getProperty(OdString const&, __VA_ARGS__&) const;      \
+    template bool ZemProperties::setProperty(OdString const&, __VA_ARGS__ const&)
+
+#define ZEM_INSTANTIATE_BOUND(...)                                                            \
+    template bool ZemProperties::mapProperty(OdString const&, __VA_ARGS__*);                  \
+    template bool ZemProperties::mapProperty<__VA_ARGS__>(OdString const&, __VA_ARGS__*,      \
+                                                          __VA_ARGS__ const&);                \
+    template bool ZemProperties::mapProperty(                                                 \
+        OdString const&, std::function<__VA_ARGS__()>, std::function<void(__VA_ARGS__)>);     \
+    template bool ZemProperties::mapProperty<__VA_ARGS__>(                                    \
+        OdString const&, std::function<__VA_ARGS__()>, std::function<void(__VA_ARGS__)>,      \
+        __VA_ARGS__ const&)
+
+#define ZEM_INSTANTIATE_MAPS(K)                                     \
+    ZEM_INSTANTIATE_VALUE(std::map<K, ZemPropertyDataPtr>);         \
+    ZEM_INSTANTIATE_VALUE(std::map<K, OdString>);                   \
+    ZEM_INSTANTIATE_VALUE(std::map<K, int>);                        \
+    ZEM_INSTANTIATE_VALUE(std::map<K, double>);                     \
+    ZEM_INSTANTIATE_VALUE(std::map<K, bool>);                       \
+    ZEM_INSTANTIATE_VALUE(std::map<K, signed char>);                \
+    ZEM_INSTANTIATE_VALUE(std::map<K, OdDbHandle>);                 \
+    ZEM_INSTANTIATE_VALUE(std::map<K, OdDbTypedId>);                \
+    ZEM_INSTANTIATE_VALUE(std::map<K, std::vector<char>>)
+
+ZEM_INSTANTIATE_VALUE(OdString);
+ZEM_INSTANTIATE_VALUE(int);
+ZEM_INSTANTIATE_VALUE(double);
+ZEM_INSTANTIATE_VALUE(bool);
+ZEM_INSTANTIATE_VALUE(signed char);
+ZEM_INSTANTIATE_VALUE(OdDbHandle);
+ZEM_INSTANTIATE_VALUE(OdDbTypedId);
+ZEM_INSTANTIATE_VALUE(std::vector<char>);
+
+ZEM_INSTANTIATE_VALUE(ZemPropertyArray<ZemPropertyDataPtr>);
+ZEM_INSTANTIATE_VALUE(ZemPropertyArray<OdString>);
+ZEM_INSTANTIATE_VALUE(ZemPropertyArray<int>);
+ZEM_INSTANTIATE_VALUE(ZemPropertyArray<double>);
+ZEM_INSTANTIATE_VALUE(ZemPropertyArray<bool>);
+ZEM_INSTANTIATE_VALUE(ZemPropertyArray<signed char>);
+ZEM_INSTANTIATE_VALUE(ZemPropertyArray<OdDbHandle>);
+ZEM_INSTANTIATE_VALUE(ZemPropertyArray<OdDbTypedId>);
+ZEM_INSTANTIATE_VALUE(ZemPropertyArray<std::vector<char>>);
+
+ZEM_INSTANTIATE_MAPS(OdString);
+ZEM_INSTANTIATE_MAPS(int);
+ZEM_INSTANTIATE_MAPS(double);
+ZEM_INSTANTIATE_MAPS(bool);
+ZEM_INSTANTIATE_MAPS(signed char);
+ZEM_INSTANTIATE_MAPS(OdDbHandle);
+ZEM_INSTANTIATE_MAPS(OdDbTypedId);
+
+ZEM_INSTANTIATE_BOUND(bool);
+ZEM_INSTANTIATE_BOUND(double);
+ZEM_INSTANTIATE_BOUND(signed char);
+ZEM_INSTANTIATE_BOUND(int);
+ZEM_INSTANTIATE_BOUND(OdString);
+ZEM_INSTANTIATE_BOUND(OdDbTypedId);
+ZEM_INSTANTIATE_BOUND(ZemPropertyArray<OdDbTypedId>);
+ZEM_INSTANTIATE_BOUND(ZemPropertyArray<OdString>);
+ZEM_INSTANTIATE_BOUND(ZemPropertyArray<double>);
+ZEM_INSTANTIATE_BOUND(ZemPropertyArray<int>);
+ZEM_INSTANTIATE_BOUND(std::map<OdDbTypedId, bool>);
