@@ -268,6 +268,7 @@ OdDbDatabase::OdDbDatabase(OdDbHostAppServices* services)
 
 OdDbDatabase::~OdDbDatabase()
 {
+    OdDbObjectAccess::pin(*this);
     for (std::uint64_t number : m_impl->ids.knownBlocks()) {
         for (OdDbIdRecord& record : m_impl->ids.findBlock(number)->records) {
             if (record.object != nullptr) {

@@ -38,6 +38,8 @@ public:
     template <class Notice>
     static void sendRound(OdDbObject& object, Notice const& notice);
     static void endNotify(OdDbObject& reactor);
+    /// Keeps references that come and go while a database is destroyed from destroying it again.
+    static void pin(OdDbObject& object) noexcept { object.m_refs += 1U << 24; }
     static bool isClosed(OdDbObject const& object) noexcept { return object.m_refs <= 1; }
 };
 

@@ -232,7 +232,8 @@ bool OdDbObject::isErased() const noexcept
 
 bool OdDbObject::isUndoing() const noexcept
 {
-    return m_record != nullptr && OdDbDatabaseImpl::of(*m_record).undo.isPlaying();
+    OdDbDatabase const* db = database();
+    return db != nullptr && db->impl().undo.isPlaying();
 }
 
 bool OdDbObject::isNewObject() const noexcept
@@ -847,6 +848,13 @@ void OdDbObjectAccess::attach(OdDbObject& object, OdDbIdRecord& record, OdDbObje
 
 void OdDbObjectAccess::detach(OdDbObject& object)
 {
+    // Whoever still holds the object must not find ids of a database that is gone.
+    object.m_ownerId = OdDbObjectId::kNull;
+    if (object.m_extras != nullptr) {
+        object.m_extras->reactors.clear();
+        object.m_extras->reactorIndex.clear();
+        object.m_extras->extensionDictionary = OdDbObjectId::kNull;
+    }
     object.m_record->object = nullptr;
     object.m_record = nullptr;
     object.m_state = 0;
