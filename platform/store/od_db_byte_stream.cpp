@@ -103,19 +103,19 @@ double OdDbByteReader::takeTaggedDouble()
         throwBadStream();
     }
     switch (static_cast<OdDbDoubleTag>(tag)) {
-        case OdDbDoubleTag::kZero:
-            return 0.0;
-        case OdDbDoubleTag::kOne:
-            return 1.0;
-        case OdDbDoubleTag::kRaw:
-            return std::bit_cast<double>(takeFixed(sizeof(double)));
-        case OdDbDoubleTag::kIntegral:
-            return static_cast<double>(takeSigned());
-        case OdDbDoubleTag::kTop2:
-        case OdDbDoubleTag::kTop3:
-        case OdDbDoubleTag::kTop4:
-        case OdDbDoubleTag::kTop5:
-            break;
+    case OdDbDoubleTag::kZero:
+        return 0.0;
+    case OdDbDoubleTag::kOne:
+        return 1.0;
+    case OdDbDoubleTag::kRaw:
+        return std::bit_cast<double>(takeFixed(sizeof(double)));
+    case OdDbDoubleTag::kIntegral:
+        return static_cast<double>(takeSigned());
+    case OdDbDoubleTag::kTop2:
+    case OdDbDoubleTag::kTop3:
+    case OdDbDoubleTag::kTop4:
+    case OdDbDoubleTag::kTop5:
+        break;
     }
     const std::size_t topBytes = tag - static_cast<std::size_t>(OdDbDoubleTag::kTop2) + 2;
     return std::bit_cast<double>(takeFixed(topBytes) << (64 - 8 * topBytes));

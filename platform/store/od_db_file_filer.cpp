@@ -76,7 +76,8 @@ template <class Integer>
 Integer OdDbFileFiler::takeInteger()
 {
     const std::int64_t value = m_bodyReader.takeSigned();
-    if (value < std::numeric_limits<Integer>::min() || value > std::numeric_limits<Integer>::max()) {
+    if (value < std::numeric_limits<Integer>::min() ||
+        value > std::numeric_limits<Integer>::max()) {
         throw OdError(kOdBadStream);
     }
     return static_cast<Integer>(value);
