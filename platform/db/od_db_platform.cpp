@@ -7,6 +7,7 @@
 #include "db/od_db_id_mapping.h"
 #include "db/od_db_object_store.h"
 #include "db/od_db_proxy_object.h"
+#include "db/od_db_reference_filers.h"
 #include "db/od_db_simple_tables.h"
 #include "db/od_db_xrecord.h"
 #include "root/od_assert.h"
@@ -51,6 +52,8 @@ constexpr ClassEntry kClasses[] = {
     entry<OdDbMemoryFiler>(),
     entry<OdDbStoredObjectFiler>(),
     entry<OdDbDeepCloneFiler>(),
+    entry<OdDbIdXlateFiler>(),
+    entry<OdDbPurgeFiler>(),
     entry<OdDbIdMapping>(),
     entry<OdDbIdMappingIterator>(),
     entry<OdDbObject>(),
