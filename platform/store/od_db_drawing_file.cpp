@@ -184,13 +184,26 @@ std::unique_ptr<OdDbDrawingFile> OdDbDrawingFile::open(std::filesystem::path con
                                                        std::string const& name,
                                                        OdDbOpenDrawingMode mode)
 {
+    return open(path, name, mode, /*mustLock=*/mode == OdDbOpenDrawingMode::kForWriting);
+}
+
+std::unique_ptr<OdDbDrawingFile> OdDbDrawingFile::openSaved(std::filesystem::path const& path,
+                                                            std::string const& name)
+{
+    return open(path, name, OdDbOpenDrawingMode::kForWriting, /*mustLock=*/false);
+}
+
+std::unique_ptr<OdDbDrawingFile> OdDbDrawingFile::open(std::filesystem::path const& path,
+                                                       std::string const& name,
+                                                       OdDbOpenDrawingMode mode, bool mustLock)
+{
     // A reader opens for writing where it may, to put a file right that was left by a crash.
     constexpr int kFlags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE;
     std::unique_ptr<OdDbDrawingFile> file(new OdDbDrawingFile(path, name, kFlags, mode));
     file->harden();
     file->checkFirstBytes();
     file->configure();
-    file->load();
+    file->load(mustLock);
     return file;
 }
 
@@ -332,17 +345,21 @@ void OdDbDrawingFile::makeTables()
     m_connection.run(numbers.c_str());
 }
 
-void OdDbDrawingFile::load()
+void OdDbDrawingFile::load(bool mustLock)
 {
     if (isForWriting()) {
         if (sqlite3_db_readonly(m_connection.handle(), "main") != 0) {
             fail(kOdFileAccess, "can't be written");
         }
-        m_connection.setTimeout(kLockTimeoutMs);
-        m_connection.run("BEGIN IMMEDIATE");
-        m_connection.setTimeout(kReadTimeoutMs);
+        const int code = takeLock();
+        if (code != SQLITE_OK && mustLock) {
+            m_connection.fail(code);
+        }
     } else {
-        m_connection.run("PRAGMA query_only = ON; BEGIN");
+        m_connection.run("PRAGMA query_only = ON");
+    }
+    if (!m_isLocked) {
+        m_connection.run("BEGIN");
     }
     checkSchema();
     m_headerBytes = readHeaderBytes();
@@ -355,7 +372,6 @@ void OdDbDrawingFile::load()
     m_dataVersion = dataVersion();
     noteIdentity();
     m_connection.setBudget(0);
-    m_isLocked = isForWriting();
     if (!m_isLocked) {
         m_connection.run("COMMIT");
     }
@@ -596,12 +612,13 @@ std::vector<std::string> OdDbDrawingFile::checkStructure()
     });
 }
 
-bool OdDbDrawingFile::takeLock() noexcept
+int OdDbDrawingFile::takeLock() noexcept
 {
     m_connection.setTimeout(kLockTimeoutMs);
-    m_isLocked = m_connection.tryRun("BEGIN IMMEDIATE") == SQLITE_OK;
+    const int code = m_connection.tryRun("BEGIN IMMEDIATE");
     m_connection.setTimeout(kReadTimeoutMs);
-    return m_isLocked;
+    m_isLocked = code == SQLITE_OK;
+    return code;
 }
 
 // Journals go by name: saving a file under a name that it no longer has would leave it without the
@@ -622,8 +639,9 @@ void OdDbDrawingFile::beginSave()
     if (m_isLocked) {
         return;
     }
-    if (!takeLock()) {
-        fail(kOdFileLocked, "is open for writing in another process");
+    const int code = takeLock();
+    if (code != SQLITE_OK) {
+        m_connection.fail(code);
     }
     try {
         checkUnchanged();
@@ -713,7 +731,7 @@ void OdDbDrawingFile::rollbackSave() noexcept
     }
     // Without the lock the file goes on for reading, and the next save tries again.
     m_isLocked = false;
-    if (!m_connection.isIdle() || !takeLock()) {
+    if (!m_connection.isIdle() || takeLock() != SQLITE_OK) {
         return;
     }
     try {

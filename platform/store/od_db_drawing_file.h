@@ -86,6 +86,10 @@ public:
     /// \param name  How messages call the file.
     static std::unique_ptr<OdDbDrawingFile> open(std::filesystem::path const& path,
                                                  std::string const& name, OdDbOpenDrawingMode mode);
+    /// Opens for writing a file that was just written and put in its place. If another process was
+    /// quicker to take its lock, it comes without, as after a save.
+    static std::unique_ptr<OdDbDrawingFile> openSaved(std::filesystem::path const& path,
+                                                      std::string const& name);
     /// Makes an empty file with its tables, in a transaction that the one `commitSave` ends. There is
     /// no way back after a failure but to remove the file.
     static std::unique_ptr<OdDbDrawingFile> create(std::filesystem::path const& path,
@@ -145,6 +149,9 @@ public:
 private:
     struct Statements;
 
+    static std::unique_ptr<OdDbDrawingFile> open(std::filesystem::path const& path,
+                                                 std::string const& name, OdDbOpenDrawingMode mode,
+                                                 bool mustLock);
     OdDbDrawingFile(std::filesystem::path const& path, std::string const& name, int flags,
                     OdDbOpenDrawingMode mode);
     void harden();
@@ -153,10 +160,10 @@ private:
     void limitWork();
     void checkSchema();
     void makeTables();
-    void load();
+    void load(bool mustLock);
     void readClasses();
     std::vector<std::uint8_t> readHeaderBytes();
-    bool takeLock() noexcept;
+    int takeLock() noexcept;
     void noteIdentity();
     void checkUnchanged();
     void checkPlace();

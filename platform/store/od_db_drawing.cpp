@@ -1,0 +1,327 @@
+#include "store/od_db_drawing.h"
+
+#include "store/od_db_file_operations.h"
+
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <filesystem>
+#include <utility>
+
+#include <unistd.h>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+/// A drawing's place on disk.
+struct Place
+{
+    fs::path path;     ///< absolute; symbolic links are resolved, so that they stay links
+    std::string name;  ///< as the caller named it
+};
+
+std::string utf8Of(OdString const& text)
+{
+    std::string bytes;
+    text.appendUtf8To(bytes);
+    return bytes;
+}
+
+[[noreturn]] void fail(std::string const& name, OdResult result, std::string const& reason)
+{
+    throw OdError(result, OdString::fromUtf8(name + ": " + reason));
+}
+
+Place placeOf(OdString const& path)
+{
+    Place place;
+    place.name = utf8Of(path);
+    if (place.name.empty() || place.name.find('\0') != std::string::npos) {
+        fail(place.name, kOdInvalidInput, "is no name of a file");
+    }
+    std::error_code error;
+    place.path = fs::weakly_canonical(fs::absolute(place.name, error), error);
+    if (error) {
+        fail(place.name, kOdFileAccess, "can't be reached: " + error.message());
+    }
+    return place;
+}
+
+OdString absoluteText(OdString const& path)
+{
+    std::error_code error;
+    const fs::path absolute = fs::absolute(utf8Of(path), error).lexically_normal();
+    return error ? path : OdString::fromUtf8(absolute.string());
+}
+
+void checkIsFile(Place const& place)
+{
+    std::error_code error;
+    const fs::file_status status = fs::status(place.path, error);
+    if (status.type() == fs::file_type::not_found) {
+        fail(place.name, kOdFileNotFound, "there is no such file");
+    }
+    if (error) {
+        fail(place.name, kOdFileAccess, "can't be reached: " + error.message());
+    }
+    if (!fs::is_regular_file(status)) {
+        fail(place.name, kOdFileAccess, "is no file");
+    }
+}
+
+// ---------------------------------------------------------------------------------------------
+// Temporary files
+
+constexpr std::string_view kTemporaryStart = ".zdw~";
+constexpr std::string_view kTemporaryEnd = ".tmp";
+
+/// ".zdw~HOST~PROCESS~NUMBER.tmp": whoever finds one can tell whether its maker still works on it.
+/// No name of a host holds the separator.
+std::string temporaryPrefix()
+{
+    char host[65] = {};
+    if (::gethostname(host, sizeof host - 1) != 0) {
+        host[0] = '\0';
+    }
+    std::string prefix(kTemporaryStart);
+    for (char const* at = host; *at != '\0'; ++at) {
+        prefix += *at == '/' ? '_' : *at;
+    }
+    return prefix + "~";
+}
+
+/// Removes the temporary files that processes of this machine left in a folder when they died.
+void removeStaleFiles(fs::path const& folder)
+{
+    const std::string prefix = temporaryPrefix();
+    std::error_code error;
+    for (fs::directory_iterator at(folder, error), end; !error && at != end; at.increment(error)) {
+        const std::string name = at->path().filename().string();
+        if (!name.starts_with(prefix) || !name.ends_with(kTemporaryEnd)) {
+            continue;
+        }
+        const long process = std::strtol(name.c_str() + prefix.size(), nullptr, 10);
+        const bool isDead = process > 0 && ::kill(static_cast<pid_t>(process), 0) != 0 &&
+                            errno == ESRCH;
+        if (isDead) {
+            (void)OdDbFileOperations::current().removeFile(at->path());
+        }
+    }
+}
+
+/// A file that goes away unless it has been put in its place.
+class TemporaryFile
+{
+public:
+    explicit TemporaryFile(fs::path const& folder)
+    {
+        static std::atomic<unsigned> s_number = 0;
+        m_path = folder / (temporaryPrefix() + std::to_string(::getpid()) + "~" +
+                           std::to_string(++s_number) + std::string(kTemporaryEnd));
+        std::error_code error;
+        fs::remove(m_path, error);
+    }
+    TemporaryFile(TemporaryFile const&) = delete;
+    TemporaryFile& operator=(TemporaryFile const&) = delete;
+    ~TemporaryFile()
+    {
+        if (!m_isPlaced) {
+            (void)OdDbFileOperations::current().removeFile(m_path);
+        }
+    }
+
+    fs::path const& path() const noexcept { return m_path; }
+
+    /// Takes the place of a file, with the rights of the one that was there.
+    void placeAs(Place const& place)
+    {
+        std::error_code error;
+        const fs::file_status old = fs::status(place.path, error);
+        if (!error && old.type() == fs::file_type::regular) {
+            fs::permissions(m_path, old.permissions(), error);
+        }
+        error = OdDbFileOperations::current().renameFile(m_path, place.path);
+        if (error) {
+            fail(place.name, kOdFileAccess, "can't be replaced: " + error.message());
+        }
+        m_isPlaced = true;
+    }
+
+private:
+    fs::path m_path;
+    bool m_isPlaced = false;
+};
+
+// ---------------------------------------------------------------------------------------------
+// Saving
+
+/// Removes what a crash may have left beside a drawing that is gone or past reading: SQLite would
+/// take it for a part of the new one.
+void removeOldJournals(Place const& place)
+{
+    bool isAnyRemoved = false;
+    for (char const* end : {"-journal", "-wal", "-shm"}) {
+        const fs::path journal = place.path.string() + end;
+        std::error_code error;
+        if (!fs::exists(journal, error)) {
+            continue;
+        }
+        error = OdDbFileOperations::current().removeFile(journal);
+        if (error) {
+            fail(place.name, kOdFileAccess, "its old journal can't be removed: " + error.message());
+        }
+        isAnyRemoved = true;
+    }
+    if (isAnyRemoved) {
+        (void)OdDbFileOperations::current().syncFolder(place.path.parent_path());
+    }
+}
+
+/// Whether this database holds the lock of the drawing at a place.
+bool isOwnFile(Place const& place, OdDbDrawingStore* store)
+{
+    return store != nullptr && store->file().isLocked() && store->file().isSameFile(place.path);
+}
+
+/// Locks the drawing that is about to be replaced, so that nobody is left who saves into a file that
+/// has no name any more. Null where there is no drawing, or this database has its lock already.
+std::unique_ptr<OdDbDrawingFile> lockOld(Place const& place, OdDbDrawingStore* store)
+{
+    std::error_code error;
+    if (!fs::exists(place.path, error)) {
+        return nullptr;
+    }
+    checkIsFile(place);
+    if (isOwnFile(place, store)) {
+        return nullptr;
+    }
+    try {
+        return OdDbDrawingFile::open(place.path, place.name, OdDbOpenDrawingMode::kForWriting);
+    } catch (OdError const& failure) {
+        // What is no drawing, or one past reading, may be replaced.
+        if (failure.code() == kOdFileCorrupt || failure.code() == kOdFileTooNew) {
+            return nullptr;
+        }
+        throw;
+    }
+}
+
+void writeNewFile(OdDbDatabase& database, OdDbDrawingStore* source, fs::path const& path,
+                  Place const& place, int dwgVersion, OdDbSaveProgress const& progress)
+{
+    const std::unique_ptr<OdDbDrawingFile> target = OdDbDrawingFile::create(path, place.name);
+    OdDbDrawingWriter(database, source, *target, dwgVersion).writeAll(progress);
+    target->commitSave();
+}
+
+bool hasChanges(OdDbDatabase& database, OdDbDrawingFile const& file)
+{
+    const OdDbStorageAccess access(database);
+    return access.isHeaderChanged() || !access.changedBlocks().empty() ||
+           database.handseed().value() != file.header().handseed;
+}
+
+}  // namespace
+
+OdDbDatabasePtr odDbOpenDrawing(OdString const& path, OdDbOpenDrawingMode mode,
+                                OdDbHostAppServices* services)
+{
+    const Place place = placeOf(path);
+    checkIsFile(place);
+    std::unique_ptr<OdDbDrawingFile> file = OdDbDrawingFile::open(place.path, place.name, mode);
+    const OdDbDrawingHeader header = file->header();
+    if (!OdDb::isDwgVersion(header.dwgVersion)) {
+        fail(place.name, kOdUnsupportedVersion,
+             "drawing version " + std::to_string(header.dwgVersion) + " can't be read");
+    }
+    const OdDbDatabasePtr database = OdDbDatabase::createBare(services);
+    OdDbStorageAccess access(*database);
+    auto owned = std::make_unique<OdDbDrawingStore>(*database, std::move(file));
+    OdDbDrawingStore& store = *owned;
+    access.attachStore(std::move(owned));
+    std::uint64_t handseed = header.handseed;
+    // New objects keep out of a page whose objects nobody can tell.
+    if (mode == OdDbOpenDrawingMode::kForWriting &&
+        store.isPageDamaged(odDbPageOf(OdDbHandle(handseed)))) {
+        handseed = (handseed / kHandlesInPage + 1) * kHandlesInPage;
+    }
+    access.setHandseed(OdDbHandle(handseed));
+    OdStaticRxObject<OdDbFileFiler> filer(database.get());
+    filer.readFrom(header.body, header.references, header.dwgVersion);
+    try {
+        // What of the settings a newer program has added is left unread, as in any object.
+        (void)database->dwgInFields(&filer);
+    } catch (OdError const&) {
+        fail(place.name, kOdFileCorrupt, "is damaged: its settings can't be read");
+    }
+    database->setFilename(absoluteText(path));
+    access.markSaved();
+    return database;
+}
+
+void odDbSaveDrawing(OdDbDatabase& database, OdDbSaveProgress const& progress)
+{
+    OdDbDrawingStore* const store = OdDbDrawingStore::of(database);
+    if (store == nullptr) {
+        throw OdError(kOdFileNotFound, L"the drawing has no file yet");
+    }
+    OdDbDrawingFile& file = store->file();
+    file.beginSave();
+    if (!hasChanges(database, file)) {
+        return;
+    }
+    OdDbDrawingWriter writer(database, store, file, file.header().dwgVersion);
+    try {
+        writer.writeChanges(progress);
+        file.commitSave();
+    } catch (...) {
+        file.rollbackSave();
+        throw;
+    }
+    writer.noteWritten();
+    OdDbStorageAccess(database).markSaved();
+}
+
+void odDbSaveDrawingAs(OdDbDatabase& database, OdString const& path, int dwgVersion,
+                       OdDbSaveProgress const& progress)
+{
+    const Place place = placeOf(path);
+    if (!OdDb::isDwgVersion(dwgVersion)) {
+        fail(place.name, kOdUnsupportedVersion,
+             "drawing version " + std::to_string(dwgVersion) + " can't be written");
+    }
+    const fs::path folder = place.path.parent_path();
+    std::error_code error;
+    if (!fs::is_directory(folder, error)) {
+        fail(place.name, kOdFileAccess, "its folder doesn't exist");
+    }
+    OdDbDrawingStore* const source = OdDbDrawingStore::of(database);
+    std::unique_ptr<OdDbDrawingFile> old = lockOld(place, source);
+    if (old == nullptr && !isOwnFile(place, source)) {
+        removeOldJournals(place);
+    }
+    removeStaleFiles(folder);
+    TemporaryFile temporary(folder);
+    writeNewFile(database, source, temporary.path(), place, dwgVersion, progress);
+    temporary.placeAs(place);
+    const std::error_code syncError = OdDbFileOperations::current().syncFolder(folder);
+
+    // The new file is in its place, whatever comes now; the old one has lost its name.
+    old.reset();
+    OdDbStorageAccess access(database);
+    access.attachStore(std::make_unique<OdDbDrawingStore>(
+        database, OdDbDrawingFile::openSaved(place.path, place.name)));
+    database.setFilename(absoluteText(path));
+    if (syncError) {
+        fail(place.name, kOdFileAccess,
+             "was written, but isn't safe on disk yet: " + syncError.message());
+    }
+    access.markSaved();
+}
+
+int odDbDrawingVersion(OdDbDatabase& database)
+{
+    OdDbDrawingStore* const store = OdDbDrawingStore::of(database);
+    return store != nullptr ? store->file().header().dwgVersion : OdDb::kDwgVersionCurrent;
+}

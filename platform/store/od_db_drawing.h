@@ -1,0 +1,47 @@
+// Drawings on disk: opening, saving, saving under another name.
+
+#pragma once
+
+#include "db/od_db_database.h"
+#include "store/od_db_drawing_file.h"
+#include "store/od_db_drawing_writer.h"
+
+/// Opens a drawing.
+///
+/// Only the header and the classes are read, so the time doesn't grow with the drawing; objects are
+/// read when they are first asked for. Opened for writing, the drawing is locked until its database
+/// goes: others may read it but not open it for writing. Opened for reading, nothing is locked; once
+/// another process has saved the drawing, loading an object throws OdError (file changed).
+///
+/// \param services  As for `OdDbDatabase::createObject`.
+/// \throws OdError with the file's name and the reason: (file not found), (file access), (file
+///         locked) if it is open for writing elsewhere, (file corrupt) if it is no drawing or
+///         damaged as a whole, (file too new), (unsupported version).
+OdDbDatabasePtr odDbOpenDrawing(OdString const& path, OdDbOpenDrawingMode mode,
+                                OdDbHostAppServices* services = nullptr);
+
+/// Saves what has changed into the file that the database was opened from or last saved to, for the
+/// drawing version that the file has. Does nothing if nothing has changed.
+///
+/// The file on disk is whole at every moment: it holds either the old drawing or the new one. After
+/// a failure nothing counts as saved, and saving can be tried again.
+/// \throws OdError with the file's name and the reason: (file not found) for a database without a
+///         file, (read only), (file access), (file locked), (file changed) if the file was moved or
+///         replaced, (file corrupt), or what an object's own filing gave.
+void odDbSaveDrawing(OdDbDatabase& database, OdDbSaveProgress const& progress = {});
+
+/// Saves everything into a new file, which then takes the place of `path`; from then on the database
+/// belongs to it, open for writing.
+///
+/// Equal content gives equal bytes. The file on disk is whole at every moment, as it is for
+/// `odDbSaveDrawing`; after a failure the database belongs to its old file. An object that this
+/// program knows only in part keeps the version that it was filed for, whatever `dwgVersion` is.
+/// \param dwgVersion  A version that `OdDb::isDwgVersion` tells.
+/// \throws OdError with the file's name and the reason: (file locked) for a drawing that is open for
+///         writing elsewhere, (file access), (unsupported version), or as `odDbSaveDrawing`.
+void odDbSaveDrawingAs(OdDbDatabase& database, OdString const& path,
+                       int dwgVersion = OdDb::kDwgVersionCurrent,
+                       OdDbSaveProgress const& progress = {});
+
+/// The version that the database's file is filed for; the current one for a database without a file.
+int odDbDrawingVersion(OdDbDatabase& database);

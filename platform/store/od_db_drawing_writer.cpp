@@ -1,0 +1,341 @@
+#include "store/od_db_drawing_writer.h"
+
+#include "db/od_db_proxy_object.h"
+
+#include <algorithm>
+#include <bit>
+#include <iterator>
+#include <utility>
+
+namespace {
+
+std::string nameOf(OdDbHandle handle)
+{
+    return "object " + std::string(handle.ascii().utf8());
+}
+
+bool isProxy(OdDbObject const& object)
+{
+    return object.isKindOf(OdDbProxyObject::desc());
+}
+
+}  // namespace
+
+OdDbDrawingWriter::OdDbDrawingWriter(OdDbDatabase& database, OdDbDrawingStore* source,
+                                     OdDbDrawingFile& target, int dwgVersion)
+    : m_database(database), m_access(database), m_source(source), m_target(target),
+      m_dwgVersion(dwgVersion), m_filer(&database, dwgVersion)
+{
+}
+
+// ---------------------------------------------------------------------------------------------
+// Whole saves
+
+void OdDbDrawingWriter::writeChanges(OdDbSaveProgress const& progress)
+{
+    m_isIncremental = true;
+    m_header = m_target.header();
+    for (OdDbDrawingStore::FileClass const* fileClass : m_source->classes()) {
+        const bool isDamaged = !fileClass->damage.empty();
+        const ClassKey key{isDamaged, isDamaged ? fileClass->stored.number : fileClass->index};
+        m_classNumbers.emplace(key, fileClass->stored.number);
+        m_lastClassNumber = std::max(m_lastClassNumber, fileClass->stored.number);
+    }
+    const std::vector<std::uint64_t> pages = m_access.changedBlocks();
+    std::uint64_t done = 0;
+    for (std::uint64_t number : pages) {
+        writePage(number, /*isInMemory=*/true);
+        if (progress) {
+            progress(++done, pages.size());
+        }
+    }
+    writeClasses();
+    writeHeader(m_header.saves + 1);
+}
+
+std::vector<std::uint64_t> OdDbDrawingWriter::pagesToWrite() const
+{
+    std::vector<std::uint64_t> stored;
+    if (m_source != nullptr) {
+        std::optional<std::uint64_t> number = m_source->nextPage(0);
+        while (number) {
+            stored.push_back(*number);
+            number = m_source->nextPage(*number + 1);
+        }
+    }
+    const std::vector<std::uint64_t> known = m_access.knownBlocks();
+    std::vector<std::uint64_t> all;
+    all.reserve(stored.size() + known.size());
+    std::set_union(stored.begin(), stored.end(), known.begin(), known.end(),
+                   std::back_inserter(all));
+    return all;
+}
+
+void OdDbDrawingWriter::writeAll(OdDbSaveProgress const& progress)
+{
+    constexpr std::uint64_t kPagesInStep = 64;
+    m_header = {};
+    const std::vector<std::uint64_t> known = m_access.knownBlocks();
+    const std::vector<std::uint64_t> pages = pagesToWrite();
+    std::uint64_t done = 0;
+    for (std::uint64_t number : pages) {
+        writePage(number, std::binary_search(known.begin(), known.end(), number));
+        ++done;
+        if (progress && (done % kPagesInStep == 0 || done == pages.size())) {
+            progress(done, pages.size());
+        }
+    }
+    writeClasses();
+    writeHeader(/*saves=*/0);
+}
+
+void OdDbDrawingWriter::noteWritten()
+{
+    for (NewClass const& added : m_newClasses) {
+        m_source->noteClassWritten(added.fileClass, added.index);
+    }
+    for (WrittenPage const& written : m_written) {
+        m_source->notePageWritten(written.number, written.resident);
+    }
+}
+
+void OdDbDrawingWriter::writeHeader(std::uint64_t saves)
+{
+    m_filer.startRecord(m_dwgVersion);
+    m_database.dwgOutFields(&m_filer);
+    m_header.dwgVersion = m_dwgVersion;
+    m_header.handseed = m_database.handseed().value();
+    m_header.saves = saves;
+    m_header.body.assign(m_filer.body().begin(), m_filer.body().end());
+    m_header.references.assign(m_filer.references().begin(), m_filer.references().end());
+    m_target.writeHeader(m_header);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Classes
+
+std::uint32_t OdDbDrawingWriter::classNumber(ClassKey key, OdDbFileClass const& fileClass)
+{
+    const auto found = m_classNumbers.find(key);
+    if (found != m_classNumbers.end()) {
+        return found->second;
+    }
+    if (m_lastClassNumber == kMaxClassNumber) {
+        m_target.fail(kOdInvalidInput, "has no number left for another class");
+    }
+    NewClass added;
+    added.fileClass = fileClass;
+    added.fileClass.number = ++m_lastClassNumber;
+    added.index = key.number;
+    m_newClasses.push_back(std::move(added));
+    m_classNumbers.emplace(key, m_lastClassNumber);
+    return m_lastClassNumber;
+}
+
+std::uint32_t OdDbDrawingWriter::classNumberOf(std::uint32_t index)
+{
+    if (m_recentNumber == 0 || m_recentIndex != index) {
+        OdDbFileClass fileClass;
+        fileClass.record = m_database.classRecord(index);
+        m_recentNumber = classNumber({/*isDamaged=*/false, index}, fileClass);
+        m_recentIndex = index;
+    }
+    return m_recentNumber;
+}
+
+std::uint32_t OdDbDrawingWriter::copiedClassNumber(std::uint32_t number)
+{
+    if (isIncremental()) {
+        return number;
+    }
+    OdDbDrawingStore::FileClass const& fileClass = m_source->classAt(number);
+    if (fileClass.damage.empty()) {
+        return classNumberOf(fileClass.index);
+    }
+    return classNumber({/*isDamaged=*/true, number}, fileClass.stored);
+}
+
+void OdDbDrawingWriter::writeClasses()
+{
+    for (NewClass const& added : m_newClasses) {
+        m_target.writeClass(added.fileClass);
+    }
+    m_header.classes += m_newClasses.size();
+}
+
+// ---------------------------------------------------------------------------------------------
+// Pages
+
+void OdDbDrawingWriter::writePage(std::uint64_t number, bool isInMemory)
+{
+    const std::shared_ptr<OdDbStoredPage const> stored =
+        m_source != nullptr ? m_source->page(number) : nullptr;
+    if (stored != nullptr && !stored->damage.empty()) {
+        writeLostPage(*stored);
+        return;
+    }
+    composePage(number, stored.get(), isInMemory);
+    const auto had =
+        static_cast<unsigned>(stored != nullptr ? std::popcount(stored->directory.mask()) : 0);
+    const auto has = static_cast<unsigned>(std::popcount(m_page.mask()));
+    if (has != 0) {
+        m_target.writePage(number, m_page.directory(), m_page.records());
+    } else if (had != 0 && isIncremental()) {
+        m_target.removePage(number);
+    }
+    if (isIncremental()) {
+        m_header.pages -= had != 0 ? 1U : 0U;
+        m_header.objects -= had;
+        m_written.push_back({number, m_resident});
+    }
+    m_header.pages += has != 0 ? 1U : 0U;
+    m_header.objects += has;
+}
+
+// A page whose directory is damaged is carried as it is. Nothing can be added to it: no free handle
+// lies in it, and none of its objects is in memory. Where even its bytes can't be had, an empty one
+// takes its place, which reads as damaged, so that its objects aren't taken for absent.
+void OdDbDrawingWriter::writeLostPage(OdDbStoredPage const& page)
+{
+    if (isIncremental()) {
+        m_target.fail(kOdFileCorrupt, "is damaged: the page of " +
+                                          nameOf(odDbHandleAt(page.number, 0)) +
+                                          " and its neighbours can't be changed");
+    }
+    m_target.writePage(page.number, page.bytes.directory, page.bytes.records);
+    ++m_header.pages;
+}
+
+void OdDbDrawingWriter::composePage(std::uint64_t number, OdDbStoredPage const* stored,
+                                    bool isInMemory)
+{
+    m_page.start(number);
+    m_resident = 0;
+    const unsigned first = number == 0 ? 1 : 0;
+    for (unsigned slot = first; slot < kHandlesInPage; ++slot) {
+        composeObject(odDbHandleAt(number, slot), stored, isInMemory);
+    }
+    m_page.finish();
+}
+
+void OdDbDrawingWriter::composeObject(OdDbHandle handle, OdDbStoredPage const* stored,
+                                      bool isInMemory)
+{
+    OdDbPageEntry const* const entry =
+        stored != nullptr ? stored->directory.find(odDbSlotOf(handle)) : nullptr;
+    OdDbObjectState state;
+    if (isInMemory) {
+        state = m_access.state(handle);
+    }
+    if (entry != nullptr && needsOtherVersion(*entry) && state.object == nullptr) {
+        // Only its class knows how an object is filed for another version.
+        (void)m_access.idOf(handle).openObject(OdDb::kForRead, /*openErased=*/true);
+        state = m_access.state(handle);
+    }
+    if (state.object != nullptr) {
+        m_resident |= std::uint64_t{1} << odDbSlotOf(handle);
+    }
+    if (state.erased) {
+        dropOutside(handle, entry);
+    } else if (mustFile(state, entry)) {
+        fileObject(handle, state, entry);
+    } else if (entry != nullptr) {
+        copyRecord(*stored, *entry);
+    }
+}
+
+bool OdDbDrawingWriter::needsOtherVersion(OdDbPageEntry const& entry)
+{
+    return m_source->versionOf(entry) != m_dwgVersion;
+}
+
+bool OdDbDrawingWriter::mustFile(OdDbObjectState const& state, OdDbPageEntry const* entry)
+{
+    if (state.object == nullptr) {
+        return false;
+    }
+    if (entry == nullptr || state.changed) {
+        return true;
+    }
+    return needsOtherVersion(*entry) && !state.partlyRead && !isProxy(*state.object);
+}
+
+// A proxy's bytes are those of its class and were filed for the version that they were read with.
+void OdDbDrawingWriter::fileObject(OdDbHandle handle, OdDbObjectState const& state,
+                                   OdDbPageEntry const* entry)
+{
+    int version = m_dwgVersion;
+    if (entry != nullptr && isProxy(*state.object)) {
+        version = m_source->versionOf(*entry);
+    }
+    m_filer.startRecord(version);
+    try {
+        m_access.fileOut(*state.object, m_filer);
+    } catch (OdError const& error) {
+        m_target.fail(error.code(), nameOf(handle) + ": " + error.what());
+    }
+    OdDbPageEntry written;
+    written.slot = static_cast<std::uint8_t>(odDbSlotOf(handle));
+    written.classNumber = classNumberOf(state.classIndex);
+    written.dwgVersion = ownVersion(version);
+    written.bodyBytes = m_filer.body().size();
+    written.referenceBytes = m_filer.references().size();
+    written.checksum = odDbChecksum(m_filer.body(), m_filer.references());
+    if (written.recordBytes() > kMaxRecordBytes) {
+        m_target.fail(kOdInvalidInput,
+                      nameOf(handle) + ": " + std::to_string(written.recordBytes()) +
+                          " bytes, at most " + std::to_string(kMaxRecordBytes) + " can be stored");
+    }
+    if (written.recordBytes() <= kMaxRecordBytesInPage) {
+        dropOutside(handle, entry);
+        m_page.add(written, m_filer.body(), m_filer.references());
+        return;
+    }
+    written.isOutside = true;
+    m_target.writeOutside(handle, m_filer.body(), m_filer.references());
+    m_page.addOutside(written);
+    const bool wasOutside = isIncremental() && entry != nullptr && entry->isOutside;
+    m_header.outside += wasOutside ? 0 : 1;
+}
+
+void OdDbDrawingWriter::dropOutside(OdDbHandle handle, OdDbPageEntry const* entry)
+{
+    if (isIncremental() && entry != nullptr && entry->isOutside) {
+        m_target.removeOutside(handle);
+        --m_header.outside;
+    }
+}
+
+void OdDbDrawingWriter::copyRecord(OdDbStoredPage const& page, OdDbPageEntry const& entry)
+{
+    OdDbPageEntry copy = entry;
+    copy.classNumber = copiedClassNumber(entry.classNumber);
+    copy.dwgVersion = ownVersion(m_source->versionOf(entry));
+    if (entry.isOutside) {
+        copyOutside(page, copy);
+        return;
+    }
+    m_source->readRecord(page, entry, m_record);
+    if (m_record.body.size() == entry.bodyBytes &&
+        m_record.references.size() == entry.referenceBytes) {
+        m_page.add(copy, m_record.body, m_record.references);
+        return;
+    }
+    // Cut off: what is there goes on, with a checksum that keeps it damaged.
+    std::span<std::uint8_t const> rest = page.bytes.records;
+    rest = rest.subspan(std::min(rest.size(), static_cast<std::size_t>(entry.offset)));
+    copy.checksum = ~odDbChecksum(rest);
+    m_page.add(copy, rest, {});
+}
+
+void OdDbDrawingWriter::copyOutside(OdDbStoredPage const& page, OdDbPageEntry& entry)
+{
+    if (!isIncremental()) {
+        const OdDbHandle handle = odDbHandleAt(page.number, entry.slot);
+        if (m_source->file().readOutside(handle, m_record.outside) == OdDbPartState::kRead) {
+            m_target.writeOutside(handle, m_record.outside, {});
+            ++m_header.outside;
+        }
+    }
+    m_page.addOutside(entry);
+}
