@@ -1,6 +1,5 @@
-#include "root/od_string.h"
-
 #include "root/od_error.h"
+#include "root/od_string.h"
 #include "root/od_utf8.h"
 
 #include <algorithm>
@@ -39,7 +38,8 @@ char toByte(wchar_t c, OdCodePageId codePage)
     if (codePage == OdCodePageId::kAnsi1252) {
         auto const* const found = std::find(k1252.begin(), k1252.end(), c);
         if (found != k1252.end()) {
-            return static_cast<char>(kFirstOf1252 + static_cast<std::uint32_t>(found - k1252.begin()));
+            return static_cast<char>(kFirstOf1252 +
+                                     static_cast<std::uint32_t>(found - k1252.begin()));
         }
         auto const code = static_cast<std::uint32_t>(c);
         if (code >= kFirstOf1252 && code < kFirstOf1252 + k1252.size()) {

@@ -22,7 +22,8 @@ public:
     OdSharedPtr(std::nullptr_t) noexcept {}  // NOLINT: null converts like a raw pointer
     /// Takes over the object; deletes it if the counter can't be allocated.
     explicit OdSharedPtr(T* object) : m_object(object), m_count(makeCount(object)) {}
-    OdSharedPtr(OdSharedPtr const& other) noexcept : m_object(other.m_object), m_count(other.m_count)
+    OdSharedPtr(OdSharedPtr const& other) noexcept
+        : m_object(other.m_object), m_count(other.m_count)
     {
         addRef();
     }
@@ -33,8 +34,8 @@ public:
     }
     /// Shares an object of a derived class, or adds const.
     template <class U>
-        requires std::is_convertible_v<U*, T*>
-    OdSharedPtr(OdSharedPtr<U> const& other) noexcept  // NOLINT: conversion is the purpose
+    requires std::is_convertible_v<U*, T*> OdSharedPtr(OdSharedPtr<U> const& other)
+    noexcept  // NOLINT: conversion is the purpose
         : m_object(other.m_object), m_count(other.m_count)
     {
         static_assert(std::is_same_v<std::remove_cv_t<U>, std::remove_cv_t<T>> ||
