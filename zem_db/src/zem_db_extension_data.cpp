@@ -29,12 +29,6 @@ ZemProperties* ownProperties(OdDbObject* object)
     return extension.isNull() ? nullptr : extension->getProperties(object);
 }
 
-/// \return False, with `blob` untouched, if the bag holds no blob under the key.
-bool copyBlob(ZemProperties const& properties, OdString const& key, std::vector<char>& blob)
-{
-    return properties.getProperty(key, blob);
-}
-
 std::vector<char> serialise(OdDbObject const& source)
 {
     OdRxClass const* sourceClass = source.isA();
@@ -50,10 +44,10 @@ std::vector<char> serialise(OdDbObject const& source)
 
 /// Null for a class that isn't there and for content that the class refuses.
 /// \throws OdError for anything else that is wrong with the blob.
-OdDbObjectPtr deserialise(std::vector<char>& blob)
+OdDbObjectPtr deserialise(std::vector<char>&& blob)
 {
     OdStaticRxObject<ZemFlatFiler> filer;
-    filer.setBinaryData(blob.data(), static_cast<unsigned int>(blob.size()));
+    filer.setBinaryData(std::move(blob));
     OdDbObjectPtr result = odrxCreateObject(filer.rdString());
     if (result.isNull() || result->dwgInFields(&filer) != kOdOk) {
         return OdDbObjectPtr();
@@ -143,7 +137,7 @@ bool ZemDbExtensionDataImpl::readFromDictionary(OdDbObject const* object, std::v
     // Nothing is made without `create`, so the object stays as it is.
     const OdDbObjectId id = getObjInExtDict(const_cast<OdDbObject*>(object), false);
     const auto data = ZemDbExtensionData::cast(id.openObject(OdDb::kForRead).get());
-    return !data.isNull() && copyBlob(data->getReadProperties(), key, blob);
+    return !data.isNull() && data->getReadProperties().getProperty(key, blob);
 }
 
 void ZemDbExtensionDataImpl::eraseFromDictionary(OdDbObject* object, OdString const& key)
@@ -202,12 +196,12 @@ OdDbObjectPtr ZemReadSerializedObject(OdRxClass* key, OdDbObject const* object)
     std::vector<char> blob;
     // The extension is asked for the bag alone, which is only read here.
     ZemProperties const* const own = ownProperties(const_cast<OdDbObject*>(object));
-    if ((own == nullptr || !copyBlob(*own, name, blob)) &&
+    if ((own == nullptr || !own->getProperty(name, blob)) &&
         !ZemDbExtensionDataImpl::readFromDictionary(object, blob, name)) {
         return OdDbObjectPtr();
     }
     try {
-        return deserialise(blob);
+        return deserialise(std::move(blob));
     } catch (OdError const&) {
         // A blob comes from a file: what can't be read is the same as what isn't there.
         return OdDbObjectPtr();

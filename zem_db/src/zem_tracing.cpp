@@ -91,6 +91,18 @@ void tracePoints(ZemuTracer& tracer, OdGePoint3d const* points, std::size_t size
     }
 }
 
+// The year has two digits by design, which the compiler would warn of.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-y2k"
+/// Date and time of day, in the language of the process; empty if they don't fit.
+OdString dateText(std::tm const& fields)
+{
+    char text[128];
+    const std::size_t size = std::strftime(text, sizeof text, " %b %d %y %H:%M:%S:", &fields);
+    return OdString::fromUtf8(text, size);
+}
+#pragma GCC diagnostic pop
+
 void traceCoordinates(ZemuTracer& tracer, char const* name, double x, double y, double z)
 {
     tracer << name << " (" << x << ", " << y << ", " << z << ")";
@@ -182,20 +194,17 @@ ZemuTracer& operator<<(ZemuTracer& tracer, OdError const& error)
 
 ZemuTracer& operator<<(ZemuTracer& tracer, OdTimeStamp const& time)
 {
-    char date[64] = "";
     OdTimeStamp local = time;
+    OdString date;
     try {
         local.universalToLocal();
-        const std::tm fields = local.toTm();
-        if (std::strftime(date, sizeof date, " %b %d %y %H:%M:%S:", &fields) == 0) {
-            date[0] = '\0';
-        }
+        date = dateText(local.toTm());
     } catch (OdError const&) {
         // A moment outside of the calendar has no date to print, only its milliseconds.
-        date[0] = '\0';
+        date.empty();
     }
     OdString text;
-    text.format(L"%ls%u", OdString(date).c_str(), local.milliseconds());
+    text.format(L"%ls%u", date.c_str(), local.milliseconds());
     return traceText(tracer, text);
 }
 
