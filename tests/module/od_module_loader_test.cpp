@@ -1,8 +1,8 @@
-#include "module/test_module.h"
-#include "root/root_test_support.h"
-
 #include "db/od_db_platform.h"
 #include "root/od_rx_module.h"
+#include "root/root_test_support.h"
+
+#include "module/test_module.h"
 
 #include <dlfcn.h>
 #include <gmock/gmock.h>
@@ -82,7 +82,8 @@ TEST_F(OdModuleLoader, RefusesAModuleBuiltForAnotherVersionBeforeItsObjectIsMade
 {
     refuse("test_module_other_version");
     EXPECT_EQ(m_code, kOdModuleVersion);
-    EXPECT_THAT(m_text, testing::HasSubstr("is built for version 4.2.1.0, this platform is 4.3.1.0"));
+    EXPECT_THAT(m_text,
+                testing::HasSubstr("is built for version 4.2.1.0, this platform is 4.3.1.0"));
     EXPECT_THAT(m_text, testing::HasSubstr("test_module_other_version.tx"));
     EXPECT_EQ(m_calls.created, 0);
     EXPECT_FALSE(isMapped(modulePath("test_module_other_version")));

@@ -1,9 +1,9 @@
 // A small module that counts the calls it gets. Definitions make it one that the loader refuses.
 
-#include "module/test_module.h"
-
 #include "root/od_error.h"
 #include "root/od_rx_module.h"
+
+#include "module/test_module.h"
 
 #if !defined(TEST_MODULE_MINOR)
 #define TEST_MODULE_MINOR 3

@@ -1,6 +1,3 @@
-#include "module/module_table.h"
-#include "root/root_test_support.h"
-
 #include "db/od_db_database.h"
 #include "db/od_db_dictionary.h"
 #include "db/od_db_entity.h"
@@ -8,6 +5,9 @@
 #include "db/od_db_platform.h"
 #include "root/od_alloc.h"
 #include "root/od_rx_module.h"
+#include "root/root_test_support.h"
+
+#include "module/module_table.h"
 
 #include <dlfcn.h>
 #include <gtest/gtest.h>
@@ -112,7 +112,7 @@ TEST_F(ZemDbTx, AnswersTheVersionItIsBuiltFor)
     const auto handle = odLoadModule(ZEM_MODULE_PATH);
     int version[4] = {};
     entryPoint<void (*)(int*, int*, int*, int*)>("odrxGetAPIVersion")(&version[0], &version[1],
-                                                                     &version[2], &version[3]);
+                                                                      &version[2], &version[3]);
     EXPECT_EQ(version[0], 4);
     EXPECT_EQ(version[1], 3);
     EXPECT_EQ(version[2], 1);
@@ -124,7 +124,8 @@ TEST_F(ZemDbTx, MakesOneModuleObjectThatKeepsItsFirstNameAndSystemData)
     int data = 0;
     int other = 0;
     const auto handle = odLoadModule(ZEM_MODULE_PATH, &data);
-    const auto create = entryPoint<OdRxModule* (*)(void*, wchar_t const*)>("odrxCreateModuleObject");
+    const auto create =
+        entryPoint<OdRxModule* (*)(void*, wchar_t const*)>("odrxCreateModuleObject");
     EXPECT_EQ(create(&other, L"other"), handle->module());
     EXPECT_EQ(handle->module()->sysData(), &data);
     EXPECT_EQ(handle->module()->moduleName(), OdString(L"zem_db.tx"));

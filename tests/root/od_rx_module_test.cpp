@@ -1,5 +1,4 @@
 #include "root/od_rx_module.h"
-
 #include "root/root_test_support.h"
 
 #include <gmock/gmock.h>

@@ -1,8 +1,7 @@
-#include "zem_database_utils.h"
-
+#include "db/od_db_database.h"
 #include "support/zem_module_scope.h"
 
-#include "db/od_db_database.h"
+#include "zem_database_utils.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,7 @@
-#include "zem_db_module.h"
-
+#include "db/od_db_database.h"
+#include "db/od_db_dictionary.h"
+#include "db/od_db_entity.h"
+#include "db/od_db_memory_filer.h"
 #include "root/root_test_support.h"
 #include "support/zem_module_scope.h"
 
@@ -12,6 +14,7 @@
 #include "zem_db_feature_manager.h"
 #include "zem_db_feature_manager_transaction.h"
 #include "zem_db_feature_reactor.h"
+#include "zem_db_module.h"
 #include "zem_db_object.h"
 #include "zem_db_object_dependency.h"
 #include "zem_db_persid_manager.h"
@@ -21,11 +24,6 @@
 #include "zem_group_feature.h"
 #include "zem_properties.h"
 #include "zem_protocol_extensions.h"
-
-#include "db/od_db_database.h"
-#include "db/od_db_dictionary.h"
-#include "db/od_db_entity.h"
-#include "db/od_db_memory_filer.h"
 
 #include <gtest/gtest.h>
 
@@ -54,8 +52,8 @@ template <class T>
 constexpr ClassRow row(wchar_t const* name, wchar_t const* base, bool isInterface = false,
                        wchar_t const* dxfName = L"", wchar_t const* appName = L"")
 {
-    return {name,       base,       dxfName,    appName,       isInterface,
-            &T::desc,   &T::rxInit, &T::rxInit, &T::rxUninit};
+    return {name,     base,       dxfName,    appName,     isInterface,
+            &T::desc, &T::rxInit, &T::rxInit, &T::rxUninit};
 }
 
 constexpr wchar_t kRoot[] = L"OdRxObject";

@@ -1,11 +1,9 @@
-#include "zem_protocol_extensions.h"
-
+#include "db/od_db_database.h"
 #include "root/root_test_support.h"
 #include "support/zem_module_scope.h"
 
 #include "zem_feature.h"
-
-#include "db/od_db_database.h"
+#include "zem_protocol_extensions.h"
 
 #include <gtest/gtest.h>
 

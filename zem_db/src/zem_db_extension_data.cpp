@@ -4,7 +4,6 @@
 #include "root/od_error.h"
 
 #include "zem_db_class_info.h"
-#include "zem_db_extension_data_impl.h"
 #include "zem_flat_filer.h"
 #include "zem_protocol_extensions.h"
 

@@ -1,6 +1,6 @@
 #include "zem_properties.h"
 
-#include "zem_db_extension_data_impl.h"
+#include "zem_db_extension_data.h"
 #include "zem_flat_filer.h"
 
 #include "db/od_db_database.h"
