@@ -138,7 +138,7 @@ void ZemFlatFiler::closeWindow()
 
 void ZemFlatFiler::checkLeft(std::uint64_t count) const
 {
-    if (count > bytesLeft()) {
+    if (count > getBinaryDataSize() - position()) {
         throw OdError(kOdBadStream);
     }
 }
