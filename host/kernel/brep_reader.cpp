@@ -8,9 +8,32 @@
 #include <TopExp_Explorer.hxx>
 #include <TopTools_MapOfShape.hxx>
 
+#include <fstream>
+#include <ios>
 #include <utility>
 
 namespace zemhost {
+
+namespace {
+
+const char* const kWriteAgain = "write the file again";
+
+[[noreturn]] void throwUnreadable()
+{
+    throw KernelError(KernelFailure::kDamagedFile, "", "the BREP data cannot be read", kWriteAgain);
+}
+
+void readShape(TopoDS_Shape& shape, std::istream& stream, bool isBinary,
+               const Message_ProgressRange& range)
+{
+    if (isBinary) {
+        BinTools::Read(shape, stream, range);
+        return;
+    }
+    BRepTools::Read(shape, stream, BRep_Builder(), range);
+}
+
+}  // namespace
 
 KernelProgress::KernelProgress(StepProgress progress) : m_progress(std::move(progress)) {}
 
@@ -41,17 +64,23 @@ RawImport readBrepFile(const std::string& path, bool isBinary, const StepProgres
 {
     const Handle(KernelProgress) progress = new KernelProgress(reading);
     TopoDS_Shape shape;
-    const char* const advice = "write the file again";
-    const bool isRead =
-        guardKernel(KernelFailure::kDamagedFile, "", "the BREP data cannot be read", advice, [&] {
-            if (isBinary) {
-                return BinTools::Read(shape, path.c_str(), progress->Start());
-            }
-            const BRep_Builder builder;
-            return BRepTools::Read(shape, path.c_str(), builder, progress->Start());
-        });
-    if (!isRead || shape.IsNull()) {
-        throw KernelError(KernelFailure::kDamagedFile, "", "the BREP data cannot be read", advice);
+    std::ifstream stream(path, std::ios::binary);
+    // The kernel looks for its keywords in loops that never end on a stream that has failed.
+    stream.exceptions(std::ios::failbit | std::ios::badbit);
+    try {
+        readShape(shape, stream, isBinary, progress->Start());
+    } catch (const std::ios_base::failure&) {
+        if (stream.rdbuf()->sgetc() == std::ifstream::traits_type::eof()) {
+            throw KernelError(KernelFailure::kTruncatedFile, "", "the BREP data ends too early",
+                              "copy or export the file again");
+        }
+        throwUnreadable();
+    } catch (...) {
+        rethrowAsKernelError(KernelFailure::kDamagedFile, "", "the BREP data cannot be read",
+                             kWriteAgain);
+    }
+    if (shape.IsNull()) {
+        throwUnreadable();
     }
     RawImport result;
     for (const TopoDS_Shape& solid : solidsOf(shape)) {

@@ -15,6 +15,8 @@
 #include <cstdio>
 #include <cstring>
 #include <exception>
+#include <fstream>
+#include <limits>
 #include <new>
 #include <optional>
 #include <string>
@@ -71,6 +73,21 @@ std::uint64_t memoryFigure(const std::string& process, int index)
     }
     return pages[static_cast<std::size_t>(index)] *
            static_cast<std::uint64_t>(::sysconf(_SC_PAGESIZE));
+}
+
+/// The largest address space that this process has had, in bytes; 0 if the system does not tell.
+std::uint64_t peakAddressSpace()
+{
+    std::ifstream status("/proc/self/status");
+    std::string key;
+    std::uint64_t kibibytes = 0;
+    while (status >> key) {
+        if (key == "VmPeak:") {
+            return status >> kibibytes ? kibibytes * 1024 : 0;
+        }
+        status.ignore(std::numeric_limits<std::streamsize>::max(), '\n');
+    }
+    return 0;
 }
 
 //--------------------------------------------------------------------------------------------------
@@ -311,6 +328,18 @@ void MessageSink::writeAll(const unsigned char* data, std::size_t size)
         data += written;
         size -= static_cast<std::size_t>(written);
     }
+}
+
+bool isShortOfMemory(const ProcessLimits& limits)
+{
+    struct rlimit limit;
+    if (::getrlimit(RLIMIT_AS, &limit) != 0 || limit.rlim_cur == RLIM_INFINITY) {
+        return false;
+    }
+    // A request that fails does not show in the figures, so a quarter of the allowance counts as
+    // near. One that asks for more than that at once comes from an absurd count in the file.
+    const std::uint64_t peak = peakAddressSpace();
+    return peak != 0 && peak + limits.memoryBytes / 4 > limit.rlim_cur;
 }
 
 ProcessEnd runIsolated(const ProcessLimits& limits, const ChildWork& work,

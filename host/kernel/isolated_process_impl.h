@@ -42,6 +42,10 @@ private:
     int m_descriptor;
 };
 
+/// In the child: whether its memory has come so near to the limit that a failure of the work is
+/// likely one of memory. The kernel's readers tell a failed allocation as damage of the file.
+bool isShortOfMemory(const ProcessLimits& limits);
+
 using ChildWork = std::function<void(MessageSink&)>;
 
 /// Called in the parent for each message, in order. The payload lives for the call. False ends the

@@ -4,8 +4,12 @@
 #include "kernel/kernel_solid_impl.h"
 
 #include <IFSelect_ReturnStatus.hxx>
+#include <Interface_InterfaceModel.hxx>
 #include <Interface_Static.hxx>
 #include <STEPControl_Writer.hxx>
+#include <StepBasic_Product.hxx>
+#include <StepData_StepModel.hxx>
+#include <TCollection_HAsciiString.hxx>
 
 #include <system_error>
 
@@ -15,6 +19,34 @@ namespace {
 
 const char* const kCheckPlace = "check the folder, its permissions and the space on the disk";
 
+/// Gives the products from entity `first` on a name; the writer itself adds a counter to it.
+void nameProducts(const Handle(Interface_InterfaceModel) & model, int first,
+                  const std::string& name)
+{
+    for (int index = first; index <= model->NbEntities(); ++index) {
+        const auto product = Handle(StepBasic_Product)::DownCast(model->Value(index));
+        if (!product.IsNull()) {
+            product->SetName(new TCollection_HAsciiString(name.c_str()));
+            product->SetId(new TCollection_HAsciiString(name.c_str()));
+        }
+    }
+}
+
+void transfer(STEPControl_Writer& writer, const std::string& file, const ImportedSolid& solid)
+{
+    const int before = writer.Model()->NbEntities();
+    // The writer knows a shape again that it has written; a shape of its own makes a solid that is
+    // given twice two products.
+    const KernelSolidImpl copy(KernelSolidImpl::of(solid.solid).payload());
+    if (writer.Transfer(copy.shape(), STEPControl_AsIs) != IFSelect_RetDone) {
+        throw KernelError(KernelFailure::kWriteFailed, file,
+                          "the kernel cannot write the solid as STEP", "");
+    }
+    if (!solid.name.empty()) {
+        nameProducts(writer.Model(), before + 1, solid.name);
+    }
+}
+
 void writeTo(const std::string& temporary, const std::string& file,
              std::span<const ImportedSolid> solids)
 {
@@ -22,12 +54,7 @@ void writeTo(const std::string& temporary, const std::string& file,
     Interface_Static::SetCVal("write.step.unit", "MM");
     Interface_Static::SetCVal("write.step.schema", "AP214IS");
     for (const ImportedSolid& solid : solids) {
-        Interface_Static::SetCVal("write.step.product.name", solid.name.c_str());
-        const TopoDS_Shape& shape = KernelSolidImpl::of(solid.solid).shape();
-        if (writer.Transfer(shape, STEPControl_AsIs) != IFSelect_RetDone) {
-            throw KernelError(KernelFailure::kWriteFailed, file,
-                              "the kernel cannot write the solid as STEP", "");
-        }
+        transfer(writer, file, solid);
     }
     if (writer.Write(temporary.c_str()) != IFSelect_RetDone) {
         throw KernelError(KernelFailure::kWriteFailed, file, "the file cannot be written",

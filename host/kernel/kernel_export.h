@@ -9,8 +9,8 @@
 
 namespace zemhost {
 
-/// Writes solids to a STEP file (AP214, millimetres), each a product of its own with its name;
-/// a solid without a name gets the kernel's own product name.
+/// Writes solids to a STEP file (AP214, millimetres), each a product of its own with its name in
+/// UTF-8; a solid without a name gets the kernel's own product name.
 ///
 /// The file comes whole or not at all: it is written beside its place and renamed.
 /// \throws KernelError (bad argument) without a solid, (write failed) with the path as given; what

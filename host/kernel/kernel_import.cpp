@@ -14,6 +14,7 @@
 #include <cerrno>
 #include <cstring>
 #include <fstream>
+#include <new>
 #include <optional>
 #include <string_view>
 #include <system_error>
@@ -504,18 +505,21 @@ void runInChild(const std::string& file, const ImportOptions& options, ImportRes
                 const std::function<void(ImportReceiver&)>& work)
 {
     GatheringReceiver gathering(options.progress, result);
-    const ChildWork childWork = [&work](MessageSink& sink) {
+    const ProcessLimits limits{options.timeLimit, options.memoryLimitBytes};
+    const ChildWork childWork = [&work, &limits](MessageSink& sink) {
         SendingReceiver sending(sink);
         try {
             work(sending);
         } catch (const KernelError& error) {
+            if (error.failure() == KernelFailure::kMemoryLimit || isShortOfMemory(limits)) {
+                throw std::bad_alloc();
+            }
             sending.error(error);
         }
     };
     const MessageHandler handler = [&](std::uint8_t kind, std::span<const unsigned char> payload) {
         return gathering.take(file, kind, payload);
     };
-    const ProcessLimits limits{options.timeLimit, options.memoryLimitBytes};
     checkEnd(runIsolated(limits, childWork, handler), file, options);
 }
 

@@ -37,7 +37,7 @@ struct ImportOptions
     ImportIsolation isolation = ImportIsolation::kChildProcess;
 
     /// Wall clock for the whole import.
-    std::chrono::milliseconds timeLimit = std::chrono::minutes(10);
+    std::chrono::milliseconds timeLimit = std::chrono::minutes(5);
 
     /// Memory of the child process on top of the program's own.
     std::uint64_t memoryLimitBytes = std::uint64_t{8} << 30;

@@ -86,6 +86,8 @@ TopoDS_Shape readPayload(const std::string& payload)
     TopoDS_Shape shape;
     guardKernel(KernelFailure::kDamagedBytes, "", "reading a stored solid", kFromBackup, [&] {
         std::istringstream stream(payload, std::ios::binary);
+        // On a stream that has failed the kernel's reader goes on with what its variables hold.
+        stream.exceptions(std::ios::failbit | std::ios::badbit);
         BinTools::Read(shape, stream);
     });
     if (shape.IsNull() || shape.ShapeType() != TopAbs_SOLID) {

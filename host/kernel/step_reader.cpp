@@ -1,5 +1,6 @@
 #include "kernel/file_readers_impl.h"
 #include "kernel/kernel_guard_impl.h"
+#include "kernel/step_structure_impl.h"
 
 #include <IFSelect_ReturnStatus.hxx>
 #include <Interface_CheckIterator.hxx>
@@ -222,6 +223,7 @@ RawImport readStepFile(const std::string& path, const StepProgress& reading,
     if (!reading(0)) {
         return result;
     }
+    checkStepStructure(path);
     loadModel(reader, path);
     if (!reading(1)) {
         return result;
