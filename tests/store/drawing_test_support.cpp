@@ -150,3 +150,36 @@ DrawingContent contentOf(std::filesystem::path const& path)
         odDbOpenDrawing(textOf(path), OdDbOpenDrawingMode::kForReading);
     return contentOf(*database);
 }
+
+testing::AssertionResult same(DrawingContent const& left, DrawingContent const& right)
+{
+    const auto tell = [](std::uint64_t handle, char const* what) {
+        return testing::AssertionFailure()
+               << "object " << OdDbHandle(handle).ascii().utf8() << what;
+    };
+    for (auto const& [handle, bytes] : left) {
+        const auto found = right.find(handle);
+        if (found == right.end()) {
+            return tell(handle, " is only in the first");
+        }
+        if (found->second != bytes) {
+            return tell(handle, " differs");
+        }
+    }
+    for (auto const& [handle, bytes] : right) {
+        if (left.count(handle) == 0) {
+            return tell(handle, " is only in the second");
+        }
+    }
+    return testing::AssertionSuccess();
+}
+
+testing::AssertionResult same(std::string const& left, std::string const& right)
+{
+    if (left == right) {
+        return testing::AssertionSuccess();
+    }
+    const auto at = std::mismatch(left.begin(), left.end(), right.begin(), right.end()).first;
+    return testing::AssertionFailure() << left.size() << " and " << right.size()
+                                       << " bytes, which differ from " << at - left.begin();
+}

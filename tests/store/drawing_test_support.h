@@ -6,6 +6,8 @@
 #include "db/od_db_platform.h"
 #include "store/od_db_drawing.h"
 
+#include <gtest/gtest.h>
+
 #include <array>
 #include <cstdint>
 #include <filesystem>
@@ -79,3 +81,7 @@ using DrawingContent = std::map<std::uint64_t, std::string>;
 DrawingContent contentOf(OdDbDatabase& database);
 /// Opens a drawing for reading and takes its content.
 DrawingContent contentOf(std::filesystem::path const& path);
+
+/// Compare long values; a failure names the first difference instead of printing all.
+testing::AssertionResult same(DrawingContent const& left, DrawingContent const& right);
+testing::AssertionResult same(std::string const& left, std::string const& right);
