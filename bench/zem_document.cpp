@@ -1,8 +1,9 @@
 #include "zem_document.h"
 
-#include "bench_object.h"
 #include "db/od_db_platform.h"
 #include "store/od_db_drawing.h"
+
+#include "bench_object.h"
 
 #include <chrono>
 #include <cstdio>
@@ -18,10 +19,7 @@ constexpr std::size_t kLookups = 1'000'000;
 class Stopwatch
 {
 public:
-    double seconds() const
-    {
-        return std::chrono::duration<double>(Clock::now() - m_start).count();
-    }
+    double seconds() const { return std::chrono::duration<double>(Clock::now() - m_start).count(); }
 
 private:
     using Clock = std::chrono::steady_clock;
@@ -99,8 +97,7 @@ std::vector<OdDbObjectId> fill(OdDbDatabase& db, std::size_t count)
 
 bool isRight(BenchObject const& object, std::size_t index, OdDbObjectId reference)
 {
-    return object.name() == nameOf(index) &&
-           object.number() == static_cast<std::int32_t>(index) &&
+    return object.name() == nameOf(index) && object.number() == static_cast<std::int32_t>(index) &&
            object.real() == realOf(index) && object.reals() == realsOf(index) &&
            object.reference() == reference;
 }
@@ -154,8 +151,7 @@ ZemSaveFigures zemSave(std::size_t count, OdString const& path)
     watch = Stopwatch();
     odDbSaveDrawingAs(*db, path);
     figures.save = watch.seconds();
-    figures.fileBytes =
-        static_cast<double>(std::filesystem::file_size(std::string(path.utf8())));
+    figures.fileBytes = static_cast<double>(std::filesystem::file_size(std::string(path.utf8())));
 
     // The same value again, so that the file holds what a reader expects.
     for (std::size_t index : randomIndices(10, count)) {

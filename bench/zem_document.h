@@ -11,8 +11,8 @@
 struct ZemSaveFigures
 {
     double build = 0.0;
-    double save = 0.0;       ///< synced to disk
-    double saveTen = 0.0;    ///< again, after a change of ten objects
+    double save = 0.0;     ///< synced to disk
+    double saveTen = 0.0;  ///< again, after a change of ten objects
     double fileBytes = 0.0;
 };
 
