@@ -2,6 +2,7 @@
 
 extern "C" const char* __asan_default_options();
 extern "C" const char* __ubsan_default_options();
+extern "C" const char* __lsan_default_suppressions();
 
 // The module's own allocation functions go to the process's malloc, while the standard library's
 // compiled code frees with the process's operator delete. The two are compatible by design, so the
@@ -15,4 +16,11 @@ extern "C" const char* __asan_default_options()
 extern "C" const char* __ubsan_default_options()
 {
     return "print_stacktrace=1:halt_on_error=1";
+}
+
+// The modelling kernel keeps tables of its file formats until the process ends, some of them out of
+// the leak check's sight.
+extern "C" const char* __lsan_default_suppressions()
+{
+    return "leak:libTK*.so\n";
 }

@@ -1,4 +1,5 @@
-#include "kernel/isolated_process_impl.h"
+#include "kernel/isolated_process.h"
+
 #include "kernel/kernel_error.h"
 
 #include <fcntl.h>

@@ -2,7 +2,7 @@
 
 #include "kernel/byte_stream_impl.h"
 #include "kernel/file_readers_impl.h"
-#include "kernel/isolated_process_impl.h"
+#include "kernel/isolated_process.h"
 #include "kernel/kernel_guard_impl.h"
 #include "kernel/kernel_solid_impl.h"
 

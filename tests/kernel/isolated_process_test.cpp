@@ -1,6 +1,6 @@
 // What a child process can do to its parent: nothing but send messages.
 
-#include "kernel/isolated_process_impl.h"
+#include "kernel/isolated_process.h"
 #include "kernel/kernel_error.h"
 
 #include <fcntl.h>
