@@ -139,6 +139,8 @@ bool OdDbDatabaseImpl::canReplaceProxy(OdDbIdRecord const& record)
     return store != nullptr && !record.has(OdDbIdRecord::kChanged) &&
            !record.has(OdDbIdRecord::kNew) && !record.has(OdDbIdRecord::kErased) &&
            OdDbObjectAccess::isClosed(*record.object) &&
+           // The records of a proxy's state are nothing that its own class could play back.
+           (undo.byteCount() == 0 || !OdDbObjectAccess::hasStateRecorded(*record.object)) &&
            registeredClass(record.classIndex) != nullptr;
 }
 
@@ -240,7 +242,7 @@ OdDbObjectId OdDbDatabaseImpl::add(OdDbObject& object, OdDbObjectId owner, OdDbH
     handseed = std::max(handseed, number + 1);
     OdDbObjectAccess::attach(object, record, owner);
     record.classIndex = classIndex;
-    record.flags = OdDbIdRecord::kNew;
+    record.set(OdDbIdRecord::kNew, true);
     ids.markChanged(record);
     undo.recordErased(record, /*wasErased=*/true);
     OdDbObjectAccess::startNew(object, undo.isRecording() ? undo.mark() : 0);
@@ -458,6 +460,9 @@ OdDbObjectId OdDbDatabase::getOdDbObjectId(OdDbHandle const& handle, bool create
 
 OdDbHandle OdDbDatabase::nextHandle(OdDbHandle after) const
 {
+    if (after.value() > kLastHandle) {
+        return OdDbHandle();
+    }
     std::uint64_t best = m_impl->store != nullptr ? m_impl->store->nextHandle(after).value() : 0;
     for (std::uint64_t handle = after.value() + 1; handle < m_impl->handseed; ++handle) {
         if (best != 0 && handle >= best) {

@@ -91,7 +91,9 @@ public:
     bool hasUndo() const noexcept;
     bool hasRedo() const noexcept;
     /// Goes back to the latest mark and takes it away; a mark with nothing recorded after it takes
-    /// nothing back. \return 0; (no undo) if there is no mark; (transaction open).
+    /// nothing back. Inside a transaction, or while recording is stopped, there is no redo of it.
+    /// \return 0; (no undo) if there is no mark; (transaction open) if the latest mark was set before
+    ///         a transaction that is open, or during playback.
     OdResult undo();
     /// Takes the latest undo back; anything recorded meanwhile has dropped what could be redone.
     /// \return 0; (no undo) if there is none; (transaction open).
@@ -109,8 +111,8 @@ public:
     /// Ends the innermost transaction; its changes can be undone with what is around it.
     /// \throws OdError (no transaction).
     void endTransaction();
-    /// Takes back all changes since the innermost transaction started, and ends it; there is no
-    /// redo. \throws OdError (no transaction).
+    /// Takes back all changes and marks since the innermost transaction started, and ends it; there
+    /// is no redo. \throws OdError (no transaction).
     void abortTransaction();
     int numActiveTransactions() const noexcept;
     /// @}

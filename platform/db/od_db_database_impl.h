@@ -41,6 +41,11 @@ public:
     /// Keeps references that come and go while a database is destroyed from destroying it again.
     static void pin(OdDbObject& object) noexcept { object.m_refs += 1U << 24; }
     static bool isClosed(OdDbObject const& object) noexcept { return object.m_refs <= 1; }
+    /// Whether an undo record may hold the object's whole state.
+    static bool hasStateRecorded(OdDbObject const& object) noexcept
+    {
+        return object.m_undoMark != 0;
+    }
 };
 
 /// Settings of a drawing, which are filed with the database.

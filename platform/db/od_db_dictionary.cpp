@@ -1,8 +1,12 @@
 #include "db/od_db_dictionary.h"
 
+#include "db/od_db_block_table.h"
 #include "db/od_db_database.h"
+#include "db/od_db_entity.h"
 #include "db/od_db_filer.h"
 #include "root/od_error.h"
+
+#include <set>
 
 RX_DEFINE_CLASS(OdDbDictionary, OdDbObject, odrxCreate<OdDbDictionary>, L"OdDbDictionary",
                 OdDb::kDwgVersionCurrent, 0, 0, L"DICTIONARY", L"Object database");
@@ -78,6 +82,50 @@ void OdDbDictionary::eraseIfOwned(OdDbObjectId id)
     }
 }
 
+void OdDbDictionary::requireNoRing(OdDbObjectId id) const
+{
+    std::set<OdDbObjectId> seen;  // owners that were read from a file may form a ring themselves
+    OdDbObjectId at = objectId();
+    while (!at.isNull() && seen.insert(at).second) {
+        if (at == id) {
+            throw OdError(kOdCyclicReference);
+        }
+        const OdDbObjectPtr object = at.openObject(OdDb::kForRead, /*openErased=*/true);
+        at = object.isNull() ? OdDbObjectId::kNull : object->ownerId();
+    }
+}
+
+/// Makes this dictionary the owner of an object of the database; what owned it so far lets go of it.
+void OdDbDictionary::adopt(OdDbObject& object)
+{
+    const OdDbObjectId id = object.objectId();
+    if (object.isErased()) {
+        throw OdError(kOdWasErased);
+    }
+    if (object.ownerId() != objectId()) {
+        requireNoRing(id);
+        const OdDbObjectPtr owner =
+            object.ownerId().openObject(OdDb::kForRead, /*openErased=*/true);
+        const bool isDictionary = !owner.isNull() && owner->isKindOf(OdDbDictionary::desc());
+        if (!owner.isNull() && (owner->isKindOf(OdDbSymbolTable::desc()) ||
+                                (owner->isKindOf(OdDbBlockTableRecord::desc()) &&
+                                 object.isKindOf(OdDbEntity::desc())))) {
+            throw OdError(kOdAlreadyInDatabase);
+        }
+        object.setOwnerId(objectId());
+        if (isDictionary) {
+            owner->upgradeOpen();
+            OdDbNameIndex& index = static_cast<OdDbDictionary&>(*owner).m_index;
+            if (OdString const* name = index.nameOf(id)) {
+                index.remove(OdString(*name));
+            }
+        }
+    }
+    if (OdString const* oldName = m_index.nameOf(id)) {
+        m_index.remove(OdString(*oldName));
+    }
+}
+
 OdDbObjectId OdDbDictionary::setAt(OdString const& name, OdDbObject* object)
 {
     if (object == nullptr) {
@@ -103,14 +151,11 @@ OdDbObjectId OdDbDictionary::setAt(OdString const& name, OdDbObject* object)
     if (id.isNull()) {
         id = db->addOdDbObject(object, objectId());
     } else {
-        if (OdString const* oldName = m_index.nameOf(id)) {
-            m_index.remove(OdString(*oldName));
-        }
-        object->setOwnerId(objectId());
+        adopt(*object);
     }
     if (!present.isNull()) {
+        eraseIfOwned(present);  // takes the entry out, and keeps its name for an undo
         m_index.remove(key);
-        eraseIfOwned(present);
     }
     m_index.insert(key, id);
     return id;

@@ -29,10 +29,14 @@ public:
     /// The object under a name, opened; null if there is none or it can't be opened.
     OdDbObjectPtr getAt(OdString const& name, OdDb::OpenMode mode) const;
     /// Enters an object, which is added to the database if it is in none; the dictionary becomes
-    /// its owner. An entry of that name is replaced, and its object erased if this dictionary owns
-    /// it. An empty name is made into a hidden one that is unique.
+    /// its owner. An object of another dictionary, or under another name, moves. An entry of that
+    /// name is replaced, and its object erased if this dictionary owns it. An empty name is made into
+    /// a hidden one that is unique.
     /// \throws OdError (not in database) for a dictionary in none, (null object pointer), (invalid
-    ///         key) for a name with control characters, (wrong database), or as the name says.
+    ///         key) for a name with control characters, (wrong database), (was erased), (not open for
+    ///         write) for an object that has to change its owner, (cyclic reference) for an object
+    ///         that owns this dictionary, (already in database) for a record of a symbol table or an
+    ///         entity of a block. Nothing has changed then.
     OdDbObjectId setAt(OdString const& name, OdDbObject* object);
     /// Takes an entry out; its object is erased if this dictionary owns it.
     /// \return The id of the entry, null if there was none.
@@ -65,6 +69,8 @@ private:
     friend class OdDbDictionaryIterator;
 
     OdString hiddenName() const;
+    void adopt(OdDbObject& object);
+    void requireNoRing(OdDbObjectId id) const;
     void eraseIfOwned(OdDbObjectId id);
     OdDb::ReferenceType ownership() const noexcept;
 

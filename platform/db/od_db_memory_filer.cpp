@@ -46,11 +46,20 @@ T OdDbMemoryFiler::take()
     return value;
 }
 
+void OdDbMemoryFiler::putBytes(void const* bytes, std::size_t count)
+{
+    if (m_begin != nullptr) {
+        throw OdError(
+            kOdNotApplicable);  // what is being read may lie in the buffer that would grow
+    }
+    auto const* from = static_cast<std::uint8_t const*>(bytes);
+    m_buffer->insert(m_buffer->end(), from, from + count);
+}
+
 template <class T>
 void OdDbMemoryFiler::put(T const& value)
 {
-    auto const* bytes = reinterpret_cast<std::uint8_t const*>(&value);
-    m_buffer->insert(m_buffer->end(), bytes, bytes + sizeof value);
+    putBytes(&value, sizeof value);
 }
 
 void OdDbMemoryFiler::putId(OdDbObjectId id, OdDb::ReferenceType type)
@@ -196,13 +205,12 @@ void OdDbMemoryFiler::wrString(OdString const& value)
 {
     const auto text = value.utf8();
     put(static_cast<std::uint32_t>(text.size()));
-    m_buffer->insert(m_buffer->end(), text.begin(), text.end());
+    putBytes(text.data(), text.size());
 }
 
 void OdDbMemoryFiler::wrBytes(void const* buffer, std::uint32_t count)
 {
-    auto const* bytes = static_cast<std::uint8_t const*>(buffer);
-    m_buffer->insert(m_buffer->end(), bytes, bytes + count);
+    putBytes(buffer, count);
 }
 
 void OdDbMemoryFiler::wrInt8(std::int8_t value)

@@ -37,7 +37,7 @@ public:
 
     /// Appends to `buffer`, which must outlive the filer, until `readFrom` or `writeTo` is called.
     void writeTo(Bytes& buffer) noexcept;
-    /// Reads `bytes`, which must outlive the filer; writing is an error then.
+    /// Reads `bytes`, which must outlive the filer; writing throws OdError (not applicable) then.
     void readFrom(std::span<std::uint8_t const> bytes) noexcept;
     /// Reads what was written so far, from its start.
     void rewindForReading() noexcept;
@@ -104,6 +104,7 @@ private:
     void put(T const& value);
     void putId(OdDbObjectId id, OdDb::ReferenceType type);
     std::uint8_t const* takeBytes(std::size_t count);
+    void putBytes(void const* bytes, std::size_t count);
 
     Bytes m_own;
     Bytes* m_buffer = &m_own;

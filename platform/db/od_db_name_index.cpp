@@ -27,18 +27,30 @@ OdDbObjectId OdDbNameIndex::find(OdString const& name) const
 
 OdDbObjectId OdDbNameIndex::findErased(OdString const& name) const
 {
-    for (auto const& [id, erasedName] : m_erasedNames) {
-        if (odIcmp(erasedName, name) == 0) {
-            return id;
+    OdDbObjectId latest;
+    for (auto const& [record, erasedName] : m_erasedNames) {
+        const OdDbObjectId id(const_cast<OdDbIdRecord*>(record));
+        if (odIcmp(erasedName, name) == 0 && id > latest) {
+            latest = id;
         }
     }
-    return OdDbObjectId::kNull;
+    return latest;
 }
 
 OdString const* OdDbNameIndex::nameOf(OdDbObjectId id) const
 {
-    const auto found = m_names.find(id);
-    return found != m_names.end() ? &found->second : nullptr;
+    const auto found = m_names.find(id.record());
+    if (found != m_names.end()) {
+        return &found->second;
+    }
+    if (OdDbObjectId::hasRedirections()) {
+        for (auto const& [name, entry] : m_entries) {
+            if (entry == id) {
+                return &name;
+            }
+        }
+    }
+    return nullptr;
 }
 
 void OdDbNameIndex::record(std::uint8_t opcode, OdString const& name, OdDbObjectId id)
@@ -58,8 +70,8 @@ void OdDbNameIndex::insert(OdString const& name, OdDbObjectId id)
 {
     record(kInserted, name, id);
     m_entries.insert_or_assign(name, id);
-    m_names.insert_or_assign(id, name);
-    m_erasedNames.erase(id);
+    m_names.insert_or_assign(id.record(), name);
+    m_erasedNames.erase(id.record());
 }
 
 OdDbObjectId OdDbNameIndex::remove(OdString const& name)
@@ -72,7 +84,7 @@ OdDbObjectId OdDbNameIndex::remove(OdString const& name)
     const OdDbObjectId id = found->second;
     record(kRemoved, storedName, id);
     m_entries.erase(found);
-    m_names.erase(id);
+    m_names.erase(id.record());
     return id;
 }
 
@@ -82,11 +94,11 @@ void OdDbNameIndex::setErased(OdDbObjectId id, bool erasing)
         if (OdString const* name = nameOf(id)) {
             const OdString keptName = *name;
             remove(keptName);
-            m_erasedNames.insert_or_assign(id, keptName);
+            m_erasedNames.insert_or_assign(id.record(), keptName);
         }
         return;
     }
-    const auto found = m_erasedNames.find(id);
+    const auto found = m_erasedNames.find(id.record());
     if (found != m_erasedNames.end() && m_entries.count(found->second) == 0) {
         const OdString name = found->second;
         insert(name, id);
@@ -100,7 +112,7 @@ void OdDbNameIndex::applyUndo(OdDbDwgFiler& filer)
     const OdDbObjectId id = filer.rdSoftPointerId();
     if (opcode == kInserted) {
         remove(name);
-        m_erasedNames.insert_or_assign(id, name);
+        m_erasedNames.insert_or_assign(id.record(), name);
     } else {
         insert(name, id);
     }
@@ -118,13 +130,13 @@ void OdDbNameIndex::fileOut(OdDbDwgFiler& filer, OdDb::ReferenceType type) const
 void OdDbNameIndex::fileIn(OdDbDwgFiler& filer, OdDb::ReferenceType type)
 {
     Entries entries;
-    std::unordered_map<OdDbObjectId, OdString> names;
+    Names names;
     const std::uint32_t count = odDbReadCount(filer, 1);
     for (std::uint32_t index = 0; index < count; ++index) {
         OdString name = filer.rdString();
         const OdDbObjectId id = odDbReadId(filer, type);
         if (!id.isNull() && entries.emplace(name, id).second) {
-            names.emplace(id, std::move(name));
+            names.emplace(id.record(), std::move(name));
         }
     }
     m_entries = std::move(entries);

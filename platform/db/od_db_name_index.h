@@ -30,6 +30,7 @@ public:
     /// The id under a name; null if there is none.
     OdDbObjectId find(OdString const& name) const;
     /// The id that an erased object had under a name; null if there is none.
+    /// Of several, the one that was made last.
     OdDbObjectId findErased(OdString const& name) const;
     /// The name of an id; null if it has none.
     OdString const* nameOf(OdDbObjectId id) const;
@@ -51,6 +52,8 @@ private:
     OdDbObject& m_holder;
     OdRxClass* (*m_class)();
     Entries m_entries;
-    std::unordered_map<OdDbObjectId, OdString> m_names;        ///< of the entries, derived
-    std::unordered_map<OdDbObjectId, OdString> m_erasedNames;  ///< that may come back
+    /// Names by records, since an id that is redirected gets another hash.
+    using Names = std::unordered_map<OdDbIdRecord const*, OdString>;
+    Names m_names;        ///< of the entries, derived
+    Names m_erasedNames;  ///< that may come back
 };

@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <atomic>
 #include <exception>
+#include <limits>
 #include <unordered_set>
 #include <utility>
 
@@ -113,29 +114,33 @@ std::vector<XDataEntry> readXData(OdDbDwgFiler& filer)
 struct OdDbObject::Extras
 {
     OdDbObjectIdArray reactors;
-    std::unordered_set<OdDbObjectId> reactorIndex;  ///< derived; empty for short lists
+    /// Derived; empty for short lists. By records, since an id that is redirected gets another hash.
+    std::unordered_set<OdDbIdRecord const*> reactorIndex;
     OdDbObjectId extensionDictionary;
     std::vector<XDataEntry> xData;  ///< in order of application names
 
     bool hasReactor(OdDbObjectId id) const
     {
-        if (!reactorIndex.empty()) {
-            return reactorIndex.count(id) != 0;
+        if (reactorIndex.empty()) {
+            return reactors.contains(id);
         }
-        return reactors.contains(id);
+        return reactorIndex.count(id.record()) != 0 ||
+               (OdDbObjectId::hasRedirections() && reactors.contains(id));
     }
     void rebuildIndex()
     {
         reactorIndex.clear();
         if (reactors.size() > kIndexedReactors) {
-            reactorIndex.insert(std::as_const(reactors).begin(), std::as_const(reactors).end());
+            for (OdDbObjectId id : std::as_const(reactors)) {
+                reactorIndex.insert(id.record());
+            }
         }
     }
     void insertReactor(unsigned position, OdDbObjectId id)
     {
         reactors.insertAt(std::min<unsigned>(position, reactors.size()), id);
         if (!reactorIndex.empty()) {
-            reactorIndex.insert(id);
+            reactorIndex.insert(id.record());
         } else {
             rebuildIndex();
         }
@@ -150,8 +155,8 @@ struct OdDbObject::Extras
         } else {
             (void)reactors.find(id, position);
         }
+        reactorIndex.erase(std::as_const(reactors)[position].record());
         reactors.removeAt(position);
-        reactorIndex.erase(id);
         return position;
     }
     std::vector<XDataEntry>::iterator findXData(OdString const& app)
@@ -295,12 +300,20 @@ void OdDbObject::upgradeOpen()
     if (m_refs <= 1) {
         throw OdError(kOdNotOpen);
     }
-    ++m_writeCount;
+    raiseWriteCount();
+}
+
+/// A count that can rise no further stays, so that the object is writable until it is closed.
+void OdDbObject::raiseWriteCount() noexcept
+{
+    if (m_writeCount != std::numeric_limits<decltype(m_writeCount)>::max()) {
+        ++m_writeCount;
+    }
 }
 
 void OdDbObject::downgradeOpen()
 {
-    if (m_writeCount == 0) {
+    if (m_writeCount == 0 || m_writeCount == std::numeric_limits<decltype(m_writeCount)>::max()) {
         return;
     }
     --m_writeCount;
@@ -355,14 +368,14 @@ void OdDbObject::endWritePeriod()
 
 namespace {
 
-/// Calls `notice` on one reactor, which is open for notify meanwhile.
-template <class Notice>
-void notifyOne(OdDbObject& object, OdDbObject& reactor, Notice const& notice)
+/// Runs a part of a round. Notices go out from destructors, so nothing may escape; what is thrown is
+/// reported, and the round goes on.
+template <class Part>
+void runReporting(Part const& part)
 {
     try {
-        notice(reactor, object);
+        part();
     } catch (std::exception const& error) {
-        // Notices go out from destructors; nothing may escape, and the round goes on.
         odReportAssert("notice without exception", error.what(), __FILE__, __LINE__);
     } catch (...) {
         odReportAssert("notice without exception", "unknown exception", __FILE__, __LINE__);
@@ -377,18 +390,22 @@ void OdDbObjectAccess::sendRound(OdDbObject& object, Notice const& notice)
     if (object.m_extras == nullptr || object.m_extras->reactors.isEmpty()) {
         return;
     }
+    const OdDbDatabasePtr keptAlive(
+        object.database());  // a reactor may hold the last pointer to it
     const OdDbObjectIdArray snapshot = object.m_extras->reactors;
     ++object.m_roundCount;
     for (OdDbObjectId id : snapshot) {
         if (!object.hasPersistentReactorUnchecked(id)) {
             continue;  // an earlier reactor of the round has taken it out
         }
-        OdDbObjectPtr reactor = id.openObject(OdDb::kForNotify);
-        if (reactor.isNull() || reactor->m_record->has(OdDbIdRecord::kProxy)) {
-            continue;
-        }
-        notifyOne(object, *reactor, notice);
-        endNotify(*reactor);
+        runReporting([&] {
+            const OdDbObjectPtr reactor = id.openObject(OdDb::kForNotify);
+            if (reactor.isNull() || reactor->m_record->has(OdDbIdRecord::kProxy)) {
+                return;
+            }
+            runReporting([&] { notice(*reactor, object); });
+            endNotify(*reactor);
+        });
     }
     --object.m_roundCount;
 }
@@ -474,6 +491,9 @@ OdDbDwgFiler* OdDbObject::beginBaseChange(std::uint8_t opcode, bool recordModifi
 
 void OdDbObject::setOwnerId(OdDbObjectId owner)
 {
+    if (m_record != nullptr && !owner.isNull() && owner.database() != database()) {
+        throw OdError(kOdWrongDatabase);
+    }
     if (OdDbDwgFiler* filer = beginBaseChange(kOwner, /*recordModified=*/true)) {
         filer->wrSoftPointerId(m_ownerId);
     }
@@ -502,6 +522,9 @@ void OdDbObject::addPersistentReactor(OdDbObjectId id)
     assertWriteEnabled(/*autoUndo=*/false, /*recordModified=*/false);
     if (id.isNull() || hasPersistentReactorUnchecked(id)) {
         return;
+    }
+    if (m_record != nullptr && id.originalDatabase() != database()) {
+        throw OdError(kOdWrongDatabase);  // it may go before this object does
     }
     const unsigned position = m_extras != nullptr ? m_extras->reactors.size() : 0;
     if (OdDbDwgFiler* filer = beginBaseChange(kReactorAdded, /*recordModified=*/false)) {
@@ -782,16 +805,17 @@ OdResult OdDbObject::erase(bool erasing)
     if (m_record == nullptr) {
         return kOdNotInDatabase;
     }
-    if (isErased() == erasing) {
+    if (isErased() == erasing || (m_state & kErasing) != 0) {
         return erasing ? kOdAlreadyErased : kOdNotErased;
     }
     assertWriteEnabled();
-    const OdResult refused = subErase(erasing);
-    if (refused != kOdOk) {
-        return refused;
-    }
-    if (isErased() == erasing) {
-        return kOdOk;  // subErase came here by a detour
+    {
+        // What subErase does may lead back here, by way of a reactor or an object erased with it.
+        const BitGuard subErasing(m_state, kErasing);
+        const OdResult refused = subErase(erasing);
+        if (refused != kOdOk) {
+            return refused;
+        }
     }
     OdDbDatabaseImpl& db = OdDbDatabaseImpl::of(*m_record);
     if (recordsUndo()) {
@@ -830,7 +854,7 @@ OdDbObjectPtr OdDbObjectAccess::open(OdDbObject& object, OdDb::OpenMode mode)
 {
     object.addRef();
     if (mode == OdDb::kForWrite) {
-        ++object.m_writeCount;
+        object.raiseWriteCount();
     } else if (mode == OdDb::kForNotify) {
         ++object.m_notifyCount;
     }
@@ -848,7 +872,11 @@ void OdDbObjectAccess::attach(OdDbObject& object, OdDbIdRecord& record, OdDbObje
 
 void OdDbObjectAccess::detach(OdDbObject& object)
 {
-    // Whoever still holds the object must not find ids of a database that is gone.
+    // Whoever still holds the object holds it outside a database, and must not find ids of one that
+    // is gone.
+    object.m_writeCount = 0;
+    object.m_notifyCount = 0;
+    object.m_undoMark = 0;
     object.m_ownerId = OdDbObjectId::kNull;
     if (object.m_extras != nullptr) {
         object.m_extras->reactors.clear();

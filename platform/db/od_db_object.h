@@ -61,6 +61,7 @@ public:
     OdDbHandle handle() const noexcept { return objectId().getHandle(); }
     OdDbObjectId ownerId() const noexcept { return m_ownerId; }
     /// Sets the owner; part of undo. The object must be open for write.
+    /// \throws OdError (wrong database) for an owner of another database.
     void setOwnerId(OdDbObjectId owner);
     /// The database; null outside one. A database answers itself.
     virtual OdDbDatabase* database() const noexcept;
@@ -142,8 +143,9 @@ public:
     /// In this order: nothing for an object that is in that state already; `assertWriteEnabled`;
     /// `subErase`; the state changes; a dictionary that owns it drops (or takes back) the entry;
     /// `erased` goes to the persistent reactors. Objects that this one owns are not touched.
-    /// \return 0; (already erased) or (not erased) if there was nothing to do; (not in database);
-    ///         or what `subErase` gave, and then nothing has changed.
+    /// \return 0; (already erased) or (not erased) if there was nothing to do, or if `subErase` of
+    ///         this object is under way; (not in database); or what `subErase` gave, and then
+    ///         nothing has changed.
     OdResult erase(bool erasing = true);
     /// What a class has to do when it is erased or brought back; a result other than 0 refuses.
     virtual OdResult subErase(bool erasing);
@@ -156,6 +158,7 @@ public:
     OdDbObjectIdArray getPersistentReactors() const;
     bool hasPersistentReactor(OdDbObjectId id) const;
     /// Adds a reactor at the end; one that is listed already, or the null id, changes nothing.
+    /// \throws OdError (wrong database) for an id of another database.
     void addPersistentReactor(OdDbObjectId id);
     /// Takes a reactor out; an absent one changes nothing.
     void removePersistentReactor(OdDbObjectId id);
@@ -228,10 +231,12 @@ private:
         kModified = 1,
         kGraphicsModified = 2,
         kReading = 4,  ///< fields are being taken in: checks pass, nothing is recorded
-        kUndoDisabled = 8
+        kUndoDisabled = 8,
+        kErasing = 16  ///< `subErase` is under way
     };
     struct Extras;
 
+    void raiseWriteCount() noexcept;
     void endWritePeriod();
     void sendPeriodNotices(std::uint16_t state);
     void recordFullUndo();

@@ -84,7 +84,10 @@ public:
     /// The record behind any redirection.
     OdDbIdRecord* redirected() const noexcept;
     /// Makes this id stand for the object of `target`; a null target ends the redirection.
+    /// \throws OdError (null object id); (cyclic reference) if the target leads back here.
     void redirectTo(OdDbObjectId target) const;
+    /// Whether any id of any database is redirected. While none is, equal ids have equal records.
+    static bool hasRedirections() noexcept { return s_redirections != 0; }
     /// @}
 
 private:

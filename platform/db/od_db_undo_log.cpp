@@ -3,6 +3,7 @@
 #include "root/od_assert.h"
 #include "root/od_error.h"
 
+#include <algorithm>
 #include <exception>
 #include <span>
 #include <utility>
@@ -44,8 +45,7 @@ void OdDbUndoLog::Tape::clear()
 
 void OdDbUndoLog::Tape::dropEmptyPartial() noexcept
 {
-    if (!entries.empty() && entries.back().kind == Kind::kPartial &&
-        entries.back().start == bytes.size()) {
+    if (endsInEmptyPartial()) {
         entries.pop_back();
     }
 }
@@ -58,11 +58,20 @@ OdDbUndoLog::Tape* OdDbUndoLog::target() noexcept
     return isRecording() ? &m_undo : nullptr;
 }
 
+/// What was recorded since the last undo starts from another state than redo would find. A partial
+/// record counts once something is in it: a caller may only have asked whether there is a filer.
+void OdDbUndoLog::dropStaleRedo()
+{
+    if (!m_redo.marks.empty() && hasRecordedSinceUndo()) {
+        m_redo.clear();
+    }
+}
+
 void OdDbUndoLog::append(Tape& tape, OdDbIdRecord* record, Kind kind)
 {
     tape.dropEmptyPartial();
-    if (!m_isPlaying && !m_redo.marks.empty()) {
-        m_redo.clear();
+    if (!m_isPlaying) {
+        dropStaleRedo();
     }
     tape.entries.push_back({record, tape.bytes.size(), kind});
 }
@@ -123,36 +132,54 @@ void OdDbUndoLog::startUndoRecord()
 
 OdResult OdDbUndoLog::undo()
 {
-    return playGroup(m_undo, m_redo);
+    const bool inTransaction = !m_transactions.empty();
+    if (m_isPlaying || (inTransaction && m_undo.marks.size() <= m_transactions.back().marks)) {
+        return kOdTransactionOpen;
+    }
+    if (m_undo.marks.empty()) {
+        return kOdNoUndo;
+    }
+    // Redo can't lead into a transaction that may be aborted, and what is undone while nothing is
+    // recorded is not to come back.
+    const bool keepsRedo = !inTransaction && !m_disabled;
+    playGroup(m_undo, keepsRedo ? &m_redo : nullptr);
+    if (!keepsRedo) {
+        m_redo.clear();
+    }
+    return kOdOk;
 }
 
 OdResult OdDbUndoLog::redo()
 {
-    return playGroup(m_redo, m_undo);
-}
-
-OdResult OdDbUndoLog::playGroup(Tape& from, Tape& to)
-{
     if (!m_transactions.empty() || m_isPlaying) {
         return kOdTransactionOpen;
     }
-    if (from.marks.empty()) {
+    dropStaleRedo();
+    if (m_redo.marks.empty()) {
         return kOdNoUndo;
     }
+    playGroup(m_redo, &m_undo);
+    return kOdOk;
+}
+
+void OdDbUndoLog::playGroup(Tape& from, Tape* to)
+{
     const std::size_t mark = from.marks.back();
     from.marks.pop_back();
-    to.dropEmptyPartial();
-    to.marks.push_back(to.entries.size());
-    play(from, mark, &to);
-    return kOdOk;
+    if (to != nullptr) {
+        to->dropEmptyPartial();
+        to->marks.push_back(to->entries.size());
+    }
+    play(from, mark, to);
 }
 
 void OdDbUndoLog::clear()
 {
     m_undo.clear();
     m_redo.clear();
-    for (std::size_t& transaction : m_transactions) {
-        transaction = 0;
+    m_undoneTo = 0;
+    for (Start& transaction : m_transactions) {
+        transaction = {};
     }
     nextMark();
 }
@@ -160,7 +187,7 @@ void OdDbUndoLog::clear()
 void OdDbUndoLog::startTransaction()
 {
     m_undo.dropEmptyPartial();
-    m_transactions.push_back(m_undo.entries.size());
+    m_transactions.push_back({m_undo.entries.size(), m_undo.marks.size()});
     nextMark();
 }
 
@@ -180,16 +207,23 @@ void OdDbUndoLog::abortTransaction()
     if (m_transactions.empty()) {
         throw OdError(kOdNoTransaction);
     }
-    const std::size_t start = m_transactions.back();
+    const Start start = m_transactions.back();
     m_transactions.pop_back();
-    while (!m_undo.marks.empty() && m_undo.marks.back() > start) {
-        m_undo.marks.pop_back();
+    if (m_isPlaying) {
+        return;  // opened by a reactor during playback, when nothing is recorded
     }
-    play(m_undo, start, nullptr);
+    m_undo.dropEmptyPartial();
+    dropStaleRedo();
+    m_undo.marks.resize(std::min(start.marks, m_undo.marks.size()));
+    play(m_undo, start.entries, nullptr);
+    if (m_transactions.empty() && !m_isStarted) {
+        clear();
+    }
 }
 
 void OdDbUndoLog::play(Tape& from, std::size_t downTo, Tape* inverse)
 {
+    const OdDbDatabasePtr keptAlive(&m_database.database);  // a reactor may hold the last pointer
     from.dropEmptyPartial();
     const Playback playback(*this, inverse);
     while (from.entries.size() > downTo) {
@@ -207,6 +241,7 @@ void OdDbUndoLog::play(Tape& from, std::size_t downTo, Tape* inverse)
         inverse->dropEmptyPartial();
     }
     sendNotices();
+    m_undoneTo = m_undo.entries.size();
 }
 
 void OdDbUndoLog::playEntry(Tape& from, Entry const& entry)
@@ -229,11 +264,15 @@ void OdDbUndoLog::playState(OdDbIdRecord* record)
     }
     if (record == nullptr) {
         m_database.headerChanged = true;
-        (void)OdDbObjectAccess::fileIn(m_database.database, m_reader);
-        return;
+    } else {
+        touch(*record, true);
     }
-    touch(*record, true);
-    (void)OdDbObjectAccess::fileIn(*record->object, m_reader);
+    OdDbObject& object =
+        record != nullptr ? *record->object : static_cast<OdDbObject&>(m_database.database);
+    const OdResult result = OdDbObjectAccess::fileIn(object, m_reader);
+    if (result != kOdOk) {
+        throw OdError(result);
+    }
 }
 
 void OdDbUndoLog::playPartial(OdDbIdRecord& record)

@@ -43,7 +43,7 @@ public:
     /// @{
     void startUndoRecord();
     bool hasUndo() const noexcept { return !m_undo.marks.empty(); }
-    bool hasRedo() const noexcept { return !m_redo.marks.empty(); }
+    bool hasRedo() const noexcept { return !m_redo.marks.empty() && !hasRecordedSinceUndo(); }
     OdResult undo();
     OdResult redo();
     void clear();
@@ -79,6 +79,12 @@ private:
             return bytes.size() + entries.size() * sizeof(Entry);
         }
         void clear();
+        /// Whether the last entry is a partial record into which nothing was written.
+        bool endsInEmptyPartial() const noexcept
+        {
+            return !entries.empty() && entries.back().kind == Kind::kPartial &&
+                   entries.back().start == bytes.size();
+        }
         void dropEmptyPartial() noexcept;
     };
     class Playback;
@@ -87,12 +93,23 @@ private:
         OdDbIdRecord* record;
         bool wasErased;
     };
+    /// Where a transaction started: counts of entries and of marks.
+    struct Start
+    {
+        std::size_t entries;
+        std::size_t marks;
+    };
 
+    bool hasRecordedSinceUndo() const noexcept
+    {
+        return m_undo.entries.size() - (m_undo.endsInEmptyPartial() ? 1 : 0) > m_undoneTo;
+    }
+    void dropStaleRedo();
     Tape* target() noexcept;
     void append(Tape& tape, OdDbIdRecord* record, Kind kind);
     void fileState(Tape& tape, OdDbIdRecord* record);
     void fileErased(Tape& tape, OdDbIdRecord& record, bool wasErased);
-    OdResult playGroup(Tape& from, Tape& to);
+    void playGroup(Tape& from, Tape* to);
     void play(Tape& from, std::size_t downTo, Tape* inverse);
     void playEntry(Tape& from, Entry const& entry);
     void playState(OdDbIdRecord* record);
@@ -105,7 +122,8 @@ private:
     OdDbDatabaseImpl& m_database;
     Tape m_undo;
     Tape m_redo;
-    std::vector<std::size_t> m_transactions;  ///< counts of entries at their starts
+    std::vector<Start> m_transactions;
+    std::size_t m_undoneTo = 0;  ///< count of entries behind the last undo or redo
     std::vector<Touched> m_touched;
     Tape* m_inverse = nullptr;  ///< where inverses go while a tape is played back
     std::uint32_t m_mark = 1;

@@ -1,7 +1,7 @@
-#include "db/od_db_reference_filers.h"
-
+#include "db/od_db_database.h"
 #include "db/od_db_dictionary.h"
 #include "db/od_db_platform.h"
+#include "db/od_db_reference_filers.h"
 
 #include <gtest/gtest.h>
 
