@@ -43,6 +43,8 @@ private:
     TestModuleCalls* m_calls = nullptr;
 };
 
+OdRxModule* g_pModule = nullptr;
+
 }  // namespace
 
 extern "C" OdRxModule* odrxCreateModuleObject(void* sysData, wchar_t const* moduleName)
@@ -54,7 +56,8 @@ extern "C" OdRxModule* odrxCreateModuleObject(void* sysData, wchar_t const* modu
     (void)moduleName;
     return nullptr;
 #else
-    return new OdRxUnixModule<TestModule, TestModule>(sysData, moduleName);
+    g_pModule = new OdRxUnixModule<TestModule, TestModule>(sysData, moduleName);
+    return g_pModule;
 #endif
 }
 
@@ -66,4 +69,7 @@ extern "C" void odrxGetAPIVersion(int* major, int* minor, int* majorBuild, int* 
     *minorBuild = 0;
 }
 
-extern "C" void deleteModuleObject() {}
+extern "C" void deleteModuleObject()
+{
+    g_pModule = nullptr;
+}

@@ -2,9 +2,9 @@
 
 #pragma once
 
-#include "zem_db_properties_base.h"
-
 #include "db/od_db_object.h"
+
+#include "zem_db_properties_base.h"
 
 #include <memory>
 #include <vector>
