@@ -604,10 +604,19 @@ void OdDbObject::setXData(OdResBuf const* chain)
     }
 }
 
+/// Whether an id has an object that isn't erased; loads none. A drawing may name objects that it has
+/// not.
+static bool isThere(OdDbObjectId id)
+{
+    id.convertToRedirectedId();
+    return !id.isNull() && !id.isErased() &&
+           !id.database()->getOdDbObjectId(id.getHandle()).isNull();
+}
+
 OdDbObjectId OdDbObject::extensionDictionary() const
 {
     assertReadEnabled();
-    if (m_extras == nullptr || m_extras->extensionDictionary.isErased()) {
+    if (m_extras == nullptr || !isThere(m_extras->extensionDictionary)) {
         return OdDbObjectId::kNull;
     }
     return m_extras->extensionDictionary;
@@ -626,7 +635,7 @@ void OdDbObject::createExtensionDictionary()
         (void)present.safeOpenObject(OdDb::kForWrite, /*openErased=*/true)->erase(false);
         return;
     }
-    if (!present.isNull()) {
+    if (isThere(present)) {
         return;
     }
     OdDbDictionaryPtr dictionary = OdDbDictionary::createObject();
@@ -745,7 +754,10 @@ void OdDbObject::dwgOutFields(OdDbDwgFiler* filer) const
         for (OdDbObjectId id : std::as_const(m_extras->reactors)) {
             filer->wrSoftPointerId(id);
         }
-        filer->wrHardOwnershipId(m_extras->extensionDictionary);
+        // An erased one stays known here, so that it can come back; in a file it would be lost.
+        const bool isLost = filer->filerType() == OdDb::FilerType::kFileFiler &&
+                            m_extras->extensionDictionary.isErased();
+        filer->wrHardOwnershipId(isLost ? OdDbObjectId::kNull : m_extras->extensionDictionary);
         fileXData(*filer, m_extras->xData);
     }
     filer->wrSoftPointerId(m_ownerId);
@@ -912,7 +924,13 @@ void OdDbObjectAccess::setErased(OdDbObject& object, bool erasing)
 {
     OdDbIdRecord& record = *object.m_record;
     record.set(OdDbIdRecord::kErased, erasing);
-    OdDbDatabaseImpl::of(record).ids.markChanged(record);
+    OdDbIdTable& ids = OdDbDatabaseImpl::of(record).ids;
+    ids.markChanged(record);
+    // Whether an object is filed with its extension dictionary depends on that one's state.
+    OdDbIdRecord* const owner = object.m_ownerId.record();
+    if (owner != nullptr && owner->object != nullptr && object.isKindOf(OdDbDictionary::desc())) {
+        ids.markChanged(*owner);
+    }
 }
 
 void OdDbStorageAccess::fileOut(OdDbObject const& object, OdDbDwgFiler& filer) const
