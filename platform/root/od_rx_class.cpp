@@ -231,7 +231,7 @@ OdRxClass* newOdRxClass(OdString const& className, OdRxClass* base, OdPseudoCons
     description.m_proxyFlags = proxyFlags;
     description.m_customFlags = customFlags;
     dictionary.m_classes.emplace(className, &description);
-    ++dictionary.m_revision;
+    description.m_registrationNumber = ++dictionary.m_revision;
     return cls.release();
 }
 
@@ -245,6 +245,12 @@ void deleteOdRxClass(OdRxClass* cls)
     ++dictionary.m_revision;
     for (auto const& [name, host] : dictionary.m_classes) {
         host->delX(cls);
+        if (host->m_parent == cls) {
+            host->m_parent = cls->m_parent;  // left behind by a module that forgot it
+        }
+    }
+    for (OdRxOverrule* overrule : std::exchange(cls->m_overrules, {})) {
+        overrule->release();
     }
     delete static_cast<RegisteredClass*>(cls);
 }

@@ -51,6 +51,9 @@ public:
     int maintenanceVersion() const noexcept { return m_maintenanceVersion; }
     int proxyFlags() const noexcept { return m_proxyFlags; }
     unsigned customFlags() const noexcept { return m_customFlags; }
+    /// Grows from each registration in this process to the next, so classes can be listed in the
+    /// order in which they were registered.
+    std::uint64_t registrationNumber() const noexcept { return m_registrationNumber; }
 
     /// The class that this one derives from; null for the root.
     OdRxClass* parent() const noexcept { return m_parent; }
@@ -98,6 +101,7 @@ private:
     int m_maintenanceVersion = 0;
     int m_proxyFlags = 0;
     unsigned m_customFlags = 0;
+    std::uint64_t m_registrationNumber = 0;
     std::vector<std::pair<OdRxClass const*, OdRxObjectPtr>> m_extensions;
     std::vector<OdRxOverrule*> m_overrules;
 
