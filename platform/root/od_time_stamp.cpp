@@ -17,7 +17,8 @@ std::time_t secondOf(std::int64_t milliseconds)
 
 std::int64_t fractionOf(std::int64_t milliseconds)
 {
-    return milliseconds - secondOf(milliseconds) * kMillisecondsPerSecond;
+    std::int64_t const remainder = milliseconds % kMillisecondsPerSecond;
+    return remainder < 0 ? remainder + kMillisecondsPerSecond : remainder;
 }
 
 }  // namespace
@@ -48,7 +49,11 @@ void OdTimeStamp::universalToLocal()
     if (::localtime_r(&second, &fields) == nullptr) {
         throw OdError(kOdInvalidInput);
     }
-    m_milliseconds += fields.tm_gmtoff * kMillisecondsPerSecond;
+    std::int64_t local = 0;
+    if (__builtin_add_overflow(m_milliseconds, fields.tm_gmtoff * kMillisecondsPerSecond, &local)) {
+        throw OdError(kOdInvalidInput);
+    }
+    m_milliseconds = local;
 }
 
 void OdTimeStamp::localToUniversal()
