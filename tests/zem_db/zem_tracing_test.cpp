@@ -271,12 +271,20 @@ TEST_F(Tracing, TimesPrintInLocalTimeWithMilliseconds)
     EXPECT_EQ(traced(OdTimeStamp(1709249405450)), " Mar 01 24 01:30:05:450");
 }
 
-TEST_F(Tracing, TheMostDistantTimesPrintToo)
+TEST_F(Tracing, TheMostDistantTimesPrintTheirMillisecondsAtLeast)
 {
-    EXPECT_THAT(traced(OdTimeStamp(std::numeric_limits<std::int64_t>::max())),
-                testing::EndsWith(":807"));
-    EXPECT_THAT(traced(OdTimeStamp(std::numeric_limits<std::int64_t>::min())),
-                testing::EndsWith(":192"));
+    constexpr OdTimeStamp kLast(std::numeric_limits<std::int64_t>::max());
+    constexpr OdTimeStamp kFirst(std::numeric_limits<std::int64_t>::min());
+    {
+        const TimeZone zone("UTC0");
+        EXPECT_THAT(traced(kLast), testing::EndsWith(":807"));
+        EXPECT_THAT(traced(kFirst), testing::EndsWith(":192"));
+    }
+    // There is no local time two hours behind the last moment or in front of the first one.
+    const TimeZone east("XYZ-2");
+    EXPECT_THAT(traced(kLast), testing::MatchesRegex("[0-9]+"));
+    const TimeZone west("XYZ+2");
+    EXPECT_THAT(traced(kFirst), testing::MatchesRegex("[0-9]+"));
 }
 
 TEST_F(Tracing, CloneTypesPrintTheirNames)
