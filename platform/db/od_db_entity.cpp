@@ -20,6 +20,14 @@ void requireClass(OdDbObjectId id, OdRxClass* cls)
     }
 }
 
+/// An object outside any database may refer to what it will be added to.
+void requireSameDatabase(OdDbDatabase const* left, OdDbDatabase const* right)
+{
+    if (left != nullptr && right != nullptr && left != right) {
+        throw OdError(kOdWrongDatabase);
+    }
+}
+
 }  // namespace
 
 OdDbEntity::OdDbEntity() = default;
@@ -39,6 +47,7 @@ OdDbObjectId OdDbEntity::layerId() const
 void OdDbEntity::setLayer(OdDbObjectId layer)
 {
     requireClass(layer, OdDbLayerTableRecord::desc());
+    requireSameDatabase(database(), layer.database());
     assertGraphicsWriteEnabled();
     m_layer = layer;
 }
@@ -78,6 +87,7 @@ void OdDbEntity::setPropertiesFrom(OdDbEntity const* source, bool /*alsoSubentit
         throw OdError(kOdNullObjectPointer);
     }
     source->assertReadEnabled();
+    requireSameDatabase(database(), source->database());
     assertGraphicsWriteEnabled();
     m_layer = source->m_layer;
     m_color = source->m_color;

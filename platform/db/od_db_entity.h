@@ -21,7 +21,8 @@ public:
     OdDbObjectId blockId() const;
     /// The layer; an entity that is added without one gets layer "0".
     OdDbObjectId layerId() const;
-    /// \throws OdError (not that kind of class) for an id of something that is no layer.
+    /// \throws OdError (not that kind of class) for an id of something that is no layer, (wrong
+    ///         database) for a layer of another database.
     void setLayer(OdDbObjectId layer);
     OdCmEntityColor color() const;
     void setColor(OdCmEntityColor const& color);
@@ -32,6 +33,7 @@ public:
     /// moved so; nothing has changed then.
     virtual OdResult transformBy(OdGeMatrix3d const& matrix);
     /// Takes over layer, colour and material of another entity of the same database.
+    /// \throws OdError (wrong database) for an entity of another one, (null object pointer).
     void setPropertiesFrom(OdDbEntity const* source, bool alsoSubentities = false);
     /// Tells, in a write period, whether the graphics change with it. A change counts as a
     /// modification.

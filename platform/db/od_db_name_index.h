@@ -39,6 +39,11 @@ public:
     void insert(OdString const& name, OdDbObjectId id);
     /// Takes a name out. \return Its id, null if there was none.
     OdDbObjectId remove(OdString const& name);
+    /// Says under which name an erased object is to come back.
+    void setErasedName(OdDbObjectId id, OdString const& name)
+    {
+        m_erasedNames.insert_or_assign(id.record(), name);
+    }
     /// Takes the name of an erased object aside, or brings it back if it is still free.
     void setErased(OdDbObjectId id, bool erasing);
 

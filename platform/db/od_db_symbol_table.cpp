@@ -30,6 +30,17 @@ void OdDbSymbolTableRecord::setName(OdString const& name)
     m_name = name;
 }
 
+OdResult OdDbSymbolTableRecord::subErase(bool erasing)
+{
+    const OdResult result = OdDbObject::subErase(erasing);
+    if (result != kOdOk || erasing) {
+        return result;
+    }
+    const OdDbSymbolTablePtr table =
+        OdDbSymbolTable::cast(ownerId().openObject(OdDb::kForRead, /*openErased=*/true).get());
+    return !table.isNull() && table->has(m_name) ? kOdDuplicateName : kOdOk;
+}
+
 OdResult OdDbSymbolTableRecord::dwgInFields(OdDbDwgFiler* filer)
 {
     const OdResult result = OdDbObject::dwgInFields(filer);
@@ -128,6 +139,14 @@ OdDbSymbolTableIteratorPtr OdDbSymbolTable::newIterator() const
 
 void OdDbSymbolTable::ownedObjectErased(OdDbObjectId id, bool erasing)
 {
+    if (!erasing) {
+        // The record may have got another name while it was erased.
+        const OdDbSymbolTableRecordPtr record =
+            OdDbSymbolTableRecord::cast(id.openObject(OdDb::kForRead, /*openErased=*/true).get());
+        if (!record.isNull()) {
+            m_index.setErasedName(id, record->getName());
+        }
+    }
     m_index.setErased(id, erasing);
 }
 

@@ -22,6 +22,8 @@ public:
     ///         of the table has it.
     virtual void setName(OdString const& name);
 
+    /// Refuses (duplicate name) to bring the record back if its name has been taken since.
+    OdResult subErase(bool erasing) override;
     OdResult dwgInFields(OdDbDwgFiler* filer) override;
     void dwgOutFields(OdDbDwgFiler* filer) const override;
 
