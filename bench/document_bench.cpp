@@ -1,147 +1,173 @@
 // A drawing of many objects beside the same document in the peer, OCAF of Open CASCADE.
 //
 // Content: objects with a name of 12 characters, an integer, a real, eight reals and a reference to
-// a random other one. Sizes: 100 000 and 1 000 000 (2 000 with --brief). Every phase runs in a
-// process of its own, five times; medians are printed. Our saves are synced to disk, the peer's are
-// not; its load reads a warm cache, as ours does. All values are compared after each phase.
+// a random other one. Sizes: 100 000 and 1 000 000 (2 000 with --brief). Every phase runs in
+// processes of its own, after one that warms up; medians are printed. Our saves are synced to disk,
+// the peer's are not; its load reads a warm cache, as ours does. All values are compared after each
+// phase.
 
 #include "bench_util.h"
 #include "ocaf_document.h"
 #include "zem_document.h"
 
 #include <cstdio>
-#include <cstdlib>
+#include <exception>
+#include <stdexcept>
 #include <string>
 
 namespace {
 
+using bench::Figures;
+using bench::GoalKind;
+
 constexpr std::size_t kChanges = 10'000;
 constexpr double kMib = 1024.0 * 1024.0;
 
-OdString text(std::string const& path)
+OdString text(std::filesystem::path const& path)
 {
-    return OdString::fromUtf8(path);
+    return OdString::fromUtf8(path.string());
 }
 
 void requireRight(double wrong, char const* what)
 {
     if (wrong != 0.0) {
-        std::fprintf(stderr, "%s: %g values are wrong\n", what, wrong);
-        std::exit(2);
+        throw std::runtime_error(std::string(what) + ": values are wrong");
     }
 }
 
-struct Both
+/// Measures one size and enters its lines.
+class SizeRun
 {
-    MeasuredRun ours;
-    MeasuredRun peer;
+public:
+    SizeRun(std::size_t count, bench::BenchOptions const& options, bench::ComparisonReport& report)
+        : m_count(count), m_options(options), m_report(report)
+    {
+    }
+
+    void measure()
+    {
+        measureSave();
+        measureLoad();
+        measureOpen();
+        measureUndo();
+    }
+
+private:
+    Figures run(std::function<Figures()> const& work, int factor = 1) const
+    {
+        return bench::medianRun(m_options.runs * factor, !m_options.isBrief, work).figures;
+    }
+
+    void add(std::string const& what, char const* unit, double ours, double peer, GoalKind kind,
+             double goal)
+    {
+        m_report.add({what + ", " + std::to_string(m_count), unit, ours, peer, kind, goal});
+    }
+
+    void measureSave()
+    {
+        const Figures ours = run([this] {
+            const ZemSaveFigures save = zemSave(m_count, text(ourFile()));
+            return Figures{save.save, save.fileBytes, save.peakMib, save.saveTen, save.build};
+        });
+        const Figures peer = run([this] {
+            const bench::OcafSaveFigures save = bench::ocafSave(m_count, peerFile());
+            return Figures{save.saveSeconds, save.fileBytes, save.peakMib, save.buildSeconds};
+        });
+        add("build in memory", "s", ours[4], peer[3], GoalKind::kNone, 0.0);
+        add("save everything", "s", ours[0], peer[0], GoalKind::kAtMost, 1.0 / 3.0);
+        add("file", "MiB", ours[1] / kMib, peer[1] / kMib, GoalKind::kAtMost, 0.5);
+        add("peak memory, save", "MiB", ours[2], peer[2], GoalKind::kAtMost, 1.0);
+        add("save 10 changes : our whole save", "s", ours[3], ours[0], GoalKind::kAtMost, 0.01);
+    }
+
+    void measureLoad()
+    {
+        const Figures ours = run([this] {
+            const ZemLoadFigures load = zemLoad(m_count, text(ourFile()));
+            return Figures{load.touchAll, load.peakMib, load.lookupsPerSecond, load.opensPerSecond,
+                           load.wrong};
+        });
+        const Figures peer = run([this] {
+            const bench::OcafLoadFigures load = bench::ocafLoad(m_count, peerFile());
+            return Figures{load.loadSeconds, load.peakMib, load.lookupsPerSecond,
+                           load.attributesPerSecond, load.wrong};
+        });
+        requireRight(ours[4], "our load");
+        requireRight(peer[4], "the peer's load");
+        m_peerLoad = peer[0];
+        add("touch every object after opening", "s", ours[0], peer[0], GoalKind::kAtMost,
+            1.0 / 3.0);
+        add("peak memory, load", "MiB", ours[1], peer[1], GoalKind::kAtMost, 1.0);
+        add("handle to one property, at random", "1/s", ours[2], peer[2], GoalKind::kAtLeast, 2.5);
+        add("id in hand to one property, at random", "1/s", ours[3], peer[3], GoalKind::kNone, 0.0);
+    }
+
+    void measureOpen()
+    {
+        constexpr std::size_t kSmall = 1000;
+        const std::filesystem::path small = m_folder.path() / "small.zdw";
+        (void)bench::runInChild([&] { return Figures{zemSave(kSmall, text(small)).save}; });
+        const double ours = run([this] { return Figures{zemOpenOnly(text(ourFile()))}; }, 5)[0];
+        const double ofSmall = run([&] { return Figures{zemOpenOnly(text(small))}; }, 5)[0];
+        add("open, touching nothing : its load", "s", ours, m_peerLoad, GoalKind::kAtMost, 0.01);
+        add("open, touching nothing : our open of 1000", "s", ours, ofSmall, GoalKind::kAtMost,
+            2.0);
+    }
+
+    void measureUndo()
+    {
+        const std::size_t changes = m_options.isBrief ? 100 : kChanges;
+        const Figures ours = run([&] {
+            const ZemUndoFigures undo = zemUndo(m_count, changes);
+            return Figures{undo.commitsPerSecond, undo.undosPerSecond, undo.redosPerSecond,
+                           undo.wrong};
+        });
+        const Figures peer = run([&] {
+            const bench::OcafUndoFigures undo = bench::ocafUndo(m_count, changes);
+            return Figures{undo.commitsPerSecond, undo.undosPerSecond, undo.redosPerSecond,
+                           undo.wrong};
+        });
+        requireRight(ours[3], "our undo");
+        requireRight(peer[3], "the peer's undo");
+        add("commit of one change", "1/s", ours[0], peer[0], GoalKind::kAtLeast, 3.0);
+        add("undo", "1/s", ours[1], peer[1], GoalKind::kAtLeast, 3.0);
+        add("redo", "1/s", ours[2], peer[2], GoalKind::kAtLeast, 3.0);
+    }
+
+    std::filesystem::path ourFile() const { return m_folder.path() / "ours.zdw"; }
+    std::filesystem::path peerFile() const { return m_folder.path() / "peer.cbf"; }
+
+    std::size_t m_count;
+    bench::BenchOptions const& m_options;
+    bench::ComparisonReport& m_report;
+    bench::BenchFolder m_folder;
+    double m_peerLoad = 0.0;
 };
 
-Both measureSave(std::size_t count, std::size_t repeats, BenchFolder const& folder)
+std::vector<std::size_t> sizes(bench::BenchOptions const& options)
 {
-    Both runs;
-    runs.ours = medianOfRuns("our save", repeats, [&] {
-        const ZemSaveFigures figures = zemSave(count, text(folder.file("ours.zdw")));
-        return Figures{figures.save, figures.fileBytes, figures.saveTen, figures.build};
-    });
-    runs.peer = medianOfRuns("peer's save", repeats, [&] {
-        const OcafSaveFigures figures = ocafSave(count, folder.file("peer.cbf"));
-        return Figures{figures.save, figures.fileBytes, figures.build};
-    });
-    return runs;
-}
-
-Both measureLoad(std::size_t count, std::size_t repeats, BenchFolder const& folder)
-{
-    Both runs;
-    runs.ours = medianOfRuns("our load", repeats, [&] {
-        const ZemLoadFigures figures = zemLoad(count, text(folder.file("ours.zdw")));
-        return Figures{figures.touchAll, figures.lookupsPerSecond, figures.opensPerSecond,
-                       figures.wrong};
-    });
-    runs.peer = medianOfRuns("peer's load", repeats, [&] {
-        const OcafLoadFigures figures = ocafLoad(count, folder.file("peer.cbf"));
-        return Figures{figures.load, figures.lookupsPerSecond, figures.readsPerSecond,
-                       figures.wrong};
-    });
-    requireRight(runs.ours.figures[3], "our load");
-    requireRight(runs.peer.figures[3], "the peer's load");
-    return runs;
-}
-
-Both measureUndo(std::size_t count, std::size_t changes, std::size_t repeats)
-{
-    Both runs;
-    runs.ours = medianOfRuns("our undo", repeats, [&] {
-        const ZemUndoFigures figures = zemUndo(count, changes);
-        return Figures{figures.commitsPerSecond, figures.undosPerSecond, figures.redosPerSecond,
-                       figures.wrong};
-    });
-    runs.peer = medianOfRuns("peer's undo", repeats, [&] {
-        const OcafUndoFigures figures = ocafUndo(count, changes);
-        return Figures{figures.commitsPerSecond, figures.undosPerSecond, figures.redosPerSecond,
-                       figures.wrong};
-    });
-    requireRight(runs.ours.figures[3], "our undo");
-    requireRight(runs.peer.figures[3], "the peer's undo");
-    return runs;
-}
-
-double measureOpen(std::size_t repeats, std::string const& path)
-{
-    return medianOfRuns("open", repeats, [&] { return Figures{zemOpenOnly(text(path))}; })
-        .figures[0];
-}
-
-void runSize(std::size_t count, BenchOptions const& options)
-{
-    const BenchFolder folder;
-    const std::size_t repeats = options.repeats();
-    const Both save = measureSave(count, repeats, folder);
-    const Both load = measureLoad(count, repeats, folder);
-    const Both undo = measureUndo(count, options.brief ? 100 : kChanges, repeats);
-    const double open = measureOpen(repeats * 3, folder.file("ours.zdw"));
-    (void)runInChild([&] { return Figures{zemSave(1000, text(folder.file("small.zdw"))).save}; });
-    const double openSmall = measureOpen(repeats * 3, folder.file("small.zdw"));
-
-    RatioTable table("drawing of " + std::to_string(count) + " objects beside the peer");
-    table.addAtMost("save everything", "s", save.ours.figures[0], save.peer.figures[0], 1.0 / 3.0);
-    table.addAtMost("touch every object after opening", "s", load.ours.figures[0],
-                    load.peer.figures[0], 1.0 / 3.0);
-    table.addAtMost("file", "MiB", save.ours.figures[1] / kMib, save.peer.figures[1] / kMib, 0.5);
-    table.addAtMost("peak memory, build and save", "MiB", save.ours.peakMib, save.peer.peakMib,
-                    1.0);
-    table.addAtMost("peak memory, load", "MiB", load.ours.peakMib, load.peer.peakMib, 1.0);
-    table.addAtMost("open, touching nothing, beside its load", "s", open, load.peer.figures[0],
-                    0.01);
-    table.addAtMost("open, beside opening 1000 objects", "s", open, openSmall, 2.0);
-    table.addAtMost("save 10 changes, beside our whole save", "s", save.ours.figures[2],
-                    save.ours.figures[0], 0.01);
-    table.addAtLeast("handle to one property, at random", "/s", load.ours.figures[1],
-                     load.peer.figures[1], 2.5);
-    table.add("id in hand to one property, at random", "/s", load.ours.figures[2],
-              load.peer.figures[2]);
-    table.addAtLeast("commit of one change", "/s", undo.ours.figures[0], undo.peer.figures[0], 3.0);
-    table.addAtLeast("undo", "/s", undo.ours.figures[1], undo.peer.figures[1], 3.0);
-    table.addAtLeast("redo", "/s", undo.ours.figures[2], undo.peer.figures[2], 3.0);
-    table.add("build", "s", save.ours.figures[3], save.peer.figures[2]);
-    table.print(options);
+    if (!options.counts.empty()) {
+        return options.counts;
+    }
+    return options.isBrief ? std::vector<std::size_t>{2'000}
+                           : std::vector<std::size_t>{100'000, 1'000'000};
 }
 
 }  // namespace
 
 int main(int argc, char** argv)
 {
-    const BenchOptions options = readOptions(argc, argv);
-    if (options.count != 0) {
-        runSize(options.count, options);
+    try {
+        const bench::BenchOptions options = bench::parseBenchOptions(argc, argv);
+        bench::ComparisonReport report("a drawing beside the same document in the peer", "OCAF");
+        for (std::size_t count : sizes(options)) {
+            SizeRun(count, options, report).measure();
+        }
+        bench::finishReport(report, options);
         return 0;
+    } catch (std::exception const& error) {
+        std::fprintf(stderr, "document_bench: %s\n", error.what());
+        return 2;
     }
-    if (options.brief) {
-        runSize(2000, options);
-        return 0;
-    }
-    runSize(100'000, options);
-    runSize(1'000'000, options);
-    return 0;
 }

@@ -4,11 +4,10 @@
 #include "store/od_db_drawing.h"
 
 #include "bench_object.h"
+#include "bench_util.h"
+#include "document_content.h"
 
-#include <chrono>
-#include <cstdio>
 #include <filesystem>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -16,15 +15,11 @@ namespace {
 
 constexpr std::size_t kLookups = 1'000'000;
 
-class Stopwatch
-{
-public:
-    double seconds() const { return std::chrono::duration<double>(Clock::now() - m_start).count(); }
-
-private:
-    using Clock = std::chrono::steady_clock;
-    Clock::time_point m_start = Clock::now();
-};
+using bench::contentOf;
+using bench::ObjectContent;
+using bench::randomIndices;
+using bench::realOf;
+using bench::Stopwatch;
 
 /// The platform with the benchmark's class.
 class Session
@@ -39,67 +34,33 @@ private:
     OdDbPlatform m_platform;
 };
 
-OdString nameOf(std::size_t index)
-{
-    char text[32];
-    const int length = std::snprintf(text, sizeof text, "obj_%08zu", index);
-    return OdString::fromUtf8(text, static_cast<std::size_t>(length));
-}
-
-double realOf(std::size_t index)
-{
-    return static_cast<double>(index) * 0.25 + 1.0;
-}
-
-std::array<double, 8> realsOf(std::size_t index)
-{
-    std::array<double, 8> reals{};
-    for (std::size_t k = 0; k < reals.size(); ++k) {
-        reals[k] = static_cast<double>(index) + static_cast<double>(k + 1) * 0.125;
-    }
-    return reals;
-}
-
-/// A fixed choice that looks random.
-std::size_t referenceOf(std::size_t index, std::size_t count)
-{
-    return (index * 2654435761ULL + 12345) % count;
-}
-
-std::vector<std::size_t> randomIndices(std::size_t howMany, std::size_t count)
-{
-    std::mt19937 random(7);
-    std::vector<std::size_t> indices(howMany);
-    for (std::size_t& index : indices) {
-        index = random() % count;
-    }
-    return indices;
-}
-
 std::vector<OdDbObjectId> fill(OdDbDatabase& db, std::size_t count)
 {
     const OdDbObjectId owner = db.getNamedObjectsDictionaryId();
     std::vector<OdDbObjectId> ids(count);
     for (std::size_t index = 0; index < count; ++index) {
+        const ObjectContent content = contentOf(index, count);
         const BenchObjectPtr object = odrxMake<BenchObject>();
-        object->setName(nameOf(index));
-        object->setNumber(static_cast<std::int32_t>(index));
-        object->setReal(realOf(index));
-        object->setReals(realsOf(index));
+        object->setName(OdString::fromUtf8(content.name));
+        object->setNumber(content.integer);
+        object->setReal(content.real);
+        object->setReals(content.reals);
         ids[index] = db.addOdDbObject(object.get(), owner);
     }
     for (std::size_t index = 0; index < count; ++index) {
         const BenchObjectPtr object = ids[index].openObject(OdDb::kForWrite);
-        object->setReference(ids[referenceOf(index, count)]);
+        object->setReference(ids[contentOf(index, count).reference]);
     }
     return ids;
 }
 
-bool isRight(BenchObject const& object, std::size_t index, OdDbObjectId reference)
+bool isRight(std::vector<OdDbObjectId> const& ids, std::size_t index)
 {
-    return object.name() == nameOf(index) && object.number() == static_cast<std::int32_t>(index) &&
-           object.real() == realOf(index) && object.reals() == realsOf(index) &&
-           object.reference() == reference;
+    const ObjectContent content = contentOf(index, ids.size());
+    const BenchObjectPtr object = ids[index].openObject();
+    return object->name() == OdString::fromUtf8(content.name) &&
+           object->number() == content.integer && object->real() == content.real &&
+           object->reals() == content.reals && object->reference() == ids[content.reference];
 }
 
 /// The objects are the only ones of the file with handles from here on.
@@ -153,6 +114,8 @@ ZemSaveFigures zemSave(std::size_t count, OdString const& path)
     figures.save = watch.seconds();
     figures.fileBytes = static_cast<double>(std::filesystem::file_size(std::string(path.utf8())));
 
+    figures.peakMib = bench::peakResidentMib();
+
     // The same value again, so that the file holds what a reader expects.
     for (std::size_t index : randomIndices(10, count)) {
         const BenchObjectPtr object = ids[index].openObject(OdDb::kForWrite);
@@ -180,9 +143,9 @@ ZemLoadFigures zemLoad(std::size_t count, OdString const& path)
         figures.wrong += ids[index].openObject().isNull() ? 1.0 : 0.0;
     }
     figures.touchAll = watch.seconds();
+    figures.peakMib = bench::peakResidentMib();
     for (std::size_t index = 0; index < count; ++index) {
-        const BenchObjectPtr object = ids[index].openObject();
-        figures.wrong += isRight(*object, index, ids[referenceOf(index, count)]) ? 0.0 : 1.0;
+        figures.wrong += isRight(ids, index) ? 0.0 : 1.0;
     }
     const std::vector<std::size_t> indices = randomIndices(kLookups, count);
     figures.lookupsPerSecond = readsPerSecond(

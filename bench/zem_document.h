@@ -14,6 +14,7 @@ struct ZemSaveFigures
     double save = 0.0;     ///< synced to disk
     double saveTen = 0.0;  ///< again, after a change of ten objects
     double fileBytes = 0.0;
+    double peakMib = 0.0;  ///< resident memory of the process when it has saved
 };
 
 /// Times of opening a drawing and of reading it.
@@ -21,6 +22,7 @@ struct ZemLoadFigures
 {
     double open = 0.0;
     double touchAll = 0.0;        ///< opening each object once, in order of handles
+    double peakMib = 0.0;         ///< resident memory of the process after that
     double lookupsPerSecond = 0;  ///< handle to id to open object to one property, at random
     double opensPerSecond = 0;    ///< the same with the id in hand
     double wrong = 0.0;           ///< objects whose values aren't those that were saved
