@@ -19,7 +19,9 @@ LAYER_FOLDERS = {
     **{name: f"platform/{name}" for name in PLATFORM},
     "zem_utils": "zem_utils",
     "kernel": "host/kernel",
+    "protocol": "host/protocol",
     "extensions": "host/extensions",
+    "importer": "host/importer",
     "cli": "host/cli",
 }
 
@@ -33,14 +35,17 @@ ALLOWED = {
     **{f"platform/{name}": PLATFORM[:i] for i, name in enumerate(PLATFORM)},
     "zem_utils": ["root"],
     MODULE_FOLDER: ["root", "ge", "gi", "db", "assoc", "zem_utils"],
-    "host/kernel": PLATFORM,
-    "host/extensions": PLATFORM + ["zem_utils", MODULE, "kernel"],
-    "host/cli": PLATFORM + ["zem_utils", "kernel"],
+    "host/kernel": [],
+    "host/protocol": PLATFORM,
+    "host/extensions": PLATFORM + ["zem_utils", MODULE, "kernel", "protocol"],
+    "host/importer": PLATFORM + ["kernel", "protocol"],
+    "host/cli": PLATFORM + ["zem_utils", "protocol"],
     **{f"tests/{name}": PLATFORM[: i + 1] for i, name in enumerate(PLATFORM)},
     "tests/zem_utils": ["root", "zem_utils"],
     "tests/zem_db": PLATFORM + ["zem_utils", MODULE],
     "tests/module": PLATFORM,
-    "tests/host": PLATFORM + ["kernel", "cli"],
+    "tests/host": PLATFORM + ["kernel", "protocol", "cli"],
+    "tests/kernel": ["kernel"],
     "tests/support": PLATFORM,
     "bench": PLATFORM + ["zem_utils", MODULE],
     "fuzz": PLATFORM + ["zem_utils", MODULE, "kernel"],
@@ -50,10 +55,10 @@ ALLOWED = {
 # Third-party headers, by what their names look like, and the folders that may include them.
 THIRD_PARTY = [
     (r"sqlite3\.h|zlib\.h", ["platform/store", "tests/store", "tests/host", "bench"]),
-    (r"CLI/.*|nlohmann/.*", ["host/cli", "host/extensions", "tests/host"]),
+    (r"CLI/.*|nlohmann/.*", ["host/protocol", "host/cli", "host/extensions", "tests/host"]),
     (r"benchmark/.*", ["bench"]),
     (r"gtest/.*|gmock/.*|rapidcheck.*", ["tests"]),
-    (r".*\.hxx", ["host/kernel", "host/extensions", "tests/host", "bench"]),
+    (r".*\.hxx", ["host/kernel", "host/extensions", "tests/kernel", "tests/host", "bench"]),
 ]
 
 INCLUDE = re.compile(r'^\s*#\s*include\s*(["<])([^">]+)[">]')

@@ -1,0 +1,65 @@
+// Drawings as commands use them: opened by path, with failures told to the user.
+
+#pragma once
+
+#include "cli/host_session.h"
+#include "db/od_db_database.h"
+#include "store/od_db_drawing.h"
+
+#include <functional>
+#include <string>
+
+namespace zemhost {
+
+/// What goes on while a drawing is saved or a part imported, on one line of a terminal.
+///
+/// Writes to standard error, and only if that is a terminal; the line is gone when the object is.
+class ProgressLine
+{
+public:
+    explicit ProgressLine(std::string title);
+    ProgressLine(ProgressLine const&) = delete;
+    ProgressLine& operator=(ProgressLine const&) = delete;
+    ~ProgressLine();
+
+    /// \param fraction  0 to 1.
+    void show(double fraction, std::string const& step);
+
+private:
+    std::string m_title;
+    bool m_isTerminal;
+    int m_lastPercent = -1;
+};
+
+/// \throws HostError (file) with what is wrong and what can be done.
+OdDbDatabasePtr openDrawing(HostSession& session, std::string const& path,
+                            OdDbOpenDrawingMode mode);
+
+/// Saves into the drawing's own file. \throws HostError (file).
+void saveDrawing(OdDbDatabase& database);
+
+/// Saves into another file, which may be there. \throws HostError (file).
+void saveDrawingAs(OdDbDatabase& database, std::string const& path, int dwgVersion);
+
+/// The object of a handle in hexadecimal.
+///
+/// \throws HostError (usage) for text that is no handle, (findings) if the drawing has no such object
+///         or it can't be read.
+OdDbObjectPtr openByHandle(OdDbDatabase& database, std::string const& handle, OdDb::OpenMode mode);
+
+/// Why an object of the drawing could not be opened.
+std::string damageOf(OdDbDatabase& database, OdDbHandle handle);
+
+/// Walks the handles of all objects in ascending order; loads none.
+void forEachHandle(OdDbDatabase const& database, std::function<void(OdDbHandle)> const& visit);
+
+/// The name of an object's class, for a proxy that of the class it stands for.
+std::string classNameOf(OdDbObject const& object);
+
+/// Runs an operation on a drawing. \throws HostError for each OdError out of it.
+void guardDrawing(std::function<void()> const& operation);
+
+/// Length of a file in bytes; 0 if it can't be told.
+std::uint64_t fileSize(std::string const& path);
+
+}  // namespace zemhost
