@@ -156,8 +156,8 @@ private:
 // ---------------------------------------------------------------------------------------------
 // Saving
 
-/// Removes what a crash may have left beside a drawing that is gone or past reading: SQLite would
-/// take it for a part of the new one.
+/// Removes what a crash may have left beside a drawing: SQLite would take it for a part of the new
+/// one. What belonged to a drawing that can be read was used up when it was locked.
 void removeOldJournals(Place const& place)
 {
     bool isAnyRemoved = false;
@@ -298,9 +298,7 @@ void odDbSaveDrawingAs(OdDbDatabase& database, OdString const& path, int dwgVers
     }
     OdDbDrawingStore* const source = OdDbDrawingStore::of(database);
     std::unique_ptr<OdDbDrawingFile> old = lockOld(place, source);
-    if (old == nullptr && !isOwnFile(place, source)) {
-        removeOldJournals(place);
-    }
+    removeOldJournals(place);
     removeStaleFiles(folder);
     TemporaryFile temporary(folder);
     writeNewFile(database, source, temporary.path(), place, dwgVersion, progress);

@@ -1,0 +1,40 @@
+// A file layer under drawings in which every step on disk can be made to fail.
+
+#pragma once
+
+#include "store/od_db_file_operations.h"
+
+#include <cstdint>
+
+/// What happens at the step that fails.
+enum class FaultKind
+{
+    kNone,
+    kOnce,      ///< this step fails, the following ones succeed
+    kFromThere, ///< this step fails, and so do all that follow
+    kDiskFull,  ///< as `kFromThere` for writes alone, with the code for a full disk
+    kKill,      ///< a write is done by half, then the process dies
+    kPowerCut   ///< as `kKill`, and what wasn't synced is gone from the files
+};
+
+/// Counts the steps that change something on disk: writes, syncs, truncations, removals and makings
+/// of files, renames and syncs of folders. Installs itself for its life.
+class FailingFileLayer : public OdDbFileOperations
+{
+public:
+    FailingFileLayer();
+    FailingFileLayer(FailingFileLayer const&) = delete;
+    FailingFileLayer& operator=(FailingFileLayer const&) = delete;
+    ~FailingFileLayer() override;
+
+    /// Makes the `step`-th step from now on fail, counting from 1.
+    void failAt(std::int64_t step, FaultKind kind);
+    /// Whether the step was reached.
+    bool hasFailed() const noexcept;
+
+    std::error_code renameFile(std::filesystem::path const& from,
+                               std::filesystem::path const& to) override;
+    std::error_code syncFolder(std::filesystem::path const& folder) override;
+    std::error_code removeFile(std::filesystem::path const& file) override;
+    char const* fileLayerName() const override;
+};
