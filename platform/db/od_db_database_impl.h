@@ -36,7 +36,7 @@ public:
     static void sendOpenedForModify(OdDbObject& object);
     /// Calls one notice on each reactor, from a copy of the list.
     template <class Notice>
-    static void sendRound(OdDbObject& object, Notice const& notice);
+    static void sendRound(OdDbObject& object, Notice const& notice, bool loadsReactors = true);
     static void endNotify(OdDbObject& reactor);
     /// Keeps references that come and go while a database is destroyed from destroying it again.
     static void pin(OdDbObject& object) noexcept { object.m_refs += 1U << 24; }

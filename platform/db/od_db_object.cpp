@@ -385,7 +385,7 @@ void runReporting(Part const& part)
 }  // namespace
 
 template <class Notice>
-void OdDbObjectAccess::sendRound(OdDbObject& object, Notice const& notice)
+void OdDbObjectAccess::sendRound(OdDbObject& object, Notice const& notice, bool loadsReactors)
 {
     if (object.m_extras == nullptr || object.m_extras->reactors.isEmpty()) {
         return;
@@ -397,6 +397,9 @@ void OdDbObjectAccess::sendRound(OdDbObject& object, Notice const& notice)
     for (OdDbObjectId id : snapshot) {
         if (!object.hasPersistentReactorUnchecked(id)) {
             continue;  // an earlier reactor of the round has taken it out
+        }
+        if (!loadsReactors && !id.isResident()) {
+            continue;
         }
         runReporting([&] {
             const OdDbObjectPtr reactor = id.openObject(OdDb::kForNotify);
@@ -439,8 +442,10 @@ void OdDbObjectAccess::sendErased(OdDbObject& object, bool erasing)
 
 void OdDbObjectAccess::sendGoodbye(OdDbObject& object)
 {
-    sendRound(object,
-              [](OdDbObject& reactor, OdDbObject const& leaving) { reactor.goodbye(&leaving); });
+    // A drawing that is closed loads nothing for it.
+    sendRound(
+        object, [](OdDbObject& reactor, OdDbObject const& leaving) { reactor.goodbye(&leaving); },
+        /*loadsReactors=*/false);
 }
 
 void OdDbObjectAccess::sendModified(OdDbObject& object)

@@ -311,11 +311,11 @@ DatabaseTest::DatabaseTest() : m_db(OdDbDatabase::createObject()) {}
 
 void DatabaseTest::TearDown()
 {
-    m_db.release();
-    EXPECT_EQ(m_asserts.take(), std::vector<std::string>());
     TestBag::s_readResult = kOdOk;
     TestBag::s_readError = kOdOk;
     TestBag::s_onRead = nullptr;
+    m_db.release();
+    EXPECT_EQ(m_asserts.take(), std::vector<std::string>());
 }
 
 OdDbObjectId DatabaseTest::addBag(std::int32_t number, OdDbObjectId owner)
