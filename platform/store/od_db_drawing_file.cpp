@@ -451,6 +451,19 @@ void OdDbDrawingFile::checkUnchanged()
     m_dataVersion = version;
 }
 
+// Nothing was written, so it doesn't matter how the transaction ends; after an error in a damaged
+// file it may refuse to be committed.
+void OdDbDrawingFile::endReading() noexcept
+{
+    try {
+        if (!m_connection.isIdle()) {
+            OdDbSqliteQuery(m_statements->commit).run();
+        }
+    } catch (...) {
+        (void)m_connection.tryRun("ROLLBACK");
+    }
+}
+
 // Runs `read` in a transaction of its own, so that what it reads belongs together; with the lock
 // there is one already.
 template <class Read>
@@ -463,12 +476,10 @@ auto OdDbDrawingFile::reading(Read const& read)
     try {
         auto result = read();
         checkUnchanged();
-        OdDbSqliteQuery(m_statements->commit).run();
+        endReading();
         return result;
     } catch (...) {
-        if (!m_connection.isIdle()) {
-            (void)m_connection.tryRun("ROLLBACK");
-        }
+        endReading();
         throw;
     }
 }

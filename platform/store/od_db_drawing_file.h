@@ -166,6 +166,7 @@ private:
     int takeLock() noexcept;
     void noteIdentity();
     void checkUnchanged();
+    void endReading() noexcept;
     void checkPlace();
     std::int64_t dataVersion();
     void countRows(char const* table, std::uint64_t expected, OdDbSqliteStatement& statement,

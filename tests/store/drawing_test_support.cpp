@@ -91,8 +91,15 @@ std::string readFile(std::filesystem::path const& path)
 
 void writeFile(std::filesystem::path const& path, std::string const& bytes)
 {
-    std::ofstream stream(path, std::ios::binary | std::ios::trunc);
-    stream.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    // Emptying a file that is written again makes some file systems wait for the disk.
+    { std::ofstream(path, std::ios::binary | std::ios::app); }
+    {
+        std::fstream stream(path, std::ios::binary | std::ios::in | std::ios::out);
+        stream.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    }
+    if (std::filesystem::file_size(path) != bytes.size()) {
+        std::filesystem::resize_file(path, bytes.size());
+    }
 }
 
 OdDbObjectId addPart(OdDbDatabase& database, int seed, OdDbObjectId other, std::size_t blobBytes)
