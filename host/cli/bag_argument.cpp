@@ -3,10 +3,10 @@
 #include "protocol/host_error.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <fstream>
 #include <iostream>
-#include <iterator>
 #include <set>
 
 namespace zemhost {
@@ -63,14 +63,24 @@ BagJson idFromWord(std::string const& word)
     return id;
 }
 
+/// Reads a stream to its end; a failure on the way, as with a folder, leaves it bad.
+std::string readAll(std::istream& stream)
+{
+    std::string bytes;
+    std::array<char, 1 << 16> buffer{};
+    while (stream.read(buffer.data(), buffer.size()) || stream.gcount() != 0) {
+        bytes.append(buffer.data(), static_cast<std::size_t>(stream.gcount()));
+    }
+    return bytes;
+}
+
 std::string readAll(std::string const& path)
 {
     if (path == "-") {
-        return std::string(std::istreambuf_iterator<char>(std::cin), {});
+        return readAll(std::cin);
     }
     std::ifstream file(path, std::ios::binary);
-    std::string bytes(std::istreambuf_iterator<char>(file), {});
-    // Opening a folder succeeds, only reading from it fails.
+    std::string bytes = file.is_open() ? readAll(file) : std::string();
     if (!file.is_open() || file.bad()) {
         throw HostError(ExitCode::kFile, path, "can't be read", "check the path and its rights");
     }
