@@ -25,7 +25,9 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     target_compile_options(zem_warnings INTERFACE
         -Wduplicated-cond -Wlogical-op -Wsuggest-override
         # g++ 12 sees overlaps of 2^63 bytes in plain concatenations of std::string.
-        -Wno-restrict)
+        -Wno-restrict
+        # Under sanitizers it takes members of std::regex for uninitialized.
+        $<$<BOOL:${ZEM_SANITIZE}>:-Wno-maybe-uninitialized>)
 else()
     target_compile_options(zem_warnings INTERFACE
         -Winconsistent-missing-override -Wheader-hygiene -Wloop-analysis -Wthread-safety)
