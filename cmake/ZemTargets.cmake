@@ -134,6 +134,10 @@ function(zem_add_tests folder)
     target_link_libraries(${target} PRIVATE ${uses} ${arg_LIBRARIES} zem_warnings
         GTest::gtest GTest::gmock GTest::gtest_main rapidcheck)
     zem_use_sanitizer_options(${target})
+    if(ZEM_SANITIZE)
+        # Optimizing instrumented tests takes longer than running them as they are.
+        target_compile_options(${target} PRIVATE -O0)
+    endif()
     zem_existing(needs ${arg_NEEDS})
     if(needs)
         add_dependencies(${target} ${needs})
