@@ -457,8 +457,52 @@ void OdDbObjectAccess::sendModified(OdDbObject& object)
     object.sendPeriodNotices(state);
 }
 
+namespace {
+
+/// Counts the rounds of notices that are under way one inside the other on this thread.
+///
+/// Objects that change whenever they are told of one another's changes would nest without end. At a
+/// depth that no sensible reactors reach, notices stop until the outermost round is over: that is
+/// reported and loses notices, where going on would end the process.
+class RoundDepth
+{
+public:
+    RoundDepth() { ++s_depth; }
+    RoundDepth(RoundDepth const&) = delete;
+    RoundDepth& operator=(RoundDepth const&) = delete;
+    ~RoundDepth()
+    {
+        if (--s_depth == 0) {
+            s_isRunaway = false;
+        }
+    }
+    bool mayGoOn() const
+    {
+        if (s_depth > kDeepest && !s_isRunaway) {
+            s_isRunaway = true;
+            odReportAssert("notices come to an end", "objects react to one another without end",
+                           __FILE__, __LINE__);
+        }
+        return !s_isRunaway;
+    }
+
+private:
+    static constexpr int kDeepest = 1000;
+    static thread_local int s_depth;
+    static thread_local bool s_isRunaway;
+};
+
+thread_local int RoundDepth::s_depth = 0;
+thread_local bool RoundDepth::s_isRunaway = false;
+
+}  // namespace
+
 void OdDbObject::sendPeriodNotices(std::uint16_t state)
 {
+    const RoundDepth depth;
+    if (!depth.mayGoOn()) {
+        return;
+    }
     const OdDbDatabasePtr keptAlive(database());
     OdDbObjectAccess::sendRound(
         *this, [](OdDbObject& reactor, OdDbObject const& changed) { reactor.modified(&changed); });

@@ -29,7 +29,7 @@ using OdResBufPtr = OdSmartPtr<OdResBuf>;
 /// once to its persistent reactors, then `modifiedGraphics` if its graphics changed, then
 /// `objectClosed`. The object still answers readers then and may be opened again, which is a new
 /// period with a notice of its own. An exception out of a notice is reported through the assertion
-/// sink and goes no further.
+/// sink and goes no further, and so are notices that nest without end.
 ///
 /// **Outside a database** (fresh, copied, or read from a blob) an object may be read and changed
 /// freely; nothing is recorded and nobody is told.

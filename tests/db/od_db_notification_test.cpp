@@ -174,6 +174,33 @@ TEST_F(Notices, AreDeliveredHoweverDeepTheyNest)
     EXPECT_FALSE(resident(m_bag).isReadEnabled());
 }
 
+TEST_F(Notices, ThatNestWithoutEndAreStoppedAndReported)
+{
+    std::vector<OdDbObjectId> ring;
+    int told = 0;
+    for (int index = 0; index < 4; ++index) {
+        ring.push_back(addReactor());
+        reactor(ring.back()).onNotice = [&](TestReactor& self, NoticeKind kind, OdDbObject const&) {
+            if (kind == NoticeKind::kModified) {
+                ++told;
+                self.setNumber(0);
+            }
+        };
+    }
+    for (OdDbObjectId from : ring) {
+        for (OdDbObjectId to : ring) {
+            watch(from, to);
+        }
+    }
+    setNumberOf(ring.front(), 1);
+
+    EXPECT_EQ(m_asserts.take(), (Journal{"objects react to one another without end"}));
+    EXPECT_GT(told, 100);
+    EXPECT_LT(told, 10000);
+    setNumberOf(m_bag, 5);
+    EXPECT_EQ(modified(), 1);
+}
+
 TEST_F(Notices, ComeInTheOrderOfTheListRoundByRound)
 {
     const OdDbObjectId block = m_db->getModelSpaceId();
