@@ -25,9 +25,11 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     target_compile_options(zem_warnings INTERFACE
         -Wduplicated-cond -Wlogical-op -Wsuggest-override
         # g++ 12 sees overlaps of 2^63 bytes in plain concatenations of std::string.
-        -Wno-restrict
+        -Wno-restrict)
+    if(ZEM_SANITIZE)
         # Under sanitizers it takes members of std::regex for uninitialized.
-        $<$<BOOL:${ZEM_SANITIZE}>:-Wno-maybe-uninitialized>)
+        target_compile_options(zem_warnings INTERFACE -Wno-maybe-uninitialized)
+    endif()
 else()
     target_compile_options(zem_warnings INTERFACE
         -Winconsistent-missing-override -Wheader-hygiene -Wloop-analysis -Wthread-safety)
