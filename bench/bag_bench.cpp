@@ -1,15 +1,15 @@
 // Flattening and reading property bags, beside a raw copy of the same bytes.
 //
 // Four bags: a small one as an object of a drawing has, the same bound to members, one of 1000
-// entries of all scalar types, and one of long arrays. Flattening takes a bag to the bytes in a flat
-// stream, reading takes them to an empty bag. The copy is a memcpy between two buffers that are warm.
-// Blocks are counted at malloc, so every allocation of every library is seen.
+// entries of all scalar types, and one of long arrays. Flattening takes a bag to the bytes in a
+// flat stream, reading takes them to an empty bag. The copy is a memcpy between two buffers that
+// are warm. Blocks are counted at malloc, so every allocation of every library is seen.
+
+#include "db/od_db_platform.h"
 
 #include "bench_util.h"
 #include "zem_flat_filer.h"
 #include "zem_properties.h"
-
-#include "db/od_db_platform.h"
 
 #include <time.h>
 
@@ -180,8 +180,8 @@ std::vector<char> flatten(ZemProperties const& bag)
     return filer.getBinaryData();
 }
 
-void measure(bench::ComparisonReport& report, bench::BenchOptions const& options,
-             char const* what, std::function<std::unique_ptr<Content>()> const& make)
+void measure(bench::ComparisonReport& report, bench::BenchOptions const& options, char const* what,
+             std::function<std::unique_ptr<Content>()> const& make)
 {
     const std::unique_ptr<Content> source = make();
     const std::vector<char> data = flatten(source->bag);
@@ -206,8 +206,7 @@ void measure(bench::ComparisonReport& report, bench::BenchOptions const& options
     require(flatten(target->bag) == data, what);
 
     const double megabytes = static_cast<double>(data.size()) / 1e6;
-    const auto entries = static_cast<double>(
-        std::distance(source->bag.begin(), source->bag.end()));
+    const auto entries = static_cast<double>(std::distance(source->bag.begin(), source->bag.end()));
     const double copySpeed = megabytes / secondsPerCall(options, copyOnce);
     const double flattenSeconds = secondsPerCall(options, flattenOnce);
     const double readSeconds = secondsPerCall(options, readOnce);
@@ -220,7 +219,8 @@ void measure(bench::ComparisonReport& report, bench::BenchOptions const& options
                 1e9 * megabytes / copySpeed / entries});
     report.add({prefix + "read an entry", "ns", 1e9 * readSeconds / entries,
                 1e9 * megabytes / copySpeed / entries});
-    report.add({prefix + "blocks to flatten an entry", "", blocksPerCall(flattenOnce) / entries, 0});
+    report.add(
+        {prefix + "blocks to flatten an entry", "", blocksPerCall(flattenOnce) / entries, 0});
     report.add({prefix + "blocks to read an entry", "", blocksPerCall(readOnce) / entries, 0});
 }
 

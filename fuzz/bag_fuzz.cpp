@@ -3,12 +3,12 @@
 //
 // Input: a byte of config bits, a byte with the version, then the stream.
 
-#include "zem_flat_filer.h"
-#include "zem_properties.h"
-
 #include "db/od_db_platform.h"
 #include "root/od_assert.h"
 #include "root/od_error.h"
+
+#include "zem_flat_filer.h"
+#include "zem_properties.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -81,8 +81,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const int config = data[0] & (kZemPropsDropErasedIds | kZemPropsOmitDefaults);
     const int version = data[1];
     Holder first(config, version);
-    const bool isRead =
-        read(first, std::vector<char>(data + kHeaderBytes, data + size));
+    const bool isRead = read(first, std::vector<char>(data + kHeaderBytes, data + size));
     const std::vector<char> written = write(first);
     if (!isRead) {
         return 0;

@@ -1,15 +1,15 @@
 // Reads and writes fields at any place of a flat stream, in any order, then carries the stream
 // through extended-data records.
 //
-// Input: a byte whose low bit chooses a stream over the bytes or one that grows and whose rest is the
-// number of operations, the operations, one byte each, then the stream's bytes. Two bits of an
+// Input: a byte whose low bit chooses a stream over the bytes or one that grows and whose rest is
+// the number of operations, the operations, one byte each, then the stream's bytes. Two bits of an
 // operation tell whether it reads, writes or seeks; the rest tells which field, or where to.
-
-#include "zem_flat_filer.h"
 
 #include "db/od_db_platform.h"
 #include "root/od_error.h"
 #include "root/od_res_buf.h"
+
+#include "zem_flat_filer.h"
 
 #include <algorithm>
 #include <array>

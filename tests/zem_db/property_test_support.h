@@ -2,16 +2,16 @@
 
 #pragma once
 
-#include "zem_flat_filer.h"
-#include "zem_properties.h"
-#include "zem_property_data.h"
-
 #include "db/od_db_database.h"
 #include "db/od_db_memory_filer.h"
 #include "db/od_db_xrecord.h"
 #include "root/od_assert.h"
 #include "root/od_error.h"
 #include "support/zem_module_scope.h"
+
+#include "zem_flat_filer.h"
+#include "zem_properties.h"
+#include "zem_property_data.h"
 
 #include <gtest/gtest.h>
 
@@ -70,10 +70,10 @@ using ScalarTypes = Types<OdString, int, double, bool, signed char, OdDbHandle, 
 using ElementTypes = Types<ZemPropertyDataPtr, OdString, int, double, bool, signed char, OdDbHandle,
                            OdDbTypedId, Blob>;
 /// The types that have bound nodes.
-using BoundTypes = Types<bool, double, signed char, int, OdString, OdDbTypedId,
-                         ZemPropertyArray<OdDbTypedId>, ZemPropertyArray<OdString>,
-                         ZemPropertyArray<double>, ZemPropertyArray<int>,
-                         std::map<OdDbTypedId, bool>>;
+using BoundTypes =
+    Types<bool, double, signed char, int, OdString, OdDbTypedId, ZemPropertyArray<OdDbTypedId>,
+          ZemPropertyArray<OdString>, ZemPropertyArray<double>, ZemPropertyArray<int>,
+          std::map<OdDbTypedId, bool>>;
 
 /// Calls `visit.template operator()<T>()` for each type.
 template <class Visit, class... T>
@@ -114,7 +114,8 @@ ZemPropertyDataPtr stored(T const& value)
 /// A value for each type and number; different numbers give different values where a type has room.
 inline void fillSample(OdString& value, int number)
 {
-    value = OdString(L"text \x00E4\x20AC\x1F600 ") + OdString(static_cast<wchar_t>(L'a' + number % 26));
+    value =
+        OdString(L"text \x00E4\x20AC\x1F600 ") + OdString(static_cast<wchar_t>(L'a' + number % 26));
 }
 inline void fillSample(int& value, int number)
 {

@@ -1,8 +1,7 @@
-#include "zem_flat_filer.h"
+#include "root/od_res_buf.h"
 
 #include "property_test_support.h"
-
-#include "root/od_res_buf.h"
+#include "zem_flat_filer.h"
 
 #include <rapidcheck.h>
 #include <rapidcheck/gtest.h>
@@ -179,8 +178,7 @@ TEST_F(FlatFilerBytes, DoublesOutOfTheOrdinaryReadAsZero)
         const OdGeVector2d vector2d = FlatReader(data).rdVector2d();
         EXPECT_TRUE(isSame(vector2d.x, row.read) && vector2d.y == 7.0) << row.name;
         const OdGePoint3d point3d = FlatReader(data).rdPoint3d();
-        EXPECT_TRUE(isSame(point3d.x, row.read) && point3d.y == 7.0 &&
-                    isSame(point3d.z, row.read))
+        EXPECT_TRUE(isSame(point3d.x, row.read) && point3d.y == 7.0 && isSame(point3d.z, row.read))
             << row.name;
         const OdGeVector3d vector3d = FlatReader(data).rdVector3d();
         EXPECT_TRUE(isSame(vector3d.x, row.read) && vector3d.y == 7.0 &&
@@ -445,9 +443,8 @@ RC_GTEST_PROP(FlatFilerModel, BehavesAsBytesWithAPosition, ())
         const std::size_t room = isFlat ? model.size() - at : model.size() + 10000;
         switch (*rc::gen::inRange(0, 6)) {
         case 0: {
-            const auto length = static_cast<std::size_t>(
-                *rc::gen::weightedOneOf<int>({{8, rc::gen::inRange(0, 40)},
-                                              {1, rc::gen::inRange(2000, 5000)}}));
+            const auto length = static_cast<std::size_t>(*rc::gen::weightedOneOf<int>(
+                {{8, rc::gen::inRange(0, 40)}, {1, rc::gen::inRange(2000, 5000)}}));
             const Blob piece(length, static_cast<char>(i));
             const OdResult thrown = thrownCode(
                 [&] { filer.wrBytes(piece.data(), static_cast<std::uint32_t>(length)); });
@@ -470,8 +467,8 @@ RC_GTEST_PROP(FlatFilerModel, BehavesAsBytesWithAPosition, ())
                 [&] { filer.rdBytes(piece.data(), static_cast<std::uint32_t>(length)); });
             RC_ASSERT(thrown == (length <= model.size() - at ? kOdOk : kOdBadStream));
             if (thrown == kOdOk) {
-                RC_ASSERT(std::equal(piece.begin(), piece.end(),
-                                     model.begin() + static_cast<long>(at)));
+                RC_ASSERT(
+                    std::equal(piece.begin(), piece.end(), model.begin() + static_cast<long>(at)));
                 at += length;
             }
             break;
@@ -536,8 +533,8 @@ TEST_F(FlatFilerChunks, HaveAtMost127BytesEach)
         std::size_t size;
         std::vector<std::size_t> lengths;
     } kRows[] = {
-        {0, {}},          {1, {1}},        {126, {126}},           {127, {127}},
-        {128, {127, 1}},  {254, {127, 127}}, {255, {127, 127, 1}},
+        {0, {}},         {1, {1}},          {126, {126}},         {127, {127}},
+        {128, {127, 1}}, {254, {127, 127}}, {255, {127, 127, 1}},
     };
     for (auto const& row : kRows) {
         FlatReader filer(makeData(row.size));

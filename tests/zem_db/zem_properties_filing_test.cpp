@@ -1,12 +1,10 @@
-#include "zem_properties.h"
-
-#include "property_test_support.h"
-
-#include "zem_db_extension_data.h"
-
 #include "db/od_db_dictionary.h"
 #include "db/od_db_simple_tables.h"
 #include "root/od_res_buf.h"
+
+#include "property_test_support.h"
+#include "zem_db_extension_data.h"
+#include "zem_properties.h"
 
 #include <rapidcheck.h>
 #include <rapidcheck/gtest.h>
@@ -66,8 +64,8 @@ protected:
     static bool hasBlob(OdDbObjectId id)
     {
         Blob blob;
-        return ZemDbExtensionDataImpl::readFromDictionary(
-            id.safeOpenObject(OdDb::kForRead).get(), blob, L"ZEM_DB");
+        return ZemDbExtensionDataImpl::readFromDictionary(id.safeOpenObject(OdDb::kForRead).get(),
+                                                          blob, L"ZEM_DB");
     }
 
     OdDbObjectId m_object = addObject();
@@ -139,12 +137,13 @@ TEST_F(BagStream, IsTheSameSequenceOfOperationsForEveryFiler)
     LoggingFiler filer;
     m_bag.dwgOutFields(&filer);
     const std::vector<std::string> expected{
-        "wrInt32",                                                            // items
-        "wrString", "wrInt8", "wrInt8",                                       // version
-        "wrString", "wrInt8", "wrInt32", "wrBytes",                           // blob
-        "wrString", "wrInt8", "wrInt32",                                      // empty blob
-        "wrString", "wrInt8", "wrInt8", "wrHardOwnershipId",                  // id
-        "wrString", "wrInt8", "wrInt8", "wrInt8", "wrInt32", "wrString", "wrDouble",  // map
+        "wrInt32",                                                // items
+        "wrString", "wrInt8",   "wrInt8",                         // version
+        "wrString", "wrInt8",   "wrInt32",  "wrBytes",            // blob
+        "wrString", "wrInt8",   "wrInt32",                        // empty blob
+        "wrString", "wrInt8",   "wrInt8",   "wrHardOwnershipId",  // id
+        "wrString", "wrInt8",   "wrInt8",   "wrInt8",
+        "wrInt32",  "wrString", "wrDouble",  // map
     };
     EXPECT_EQ(filer.log, expected);
 }
@@ -373,11 +372,23 @@ TEST_F(BagVersion, OfTheStreamMayNotBeNewer)
         int storedVersion;
         OdResult expected;
     } kRows[] = {
-        {0, 0, kOdOk},    {0, 1, kOdOk},  {0, 2, kOdRejectedVersion},   {0, 255, kOdOk},
-        {1, 0, kOdOk},    {1, 1, kOdOk},  {1, 2, kOdRejectedVersion},   {1, 127, kOdRejectedVersion},
-        {1, 128, kOdOk},  {2, 0, kOdOk},  {2, 1, kOdOk},                {2, 2, kOdOk},
-        {2, 3, kOdRejectedVersion},       {127, 127, kOdOk},            {-1, 127, kOdOk},
-        {-1, 0, kOdOk},   {-128, 2, kOdOk},
+        {0, 0, kOdOk},
+        {0, 1, kOdOk},
+        {0, 2, kOdRejectedVersion},
+        {0, 255, kOdOk},
+        {1, 0, kOdOk},
+        {1, 1, kOdOk},
+        {1, 2, kOdRejectedVersion},
+        {1, 127, kOdRejectedVersion},
+        {1, 128, kOdOk},
+        {2, 0, kOdOk},
+        {2, 1, kOdOk},
+        {2, 2, kOdOk},
+        {2, 3, kOdRejectedVersion},
+        {127, 127, kOdOk},
+        {-1, 127, kOdOk},
+        {-1, 0, kOdOk},
+        {-128, 2, kOdOk},
     };
     for (auto const& row : kRows) {
         ZemProperties bag;
@@ -446,8 +457,8 @@ TEST_F(BagDefaults, ThatAreOmittedDoNotCountAmongTheItems)
     m_bag.mapProperty(L"B", &other, 1);
     m_bag.mapProperty(L"C", &withoutDefault);
     m_bag.setProperty(L"D", 4);
-    EXPECT_EQ(flatten(m_bag), count(4) + versionItem(1) + intItem('B', 2) + intItem('C', 3) +
-                                  intItem('D', 4));
+    EXPECT_EQ(flatten(m_bag),
+              count(4) + versionItem(1) + intItem('B', 2) + intItem('C', 3) + intItem('D', 4));
 }
 
 TEST_F(BagDefaults, ComeBackWhereTheStreamLacksTheName)
@@ -456,7 +467,8 @@ TEST_F(BagDefaults, ComeBackWhereTheStreamLacksTheName)
     int set = 9;
     m_bag.setConfig(kZemPropsOmitDefaults);
     m_bag.mapProperty(L"A", &variable, 5);
-    m_bag.mapProperty<int>(L"B", [&set] { return set; }, [&set](int value) { set = value; }, 6);
+    m_bag.mapProperty<int>(
+        L"B", [&set] { return set; }, [&set](int value) { set = value; }, 6);
     EXPECT_EQ(readBag(m_bag, count(0)), kOdOk);
     EXPECT_EQ(variable, 5);
     EXPECT_EQ(set, 6);
@@ -868,10 +880,10 @@ OdString randomText()
     std::wstring text;
     const int length = *rc::gen::inRange(0, 8);
     for (int i = 0; i < length; ++i) {
-        text.push_back(static_cast<wchar_t>(*rc::gen::weightedOneOf<int>(
-            {{4, rc::gen::inRange(0x20, 0x7F)},
-             {1, rc::gen::inRange(0xA0, 0xD7FF)},
-             {1, rc::gen::inRange(0x1F300, 0x1F6FF)}})));
+        text.push_back(static_cast<wchar_t>(
+            *rc::gen::weightedOneOf<int>({{4, rc::gen::inRange(0x20, 0x7F)},
+                                          {1, rc::gen::inRange(0xA0, 0xD7FF)},
+                                          {1, rc::gen::inRange(0x1F300, 0x1F6FF)}})));
     }
     return OdString(text.c_str());
 }
@@ -897,10 +909,7 @@ public:
         value = OdDbTypedId(*rc::gen::elementOf(m_ids),
                             static_cast<OdDb::ReferenceType>(*rc::gen::inRange(0, 4)));
     }
-    void fill(Blob& value)
-    {
-        value = *rc::gen::container<Blob>(rc::gen::arbitrary<char>());
-    }
+    void fill(Blob& value) { value = *rc::gen::container<Blob>(rc::gen::arbitrary<char>()); }
     void fill(ZemPropertyDataPtr& value)
     {
         ++m_depth;
@@ -1007,8 +1016,8 @@ RC_GTEST_PROP(RandomBag, WithRandomDamageGivesAToldResult, ())
     Blob data = flatten(bag);
     const int damages = *rc::gen::inRange(1, 4);
     for (int i = 0; i < damages; ++i) {
-        const auto at = static_cast<std::size_t>(
-            *rc::gen::inRange<int>(0, static_cast<int>(data.size())));
+        const auto at =
+            static_cast<std::size_t>(*rc::gen::inRange<int>(0, static_cast<int>(data.size())));
         data[at] = *rc::gen::arbitrary<char>();
     }
     ZemProperties read;

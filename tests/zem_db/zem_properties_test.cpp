@@ -1,6 +1,5 @@
-#include "zem_properties.h"
-
 #include "property_test_support.h"
+#include "zem_properties.h"
 
 #include <rapidcheck.h>
 #include <rapidcheck/gtest.h>
@@ -214,7 +213,7 @@ TEST_F(PropertyBag, NamesDifferByCase)
 
 TEST_F(PropertyBag, NamesAreInOrderOfTheirCharacterNumbersWhateverTheOrderOfInsertion)
 {
-    const std::vector<OdString> expected{L"",  L"A",      L"AA",    L"Z",      L"_ab",
+    const std::vector<OdString> expected{L"",  L"A",      L"AA",     L"Z",      L"_ab",
                                          L"a", L"\x00E4", L"\xFFFD", L"\x1F600"};
     for (const std::size_t first : {0U, 4U, 8U}) {
         ZemProperties bag;
@@ -340,7 +339,8 @@ TEST_F(PropertyBinding, HandsAStoredValueToEachKindOfBinding)
         T setWithDefault{};
         bag.mapProperty(L"a", &variable);
         bag.mapProperty(L"b", &withDefault, sample<T>(1));
-        bag.mapProperty<T>(L"c", [] { return T(); }, [&set](T value) { set = value; });
+        bag.mapProperty<T>(
+            L"c", [] { return T(); }, [&set](T value) { set = value; });
         bag.mapProperty<T>(
             L"d", [] { return T(); }, [&](T value) { setWithDefault = value; }, sample<T>(1));
         EXPECT_TRUE(isSame(variable, sample<T>(3))) << typeName<T>();
@@ -381,8 +381,10 @@ TEST_F(PropertyBinding, DropsAStoredValueOfAnotherType)
     many.append(id);
     EXPECT_TRUE(m_bag.mapProperty(L"a", &variable));
     EXPECT_TRUE(m_bag.mapProperty(L"b", &withDefault, 9));
-    EXPECT_TRUE(m_bag.mapProperty<int>(L"c", [] { return 0; }, [&sets](int) { ++sets; }));
-    EXPECT_TRUE(m_bag.mapProperty<int>(L"d", [] { return 0; }, [&sets](int) { ++sets; }, 9));
+    EXPECT_TRUE(m_bag.mapProperty<int>(
+        L"c", [] { return 0; }, [&sets](int) { ++sets; }));
+    EXPECT_TRUE(m_bag.mapProperty<int>(
+        L"d", [] { return 0; }, [&sets](int) { ++sets; }, 9));
     EXPECT_TRUE(m_bag.mapProperty(L"e", &one, kHardOwner));
     EXPECT_TRUE(m_bag.mapProperty(L"f", &many, kHardOwner));
     EXPECT_EQ(variable, 1);
@@ -434,7 +436,9 @@ TEST_F(PropertyBinding, SetReferenceTypeOfANewNameLeavesAnEntryWithoutANode)
 TEST_F(PropertyBinding, EmptySetterThrowsWhenAStoredValueIsHandedOver)
 {
     m_bag.setProperty(L"a", 1);
-    EXPECT_THROW(m_bag.mapProperty<int>(L"a", [] { return 0; }, nullptr), std::bad_function_call);
+    EXPECT_THROW(m_bag.mapProperty<int>(
+                     L"a", [] { return 0; }, nullptr),
+                 std::bad_function_call);
 }
 
 //--------------------------------------------------------------------------------------------------

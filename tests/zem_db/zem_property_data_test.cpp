@@ -1,6 +1,5 @@
-#include "zem_property_data.h"
-
 #include "property_test_support.h"
+#include "zem_property_data.h"
 
 #include <functional>
 #include <limits>
@@ -43,8 +42,7 @@ class DataCreatorTest : public PropertyTest
 };
 
 constexpr char kTypeAssertion[] = "type == this->type()";
-constexpr char kArrayAssertion[] =
-    "type == this->type() && subType == ZemPropertyTypeInfo<T>::Id";
+constexpr char kArrayAssertion[] = "type == this->type() && subType == ZemPropertyTypeInfo<T>::Id";
 constexpr char kMapAssertion[] =
     "type == this->type() && keyType == ZemPropertyTypeInfo<Key>::Id && "
     "valueType == ZemPropertyTypeInfo<Value>::Id";
@@ -86,8 +84,9 @@ TEST_F(PropertyTypes, ArraysUseTheAllocatorOfTheirElement)
     EXPECT_TRUE((std::is_same_v<ZemPropertyArray<OdDbHandle>,
                                 OdArray<OdDbHandle, OdObjectsAllocator<OdDbHandle>>>));
     EXPECT_TRUE((std::is_same_v<ZemPropertyArray<Blob>, OdArray<Blob, OdObjectsAllocator<Blob>>>));
-    EXPECT_TRUE((std::is_same_v<NestedArray, OdArray<ZemPropertyDataPtr,
-                                                     OdObjectsAllocator<ZemPropertyDataPtr>>>));
+    EXPECT_TRUE(
+        (std::is_same_v<NestedArray,
+                        OdArray<ZemPropertyDataPtr, OdObjectsAllocator<ZemPropertyDataPtr>>>));
     EXPECT_TRUE((std::is_same_v<ZemPropertyArray<int>, OdArray<int, OdMemoryAllocator<int>>>));
     EXPECT_TRUE(
         (std::is_same_v<ZemPropertyArray<double>, OdArray<double, OdMemoryAllocator<double>>>));
@@ -101,8 +100,7 @@ TEST_F(PropertyTypes, ArraysUseTheAllocatorOfTheirElement)
 TEST_F(PropertyTypes, TextKeysAreInOrderOfTheirCharacterNumbers)
 {
     // "Z" < "a" < U+FFFD < U+1F600; another order than without case, or than by UTF-16 units.
-    const std::map<OdString, int> map{
-        {L"\x1F600", 3}, {L"\xFFFD", 2}, {L"a", 1}, {L"Z", 0}};
+    const std::map<OdString, int> map{{L"\x1F600", 3}, {L"\xFFFD", 2}, {L"a", 1}, {L"Z", 0}};
     int expected = 0;
     for (auto const& [key, value] : map) {
         EXPECT_EQ(value, expected++) << testing::PrintToString(key);
@@ -171,8 +169,8 @@ std::vector<GoldenValue> goldenValues()
         {"signed char", stored<signed char>(-128), bytes({6, 0x80})},
         {"handle, most significant byte first", stored(OdDbHandle(0x1122334455667788U)),
          bytes({7, 0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77, 0x88})},
-        {"id, its kind of reference alone",
-         stored(OdDbTypedId(OdDbObjectId::kNull, kHardOwner)), bytes({8, 3})},
+        {"id, its kind of reference alone", stored(OdDbTypedId(OdDbObjectId::kNull, kHardOwner)),
+         bytes({8, 3})},
         {"empty blob", stored(Blob()), bytes({11, 0, 0, 0, 0})},
         {"blob", stored(bytes({0, 0xFF})), bytes({11, 2, 0, 0, 0, 0, 0xFF})},
         {"empty array", stored(ZemPropertyArray<int>()), bytes({9, 3, 0, 0, 0, 0})},
@@ -194,13 +192,14 @@ std::vector<GoldenValue> goldenValues()
         {"map to blobs", stored(std::map<bool, Blob>{{true, bytes({7})}}),
          bytes({10, 5, 11, 1, 0, 0, 0, 1, 1, 0, 0, 0, 7})},
         {"map to nested values",
-         stored(std::map<signed char, ZemPropertyDataPtr>{{static_cast<signed char>(4), stored<bool>(true)}}),
+         stored(std::map<signed char, ZemPropertyDataPtr>{
+             {static_cast<signed char>(4), stored<bool>(true)}}),
          bytes({10, 6, 1, 1, 0, 0, 0, 4, 5, 1})},
         {"map with handles as keys", stored(std::map<OdDbHandle, bool>{{OdDbHandle(0x1A), true}}),
          bytes({10, 7, 5, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0x1A, 1})},
         {"map from id to double",
-         stored(std::map<OdDbTypedId, double>{
-             {OdDbTypedId(OdDbObjectId::kNull, kHardPointer), 2.0}}),
+         stored(
+             std::map<OdDbTypedId, double>{{OdDbTypedId(OdDbObjectId::kNull, kHardPointer), 2.0}}),
          bytes({10, 8, 4, 1, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0x40})},
     };
 }
@@ -406,8 +405,7 @@ TEST_F(CreateFromDwg, GivesNullForKeysAndValuesThatNoMapHas)
     const Blob rest(64, 0);
     for (int key = 0; key < 256; ++key) {
         for (const int value : {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 127, 128, 255}) {
-            const bool isMap =
-                key >= 2 && key <= 8 && ((value >= 1 && value <= 8) || value == 11);
+            const bool isMap = key >= 2 && key <= 8 && ((value >= 1 && value <= 8) || value == 11);
             EXPECT_EQ(createFrom(bytes({10, key, value}) + rest).isNull(), !isMap)
                 << key << ", " << value;
         }
@@ -688,7 +686,8 @@ TEST_F(PropertyNodes, GetterAndSetterWithDefaultAreResetThroughTheSetter)
 TEST_F(PropertyNodes, EmptyGetterThrowsWhenItIsNeeded)
 {
     ZemPropertyDataMappingGetterSetter<int> node(nullptr, [](int) {});
-    ZemPropertyDataMappingGetterSetterWithDefault<int> withDefault(nullptr, [](int) {}, 1);
+    ZemPropertyDataMappingGetterSetterWithDefault<int> withDefault(
+        nullptr, [](int) {}, 1);
     EXPECT_THROW((void)node.getData(), std::bad_function_call);
     EXPECT_THROW((void)node.setData(), std::bad_function_call);
     EXPECT_THROW((void)withDefault.getData(), std::bad_function_call);
@@ -835,8 +834,8 @@ template <class T>
 bool differsFromDefault(T value, T const& defaultValue)
 {
     const ZemPropertyDataMappingWithDefault<T> node(&value, defaultValue);
-    const ZemPropertyDataMappingGetterSetterWithDefault<T> other(
-        [&value] { return value; }, [](T) {}, defaultValue);
+    const ZemPropertyDataMappingGetterSetterWithDefault<T> other([&value] { return value; },
+                                                                 [](T) {}, defaultValue);
     EXPECT_EQ(node.isOutOfDate(), other.isOutOfDate());
     return node.isOutOfDate();
 }
@@ -1214,8 +1213,7 @@ TEST_F(PropertyNesting, AFailedReadLeavesNoNullBehind)
 TEST_F(DataCreatorTest, MakesEmptyArraysOfTheNineElements)
 {
     for (int element = -1; element < 130; ++element) {
-        const ZemPropertyDataPtr node =
-            ZemPropertiesUtils::DataCreator::createArray(element);
+        const ZemPropertyDataPtr node = ZemPropertiesUtils::DataCreator::createArray(element);
         const bool isElement = (element >= 1 && element <= 8) || element == 11;
         ASSERT_EQ(!node.isNull(), isElement) << element;
         if (isElement) {
@@ -1229,8 +1227,7 @@ TEST_F(DataCreatorTest, MakesEmptyMapsOfTheSevenKeysAndNineValues)
 {
     forEachType(KeyTypes(), [&]<class K> {
         for (int value = -1; value < 130; ++value) {
-            const ZemPropertyDataPtr node =
-                ZemPropertiesUtils::DataCreator::createMap<K>(value);
+            const ZemPropertyDataPtr node = ZemPropertiesUtils::DataCreator::createMap<K>(value);
             const bool isValue = (value >= 1 && value <= 8) || value == 11;
             ASSERT_EQ(!node.isNull(), isValue) << value;
             if (isValue) {

@@ -1,6 +1,5 @@
-#include "zem_stream_utils.h"
-
 #include "property_test_support.h"
+#include "zem_stream_utils.h"
 
 using namespace property_test;
 
@@ -47,8 +46,7 @@ TEST_F(StreamMarks, AreLittleEndianInAFlatStream)
 {
     EXPECT_EQ(flattenBy([](OdDbDwgFiler* filer) { zemu::wrMark(filer, 0x1234); }),
               bytes({0x34, 0x12}));
-    EXPECT_EQ(flattenBy([](OdDbDwgFiler* filer) { zemu::wrMark(filer, -2); }),
-              bytes({0xFE, 0xFF}));
+    EXPECT_EQ(flattenBy([](OdDbDwgFiler* filer) { zemu::wrMark(filer, -2); }), bytes({0xFE, 0xFF}));
 }
 
 TEST_F(StreamMarks, CompareAllSixteenBits)
@@ -87,13 +85,10 @@ TEST_F(StreamIdArrays, EmptyOneIsItsCountAndNothingMore)
 {
     const OdDbObjectIdArray none;
     const Blob expected = bytes({0, 0, 0, 0});
-    EXPECT_EQ(flattenBy([&](OdDbDwgFiler* filer) {
-                  zemu::writeHardOwnershipIdArray(filer, none);
-              }),
+    EXPECT_EQ(flattenBy([&](OdDbDwgFiler* filer) { zemu::writeHardOwnershipIdArray(filer, none); }),
               expected);
-    EXPECT_EQ(
-        flattenBy([&](OdDbDwgFiler* filer) { zemu::writeSoftPointerIdArray(filer, none); }),
-        expected);
+    EXPECT_EQ(flattenBy([&](OdDbDwgFiler* filer) { zemu::writeSoftPointerIdArray(filer, none); }),
+              expected);
     OdDbObjectIdArray ids;
     ids.append(addObject());
     FlatReader filer(expected);

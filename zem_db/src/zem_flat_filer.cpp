@@ -110,8 +110,8 @@ bool ZemFlatFiler::setBinaryChunk(OdResBuf* first)
         return false;
     }
     std::vector<char> bytes;
-    for (OdResBufPtr record(first);
-         !record.isNull() && record->restype() == OdResBuf::kXdBinary; record = record->next()) {
+    for (OdResBufPtr record(first); !record.isNull() && record->restype() == OdResBuf::kXdBinary;
+         record = record->next()) {
         const OdBinaryData chunk = record->getBinaryChunk();
         bytes.insert(bytes.end(), chunk.begin(), chunk.end());
     }

@@ -16,12 +16,12 @@ class OdResBuf;
 /// Files fields into a stream of bytes that can go anywhere: into extended data, into a blob.
 ///
 /// Values are little-endian, handles have their most significant byte first. Text is a 16-bit byte
-/// count and UTF-8 without terminator. Ids take no bytes and read as null, so a reference that has to
-/// survive is filed as a handle. Doubles that are denormal, infinite or no number read as 0.
+/// count and UTF-8 without terminator. Ids take no bytes and read as null, so a reference that has
+/// to survive is filed as a handle. Doubles that are denormal, infinite or no number read as 0.
 ///
-/// `clear` starts a stream to be written, `setBinaryData` or `setBinaryChunk` one to be read; without
-/// one of them the filer is empty. Reading past the end throws OdError (bad stream) and reads nothing.
-/// Use it on the stack, for one call, as `OdStaticRxObject<ZemFlatFiler>`.
+/// `clear` starts a stream to be written, `setBinaryData` or `setBinaryChunk` one to be read;
+/// without one of them the filer is empty. Reading past the end throws OdError (bad stream) and
+/// reads nothing. Use it on the stack, for one call, as `OdStaticRxObject<ZemFlatFiler>`.
 class ZemFlatFiler : public OdDbDwgFiler
 {
 public:
@@ -39,8 +39,8 @@ public:
     /// Starts a new, empty stream.
     /// \throws OdError_NotThatKindOfClass if the platform's stream is of a foreign class.
     void clear();
-    /// Starts a stream over a copy of `data`, at its front. It keeps its length: writing past the end
-    /// throws OdError (end of stream). \throws as `clear`.
+    /// Starts a stream over a copy of `data`, at its front. It keeps its length: writing past the
+    /// end throws OdError (end of stream). \throws as `clear`.
     void setBinaryData(char const* data, unsigned int size);
     /// As above, over bytes that the filer takes over.
     void setBinaryData(std::vector<char>&& data);
@@ -48,9 +48,9 @@ public:
     std::uint64_t getBinaryDataSize() const;
     /// All bytes of the stream. The position is at the end afterwards.
     std::vector<char> getBinaryData();
-    /// Appends the whole stream behind the last record of a chain, as records of group code 1004 with
-    /// at most 127 bytes each. A null chain, or a stream longer than `kMaxXDataBytes`: nothing is
-    /// added.
+    /// Appends the whole stream behind the last record of a chain, as records of group code 1004
+    /// with at most 127 bytes each. A null chain, or a stream longer than `kMaxXDataBytes`: nothing
+    /// is added.
     void appendToResBuf(OdResBuf* head);
     /// Starts a stream over the chunks of a record and those behind it, up to the first record of
     /// another group code than 1004.
@@ -128,10 +128,11 @@ private:
     std::vector<char> m_buffer;  ///< what was given to read
     bool m_isFlat = false;       ///< whether the stream lies over `m_buffer`
 
-    // Fields go through a window on the stream, as a call of the stream for each would cost more than
-    // the field itself. The window starts at `m_windowStart` of the stream and is for reading or for
-    // writing; pointers of the kind that it isn't for are null. It lies in `m_buffer` for a flat
-    // stream and in `m_window` for a growing one, whose bytes it holds back until it is closed.
+    // Fields go through a window on the stream, as a call of the stream for each would cost more
+    // than the field itself. The window starts at `m_windowStart` of the stream and is for reading
+    // or for writing; pointers of the kind that it isn't for are null. It lies in `m_buffer` for a
+    // flat stream and in `m_window` for a growing one, whose bytes it holds back until it is
+    // closed.
     std::uint64_t m_windowStart = 0;
     char* m_windowBegin = nullptr;
     char* m_readAt = nullptr;

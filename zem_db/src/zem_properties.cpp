@@ -1,8 +1,5 @@
 #include "zem_properties.h"
 
-#include "zem_db_extension_data.h"
-#include "zem_flat_filer.h"
-
 #include "db/od_db_database.h"
 #include "db/od_db_filer.h"
 #include "db/od_db_object.h"
@@ -10,6 +7,10 @@
 #include "root/od_error.h"
 #include "root/od_res_buf.h"
 #include "zem_utils/zemc_assert.h"
+
+#include "zem_db_extension_data.h"
+#include "zem_flat_filer.h"
+#include "zem_property_types_impl.h"
 
 #include <compare>
 #include <iterator>
@@ -152,8 +153,7 @@ bool ZemProperties::mapProperty(OdString const& name, std::function<T()> getter,
                                 std::function<void(T)> setter)
 {
     handOver(name, setter);
-    bind(name,
-         new ZemPropertyDataMappingGetterSetter<T>(std::move(getter), std::move(setter)));
+    bind(name, new ZemPropertyDataMappingGetterSetter<T>(std::move(getter), std::move(setter)));
     return true;
 }
 
@@ -206,8 +206,9 @@ void ZemProperties::setReferenceType(OdString const& name, OdDb::ReferenceType t
 //     2 text     wrString               7 handle  wrDbHandle
 //     3 int      wrInt32                8 id      wrInt8 kind of reference, the id by that kind
 //     4 double   wrDouble               9 array   wrInt8 element type, wrInt32 count, the elements
-//     5 bool     wrBool                10 map     wrInt8 key type, wrInt8 value type, wrInt32 count,
-//     6 int8     wrInt8                           a key and a value for each entry in order of keys
+//     5 bool     wrBool                10 map     wrInt8 key type, wrInt8 value type, wrInt32
+//     count, 6 int8     wrInt8                           a key and a value for each entry in order
+//     of keys
 //                                      11 blob    wrInt32 length, wrBytes unless it is 0
 //
 // Elements, keys and values have no type id of their own, but for element and value type 1, which
@@ -310,14 +311,14 @@ private:
         return isAccepted ? kOdOk : kOdRejectedVersion;
     }
 
-    /// Places `m_next` on the entry of that name and answers `true`, or where one has to be inserted
-    /// and answers `false`. Streams are in order of names, as the entries are, so the place is
-    /// nearly always where the last item left off.
+    /// Places `m_next` on the entry of that name and answers `true`, or where one has to be
+    /// inserted and answers `false`. Streams are in order of names, as the entries are, so the
+    /// place is nearly always where the last item left off.
     bool find(OdString const& name)
     {
         Entries& entries = m_bag.m_entries;
-        const auto order = m_next == entries.end() ? std::strong_ordering::less
-                                                   : name <=> m_next->first;
+        const auto order =
+            m_next == entries.end() ? std::strong_ordering::less : name <=> m_next->first;
         if (order == std::strong_ordering::equal) {
             return true;
         }
@@ -436,72 +437,26 @@ OdDbObjectId ZemProperties::regAppName(OdDbDatabase* database, bool create)
     }
     const auto table =
         OdDbSymbolTable::cast(database->getRegAppTableId().openObject(OdDb::kForRead).get());
-    return table.isNull() ? OdDbObjectId::kNull : table->getAt(s_zemDbAppName, /*openErased=*/false);
+    return table.isNull() ? OdDbObjectId::kNull
+                          : table->getAt(s_zemDbAppName, /*openErased=*/false);
 }
 
 //--------------------------------------------------------------------------------------------------
 // The closed sets of value types
 
-#define ZEM_INSTANTIATE_VALUE(...)                                                      \
-    template bool ZemProperties::getProperty(OdString const&, __VA_ARGS__&) const;      \
+#define ZEM_INSTANTIATE_VALUE(...)                                                                 \
+    template bool ZemProperties::getProperty(OdString const&, __VA_ARGS__&) const;                 \
     template bool ZemProperties::setProperty(OdString const&, __VA_ARGS__ const&)
 
-#define ZEM_INSTANTIATE_BOUND(...)                                                            \
-    template bool ZemProperties::mapProperty(OdString const&, __VA_ARGS__*);                  \
-    template bool ZemProperties::mapProperty<__VA_ARGS__>(OdString const&, __VA_ARGS__*,      \
-                                                          __VA_ARGS__ const&);                \
-    template bool ZemProperties::mapProperty(                                                 \
-        OdString const&, std::function<__VA_ARGS__()>, std::function<void(__VA_ARGS__)>);     \
-    template bool ZemProperties::mapProperty<__VA_ARGS__>(                                    \
-        OdString const&, std::function<__VA_ARGS__()>, std::function<void(__VA_ARGS__)>,      \
+#define ZEM_INSTANTIATE_BOUND(...)                                                                 \
+    template bool ZemProperties::mapProperty(OdString const&, __VA_ARGS__*);                       \
+    template bool ZemProperties::mapProperty<__VA_ARGS__>(OdString const&, __VA_ARGS__*,           \
+                                                          __VA_ARGS__ const&);                     \
+    template bool ZemProperties::mapProperty(OdString const&, std::function<__VA_ARGS__()>,        \
+                                             std::function<void(__VA_ARGS__)>);                    \
+    template bool ZemProperties::mapProperty<__VA_ARGS__>(                                         \
+        OdString const&, std::function<__VA_ARGS__()>, std::function<void(__VA_ARGS__)>,           \
         __VA_ARGS__ const&)
 
-#define ZEM_INSTANTIATE_MAPS(K)                                     \
-    ZEM_INSTANTIATE_VALUE(std::map<K, ZemPropertyDataPtr>);         \
-    ZEM_INSTANTIATE_VALUE(std::map<K, OdString>);                   \
-    ZEM_INSTANTIATE_VALUE(std::map<K, int>);                        \
-    ZEM_INSTANTIATE_VALUE(std::map<K, double>);                     \
-    ZEM_INSTANTIATE_VALUE(std::map<K, bool>);                       \
-    ZEM_INSTANTIATE_VALUE(std::map<K, signed char>);                \
-    ZEM_INSTANTIATE_VALUE(std::map<K, OdDbHandle>);                 \
-    ZEM_INSTANTIATE_VALUE(std::map<K, OdDbTypedId>);                \
-    ZEM_INSTANTIATE_VALUE(std::map<K, std::vector<char>>)
-
-ZEM_INSTANTIATE_VALUE(OdString);
-ZEM_INSTANTIATE_VALUE(int);
-ZEM_INSTANTIATE_VALUE(double);
-ZEM_INSTANTIATE_VALUE(bool);
-ZEM_INSTANTIATE_VALUE(signed char);
-ZEM_INSTANTIATE_VALUE(OdDbHandle);
-ZEM_INSTANTIATE_VALUE(OdDbTypedId);
-ZEM_INSTANTIATE_VALUE(std::vector<char>);
-
-ZEM_INSTANTIATE_VALUE(ZemPropertyArray<ZemPropertyDataPtr>);
-ZEM_INSTANTIATE_VALUE(ZemPropertyArray<OdString>);
-ZEM_INSTANTIATE_VALUE(ZemPropertyArray<int>);
-ZEM_INSTANTIATE_VALUE(ZemPropertyArray<double>);
-ZEM_INSTANTIATE_VALUE(ZemPropertyArray<bool>);
-ZEM_INSTANTIATE_VALUE(ZemPropertyArray<signed char>);
-ZEM_INSTANTIATE_VALUE(ZemPropertyArray<OdDbHandle>);
-ZEM_INSTANTIATE_VALUE(ZemPropertyArray<OdDbTypedId>);
-ZEM_INSTANTIATE_VALUE(ZemPropertyArray<std::vector<char>>);
-
-ZEM_INSTANTIATE_MAPS(OdString);
-ZEM_INSTANTIATE_MAPS(int);
-ZEM_INSTANTIATE_MAPS(double);
-ZEM_INSTANTIATE_MAPS(bool);
-ZEM_INSTANTIATE_MAPS(signed char);
-ZEM_INSTANTIATE_MAPS(OdDbHandle);
-ZEM_INSTANTIATE_MAPS(OdDbTypedId);
-
-ZEM_INSTANTIATE_BOUND(bool);
-ZEM_INSTANTIATE_BOUND(double);
-ZEM_INSTANTIATE_BOUND(signed char);
-ZEM_INSTANTIATE_BOUND(int);
-ZEM_INSTANTIATE_BOUND(OdString);
-ZEM_INSTANTIATE_BOUND(OdDbTypedId);
-ZEM_INSTANTIATE_BOUND(ZemPropertyArray<OdDbTypedId>);
-ZEM_INSTANTIATE_BOUND(ZemPropertyArray<OdString>);
-ZEM_INSTANTIATE_BOUND(ZemPropertyArray<double>);
-ZEM_INSTANTIATE_BOUND(ZemPropertyArray<int>);
-ZEM_INSTANTIATE_BOUND(std::map<OdDbTypedId, bool>);
+ZEM_FOR_EACH_VALUE_TYPE(ZEM_INSTANTIATE_VALUE);
+ZEM_FOR_EACH_BOUND_TYPE(ZEM_INSTANTIATE_BOUND);

@@ -95,8 +95,8 @@ public:
 
     /// \name Binding
     /// For the types of bound nodes that zem_property_data.h lists. A stored value of the same type
-    /// is handed over first, then its entry is replaced; of another type it is dropped. A default is
-    /// only kept: neither the variable nor the setter gets it now. All answer `true`.
+    /// is handed over first, then its entry is replaced; of another type it is dropped. A default
+    /// is only kept: neither the variable nor the setter gets it now. All answer `true`.
     /// @{
     template <class T>
     bool mapProperty(OdString const& name, T* variable);
@@ -112,7 +112,8 @@ public:
     bool mapProperty(OdString const& name, OdDbObjectId* variable, OdDb::ReferenceType type);
     bool mapProperty(OdString const& name, OdDbObjectIdArray* variable, OdDb::ReferenceType type);
     /// Changes the kind of reference of an array of bare ids; does nothing for any other entry. The
-    /// name has to be bound already: a new one leaves an entry without a node, which can't be filed.
+    /// name has to be bound already: a new one leaves an entry without a node, which can't be
+    /// filed.
     void setReferenceType(OdString const& name, OdDb::ReferenceType type);
     /// @}
 
@@ -120,20 +121,21 @@ public:
     /// @{
     /// Writes the item count, the version item if `version` is above 0, and each entry in order of
     /// names: its name, type id and value.
-    /// \throws OdError (null object pointer) for an entry without a node and for a null nested value,
-    ///         after an assertion; (bad input) for values that nest too deep. Nothing is written then.
+    /// \throws OdError (null object pointer) for an entry without a node and for a null nested
+    ///         value, after an assertion; (bad input) for values that nest too deep. Nothing is
+    ///         written then.
     void dwgOutFields(OdDbDwgFiler* filer) const;
     /// Reads what `dwgOutFields` wrote. All stored entries go first; bound ones that the stream
     /// lacks keep their value, or are reset with `kZemPropsOmitDefaults`.
     ///
     /// \return 0; (rejected version) for a version item of another type or of a newer version than
-    ///         the bag's, where a bag of version 0 takes 1 as well; (bad stream) for malformed content.
-    ///         After a failure the bag keeps what was read so far.
+    ///         the bag's, where a bag of version 0 takes 1 as well; (bad stream) for malformed
+    ///         content. After a failure the bag keeps what was read so far.
     /// \throws OdError (bad stream) at the end of the filer's data.
     [[nodiscard]] OdResult dwgInFields(OdDbDwgFiler* filer);
     /// Attaches the bag to an object of any class: as extended data, or in its extension dictionary
-    /// if the flat stream is longer than `ZemFlatFiler::kMaxXDataBytes`. References do not survive this; handles
-    /// do. An empty bag removes both. The application name is registered.
+    /// if the flat stream is longer than `ZemFlatFiler::kMaxXDataBytes`. References do not survive
+    /// this; handles do. An empty bag removes both. The application name is registered.
     ///
     /// \param object  Open for write. Null, or an object in no database: nothing happens.
     /// \throws OdError (not open for write); (bad stream) for text of more than 32767 bytes; and as
@@ -142,10 +144,11 @@ public:
     /// Reads what `writeToDbObject` attached; extended data goes before the extension dictionary.
     ///
     /// \param object  Open for read, or null.
-    /// \return `false` for null, if nothing is attached, and for malformed content, which leaves the
-    ///         bag partly read.
+    /// \return `false` for null, if nothing is attached, and for malformed content, which leaves
+    ///         the bag partly read.
     bool readFromDbObject(OdDbObject const* object);
-    /// The application's record in the database; null for a null database or if it isn't registered.
+    /// The application's record in the database; null for a null database or if it isn't
+    /// registered.
     /// \param create  Whether to register it first.
     static OdDbObjectId regAppName(OdDbDatabase* database, bool create);
     /// @}

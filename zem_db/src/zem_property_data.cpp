@@ -4,6 +4,8 @@
 #include "root/od_error.h"
 #include "zem_utils/zemc_assert.h"
 
+#include "zem_property_types_impl.h"
+
 #include <algorithm>
 #include <iterator>
 #include <limits>
@@ -607,8 +609,8 @@ bool ZemPropertyConcreteData<ZemPropertyDataPtr>::readDataFromDwg(OdDbDwgFiler* 
 
 namespace {
 
-/// Files the references of an array; with `dropErased` those to erased objects are left out, and the
-/// count is that of the rest.
+/// Files the references of an array; with `dropErased` those to erased objects are left out, and
+/// the count is that of the rest.
 void putIds(OdDbDwgFiler& filer, ZemPropertyArray<OdDbTypedId> const& ids, bool dropErased)
 {
     const auto isErased = [](OdDbTypedId const& id) { return id.id.isErased(); };
@@ -633,8 +635,8 @@ bool takeElements(OdDbDwgFiler& filer, OdArray<T, A>& values, std::int32_t count
     return true;
 }
 
-/// Adds each nested value when it is there, so that a failure leaves no null behind, which could not
-/// be written again.
+/// Adds each nested value when it is there, so that a failure leaves no null behind, which could
+/// not be written again.
 bool takeElements(OdDbDwgFiler& filer, NestedArray& values, std::int32_t count, int config)
 {
     PromiseGuard promise(static_cast<std::uint64_t>(count) * kLeastNestedBytes);
@@ -1107,53 +1109,13 @@ bool setData(ZemPropertyDataPtr& node, T const& value)
     template class ZemPropertyDataMappingGetterSetter<__VA_ARGS__>;                                \
     template class ZemPropertyDataMappingGetterSetterWithDefault<__VA_ARGS__>
 
-#define ZEM_INSTANTIATE_MAPS(K)                                                                    \
-    template ZemPropertyDataPtr ZemPropertiesUtils::DataCreator::createMap<K>(int valueType);      \
-    ZEM_INSTANTIATE_VALUE(std::map<K, ZemPropertyDataPtr>);                                        \
-    ZEM_INSTANTIATE_VALUE(std::map<K, OdString>);                                                  \
-    ZEM_INSTANTIATE_VALUE(std::map<K, int>);                                                       \
-    ZEM_INSTANTIATE_VALUE(std::map<K, double>);                                                    \
-    ZEM_INSTANTIATE_VALUE(std::map<K, bool>);                                                      \
-    ZEM_INSTANTIATE_VALUE(std::map<K, signed char>);                                               \
-    ZEM_INSTANTIATE_VALUE(std::map<K, OdDbHandle>);                                                \
-    ZEM_INSTANTIATE_VALUE(std::map<K, OdDbTypedId>);                                               \
-    ZEM_INSTANTIATE_VALUE(std::map<K, std::vector<char>>)
+ZEM_FOR_EACH_VALUE_TYPE(ZEM_INSTANTIATE_VALUE);
+ZEM_FOR_EACH_BOUND_TYPE(ZEM_INSTANTIATE_BOUND);
 
-ZEM_INSTANTIATE_VALUE(OdString);
-ZEM_INSTANTIATE_VALUE(int);
-ZEM_INSTANTIATE_VALUE(double);
-ZEM_INSTANTIATE_VALUE(bool);
-ZEM_INSTANTIATE_VALUE(signed char);
-ZEM_INSTANTIATE_VALUE(OdDbHandle);
-ZEM_INSTANTIATE_VALUE(OdDbTypedId);
-ZEM_INSTANTIATE_VALUE(std::vector<char>);
-
-ZEM_INSTANTIATE_VALUE(ZemPropertyArray<ZemPropertyDataPtr>);
-ZEM_INSTANTIATE_VALUE(ZemPropertyArray<OdString>);
-ZEM_INSTANTIATE_VALUE(ZemPropertyArray<int>);
-ZEM_INSTANTIATE_VALUE(ZemPropertyArray<double>);
-ZEM_INSTANTIATE_VALUE(ZemPropertyArray<bool>);
-ZEM_INSTANTIATE_VALUE(ZemPropertyArray<signed char>);
-ZEM_INSTANTIATE_VALUE(ZemPropertyArray<OdDbHandle>);
-ZEM_INSTANTIATE_VALUE(ZemPropertyArray<OdDbTypedId>);
-ZEM_INSTANTIATE_VALUE(ZemPropertyArray<std::vector<char>>);
-
-ZEM_INSTANTIATE_MAPS(OdString);
-ZEM_INSTANTIATE_MAPS(int);
-ZEM_INSTANTIATE_MAPS(double);
-ZEM_INSTANTIATE_MAPS(bool);
-ZEM_INSTANTIATE_MAPS(signed char);
-ZEM_INSTANTIATE_MAPS(OdDbHandle);
-ZEM_INSTANTIATE_MAPS(OdDbTypedId);
-
-ZEM_INSTANTIATE_BOUND(bool);
-ZEM_INSTANTIATE_BOUND(double);
-ZEM_INSTANTIATE_BOUND(signed char);
-ZEM_INSTANTIATE_BOUND(int);
-ZEM_INSTANTIATE_BOUND(OdString);
-ZEM_INSTANTIATE_BOUND(OdDbTypedId);
-ZEM_INSTANTIATE_BOUND(ZemPropertyArray<OdDbTypedId>);
-ZEM_INSTANTIATE_BOUND(ZemPropertyArray<OdString>);
-ZEM_INSTANTIATE_BOUND(ZemPropertyArray<double>);
-ZEM_INSTANTIATE_BOUND(ZemPropertyArray<int>);
-ZEM_INSTANTIATE_BOUND(std::map<OdDbTypedId, bool>);
+template ZemPropertyDataPtr ZemPropertiesUtils::DataCreator::createMap<OdString>(int);
+template ZemPropertyDataPtr ZemPropertiesUtils::DataCreator::createMap<int>(int);
+template ZemPropertyDataPtr ZemPropertiesUtils::DataCreator::createMap<double>(int);
+template ZemPropertyDataPtr ZemPropertiesUtils::DataCreator::createMap<bool>(int);
+template ZemPropertyDataPtr ZemPropertiesUtils::DataCreator::createMap<signed char>(int);
+template ZemPropertyDataPtr ZemPropertiesUtils::DataCreator::createMap<OdDbHandle>(int);
+template ZemPropertyDataPtr ZemPropertiesUtils::DataCreator::createMap<OdDbTypedId>(int);

@@ -45,8 +45,8 @@ enum ZemPropertiesConfig : std::int32_t
     kZemPropsOmitDefaults = 2
 };
 
-/// Levels of nested values that a stream may hold. Deeper ones are neither read nor written, so that
-/// no stream can exhaust the stack.
+/// Levels of nested values that a stream may hold. Deeper ones are neither read nor written, so
+/// that no stream can exhaust the stack.
 constexpr int kZemMaxNestedValues = 200;
 
 /// An object id together with the kind of reference that files it. A value.
@@ -93,7 +93,8 @@ using ZemPropertyAllocator =
 template <class T>
 using ZemPropertyArray = OdArray<T, ZemPropertyAllocator<T>>;
 
-/// The type id of a value type, and those of its elements, or keys and values; 0 where there is none.
+/// The type id of a value type, and those of its elements, or keys and values; 0 where there is
+/// none.
 ///
 /// There are 80 value types: 8 scalars, arrays of 9 types and maps of 7 key types to 9 value types.
 template <class T>
@@ -162,10 +163,11 @@ struct ZemPropertyTypeInfo<std::map<K, V>>
 
 /// One typed value of a bag.
 ///
-/// A node knows its type id and how its value goes into a filer and comes out of one. It either owns
-/// the value (`ZemPropertyDataContainer`) or is bound to a variable, or to a getter and a setter, of
-/// the object that holds the bag. Nodes are shared through `ZemPropertyDataPtr`. They have identity:
-/// they neither copy nor move. Used on the thread that holds the object with the bag.
+/// A node knows its type id and how its value goes into a filer and comes out of one. It either
+/// owns the value (`ZemPropertyDataContainer`) or is bound to a variable, or to a getter and a
+/// setter, of the object that holds the bag. Nodes are shared through `ZemPropertyDataPtr`. They
+/// have identity: they neither copy nor move. Used on the thread that holds the object with the
+/// bag.
 class ZemPropertyData
 {
 public:
@@ -174,14 +176,14 @@ public:
     virtual ~ZemPropertyData();
 
     /// \name Filing
-    /// Readers answer `false` for malformed content, which leaves the value partly read, and let the
-    /// filer's `OdError` pass. `config` is that of the bag.
+    /// Readers answer `false` for malformed content, which leaves the value partly read, and let
+    /// the filer's `OdError` pass. `config` is that of the bag.
     /// @{
     /// Writes what follows the type id: for arrays and maps the element, or key and value, types,
     /// the count and the elements.
     virtual void writeDataToDwg(OdDbDwgFiler* filer, int config) const = 0;
-    /// Reads a value that starts with its type id, then tells the bound object, also of a value that
-    /// was only partly read. A value of another type gives an assertion and `false`.
+    /// Reads a value that starts with its type id, then tells the bound object, also of a value
+    /// that was only partly read. A value of another type gives an assertion and `false`.
     virtual bool readFromDwg(OdDbDwgFiler* filer, int config);
     /// Reads what follows the type ids. Tells no bound object.
     virtual bool readDataFromDwg(OdDbDwgFiler* filer, int config) = 0;
@@ -211,8 +213,8 @@ public:
     /// \throws OdError as `assertWritable`, before anything is written.
     void writeToDwg(OdDbDwgFiler* filer, int config) const;
     /// Checks that the value can be written and read back.
-    /// \throws OdError (null object pointer) for a null nested value, after an assertion; (bad input)
-    ///         for more than `kZemMaxNestedValues` levels of nested values.
+    /// \throws OdError (null object pointer) for a null nested value, after an assertion; (bad
+    ///         input) for more than `kZemMaxNestedValues` levels of nested values.
     void assertWritable() const;
     /// Reads a value that starts with its type id into a new stored node.
     /// \return Null for an unknown type or malformed content.
@@ -318,8 +320,8 @@ class ZemPropertyConcreteData<std::map<K, V>> : public ZemPropertyConcreteDataCo
 {
 public:
     void writeDataToDwg(OdDbDwgFiler* filer, int config) const override;
-    /// A mismatch of the header gives an assertion; it fails only if the type differs while key type
-    /// and value type both match, and is read all the same otherwise.
+    /// A mismatch of the header gives an assertion; it fails only if the type differs while key
+    /// type and value type both match, and is read all the same otherwise.
     bool readFromDwg(OdDbDwgFiler* filer, int config) override;
     /// Adds to the entries that are there; the last one of equal keys stays. A count below 1 adds
     /// nothing; one that the filer has no bytes for fails.
@@ -345,9 +347,9 @@ private:
 
 /// \name Bound values
 /// For `bool`, `double`, `signed char`, `int`, `OdString`, `OdDbTypedId`, arrays of `OdDbTypedId`,
-/// `OdString`, `double` and `int`, and `std::map<OdDbTypedId, bool>`. Variables belong to the holder
-/// of the bag and outlive the node. A getter or setter that is empty throws `std::bad_function_call`
-/// when it is first needed.
+/// `OdString`, `double` and `int`, and `std::map<OdDbTypedId, bool>`. Variables belong to the
+/// holder of the bag and outlive the node. A getter or setter that is empty throws
+/// `std::bad_function_call` when it is first needed.
 /// @{
 
 /// Bound to a variable.

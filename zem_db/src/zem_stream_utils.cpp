@@ -36,8 +36,8 @@ void writeIds(OdDbDwgFiler& filer, OdDbObjectIdArray const& ids, IdWriter write)
 void readIds(OdDbDwgFiler& filer, OdDbObjectIdArray& ids, IdReader read)
 {
     const std::int32_t count = filer.rdInt32();
-    if (count < 0 || (count > kMaxIdsWithoutBytes &&
-                      static_cast<std::uint64_t>(count) > filer.bytesLeft())) {
+    if (count < 0 ||
+        (count > kMaxIdsWithoutBytes && static_cast<std::uint64_t>(count) > filer.bytesLeft())) {
         throw OdError(kOdBadStream);
     }
     ids.clear();
