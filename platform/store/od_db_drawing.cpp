@@ -2,13 +2,13 @@
 
 #include "store/od_db_file_operations.h"
 
+#include <unistd.h>
+
 #include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <filesystem>
 #include <utility>
-
-#include <unistd.h>
 
 namespace {
 
@@ -102,8 +102,8 @@ void removeStaleFiles(fs::path const& folder)
             continue;
         }
         const long process = std::strtol(name.c_str() + prefix.size(), nullptr, 10);
-        const bool isDead = process > 0 && ::kill(static_cast<pid_t>(process), 0) != 0 &&
-                            errno == ESRCH;
+        const bool isDead =
+            process > 0 && ::kill(static_cast<pid_t>(process), 0) != 0 && errno == ESRCH;
         if (isDead) {
             (void)OdDbFileOperations::current().removeFile(at->path());
         }

@@ -18,14 +18,14 @@ std::string hex(OdDbHandle handle)
 char const* nameOf(OdDb::ReferenceType type) noexcept
 {
     switch (type) {
-        case OdDb::ReferenceType::kSoftPointerRef:
-            return "soft pointer";
-        case OdDb::ReferenceType::kHardPointerRef:
-            return "hard pointer";
-        case OdDb::ReferenceType::kSoftOwnershipRef:
-            return "soft ownership";
-        case OdDb::ReferenceType::kHardOwnershipRef:
-            return "hard ownership";
+    case OdDb::ReferenceType::kSoftPointerRef:
+        return "soft pointer";
+    case OdDb::ReferenceType::kHardPointerRef:
+        return "hard pointer";
+    case OdDb::ReferenceType::kSoftOwnershipRef:
+        return "soft ownership";
+    case OdDb::ReferenceType::kHardOwnershipRef:
+        return "hard ownership";
     }
     return "reference";
 }
@@ -119,8 +119,8 @@ private:
         const OdDbHandle first = odDbHandleAt(number, 0);
         if (!page->damage.empty()) {
             tell(Kind::kPage, /*isProblem=*/true, first,
-                 "objects " + hex(first) + " to " +
-                     hex(odDbHandleAt(number, kHandlesInPage - 1)) + ": " + page->damage);
+                 "objects " + hex(first) + " to " + hex(odDbHandleAt(number, kHandlesInPage - 1)) +
+                     ": " + page->damage);
             return;
         }
         for (OdDbPageEntry const& entry : page->directory.entries()) {

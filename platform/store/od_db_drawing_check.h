@@ -15,13 +15,13 @@ struct OdDbDrawingFinding
 {
     enum class Kind : std::uint8_t
     {
-        kFile,       ///< the file's inner structure
-        kPage,       ///< the objects of a page can't be told
-        kObject,     ///< an object can't be read
-        kPartlyRead, ///< an object's class has read it only in part; its bytes are kept
-        kProxy,      ///< an object's class isn't registered, or can't read it; its bytes are kept
-        kOwner,      ///< an object's owner isn't there, or doesn't end at a root
-        kReference   ///< a reference to an object that isn't there
+        kFile,        ///< the file's inner structure
+        kPage,        ///< the objects of a page can't be told
+        kObject,      ///< an object can't be read
+        kPartlyRead,  ///< an object's class has read it only in part; its bytes are kept
+        kProxy,       ///< an object's class isn't registered, or can't read it; its bytes are kept
+        kOwner,       ///< an object's owner isn't there, or doesn't end at a root
+        kReference    ///< a reference to an object that isn't there
     };
 
     Kind kind = Kind::kFile;

@@ -163,8 +163,9 @@ struct OdDbDrawingFile::Statements
     OdDbSqliteStatement writeBig{c, "REPLACE INTO big(handle, record) VALUES(?, ?)"};
     OdDbSqliteStatement removeBig{c, "DELETE FROM big WHERE handle = ?"};
     OdDbSqliteStatement writeClass{
-        c, "REPLACE INTO class(id, dwg_version, maintenance, proxy_flags, checksum, name, dxf_name, "
-           "app_name) VALUES(?, ?, ?, ?, ?, ?, ?, ?)"};
+        c,
+        "REPLACE INTO class(id, dwg_version, maintenance, proxy_flags, checksum, name, dxf_name, "
+        "app_name) VALUES(?, ?, ?, ?, ?, ?, ?, ?)"};
     OdDbSqliteStatement writeHeader{c, "REPLACE INTO meta(key, value) VALUES(?, ?)"};
 };
 
@@ -339,9 +340,8 @@ void OdDbDrawingFile::makeTables()
     for (char const* table : kTables) {
         m_connection.run(table);
     }
-    const std::string numbers =
-        "PRAGMA application_id = " + std::to_string(kDrawingApplicationId) +
-        "; PRAGMA user_version = " + std::to_string(kDrawingFormat);
+    const std::string numbers = "PRAGMA application_id = " + std::to_string(kDrawingApplicationId) +
+                                "; PRAGMA user_version = " + std::to_string(kDrawingFormat);
     m_connection.run(numbers.c_str());
 }
 
@@ -422,7 +422,9 @@ std::int64_t OdDbDrawingFile::dataVersion()
 
 void OdDbDrawingFile::noteIdentity()
 {
-    struct stat status{};
+    struct stat status
+    {
+    };
     if (::stat(m_path.c_str(), &status) == 0) {
         m_device = status.st_dev;
         m_inode = status.st_ino;
@@ -431,7 +433,9 @@ void OdDbDrawingFile::noteIdentity()
 
 bool OdDbDrawingFile::isSameFile(std::filesystem::path const& path) const
 {
-    struct stat status{};
+    struct stat status
+    {
+    };
     return ::stat(path.c_str(), &status) == 0 && m_inode != 0 && status.st_dev == m_device &&
            status.st_ino == m_inode;
 }
@@ -689,9 +693,7 @@ void OdDbDrawingFile::writeOutside(OdDbHandle handle, std::span<std::uint8_t con
 
 void OdDbDrawingFile::removeOutside(OdDbHandle handle)
 {
-    OdDbSqliteQuery(m_statements->removeBig)
-        .bind(static_cast<std::int64_t>(handle.value()))
-        .run();
+    OdDbSqliteQuery(m_statements->removeBig).bind(static_cast<std::int64_t>(handle.value())).run();
 }
 
 void OdDbDrawingFile::writeClass(OdDbFileClass const& fileClass)

@@ -34,8 +34,8 @@ struct OdDbDrawingHeader
     std::uint64_t classes = 0;  ///< rows of each table, so that lost ones are missed
     std::uint64_t pages = 0;
     std::uint64_t outside = 0;
-    std::uint64_t objects = 0;              ///< in all pages together
-    std::vector<std::uint8_t> body;         ///< settings of the drawing
+    std::uint64_t objects = 0;       ///< in all pages together
+    std::vector<std::uint8_t> body;  ///< settings of the drawing
     std::vector<std::uint8_t> references;
 
     friend bool operator==(OdDbDrawingHeader const&, OdDbDrawingHeader const&) = default;

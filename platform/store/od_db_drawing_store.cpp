@@ -331,10 +331,10 @@ bool OdDbDrawingStore::find(OdDbHandle handle, std::uint32_t& classIndex)
     if ((state->mask & bit) == 0) {
         return false;
     }
-    classIndex = state->classes.empty()
-                     ? state->commonClass
-                     : state->classes[static_cast<std::size_t>(
-                           std::popcount(state->mask & (bit - 1)))];
+    classIndex =
+        state->classes.empty()
+            ? state->commonClass
+            : state->classes[static_cast<std::size_t>(std::popcount(state->mask & (bit - 1)))];
     return true;
 }
 

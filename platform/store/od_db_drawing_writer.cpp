@@ -41,7 +41,15 @@ void OdDbDrawingWriter::writeChanges(OdDbSaveProgress const& progress)
         m_classNumbers.emplace(key, fileClass->stored.number);
         m_lastClassNumber = std::max(m_lastClassNumber, fileClass->stored.number);
     }
-    const std::vector<std::uint64_t> pages = m_access.changedBlocks();
+    findOwners();
+    const std::vector<std::uint64_t> changed = m_access.changedBlocks();
+    std::set<std::uint64_t> pages(changed.begin(), changed.end());
+    for (std::uint64_t owner : m_owners) {
+        const std::uint64_t number = odDbPageOf(OdDbHandle(owner));
+        if (!m_source->isPageDamaged(number)) {
+            pages.insert(number);
+        }
+    }
     std::uint64_t done = 0;
     for (std::uint64_t number : pages) {
         writePage(number, /*isInMemory=*/true);
@@ -75,6 +83,7 @@ void OdDbDrawingWriter::writeAll(OdDbSaveProgress const& progress)
 {
     constexpr std::uint64_t kPagesInStep = 64;
     m_header = {};
+    findOwners();
     const std::vector<std::uint64_t> known = m_access.knownBlocks();
     const std::vector<std::uint64_t> pages = pagesToWrite();
     std::uint64_t done = 0;
@@ -87,6 +96,35 @@ void OdDbDrawingWriter::writeAll(OdDbSaveProgress const& progress)
     }
     writeClasses();
     writeHeader(/*saves=*/0);
+}
+
+// An object that lists what it owns leaves out what is erased. Erasing is no change of the owner, so
+// its stored bytes would go on naming what isn't there any more, and a drawing saved in one step and
+// in two would differ.
+void OdDbDrawingWriter::findOwners()
+{
+    if (m_source == nullptr) {
+        return;
+    }
+    for (std::uint64_t number : m_access.changedBlocks()) {
+        findOwnersIn(number);
+    }
+}
+
+void OdDbDrawingWriter::findOwnersIn(std::uint64_t number)
+{
+    const std::shared_ptr<OdDbStoredPage const> stored = m_source->page(number);
+    for (unsigned slot = 0; slot < kHandlesInPage; ++slot) {
+        const OdDbObjectState state = m_access.state(odDbHandleAt(number, slot));
+        if (state.object == nullptr || !state.changed) {
+            continue;
+        }
+        const bool wasThere = stored != nullptr && stored->directory.find(slot) != nullptr;
+        const OdDbObjectId owner = state.object->ownerId();
+        if (wasThere == state.erased && owner.originalDatabase() == &m_database) {
+            m_owners.insert(owner.getHandle().value());
+        }
+    }
 }
 
 void OdDbDrawingWriter::noteWritten()
@@ -227,8 +265,10 @@ void OdDbDrawingWriter::composeObject(OdDbHandle handle, OdDbStoredPage const* s
     if (isInMemory) {
         state = m_access.state(handle);
     }
-    if (entry != nullptr && needsOtherVersion(*entry) && state.object == nullptr) {
-        // Only its class knows how an object is filed for another version.
+    const bool mustBeFiled =
+        entry != nullptr && (needsOtherVersion(*entry) || isListedAnew(handle));
+    if (mustBeFiled && state.object == nullptr) {
+        // Only its class knows how an object is filed.
         (void)m_access.idOf(handle).openObject(OdDb::kForRead, /*openErased=*/true);
         state = m_access.state(handle);
     }
@@ -237,19 +277,20 @@ void OdDbDrawingWriter::composeObject(OdDbHandle handle, OdDbStoredPage const* s
     }
     if (state.erased) {
         dropOutside(handle, entry);
-    } else if (mustFile(state, entry)) {
+    } else if (mustFile(state, entry, mustBeFiled)) {
         fileObject(handle, state, entry);
     } else if (entry != nullptr) {
         copyRecord(*stored, *entry);
     }
 }
 
-bool OdDbDrawingWriter::needsOtherVersion(OdDbPageEntry const& entry)
+bool OdDbDrawingWriter::needsOtherVersion(OdDbPageEntry const& entry) const
 {
     return m_source->versionOf(entry) != m_dwgVersion;
 }
 
-bool OdDbDrawingWriter::mustFile(OdDbObjectState const& state, OdDbPageEntry const* entry)
+bool OdDbDrawingWriter::mustFile(OdDbObjectState const& state, OdDbPageEntry const* entry,
+                                 bool mustBeFiled)
 {
     if (state.object == nullptr) {
         return false;
@@ -257,7 +298,7 @@ bool OdDbDrawingWriter::mustFile(OdDbObjectState const& state, OdDbPageEntry con
     if (entry == nullptr || state.changed) {
         return true;
     }
-    return needsOtherVersion(*entry) && !state.partlyRead && !isProxy(*state.object);
+    return mustBeFiled && !state.partlyRead && !isProxy(*state.object);
 }
 
 // A proxy's bytes are those of its class and were filed for the version that they were read with.

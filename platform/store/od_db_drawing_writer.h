@@ -7,6 +7,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <set>
 #include <vector>
 
 /// Told now and then how far a save has come, in pages; an exception out of it ends the save, and
@@ -57,12 +58,15 @@ private:
         std::uint64_t resident = 0;
     };
 
+    void findOwners();
+    void findOwnersIn(std::uint64_t number);
+    bool isListedAnew(OdDbHandle handle) const { return m_owners.count(handle.value()) != 0; }
     void writePage(std::uint64_t number, bool isInMemory);
     void writeLostPage(OdDbStoredPage const& page);
     void composePage(std::uint64_t number, OdDbStoredPage const* stored, bool isInMemory);
     void composeObject(OdDbHandle handle, OdDbStoredPage const* stored, bool isInMemory);
-    bool mustFile(OdDbObjectState const& state, OdDbPageEntry const* entry);
-    bool needsOtherVersion(OdDbPageEntry const& entry);
+    bool mustFile(OdDbObjectState const& state, OdDbPageEntry const* entry, bool mustBeFiled);
+    bool needsOtherVersion(OdDbPageEntry const& entry) const;
     void fileObject(OdDbHandle handle, OdDbObjectState const& state, OdDbPageEntry const* entry);
     void copyRecord(OdDbStoredPage const& page, OdDbPageEntry const& entry);
     void copyOutside(OdDbStoredPage const& page, OdDbPageEntry& entry);
@@ -89,6 +93,8 @@ private:
     std::uint32_t m_lastClassNumber = 0;
     std::uint32_t m_recentIndex = 0;   ///< database number of the class that was filed last
     std::uint32_t m_recentNumber = 0;  ///< its number in the file; 0 if there was none
+    /// Objects that own one which has come or gone, by handle: what they list depends on it.
+    std::set<std::uint64_t> m_owners;
     std::vector<NewClass> m_newClasses;
     std::vector<WrittenPage> m_written;
     std::uint64_t m_resident = 0;  ///< slots of the page that are in memory

@@ -3,12 +3,12 @@
 #include "db/od_db_filer.h"
 #include "store/od_db_file_filer.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <atomic>
 #include <fstream>
 #include <iterator>
-
-#include <unistd.h>
 
 RX_DEFINE_CLASS(StoreTestPart, OdDbObject, odrxCreate<StoreTestPart>, L"StoreTestPart",
                 OdDb::kDwgVersionCurrent, 1, 0, L"STORE_TEST_PART", L"StoreTests");
@@ -92,7 +92,9 @@ std::string readFile(std::filesystem::path const& path)
 void writeFile(std::filesystem::path const& path, std::string const& bytes)
 {
     // Emptying a file that is written again makes some file systems wait for the disk.
-    { std::ofstream(path, std::ios::binary | std::ios::app); }
+    {
+        std::ofstream(path, std::ios::binary | std::ios::app);
+    }
     {
         std::fstream stream(path, std::ios::binary | std::ios::in | std::ios::out);
         stream.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));

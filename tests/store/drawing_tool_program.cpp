@@ -5,9 +5,8 @@
 //
 // The answer is "ok", or "error NUMBER TEXT".
 
-#include "store/drawing_test_support.h"
-
 #include "root/od_error.h"
+#include "store/drawing_test_support.h"
 
 #include <iostream>
 #include <sstream>

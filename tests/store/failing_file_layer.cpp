@@ -1,13 +1,12 @@
 #include "store/failing_file_layer.h"
 
 #include <sqlite3.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <csignal>
 #include <cstring>
 #include <vector>
-
-#include <unistd.h>
 
 namespace {
 
@@ -117,9 +116,8 @@ int layerClose(sqlite3_file* file)
 {
     LayerFile& self = layer(file);
     // What is closed without a sync is lost by a power cut as well, but drawings never do that.
-    g_state.openFiles.erase(
-        std::remove(g_state.openFiles.begin(), g_state.openFiles.end(), &self),
-        g_state.openFiles.end());
+    g_state.openFiles.erase(std::remove(g_state.openFiles.begin(), g_state.openFiles.end(), &self),
+                            g_state.openFiles.end());
     delete self.unsynced;
     return self.real()->pMethods->xClose(self.real());
 }
@@ -217,26 +215,25 @@ int layerDeviceCharacteristics(sqlite3_file*)
     return 0;  // nothing may be taken for safe
 }
 
-constexpr sqlite3_io_methods kMethods = {
-    1,
-    layerClose,
-    layerRead,
-    layerWrite,
-    layerTruncate,
-    layerSync,
-    layerFileSize,
-    layerLock,
-    layerUnlock,
-    layerCheckReservedLock,
-    layerFileControl,
-    layerSectorSize,
-    layerDeviceCharacteristics,
-    nullptr,
-    nullptr,
-    nullptr,
-    nullptr,
-    nullptr,
-    nullptr};
+constexpr sqlite3_io_methods kMethods = {1,
+                                         layerClose,
+                                         layerRead,
+                                         layerWrite,
+                                         layerTruncate,
+                                         layerSync,
+                                         layerFileSize,
+                                         layerLock,
+                                         layerUnlock,
+                                         layerCheckReservedLock,
+                                         layerFileControl,
+                                         layerSectorSize,
+                                         layerDeviceCharacteristics,
+                                         nullptr,
+                                         nullptr,
+                                         nullptr,
+                                         nullptr,
+                                         nullptr,
+                                         nullptr};
 
 sqlite3_vfs* realLayer(sqlite3_vfs* self)
 {

@@ -10,11 +10,11 @@
 enum class FaultKind
 {
     kNone,
-    kOnce,      ///< this step fails, the following ones succeed
-    kFromThere, ///< this step fails, and so do all that follow
-    kDiskFull,  ///< as `kFromThere` for writes alone, with the code for a full disk
-    kKill,      ///< a write is done by half, then the process dies
-    kPowerCut   ///< as `kKill`, and what wasn't synced is gone from the files
+    kOnce,       ///< this step fails, the following ones succeed
+    kFromThere,  ///< this step fails, and so do all that follow
+    kDiskFull,   ///< as `kFromThere` for writes alone, with the code for a full disk
+    kKill,       ///< a write is done by half, then the process dies
+    kPowerCut    ///< as `kKill`, and what wasn't synced is gone from the files
 };
 
 /// Counts the steps that change something on disk: writes, syncs, truncations, removals and makings

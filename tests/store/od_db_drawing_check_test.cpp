@@ -1,7 +1,6 @@
-#include "store/od_db_drawing_check.h"
-
 #include "store/drawing_test_support.h"
 #include "store/od_db_drawing.h"
+#include "store/od_db_drawing_check.h"
 
 #include <gtest/gtest.h>
 
@@ -29,15 +28,11 @@ protected:
     std::vector<OdDbDrawingFinding> check()
     {
         std::vector<OdDbDrawingFinding> findings;
-        result = odDbCheckDrawing(textOf(path), [&](OdDbDrawingFinding const& finding) {
-            findings.push_back(finding);
-        });
+        result = odDbCheckDrawing(
+            textOf(path), [&](OdDbDrawingFinding const& finding) { findings.push_back(finding); });
         return findings;
     }
-    static std::string hex(OdDbObjectId id)
-    {
-        return std::string(id.getHandle().ascii().utf8());
-    }
+    static std::string hex(OdDbObjectId id) { return std::string(id.getHandle().ascii().utf8()); }
 
     OdDbDrawingCheckResult result;
 };
@@ -75,8 +70,8 @@ TEST_F(OdDbDrawingCheckTest, FindsAnOwnerThatIsNotThere)
     ASSERT_EQ(findings.size(), 1U);
     EXPECT_EQ(findings[0].kind, Kind::kOwner);
     EXPECT_TRUE(findings[0].isProblem);
-    EXPECT_EQ(findings[0].text, "object " + hex(owned) + ": its owner, " + hex(owner) +
-                                    ", isn't in the drawing");
+    EXPECT_EQ(findings[0].text,
+              "object " + hex(owned) + ": its owner, " + hex(owner) + ", isn't in the drawing");
 }
 
 TEST_F(OdDbDrawingCheckTest, FindsObjectsThatOwnOneAnother)

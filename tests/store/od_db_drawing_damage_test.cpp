@@ -4,7 +4,6 @@
 #include "store/od_db_drawing_store.h"
 
 #include <gtest/gtest.h>
-
 #include <sqlite3.h>
 
 #include <algorithm>
@@ -122,9 +121,8 @@ protected:
     std::vector<OdDbDrawingFinding> check() const
     {
         std::vector<OdDbDrawingFinding> findings;
-        (void)odDbCheckDrawing(textOf(path), [&](OdDbDrawingFinding const& finding) {
-            findings.push_back(finding);
-        });
+        (void)odDbCheckDrawing(
+            textOf(path), [&](OdDbDrawingFinding const& finding) { findings.push_back(finding); });
         return findings;
     }
     std::size_t problems() const
@@ -212,8 +210,8 @@ TEST_F(OdDbDrawingDamageTest, LosesOnlyTheObjectWhoseRecordIsDamaged)
     ASSERT_EQ(findings.size(), 1U);
     EXPECT_EQ(findings[0].kind, OdDbDrawingFinding::Kind::kObject);
     EXPECT_EQ(rest.content.count(findings[0].handle.value()), 0U);
-    EXPECT_EQ(findings[0].text,
-              "object " + std::string(findings[0].handle.ascii().utf8()) + ": its checksum differs");
+    EXPECT_EQ(findings[0].text, "object " + std::string(findings[0].handle.ascii().utf8()) +
+                                    ": its checksum differs");
 }
 
 TEST_F(OdDbDrawingDamageTest, TellsADamagedObjectFromOneThatIsMissing)
@@ -506,8 +504,8 @@ TEST_F(OdDbDrawingDamageTest, RefusesADrawingVersionThatItDoesntKnow)
     save(1);
     std::string header = Tables(path).blob("SELECT value FROM meta");
     header[0] = 31;
-    const auto bytes = std::span(reinterpret_cast<std::uint8_t const*>(header.data()),
-                                 header.size() - 4);
+    const auto bytes =
+        std::span(reinterpret_cast<std::uint8_t const*>(header.data()), header.size() - 4);
     OdDbByteWriter sum;
     sum.putFixed32(odDbChecksum(bytes));
     std::copy(sum.bytes().begin(), sum.bytes().end(), header.end() - 4);

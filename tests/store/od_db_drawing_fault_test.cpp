@@ -4,12 +4,11 @@
 #include "store/od_db_drawing_store.h"
 
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <string>
-
-#include <sys/wait.h>
-#include <unistd.h>
 
 namespace {
 
@@ -84,9 +83,8 @@ protected:
         if (same(content, oldContent) || same(content, newContent)) {
             return testing::AssertionSuccess();
         }
-        return testing::AssertionFailure()
-               << "neither old: " << same(content, oldContent).message()
-               << ", nor new: " << same(content, newContent).message();
+        return testing::AssertionFailure() << "neither old: " << same(content, oldContent).message()
+                                           << ", nor new: " << same(content, newContent).message();
     }
 
     std::uint64_t m_parts = 0;

@@ -1,9 +1,9 @@
-#include "store/od_db_drawing.h"
-
-#include "db/od_db_dictionary.h"
+#include "db/od_db_block_table.h"
+#include "db/od_db_entity.h"
 #include "db/od_db_proxy_object.h"
-#include "db/od_db_xrecord.h"
 #include "store/drawing_test_support.h"
+#include "store/od_db_drawing.h"
+#include "store/od_db_drawing_check.h"
 #include "store/od_db_drawing_store.h"
 
 #include <gtest/gtest.h>
@@ -238,6 +238,35 @@ TEST_F(OdDbDrawingTest, KeepsTheHandleOfAnErasedTarget)
     const StoreTestPartPtr third = part(*database, 3).openObject();
     EXPECT_EQ(third->other.getHandle(), partHandle(2));
     EXPECT_TRUE(third->other.openObject().isNull());
+}
+
+TEST_F(OdDbDrawingTest, TakesErasedEntitiesOffTheListOfTheirBlock)
+{
+    OdDbHandle handle;
+    {
+        const OdDbDatabasePtr database = OdDbDatabase::createObject();
+        const OdDbBlockTableRecordPtr block =
+            database->getModelSpaceId().safeOpenObject(OdDb::kForWrite);
+        handle = block->appendOdDbEntity(OdDbLine::createObject().get()).getHandle();
+        (void)block->appendOdDbEntity(OdDbLine::createObject().get());
+        odDbSaveDrawingAs(*database, textOf(path));
+    }
+    const auto eraseAndSave = [&](bool savesInPlace) {
+        const OdDbDatabasePtr database = open(kForWriting);
+        const OdDbObjectId line = database->getOdDbObjectId(handle);
+        EXPECT_EQ(line.safeOpenObject(OdDb::kForWrite)->erase(), kOdOk);
+        if (savesInPlace) {
+            odDbSaveDrawing(*database);
+        }
+        odDbSaveDrawingAs(*database, textOf(folder.file("copy.zdw")));
+        return readFile(folder.file("copy.zdw"));
+    };
+    const std::string direct = eraseAndSave(/*savesInPlace=*/false);
+    EXPECT_TRUE(same(eraseAndSave(/*savesInPlace=*/true), direct));
+    for (char const* name : {"part.zdw", "copy.zdw"}) {
+        const OdDbDrawingCheckResult result = odDbCheckDrawing(textOf(folder.file(name)), {});
+        EXPECT_EQ(result.problems + result.notes, 0U) << name;
+    }
 }
 
 TEST_F(OdDbDrawingTest, NeverGivesAHandleTwice)
@@ -560,14 +589,13 @@ TEST_F(OdDbDrawingTest, KeepsTheVersionThatAProxyWasFiledFor)
         odDbSaveDrawingAs(*database, textOf(folder.file("old.zdw")), OdDb::kDwgVersion29);
     }
     classes.emplace();
-    const OdDbDatabasePtr database =
-        odDbOpenDrawing(textOf(folder.file("old.zdw")), kForReading);
+    const OdDbDatabasePtr database = odDbOpenDrawing(textOf(folder.file("old.zdw")), kForReading);
     EXPECT_EQ(odDbDrawingVersion(*database), OdDb::kDwgVersion29);
     // The tags were filed for the current version and are still there.
     EXPECT_EQ(StoreTestPartPtr(part(*database, 5).openObject())->tag, 5);
     EXPECT_EQ(StoreTestPartPtr(part(*database, 7).openObject())->tag, 7);
-    EXPECT_TRUE(same(contentOf(*database).at(partHandle(7).value()),
-                     saved.at(partHandle(7).value())));
+    EXPECT_TRUE(
+        same(contentOf(*database).at(partHandle(7).value()), saved.at(partHandle(7).value())));
 }
 
 TEST_F(OdDbDrawingTest, KeepsTheBytesOfAnObjectThatWasReadInPart)

@@ -1,6 +1,5 @@
-#include "store/od_db_file_filer.h"
-
 #include "db/od_db_platform.h"
+#include "store/od_db_file_filer.h"
 
 #include <gtest/gtest.h>
 
@@ -45,7 +44,7 @@ private:
 constexpr std::uint8_t kAllFieldsBody[] = {
     0x01,                                            // true
     0x00,                                            // false
-    0x05, 'K', 0xC3, 0xA4, 's', 'e',                 // text of five bytes
+    0x05, 'K',  0xC3, 0xA4, 's',  'e',               // text of five bytes
     0x00,                                            // empty text
     0xDE, 0xAD,                                      // two plain bytes
     0xFF,                                            // -1, 8 bits
@@ -286,12 +285,12 @@ TEST_F(OdDbFileFilerTest, SeeksInTheBodyAlone)
     EXPECT_EQ(filer.rdSoftPointerId(), idOf(1));
     EXPECT_THROW(filer.seek(4, OdDb::FilerSeekType::kSeekFromStart), OdError);
     EXPECT_THROW(filer.seek(-1, OdDb::FilerSeekType::kSeekFromStart), OdError);
-    EXPECT_THROW(filer.seek(std::numeric_limits<std::int64_t>::max(),
-                            OdDb::FilerSeekType::kSeekFromCurrent),
-                 OdError);
-    EXPECT_THROW(filer.seek(std::numeric_limits<std::int64_t>::min(),
-                            OdDb::FilerSeekType::kSeekFromEnd),
-                 OdError);
+    EXPECT_THROW(
+        filer.seek(std::numeric_limits<std::int64_t>::max(), OdDb::FilerSeekType::kSeekFromCurrent),
+        OdError);
+    EXPECT_THROW(
+        filer.seek(std::numeric_limits<std::int64_t>::min(), OdDb::FilerSeekType::kSeekFromEnd),
+        OdError);
 }
 
 TEST_F(OdDbFileFilerTest, CarriesTheRestOfARecordUnread)

@@ -173,16 +173,14 @@ TEST(OdDbPage, RefusesContentThatMakesNoSense)
         {"fewer entries than objects", 2, {0, 0, 0, 0, 0, 0, 0, 3, 4, 0, 0, 0, 0, 0, 0}},
         {"bytes behind the entries", 2, {0, 0, 0, 0, 0, 0, 0, 1, 4, 0, 0, 0, 0, 0, 0, 9}},
         {"a version of nothing", 2, {0, 0, 0, 0, 0, 0, 0, 1, 5, 0, 0, 0, 0, 0, 0, 0}},
-        {"a version of 2^32",
-         2,
-         {0, 0, 0, 0, 0, 0, 0, 1, 5, 0x80, 0x80, 0x80, 0x80, 0x10, 0, 0, 0, 0, 0, 0}},
+        {"a version of 2^32", 2, {0,    0,    0,    0,    0, 0, 0, 1, 5, 0x80,
+                                  0x80, 0x80, 0x80, 0x10, 0, 0, 0, 0, 0, 0}},
         {"a class of 2^32",
          2,
          {0, 0, 0, 0, 0, 0, 0, 1, 0x80, 0x80, 0x80, 0x80, 0x40, 0, 0, 0, 0, 0, 0}},
-        {"a body of 2^63 bytes",
-         2,
-         {0, 0, 0, 0, 0, 0, 0, 1,    4,    0x80, 0x80, 0x80, 0x80, 0x80,
-          0x80, 0x80, 0x80, 0x80, 0x01, 0, 0, 0, 0, 0}},
+        {"a body of 2^63 bytes", 2, {0,    0,    0,    0,    0,    0,    0,    1,
+                                     4,    0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80,
+                                     0x80, 0x80, 0x01, 0,    0,    0,    0,    0}},
     };
     for (Row const& row : rows) {
         EXPECT_THROW(OdDbPageDirectory(row.page, sealed(row.page, row.content)), OdError)
