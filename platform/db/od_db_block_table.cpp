@@ -5,6 +5,7 @@
 #include "db/od_db_filer.h"
 #include "root/od_error.h"
 
+#include <algorithm>
 #include <utility>
 
 RX_DEFINE_CLASS(OdDbBlockTableRecord, OdDbSymbolTableRecord, odrxCreate<OdDbBlockTableRecord>,
@@ -66,7 +67,7 @@ OdDbBlockTableRecordPtr OdDbBlockTableRecord::createObject()
     return odrxMake<OdDbBlockTableRecord>();
 }
 
-void OdDbBlockTableRecord::recordEntity(std::uint8_t opcode, OdDbObjectId id)
+void OdDbBlockTableRecord::recordEntity(std::uint8_t opcode, OdDbObjectId id, unsigned position)
 {
     assertWriteEnabled(/*autoUndo=*/false, /*recordModified=*/true);
     OdDbDwgFiler* filer = undoFiler();
@@ -76,6 +77,7 @@ void OdDbBlockTableRecord::recordEntity(std::uint8_t opcode, OdDbObjectId id)
     filer->wrAddress(OdDbBlockTableRecord::desc());
     filer->wrUInt8(opcode);
     filer->wrSoftPointerId(id);
+    filer->wrInt32(static_cast<std::int32_t>(position));
 }
 
 OdDbObjectId OdDbBlockTableRecord::appendOdDbEntity(OdDbEntity* entity)
@@ -103,7 +105,7 @@ OdDbObjectId OdDbBlockTableRecord::appendOdDbEntity(OdDbEntity* entity)
         }
         entity->setOwnerId(objectId());
     }
-    recordEntity(kEntityAppended, id);
+    recordEntity(kEntityAppended, id, m_entities.size());
     m_entities.append(id);
     return id;
 }
@@ -218,16 +220,29 @@ void OdDbBlockTableRecord::applyPartialUndo(OdDbDwgFiler* filer, OdRxClass* cls)
     }
     const std::uint8_t opcode = filer->rdUInt8();
     const OdDbObjectId id = filer->rdSoftPointerId();
+    const auto recorded = static_cast<unsigned>(filer->rdInt32());
     if (opcode == kEntityTakenOut) {
-        recordEntity(kEntityAppended, id);
-        m_entities.append(id);
+        const unsigned position = std::min<unsigned>(recorded, m_entities.size());
+        recordEntity(kEntityAppended, id, position);
+        m_entities.insertAt(position, id);
         return;
     }
-    recordEntity(kEntityTakenOut, id);
-    // Records are played back in reverse, so what was appended is the last one.
-    if (!m_entities.isEmpty() && std::as_const(m_entities).last() == id) {
-        m_entities.removeLast();
+    // What was appended is mostly the last one, but not if others came while nothing was recorded.
+    for (unsigned position = m_entities.size(); position > 0; --position) {
+        if (std::as_const(m_entities)[position - 1] == id) {
+            recordEntity(kEntityTakenOut, id, position - 1);
+            m_entities.removeAt(position - 1);
+            return;
+        }
     }
+}
+
+void OdDbBlockTableRecord::copyFrom(OdRxObject const* source)
+{
+    if (database() != nullptr) {
+        throw OdError(kOdNotApplicable);
+    }
+    OdDbSymbolTableRecord::copyFrom(source);
 }
 
 OdRxClass* OdDbBlockTable::recordClass() const
@@ -237,10 +252,12 @@ OdRxClass* OdDbBlockTable::recordClass() const
 
 OdDbObjectId OdDbBlockTable::add(OdDbSymbolTableRecord* record)
 {
-    if (record != nullptr && odIcmp(record->getName(), L"*U") == 0) {
+    if (record != nullptr && record->database() == nullptr &&
+        odIcmp(record->getName(), L"*U") == 0) {
         OdString name;
-        for (std::uint32_t number = numEntries(); name.isEmpty() || has(name); ++number) {
-            name.format(L"*U%u", number);
+        m_nextAnonymous = std::max(m_nextAnonymous, numEntries());
+        while (name.isEmpty() || has(name)) {
+            name.format(L"*U%u", m_nextAnonymous++);
         }
         record->setName(name);
     }

@@ -51,11 +51,14 @@ public:
     OdResult dwgInFields(OdDbDwgFiler* filer) override;
     void dwgOutFields(OdDbDwgFiler* filer) const override;
     void applyPartialUndo(OdDbDwgFiler* filer, OdRxClass* cls) override;
+    /// A block of a database has no copy: its entities are its own.
+    /// \throws OdError (not applicable) for one.
+    void copyFrom(OdRxObject const* source) override;
 
 private:
     friend class OdDbObjectIterator;
 
-    void recordEntity(std::uint8_t opcode, OdDbObjectId id);
+    void recordEntity(std::uint8_t opcode, OdDbObjectId id, unsigned position);
 
     OdDbObjectIdArray m_entities;
     OdDbObjectIdArray m_references;
@@ -77,6 +80,9 @@ public:
 
 protected:
     OdRxClass* recordClass() const override;
+
+private:
+    std::uint32_t m_nextAnonymous = 0;  ///< names with lower numbers were given or found taken
 };
 
 /// Walks the entities of a block as the list was when the walk began; holds the block open for read.

@@ -74,12 +74,19 @@ OdDbDatabaseImpl::OdDbDatabaseImpl(OdDbDatabase& db, OdDbHostAppServices* appSer
 
 OdDbDatabaseImpl::~OdDbDatabaseImpl()
 {
+    // All are out before the first one goes: an object that goes may let go of others, which must
+    // not find a database that is half gone.
+    std::vector<OdDbObject*> objects;
     for (std::uint64_t number : ids.knownBlocks()) {
         for (OdDbIdRecord& record : ids.findBlock(number)->records) {
             if (record.object != nullptr) {
-                OdDbObjectAccess::detach(*record.object);
+                objects.push_back(record.object);
+                OdDbObjectAccess::orphan(*record.object);
             }
         }
+    }
+    for (OdDbObject* object : objects) {
+        object->release();
     }
     odDbDropRedirections(*this);
 }
@@ -210,12 +217,20 @@ bool OdDbDatabaseImpl::fillLoaded(OdDbIdRecord& record, OdDbObject& object,
         record.set(OdDbIdRecord::kProxy, isProxy);
         return true;
     } catch (std::exception const& error) {
-        OdDbObjectAccess::detach(object);
-        record.residency = OdDbResidency::kStored;
-        if (isProxy) {
-            reportDamage(record, error.what());
-        }
-        return false;
+        dropHalfLoaded(record, object, isProxy, error.what());
+    } catch (...) {
+        dropHalfLoaded(record, object, isProxy, "unknown exception");
+    }
+    return false;
+}
+
+void OdDbDatabaseImpl::dropHalfLoaded(OdDbIdRecord& record, OdDbObject& object, bool isProxy,
+                                      char const* reason)
+{
+    OdDbObjectAccess::detach(object);
+    record.residency = OdDbResidency::kStored;
+    if (isProxy) {
+        reportDamage(record, reason);
     }
 }
 
@@ -227,6 +242,7 @@ OdDbObjectId OdDbDatabaseImpl::add(OdDbObject& object, OdDbObjectId owner, OdDbH
     if (!owner.isNull() && owner.database() != &database) {
         throw OdError(kOdWrongDatabase);
     }
+    OdDbObjectAccess::requireIdsOf(object, database);
     const std::uint32_t classIndex = classIndexOf(object.isA());
     const std::uint64_t number = handle.isNull() ? handseed : handle.value();
     if (number > kLastHandle) {
@@ -664,6 +680,16 @@ void OdDbDatabase::dwgOutFields(OdDbDwgFiler* filer) const
     filer->wrInt16(static_cast<std::int16_t>(header.insertUnits));
     filer->wrPoint3d(header.modelInsertBase);
     filer->wrPoint3d(header.paperInsertBase);
+}
+
+void OdDbDatabase::copyFrom(OdRxObject const* /*source*/)
+{
+    throw OdError(kOdNotApplicable);
+}
+
+void OdDbDatabase::changingOutsideDatabase()
+{
+    m_impl->recordHeaderChange();
 }
 
 std::uint32_t OdDbDatabase::classCount() const noexcept

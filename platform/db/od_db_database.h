@@ -133,6 +133,8 @@ public:
     /// Files the settings and the roots; not the objects.
     OdResult dwgInFields(OdDbDwgFiler* filer) override;
     void dwgOutFields(OdDbDwgFiler* filer) const override;
+    /// A database has no copy: its roots are its own. \throws OdError (not applicable).
+    void copyFrom(OdRxObject const* source) override;
     /// @}
 
     /// \name Classes
@@ -146,6 +148,7 @@ public:
     OdDbDatabaseImpl& impl() const noexcept { return *m_impl; }
 
 protected:
+    void changingOutsideDatabase() override;
     explicit OdDbDatabase(OdDbHostAppServices* services);
 
 private:

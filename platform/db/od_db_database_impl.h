@@ -22,6 +22,8 @@ public:
     static void attach(OdDbObject& object, OdDbIdRecord& record, OdDbObjectId owner);
     /// Takes an object out of its database, which gives up its reference.
     static void detach(OdDbObject& object);
+    /// The first half of that: the object is out, and the reference is still to be given up.
+    static void orphan(OdDbObject& object);
     /// Takes fields in, with checks passing and nothing recorded.
     static OdResult fileIn(OdDbObject& object, OdDbDwgFiler& filer);
     /// Files an object of any open state.
@@ -40,7 +42,13 @@ public:
     static void endNotify(OdDbObject& reactor);
     /// Keeps references that come and go while a database is destroyed from destroying it again.
     static void pin(OdDbObject& object) noexcept { object.m_refs += 1U << 24; }
-    static bool isClosed(OdDbObject const& object) noexcept { return object.m_refs <= 1; }
+    static bool isClosed(OdDbObject const& object) noexcept
+    {
+        return object.m_refs <= 1 && object.m_roundCount == 0;
+    }
+    /// \throws OdError (wrong database) if the object names reactors or an extension dictionary of
+    ///         another database, which may go before it does.
+    static void requireIdsOf(OdDbObject const& object, OdDbDatabase const& database);
     /// Whether an undo record may hold the object's whole state.
     static bool hasStateRecorded(OdDbObject const& object) noexcept
     {
@@ -111,6 +119,7 @@ private:
     bool loadAs(OdDbIdRecord& record, OdDbHandle handle, bool asProxy);
     bool fillLoaded(OdDbIdRecord& record, OdDbObject& object, OdDbStoredObjectFiler& filer,
                     bool isProxy);
+    void dropHalfLoaded(OdDbIdRecord& record, OdDbObject& object, bool isProxy, char const* reason);
     void reportDamage(OdDbIdRecord& record, std::string reason);
     /// Whether a proxy's class has been registered since, and nothing stands against loading the
     /// object anew.

@@ -6,6 +6,7 @@
 #include "db/od_db_filer.h"
 #include "root/od_error.h"
 
+#include <algorithm>
 #include <set>
 
 RX_DEFINE_CLASS(OdDbDictionary, OdDbObject, odrxCreate<OdDbDictionary>, L"OdDbDictionary",
@@ -63,15 +64,22 @@ OdDbObjectPtr OdDbDictionary::getAt(OdString const& name, OdDb::OpenMode mode) c
     return getAt(name).openObject(mode);
 }
 
-OdString OdDbDictionary::hiddenName() const
+OdString OdDbDictionary::hiddenName()
 {
-    for (std::uint32_t number = numEntries() + 1;; ++number) {
-        OdString name;
-        name.format(L"%ls%u", kHiddenPrefix, number);
-        if (m_index.find(name).isNull()) {
-            return name;
-        }
+    OdString name;
+    m_nextHidden = std::max(m_nextHidden, numEntries() + 1);
+    while (name.isEmpty() || !m_index.find(name).isNull()) {
+        name.format(L"%ls%u", kHiddenPrefix, m_nextHidden++);
     }
+    return name;
+}
+
+void OdDbDictionary::copyFrom(OdRxObject const* source)
+{
+    if (database() != nullptr) {
+        throw OdError(kOdNotApplicable);
+    }
+    OdDbObject::copyFrom(source);
 }
 
 void OdDbDictionary::eraseIfOwned(OdDbObjectId id)

@@ -61,6 +61,9 @@ public:
     OdResult dwgInFields(OdDbDwgFiler* filer) override;
     void dwgOutFields(OdDbDwgFiler* filer) const override;
     void applyPartialUndo(OdDbDwgFiler* filer, OdRxClass* cls) override;
+    /// A dictionary of a database has no copy: its entries are its own.
+    /// \throws OdError (not applicable) for one.
+    void copyFrom(OdRxObject const* source) override;
 
 protected:
     void ownedObjectErased(OdDbObjectId id, bool erasing) override;
@@ -68,13 +71,14 @@ protected:
 private:
     friend class OdDbDictionaryIterator;
 
-    OdString hiddenName() const;
+    OdString hiddenName();
     void adopt(OdDbObject& object);
     void requireNoRing(OdDbObjectId id) const;
     void eraseIfOwned(OdDbObjectId id);
     OdDb::ReferenceType ownership() const noexcept;
 
     OdDbNameIndex m_index;
+    std::uint32_t m_nextHidden = 1;  ///< names with lower numbers were given or found taken
     bool m_isHardOwner = true;
 };
 

@@ -29,13 +29,8 @@ std::uint64_t OdDbIdTable::nextBlock(std::uint64_t after) const noexcept
             return number;
         }
     }
-    std::uint64_t best = (std::uint64_t{1} << 62) / kPerBlock;
-    for (auto const& [number, block] : m_sparse) {
-        if (number > after) {
-            best = std::min(best, number);
-        }
-    }
-    return best;
+    const auto next = m_sparse.upper_bound(after);
+    return next != m_sparse.end() ? next->first : (std::uint64_t{1} << 62) / kPerBlock;
 }
 
 OdDbIdRecord* OdDbIdTable::find(std::uint64_t handle) const noexcept

@@ -6,8 +6,8 @@
 
 #include <array>
 #include <cstddef>
+#include <map>
 #include <memory>
-#include <unordered_map>
 #include <vector>
 
 class OdDbDatabaseImpl;
@@ -88,7 +88,7 @@ private:
     OdDbDatabaseImpl& m_database;
     /// Blocks by number, as long as numbers stay near their count; others lie in `m_sparse`.
     std::vector<std::unique_ptr<OdDbIdBlock>> m_dense;
-    std::unordered_map<std::uint64_t, std::unique_ptr<OdDbIdBlock>> m_sparse;
+    std::map<std::uint64_t, std::unique_ptr<OdDbIdBlock>> m_sparse;
     std::size_t m_count = 0;
     std::vector<OdDbIdBlock*> m_changedBlocks;
 };

@@ -69,13 +69,22 @@ void OdDbNameIndex::record(std::uint8_t opcode, OdString const& name, OdDbObject
 void OdDbNameIndex::insert(OdString const& name, OdDbObjectId id)
 {
     record(kInserted, name, id);
-    m_entries.insert_or_assign(name, id);
+    const auto [entry, isNew] = m_entries.try_emplace(name, id);
+    if (!isNew) {
+        m_names.erase(entry->second.record());
+        entry->second = id;
+    }
     m_names.insert_or_assign(id.record(), name);
     m_erasedNames.erase(id.record());
 }
 
 OdDbObjectId OdDbNameIndex::remove(OdString const& name)
 {
+    if (m_entries.count(name) == 0) {
+        return OdDbObjectId::kNull;
+    }
+    // Announced before the entry is looked up: whoever is told of the change may change entries.
+    m_holder.assertWriteEnabled(/*autoUndo=*/false, /*recordModified=*/true);
     const auto found = m_entries.find(name);
     if (found == m_entries.end()) {
         return OdDbObjectId::kNull;

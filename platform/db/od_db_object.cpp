@@ -85,11 +85,14 @@ OdDbObjectIdArray readReactors(OdDbDwgFiler& filer)
         throw OdError(kOdBadStream);
     }
     OdDbObjectIdArray reactors;
+    std::unordered_set<OdDbIdRecord const*> seen;  // each reactor is told once
     for (std::int32_t index = 0; index < count; ++index) {
         const std::uint64_t before = filer.bytesLeft();
         const OdDbObjectId id = filer.rdSoftPointerId();
         if (!id.isNull()) {
-            reactors.append(id);
+            if (seen.insert(id.record()).second) {
+                reactors.append(id);
+            }
         } else if (before != OdDbFiler::kUnlimited && filer.bytesLeft() == before) {
             break;  // ids cost this filer nothing and are all null; the count may be any number
         }
@@ -161,15 +164,16 @@ struct OdDbObject::Extras
     }
     std::vector<XDataEntry>::iterator findXData(OdString const& app)
     {
-        return std::lower_bound(
-            xData.begin(), xData.end(), app,
-            [](XDataEntry const& entry, OdString const& name) { return entry.app < name; });
+        return std::lower_bound(xData.begin(), xData.end(), app,
+                                [](XDataEntry const& entry, OdString const& name) {
+                                    return odIcmp(entry.app, name) < 0;
+                                });
     }
     /// Sets, or with no bytes removes, the data of one application; gives what was there.
     std::vector<std::uint8_t> exchangeXData(OdString const& app, std::vector<std::uint8_t> bytes)
     {
         const auto at = findXData(app);
-        const bool isThere = at != xData.end() && at->app == app;
+        const bool isThere = at != xData.end() && odIcmp(at->app, app) == 0;
         if (!isThere) {
             if (!bytes.empty()) {
                 xData.insert(at, {app, std::move(bytes)});
@@ -266,7 +270,11 @@ void OdDbObject::assertReadEnabled() const
 
 void OdDbObject::assertWriteEnabled(bool autoUndo, bool recordModified)
 {
-    if (m_record == nullptr || (m_state & kReading) != 0) {
+    if ((m_state & kReading) != 0) {
+        return;
+    }
+    if (m_record == nullptr) {
+        changingOutsideDatabase();
         return;
     }
     if (!isWriteEnabled()) {
@@ -284,6 +292,8 @@ void OdDbObject::assertWriteEnabled(bool autoUndo, bool recordModified)
         OdDbObjectAccess::sendOpenedForModify(*this);
     }
 }
+
+void OdDbObject::changingOutsideDatabase() {}
 
 void OdDbObject::assertNotifyEnabled() const
 {
@@ -572,7 +582,7 @@ void OdDbObject::addPersistentReactor(OdDbObjectId id)
     if (id.isNull() || hasPersistentReactorUnchecked(id)) {
         return;
     }
-    if (m_record != nullptr && id.originalDatabase() != database()) {
+    if (database() != nullptr && id.originalDatabase() != database()) {
         throw OdError(kOdWrongDatabase);  // it may go before this object does
     }
     const unsigned position = m_extras != nullptr ? m_extras->reactors.size() : 0;
@@ -604,7 +614,7 @@ OdResBufPtr OdDbObject::xData(OdString const& appName) const
     }
     OdResBufPtr last;
     for (XDataEntry const& entry : m_extras->xData) {
-        if (!appName.isEmpty() && !(entry.app == appName)) {
+        if (!appName.isEmpty() && odIcmp(entry.app, appName) != 0) {
             continue;
         }
         OdResBufPtr head = OdResBuf::newRb(1001);
@@ -626,6 +636,7 @@ void OdDbObject::setXData(OdResBuf const* chain)
     if (chain == nullptr) {
         return;
     }
+    odDbRequireChainEnds(chain);
     if (chain->restype() != 1001) {
         throw OdError(kOdInvalidInput);
     }
@@ -736,7 +747,9 @@ void OdDbObject::applyPartialUndo(OdDbDwgFiler* filer, OdRxClass* cls)
         if (OdDbDwgFiler* inverse = beginBaseChange(kReactorAdded, true)) {
             inverse->wrSoftPointerId(id);
         }
-        extras().insertReactor(position, id);
+        if (!hasPersistentReactorUnchecked(id)) {
+            extras().insertReactor(position, id);
+        }
         return;
     }
     case kExtensionDictionary: {
@@ -846,13 +859,22 @@ void OdDbObject::copyFrom(OdRxObject const* source)
         own.reactors = m_extras->reactors;
         own.extensionDictionary = m_extras->extensionDictionary;
     }
-    const OdResult result = OdDbObjectAccess::fileIn(*this, filer);
-    m_ownerId = owner;
-    if (m_extras != nullptr) {
-        m_extras->reactors = own.reactors;
-        m_extras->rebuildIndex();
-        m_extras->extensionDictionary = own.extensionDictionary;
+    const auto restoreTies = [&] {
+        m_ownerId = owner;
+        if (m_extras != nullptr) {
+            m_extras->reactors = own.reactors;
+            m_extras->rebuildIndex();
+            m_extras->extensionDictionary = own.extensionDictionary;
+        }
+    };
+    OdResult result = kOdOk;
+    try {
+        result = OdDbObjectAccess::fileIn(*this, filer);
+    } catch (...) {
+        restoreTies();
+        throw;
     }
+    restoreTies();
     if (result != kOdOk) {
         throw OdError(result);
     }
@@ -869,6 +891,7 @@ OdResult OdDbObject::erase(bool erasing)
     if (isErased() == erasing || (m_state & kErasing) != 0) {
         return erasing ? kOdAlreadyErased : kOdNotErased;
     }
+    const OdDbDatabasePtr keptAlive(database());  // a reactor may hold the last pointer
     assertWriteEnabled();
     {
         // What subErase does may lead back here, by way of a reactor or an object erased with it.
@@ -931,7 +954,28 @@ void OdDbObjectAccess::attach(OdDbObject& object, OdDbIdRecord& record, OdDbObje
     record.residency = OdDbResidency::kResident;
 }
 
+void OdDbObjectAccess::requireIdsOf(OdDbObject const& object, OdDbDatabase const& database)
+{
+    if (object.m_extras == nullptr) {
+        return;
+    }
+    const auto isForeign = [&](OdDbObjectId id) {
+        return !id.isNull() && id.originalDatabase() != &database;
+    };
+    OdDbObjectIdArray const& reactors = object.m_extras->reactors;
+    if (isForeign(object.m_extras->extensionDictionary) ||
+        std::any_of(reactors.begin(), reactors.end(), isForeign)) {
+        throw OdError(kOdWrongDatabase);
+    }
+}
+
 void OdDbObjectAccess::detach(OdDbObject& object)
+{
+    orphan(object);
+    object.release();
+}
+
+void OdDbObjectAccess::orphan(OdDbObject& object)
 {
     // Whoever still holds the object holds it outside a database, and must not find ids of one that
     // is gone.
@@ -947,7 +991,6 @@ void OdDbObjectAccess::detach(OdDbObject& object)
     object.m_record->object = nullptr;
     object.m_record = nullptr;
     object.m_state = 0;
-    object.release();
 }
 
 OdResult OdDbObjectAccess::fileIn(OdDbObject& object, OdDbDwgFiler& filer)

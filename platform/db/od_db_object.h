@@ -92,7 +92,7 @@ public:
     /// \throws OdError (not open) if the object is not open at all.
     void assertNotifyEnabled() const;
     /// Raises an open object to write. Harmless on one that is open for write.
-    /// \throws OdError (not open) on a closed object; (was erased) never.
+    /// \throws OdError (not open) on a closed object; an erased one may be raised.
     void upgradeOpen();
     /// Takes one off the write count; ends the write period at nothing. Harmless without one.
     void downgradeOpen();
@@ -189,7 +189,7 @@ public:
     /// is copied. Part of undo and a modification.
     /// \throws OdError (unregistered app) for an application that the database doesn't know,
     ///         (invalid input) for a chain that doesn't start with 1001 or holds a group code that
-    ///         extended data has not; nothing has changed then.
+    ///         extended data has not, (cyclic reference) for a ring; nothing has changed then.
     void setXData(OdResBuf const* chain);
     /// @}
 
@@ -214,6 +214,10 @@ public:
 protected:
     /// Tells a container of names that an object which it owns was erased or has come back.
     virtual void ownedObjectErased(OdDbObjectId id, bool erasing);
+
+    /// Told before a change of an object that is in no database. The base does nothing; a database
+    /// records the change as one of its own settings.
+    virtual void changingOutsideDatabase();
 
     /// Tells that the graphics change in this write period.
     void markGraphicsModified() noexcept { m_state |= kGraphicsModified; }

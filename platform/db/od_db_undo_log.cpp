@@ -139,6 +139,8 @@ OdResult OdDbUndoLog::undo()
     if (m_undo.marks.empty()) {
         return kOdNoUndo;
     }
+    m_undo.dropEmptyPartial();
+    dropStaleRedo();
     // Redo can't lead into a transaction that may be aborted, and what is undone while nothing is
     // recorded is not to come back.
     const bool keepsRedo = !inTransaction && !m_disabled;
@@ -233,6 +235,8 @@ void OdDbUndoLog::play(Tape& from, std::size_t downTo, Tape* inverse)
         } catch (std::exception const& error) {
             // The other records still have to come back; an undo that stops half-way helps nobody.
             odReportAssert("false", error.what(), __FILE__, __LINE__);
+        } catch (...) {
+            odReportAssert("false", "unknown exception", __FILE__, __LINE__);
         }
         from.entries.pop_back();
         from.bytes.resize(entry.start);
@@ -240,6 +244,7 @@ void OdDbUndoLog::play(Tape& from, std::size_t downTo, Tape* inverse)
     if (inverse != nullptr) {
         inverse->dropEmptyPartial();
     }
+    m_inverse = nullptr;  // what reactors do now is neither undone nor done again
     sendNotices();
     m_undoneTo = m_undo.entries.size();
 }
