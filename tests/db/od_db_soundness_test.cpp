@@ -1,0 +1,185 @@
+// What unlucky and hostile callers may do to objects, undo and containers.
+
+#include "db/od_db_block_table.h"
+#include "db/od_db_database.h"
+#include "db/od_db_dictionary.h"
+#include "db/od_db_entity.h"
+#include "db/od_db_memory_filer.h"
+#include "db/od_db_platform.h"
+#include "db/od_db_simple_tables.h"
+#include "root/od_error.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+template <class Call>
+OdResult codeOf(Call const& call)
+{
+    try {
+        call();
+        return kOdOk;
+    } catch (OdError const& error) {
+        return error.code();
+    }
+}
+
+class Soundness : public testing::Test
+{
+protected:
+    void setUnits(OdDb::UnitsValue units) { m_db->setINSUNITS(units); }
+
+    OdDbObjectId appendLine()
+    {
+        const OdDbBlockTableRecordPtr block =
+            m_db->getModelSpaceId().safeOpenObject(OdDb::kForWrite);
+        return block->appendOdDbEntity(OdDbLine::createObject().get());
+    }
+
+    std::vector<OdDbObjectId> entities()
+    {
+        const OdDbBlockTableRecordPtr block = m_db->getModelSpaceId().safeOpenObject();
+        std::vector<OdDbObjectId> ids;
+        for (const auto at = block->newIterator(true, false); !at->done(); at->step(true, false)) {
+            ids.push_back(at->objectId());
+        }
+        return ids;
+    }
+
+    static OdResBufPtr chainOf(wchar_t const* app)
+    {
+        const OdResBufPtr head = OdResBuf::newRb(1001);
+        head->setString(app);
+        const OdResBufPtr value = OdResBuf::newRb(1071);
+        value->setInt32(5);
+        head->setNext(value.get());
+        return head;
+    }
+
+    OdDbPlatform m_platform;
+    OdDbDatabasePtr m_db = OdDbDatabase::createObject();
+};
+
+TEST_F(Soundness, AChangeMadeAndUndoneDropsWhatCouldBeRedoneBefore)
+{
+    m_db->startUndoRecord();
+    setUnits(OdDb::UnitsValue::kUnitsInches);
+    ASSERT_EQ(m_db->undo(), kOdOk);
+    m_db->startUndoRecord();
+    setUnits(OdDb::UnitsValue::kUnitsFeet);
+    ASSERT_EQ(m_db->undo(), kOdOk);
+    EXPECT_EQ(m_db->redo(), kOdOk);
+    EXPECT_EQ(m_db->redo(), kOdNoUndo);
+    EXPECT_EQ(m_db->getINSUNITS(), OdDb::UnitsValue::kUnitsFeet);
+}
+
+TEST_F(Soundness, AnObjectWithReactorsOfAnotherDatabaseIsNotAdded)
+{
+    const OdDbDatabasePtr other = OdDbDatabase::createObject();
+    const OdDbDictionaryPtr object = OdDbDictionary::createObject();
+    object->addPersistentReactor(other->getLayerZeroId());
+    EXPECT_EQ(codeOf([&] { m_db->addOdDbObject(object.get()); }), kOdWrongDatabase);
+    EXPECT_EQ(object->database(), nullptr);
+    EXPECT_EQ(codeOf([&] { m_db->addPersistentReactor(other->getLayerZeroId()); }),
+              kOdWrongDatabase);
+}
+
+TEST_F(Soundness, ADatabaseAndItsContainersTakeNoCopies)
+{
+    const OdDbDatabasePtr other = OdDbDatabase::createObject();
+    EXPECT_EQ(codeOf([&] { m_db->copyFrom(other.get()); }), kOdNotApplicable);
+    const OdDbObjectPtr model = m_db->getModelSpaceId().safeOpenObject();
+    const OdDbObjectPtr paper = m_db->getPaperSpaceId().safeOpenObject(OdDb::kForWrite);
+    EXPECT_EQ(codeOf([&] { paper->copyFrom(model.get()); }), kOdNotApplicable);
+    const OdDbObjectPtr roots = m_db->getNamedObjectsDictionaryId().safeOpenObject(OdDb::kForWrite);
+    const OdDbDictionaryPtr copy = OdDbDictionary::createObject();
+    EXPECT_EQ(codeOf([&] { roots->copyFrom(copy.get()); }), kOdNotApplicable);
+}
+
+TEST_F(Soundness, ExtendedDataOfTheDatabaseIsAChangeAndPartOfUndo)
+{
+    m_db->newRegApp(L"APP");
+    m_db->startUndoRecord();
+    m_db->setXData(chainOf(L"APP").get());
+    EXPECT_TRUE(m_db->isChanged());
+    EXPECT_FALSE(m_db->xData(L"APP").isNull());
+    ASSERT_EQ(m_db->undo(), kOdOk);
+    EXPECT_TRUE(m_db->xData(L"APP").isNull());
+}
+
+TEST_F(Soundness, ExtendedDataFindsItsApplicationWithoutCase)
+{
+    m_db->newRegApp(L"App");
+    const OdDbObjectPtr layer = m_db->getLayerZeroId().safeOpenObject(OdDb::kForWrite);
+    layer->setXData(chainOf(L"APP").get());
+    layer->setXData(chainOf(L"app").get());
+    const OdResBufPtr all = layer->xData();
+    ASSERT_FALSE(all.isNull());
+    EXPECT_TRUE(all->next()->next().isNull());
+    EXPECT_FALSE(layer->xData(L"aPP").isNull());
+}
+
+TEST_F(Soundness, ExtendedDataRefusesAChainThatIsARing)
+{
+    m_db->newRegApp(L"APP");
+    const OdDbObjectPtr layer = m_db->getLayerZeroId().safeOpenObject(OdDb::kForWrite);
+    const OdResBufPtr chain = chainOf(L"APP");
+    chain->next()->setNext(chain.get());
+    EXPECT_EQ(codeOf([&] { layer->setXData(chain.get()); }), kOdCyclicReference);
+    chain->next()->setNext(nullptr);
+}
+
+TEST_F(Soundness, ARepeatedReactorInAStreamIsReadOnce)
+{
+    OdStaticRxObject<OdDbMemoryFiler> filer(OdDb::FilerType::kCopyFiler, m_db.get());
+    filer.wrInt32(3);
+    for (int index = 0; index < 3; ++index) {
+        filer.wrSoftPointerId(m_db->getLayerZeroId());
+    }
+    filer.wrHardOwnershipId(OdDbObjectId::kNull);
+    filer.wrInt32(0);
+    filer.wrSoftPointerId(OdDbObjectId::kNull);
+    filer.rewindForReading();
+    OdDbObjectPtr object = odrxMake<OdDbObject>();
+    ASSERT_EQ(object->dwgInFields(&filer), kOdOk);
+    EXPECT_EQ(object->getPersistentReactors().size(), 1U);
+}
+
+TEST_F(Soundness, UndoAndRedoKeepTheOrderOfEntitiesThatCameUnrecorded)
+{
+    m_db->startUndoRecord();
+    const OdDbObjectId first = appendLine();
+    m_db->disableUndoRecording(true);
+    const OdDbObjectId second = appendLine();
+    m_db->disableUndoRecording(false);
+    ASSERT_EQ(m_db->undo(), kOdOk);
+    EXPECT_EQ(entities(), std::vector{second});
+    ASSERT_EQ(m_db->redo(), kOdOk);
+    EXPECT_EQ(entities(), (std::vector{first, second}));
+}
+
+TEST_F(Soundness, HiddenNamesAreNotGivenTwice)
+{
+    const OdDbDictionaryPtr roots =
+        m_db->getNamedObjectsDictionaryId().safeOpenObject(OdDb::kForWrite);
+    const OdDbObjectId first = roots->setAt(OdString(), OdDbDictionary::createObject().get());
+    const OdDbObjectId second = roots->setAt(OdString(), OdDbDictionary::createObject().get());
+    const OdString secondName = roots->nameAt(second);
+    roots->remove(roots->nameAt(first));
+    const OdDbObjectId third = roots->setAt(OdString(), OdDbDictionary::createObject().get());
+    EXPECT_FALSE(roots->nameAt(third) == secondName);
+    EXPECT_EQ(roots->numEntries(), 2U);
+}
+
+TEST_F(Soundness, ObjectsThatHoldOneAnotherOpenGoWithTheirDatabase)
+{
+    const OdDbObjectPtr held = m_db->getLayerZeroId().safeOpenObject(OdDb::kForWrite);
+    held->addPersistentReactor(m_db->getModelSpaceId());
+    const OdDbLayerTableRecordPtr layer(held);
+    layer->setIsOff(true);
+    m_db.release();
+    EXPECT_EQ(layer->database(), nullptr);
+    EXPECT_TRUE(layer->getPersistentReactors().isEmpty());
+}
+
+}  // namespace
