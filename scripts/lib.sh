@@ -4,6 +4,9 @@
 # The default number of jobs: the cores that this process may use.
 jobs="${ZEM_JOBS:-$(nproc)}"
 
+# Paths below the project count as relative, so that clones share what ccache holds.
+export CCACHE_BASEDIR="${CCACHE_BASEDIR:-$PWD}" CCACHE_NOHASHDIR="${CCACHE_NOHASHDIR:-1}"
+
 heading() {
     printf '\n== %s\n' "$1"
 }
