@@ -384,24 +384,38 @@ TEST_F(Dictionary, FilesItsEntriesByTheKindOfItsOwnership)
 
 TEST_F(Dictionary, HoldsAHundredThousandEntries)
 {
-    m_db->startUndoRecord();
     OdString name;
     for (unsigned index = 0; index < 100000; ++index) {
         name.format(L"entry%u", index);
-        m_dictionary->setAt(name, TestBag::createObject().get());
+        m_dictionary->setAt(name, odrxMake<OdDbObject>().get());
     }
     EXPECT_EQ(m_dictionary->numEntries(), 100000U);
     EXPECT_EQ(m_dictionary->nameAt(m_dictionary->getAt(L"ENTRY77777")), OdString(L"entry77777"));
-    for (unsigned index = 0; index < 100000; index += 2) {
+    for (unsigned index = 0; index < 100000; index += 100) {
         name.format(L"entry%u", index);
         m_dictionary->remove(name);
     }
-    EXPECT_EQ(m_dictionary->numEntries(), 50000U);
+    EXPECT_EQ(m_dictionary->numEntries(), 99000U);
+}
+
+TEST_F(Dictionary, TakesThousandsOfEntriesBackAndForth)
+{
+    m_db->startUndoRecord();
+    OdString name;
+    for (unsigned index = 0; index < 5000; ++index) {
+        name.format(L"entry%u", index);
+        m_dictionary->setAt(name, TestBag::createObject().get());
+    }
+    for (unsigned index = 0; index < 5000; index += 2) {
+        name.format(L"entry%u", index);
+        m_dictionary->remove(name);
+    }
     ASSERT_EQ(m_db->undo(), kOdOk);
     EXPECT_EQ(m_dictionary->numEntries(), 0U);
     ASSERT_EQ(m_db->redo(), kOdOk);
-    EXPECT_EQ(m_dictionary->numEntries(), 50000U);
-    m_db->clearUndo();
+    EXPECT_EQ(m_dictionary->numEntries(), 2500U);
+    EXPECT_TRUE(m_dictionary->has(OdString(L"entry1")));
+    EXPECT_FALSE(m_dictionary->has(OdString(L"entry2")));
 }
 
 // ---------------------------------------------------------------------------------------------
