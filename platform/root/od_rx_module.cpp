@@ -3,6 +3,7 @@
 #include "root/od_error.h"
 
 #include <dlfcn.h>
+#include <link.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -22,6 +23,13 @@ std::vector<std::function<std::string()>>& unloadGuards()
     return s_guards;
 }
 
+/// Modules that failed to start: they live on with their files, known here so that they are no leak.
+std::vector<OdRxModule*>& strandedModules()
+{
+    static auto* const s_modules = new std::vector<OdRxModule*>;
+    return *s_modules;
+}
+
 OdString utf8(std::string const& text)
 {
     return OdString::fromUtf8(text.data(), text.size());
@@ -38,11 +46,22 @@ struct LibraryCloser
 };
 using Library = std::unique_ptr<void, LibraryCloser>;
 
+/// Whether a symbol that was found through a library lies in its own file: the search goes on in the
+/// libraries that the file needs, of which one may be a module.
+bool liesIn(Library const& library, void* symbol)
+{
+    link_map* opened = nullptr;
+    void* holder = nullptr;
+    Dl_info info = {};
+    return dlinfo(library.get(), RTLD_DI_LINKMAP, &opened) == 0 &&
+           dladdr1(symbol, &info, &holder, RTLD_DL_LINKMAP) != 0 && holder == opened;
+}
+
 template <class Function>
 Function entryPoint(Library const& library, std::string const& path, char const* name)
 {
     void* symbol = dlsym(library.get(), name);
-    if (symbol == nullptr) {
+    if (symbol == nullptr || !liesIn(library, symbol)) {
         throw loadError(kOdModuleNotLoaded, path,
                         std::string("is no module: it has no entry point ") + name);
     }
@@ -94,6 +113,7 @@ std::unique_ptr<OdModuleHandle> odLoadModule(std::string const& path, void* sysD
     } catch (...) {
         // Classes registered before the failure stay, and their code lies in the file.
         (void)library.release();
+        strandedModules().push_back(module);
         throw;
     }
     handle->m_module = module;
