@@ -10,6 +10,8 @@ OdRxClass* OdRxClass::g_pDesc = nullptr;
 
 namespace {
 
+constexpr wchar_t kRootClassName[] = L"OdRxObject";
+
 /// Descriptions live in the dictionary, so nobody's reference may delete one.
 class RegisteredClass final : public OdStaticRxObject<OdRxClass>
 {
@@ -42,7 +44,7 @@ OdRxObjectPtr OdRxObject::cast(OdRxObject const* object)
 
 void OdRxObject::rxInit()
 {
-    odrxRegister(g_pDesc, nullptr, OdRxClassInfo{L"OdRxObject"}, &odrxCreateNothing, nullptr);
+    odrxRegister(g_pDesc, nullptr, OdRxClassInfo{kRootClassName}, &odrxCreateNothing, nullptr);
 }
 
 void OdRxObject::rxUninit()
@@ -171,6 +173,10 @@ OdRxObjectPtr OdRxClass::addX(OdRxClass* protocol, OdRxObject* extension)
     if (extension == nullptr) {
         return delX(protocol);
     }
+    if (!extension->isKindOf(protocol)) {
+        // Whoever asks for the protocol takes the object for one without a further look.
+        odThrowNotThatKindOfClass(extension, protocol);
+    }
     OdRxObjectPtr added(extension);
     for (auto& [key, present] : m_extensions) {
         if (key == protocol) {
@@ -215,7 +221,7 @@ OdRxClass* newOdRxClass(OdString const& className, OdRxClass* base, OdPseudoCons
     if (dictionary.getAt(className) != nullptr) {
         throw OdError(kOdClassAlreadyRegistered);
     }
-    if (base == nullptr && dictionary.size() != 0) {
+    if (base == nullptr && className != OdString(kRootClassName)) {
         throw OdError(kOdClassNotRegistered);
     }
     auto cls = std::make_unique<RegisteredClass>();
@@ -243,12 +249,18 @@ void deleteOdRxClass(OdRxClass* cls)
     OdRxClassDictionary& dictionary = *odrxClassDictionary();
     dictionary.m_classes.erase(cls->m_name);
     ++dictionary.m_revision;
+    // The destructor of an extension may use the dictionary, so none runs before this is done.
+    std::vector<OdRxObjectPtr> dropped;
     for (auto const& [name, host] : dictionary.m_classes) {
-        host->delX(cls);
+        OdRxObjectPtr taken = host->delX(cls);
+        if (!taken.isNull()) {
+            dropped.push_back(std::move(taken));
+        }
         if (host->m_parent == cls) {
             host->m_parent = cls->m_parent;  // left behind by a module that forgot it
         }
     }
+    const auto own = std::exchange(cls->m_extensions, {});
     for (OdRxOverrule* overrule : std::exchange(cls->m_overrules, {})) {
         overrule->release();
     }

@@ -71,7 +71,9 @@ public:
     /// The extension attached under `protocol` to this class or, failing that, to the nearest base.
     OdRxObjectPtr getX(OdRxClass const* protocol) const;
     /// Attaches an extension and holds a reference to it; a second one under the same class
-    /// replaces the first. \return The one replaced, or null.
+    /// replaces the first. Null takes the attached one away. \return The one replaced, or null.
+    /// \throws OdError (class not registered) if `protocol` is null, OdError_NotThatKindOfClass if
+    ///         the extension isn't of class `protocol`.
     OdRxObjectPtr addX(OdRxClass* protocol, OdRxObject* extension);
     /// Takes an extension away. \return The one taken, or null.
     OdRxObjectPtr delX(OdRxClass* protocol);
@@ -139,7 +141,7 @@ OdRxClassDictionary* odrxClassDictionary();
 /// \param base       Registered base class; null only for the root.
 /// \param create     Makes instances; null or a function that gives null for an interface.
 /// \throws OdError (class already registered) if the name is taken, (class not registered) if the
-///         base is null although the root is registered.
+///         base is null, that is not registered, and the class isn't the root.
 OdRxClass* newOdRxClass(OdString const& className, OdRxClass* base, OdPseudoConstructor create,
                         int dwgVersion = 0, int maintenanceVersion = 0, int proxyFlags = 0,
                         OdString const& dxfName = OdString(), OdString const& appName = OdString(),

@@ -29,6 +29,29 @@ TEST_F(Assertion, ReachesTheSinkWithAllItsParts)
     EXPECT_EQ(parts, (std::vector<std::string>{"a == b", "note", "file.cpp", "42"}));
 }
 
+TEST_F(Assertion, OfASinkItselfDoesNotComeBackToIt)
+{
+    int calls = 0;
+    odSetAssertSink([&](OdAssertReport const&) {
+        ++calls;
+        odReportAssert("inner", nullptr, "f", 2);
+    });
+    odReportAssert("outer", nullptr, "f", 1);
+    EXPECT_EQ(calls, 1);
+}
+
+TEST_F(Assertion, MayReplaceTheSinkThatRuns)
+{
+    std::string text = "a text of which the sink holds a copy of its own";
+    std::string seen;
+    odSetAssertSink([&seen, text](OdAssertReport const&) {
+        odSetAssertSink(nullptr);
+        seen = text;
+    });
+    odReportAssert("x", nullptr, "f", 1);
+    EXPECT_EQ(seen, text);
+}
+
 TEST_F(Assertion, GivesTheSinkThatIsReplacedBack)
 {
     int first = 0;

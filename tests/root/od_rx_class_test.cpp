@@ -342,6 +342,13 @@ TEST_F(ProtocolExtension, NeedsARegisteredProtocol)
     EXPECT_TRUE(RxDog::desc()->delX(nullptr).isNull());
 }
 
+TEST_F(ProtocolExtension, HasToBeOfTheProtocolsClass)
+{
+    const RxDogPtr dog = odrxMake<RxDog>();
+    EXPECT_THROW(RxAnimal::desc()->addX(RxVoice::desc(), dog.get()), OdError_NotThatKindOfClass);
+    EXPECT_TRUE(RxAnimal::desc()->getX(RxVoice::desc()).isNull());
+}
+
 TEST_F(ProtocolExtension, NeverStandsInForTheObjectsOwnClass)
 {
     const RxDogPtr odd = odrxMake<RxDog>();
