@@ -1,5 +1,7 @@
 #include "cli/bag_argument.h"
 
+#include "cli/text_format.h"
+
 #include "protocol/host_error.h"
 
 #include <algorithm>
@@ -163,20 +165,34 @@ public:
     BagJson parse(std::string const& text, ExitCode exitCode)
     {
         try {
-            return BagJson::parse(text, [this](int, BagJson::parse_event_t event, BagJson& parsed) {
-                note(event, parsed);
-                return true;
-            });
+            return BagJson::parse(text,
+                                  [this](int depth, BagJson::parse_event_t event, BagJson& parsed) {
+                                      checkDepth(depth);
+                                      note(event, parsed);
+                                      return true;
+                                  });
         } catch (BagJson::exception const& error) {
             std::string reason = error.what();
             const std::size_t name = reason.find("] ");
-            throw HostError(
-                exitCode, m_subject,
-                "is no JSON: " + reason.substr(name == std::string::npos ? 0 : name + 2), "");
+            reason = reason.substr(name == std::string::npos ? 0 : name + 2);
+            throw HostError(exitCode, m_subject,
+                            "is no JSON: " + shortened(reason, kMaxReasonCharacters), "");
         }
     }
 
 private:
+    static constexpr std::size_t kMaxReasonCharacters = 200;
+    /// The deepest value that a bag can hold takes some 600 levels. What comes behind the parser
+    /// calls itself for each of them.
+    static constexpr int kMaxDepth = 1000;
+
+    void checkDepth(int depth) const
+    {
+        if (depth > kMaxDepth) {
+            fail(m_subject, "nests deeper than " + std::to_string(kMaxDepth) + " levels");
+        }
+    }
+
     void note(BagJson::parse_event_t event, BagJson const& parsed)
     {
         if (event == BagJson::parse_event_t::object_start) {

@@ -182,6 +182,16 @@ TEST_F(BagCommands, SetRefusesValuesThatNestTooDeep)
     EXPECT_THAT(result.errors, HasSubstr("nest deeper than 200 levels"));
 }
 
+TEST_F(BagCommands, JsonOfAnyDepthIsAnswered)
+{
+    for (std::string const& text : {std::string(300000, '['), "[" + std::string(300000, '{')}) {
+        const ProgramResult result =
+            runZemhost({"bag", "import", m_drawing.path, m_folder.write("deep.json", text)});
+        EXPECT_THAT(result.exitCode, testing::AnyOf(2, 3));
+        EXPECT_LT(result.errors.size(), 1000U);
+    }
+}
+
 TEST_F(BagCommands, SetTakesABlobFromAFile)
 {
     const std::string file = m_folder.write("bytes", std::string("\0\1\xFF", 3));
