@@ -202,8 +202,9 @@ private:
 static_assert(sizeof(OdString) == sizeof(void*));
 
 /// \name Comparing strings
-/// By number, character by character, whichever form a string holds; what `wcscmp` answers for the
-/// wide forms. Narrow text is taken as UTF-8; a null pointer is the empty text.
+/// By number, character by character, whichever form a string holds, embedded NULs included; for
+/// wide forms without one that is what `wcscmp` answers. Narrow text is taken as UTF-8; a null
+/// pointer is the empty text.
 /// @{
 bool operator==(OdString const& left, OdString const& right) noexcept;
 bool operator==(OdString const& left, wchar_t const* right) noexcept;

@@ -153,12 +153,13 @@ TEST_F(ExtensionData, HasNoBlobUnderAnAbsentKeyOrOneOfAnotherType)
     EXPECT_FALSE(Impl::readFromDictionary(m_host.get(), blob, L"A"));
     EXPECT_FALSE(Impl::readFromDictionary(m_host.get(), blob, L"number"));
     EXPECT_EQ(blob, m_blob);
+}
 
+TEST_F(ExtensionData, ReplacesAValueOfAnotherTypeByTheBlob)
+{
+    data()->getWriteProperties().setProperty(L"number", 5);
     Impl::writeToDictionary(m_host.get(), m_blob, L"number");
-    EXPECT_FALSE(isStored(L"number"));
-    int number = 0;
-    EXPECT_TRUE(data()->getReadProperties().getProperty(L"number", number));
-    EXPECT_EQ(number, 5);
+    EXPECT_EQ(stored(L"number"), m_blob);
 }
 
 TEST_F(ExtensionData, IsNotMistakenForAnObjectOfAnotherClassInItsPlace)

@@ -30,6 +30,10 @@ class BagDefaults : public BagStream
 class BagDamage : public BagStream
 {
 };
+/// Getters, setters and filers that change what is being filed.
+class BagReentry : public BagStream
+{
+};
 class BagOnObject : public BagStream
 {
 protected:
@@ -605,6 +609,136 @@ TEST_F(BagDamage, TextOfNegativeLengthThrowsABadStream)
                   (void)readBag(m_bag, count(1) + bytes({0xFF, 0xFF, 0x41, 3, 0, 0, 0, 0}));
               }),
               kOdBadStream);
+}
+
+TEST_F(BagDamage, TooLargeACountKeepsWhatCouldBeRead)
+{
+    EXPECT_EQ(tryReadBag(m_bag, count(1000) + intItem('A', 5)), kOdBadStream);
+    EXPECT_TRUE(isSame(m_bag.getProperty(L"A"), stored(5)));
+}
+
+//--------------------------------------------------------------------------------------------------
+
+TEST_F(BagReentry, ASetterMayRemoveEntriesThatAreStillToBeRead)
+{
+    int a = 1;
+    int other = 2;
+    m_bag.mapProperty<int>(
+        L"a", [&] { return a; },
+        [&](int value) {
+            a = value;
+            m_bag.removeProperty(L"b");
+        });
+    m_bag.mapProperty(L"b", &other);
+    m_bag.mapProperty(L"c", &other);
+    EXPECT_EQ(readBag(m_bag, count(3) + intItem('a', 5) + intItem('b', 6) + intItem('c', 7)),
+              kOdOk);
+    EXPECT_EQ(a, 5);
+    EXPECT_EQ(other, 7);
+    EXPECT_TRUE(isSame(m_bag.getProperty(L"b"), stored(6))) << "it came back as a stored entry";
+}
+
+TEST_F(BagReentry, ASetterMayClearTheBagThatIsReset)
+{
+    int a = 5;
+    int other = 5;
+    m_bag.setConfig(kZemPropsOmitDefaults);
+    m_bag.mapProperty<int>(
+        L"a", [&] { return a; },
+        [&](int value) {
+            a = value;
+            m_bag.clear();
+        },
+        1);
+    m_bag.mapProperty(L"b", &other, 2);
+    EXPECT_EQ(readBag(m_bag, count(0)), kOdOk);
+    EXPECT_EQ(a, 1);
+    EXPECT_EQ(other, 5);
+}
+
+TEST_F(BagReentry, AGetterMayClearTheBagThatIsWritten)
+{
+    int other = 2;
+    m_bag.mapProperty<int>(
+        L"a",
+        [&] {
+            m_bag.clear();
+            return 1;
+        },
+        [](int) {});
+    m_bag.mapProperty(L"b", &other);
+    EXPECT_EQ(flatten(m_bag), count(2) + intItem('a', 1) + intItem('b', 2));
+    EXPECT_TRUE(m_bag.isEmpty());
+}
+
+TEST_F(BagReentry, AGetterIsAskedOnceWhetherItIsADefault)
+{
+    m_bag.setConfig(kZemPropsOmitDefaults);
+    int calls = 0;
+    int other = 5;
+    m_bag.mapProperty<int>(
+        L"a", [&] { return calls++; }, [](int) {}, 0);
+    m_bag.mapProperty(L"b", &other, 0);
+    EXPECT_EQ(flatten(m_bag), count(1) + intItem('b', 5));
+}
+
+TEST_F(BagReentry, AnArrayThatShrinksWhileItIsFiledIsAnInvalidIndex)
+{
+    class Shrinker : public MemoryFiler
+    {
+    public:
+        explicit Shrinker(ZemPropertyArray<int>& array) : m_array(array) {}
+        void wrInt32(std::int32_t value) override
+        {
+            MemoryFiler::wrInt32(value);
+            shrinkAt(value);
+        }
+        std::int32_t rdInt32() override
+        {
+            const std::int32_t value = MemoryFiler::rdInt32();
+            shrinkAt(value);
+            return value;
+        }
+
+    private:
+        void shrinkAt(std::int32_t value)
+        {
+            if (value == 20) {
+                m_array = ZemPropertyArray<int>();
+            }
+        }
+
+        ZemPropertyArray<int>& m_array;
+    };
+    const auto fill = [](ZemPropertyArray<int>& array) {
+        for (const int value : {10, 20, 30, 40}) {
+            array.append(value);
+        }
+    };
+    ZemPropertyArray<int> array;
+    fill(array);
+    m_bag.mapProperty(L"a", &array);
+    MemoryFiler whole;
+    m_bag.dwgOutFields(&whole);
+    Shrinker filer(array);
+    EXPECT_THROW(m_bag.dwgOutFields(&filer), OdError_InvalidIndex);
+    fill(array);
+    Shrinker reader(array);
+    reader.readFrom(whole.bytes());
+    EXPECT_THROW((void)m_bag.dwgInFields(&reader), OdError_InvalidIndex);
+}
+
+TEST_F(BagStream, WithAReservedNameIsRefusedBeforeAnythingIsWritten)
+{
+    for (OdString const& name : {OdString(), kClassVersionKey}) {
+        ZemProperties bag;
+        bag.setProperty(L"A", 1);
+        bag.setProperty(name, 1);
+        FlatFiler filer;
+        filer.clear();
+        EXPECT_EQ(thrownCode([&] { bag.dwgOutFields(&filer); }), kOdInvalidKey);
+        EXPECT_EQ(filer.getBinaryDataSize(), 0U);
+    }
 }
 
 //--------------------------------------------------------------------------------------------------

@@ -149,6 +149,22 @@ TEST_F(StreamIdArrays, OfImpossibleLengthAreABadStream)
     }
 }
 
+TEST_F(StreamIdArrays, LongerThanReadersBelieveAFlatStreamAreNotWrittenToIt)
+{
+    OdDbObjectIdArray ids;
+    ids.resize((1 << 20) + 1);
+    FlatFiler flat;
+    flat.clear();
+    EXPECT_EQ(thrownCode([&] { zemu::writeSoftPointerIdArray(&flat, ids); }), kOdBadStream);
+    EXPECT_EQ(flat.getBinaryDataSize(), 0U);
+    MemoryFiler memory;
+    zemu::writeSoftPointerIdArray(&memory, ids);
+    memory.rewindForReading();
+    OdDbObjectIdArray read;
+    zemu::readSoftPointerIdArray(&memory, read);
+    EXPECT_EQ(read.size(), ids.size());
+}
+
 TEST_F(StreamIdArrays, ThatAreCutOffAreABadStream)
 {
     OdDbObjectIdArray ids;

@@ -124,7 +124,12 @@ void ZemDbExtensionDataImpl::writeToDictionary(OdDbObject* object, std::vector<c
     }
     const OdDbObjectId id = getObjInExtDict(object, true);
     const OdSmartPtr<ZemDbExtensionData> data = id.safeOpenObject(OdDb::kForWrite);
-    data->getWriteProperties().setProperty(key, blob);
+    ZemProperties& bag = data->getWriteProperties();
+    if (!bag.setProperty(key, blob)) {
+        // A value of another type is no blob that anyone could read, so it makes way.
+        bag.removeProperty(key);
+        bag.setProperty(key, blob);
+    }
 }
 
 bool ZemDbExtensionDataImpl::readFromDictionary(OdDbObject const* object, std::vector<char>& blob,

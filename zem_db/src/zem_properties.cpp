@@ -23,9 +23,6 @@ const OdString s_zemDbAppName(L"ZEM_DB");
 
 namespace {
 
-/// Least stored size of an item: a name, a type id and a payload of one byte each.
-constexpr std::uint64_t kLeastItemBytes = 3;
-
 /// A bag of version 0 reads streams of this version, too.
 constexpr int kLeastAcceptedVersion = 1;
 
@@ -109,7 +106,15 @@ bool ZemProperties::setProperty(OdString const& name, OdDbObjectIdArray const& i
 
 bool ZemProperties::removeProperty(OdString const& name)
 {
-    return m_entries.erase(name) != 0;
+    const bool isErased = m_entries.erase(name) != 0;
+    m_erasures += isErased ? 1 : 0;
+    return isErased;
+}
+
+void ZemProperties::clear() noexcept
+{
+    ++m_erasures;
+    m_entries.clear();
 }
 
 //--------------------------------------------------------------------------------------------------
@@ -207,51 +212,50 @@ void ZemProperties::setReferenceType(OdString const& name, OdDb::ReferenceType t
 //     3 int      wrInt32                8 id      wrInt8 kind of reference, the id by that kind
 //     4 double   wrDouble               9 array   wrInt8 element type, wrInt32 count, the elements
 //     5 bool     wrBool                10 map     wrInt8 key type, wrInt8 value type, wrInt32
-//     count, 6 int8     wrInt8                           a key and a value for each entry in order
-//     of keys
+//     6 int8     wrInt8                           count, a key and a value for each entry in
+//                                                 order of keys
 //                                      11 blob    wrInt32 length, wrBytes unless it is 0
 //
 // Elements, keys and values have no type id of their own, but for element and value type 1, which
 // stands for a whole value that starts with its type id.
 
-bool ZemProperties::isWritten(ZemPropertyData const& node) const
+/// The entries to write. Finds beforehand what can't be written, so that no stream breaks off in
+/// the middle. Asks each value once whether it is a default, as a getter may answer otherwise next
+/// time, and holds the nodes, as a getter may edit the bag.
+std::vector<ZemProperties::Item> ZemProperties::writableItems() const
 {
-    return !omitsDefaults() || node.isOutOfDate();
-}
-
-/// The number of entries to write. Finds beforehand what can't be written, so that no stream breaks
-/// off in the middle.
-std::uint32_t ZemProperties::countWritable() const
-{
-    std::uint32_t count = 0;
-    for (auto const& [name, node] : m_entries) {
+    std::vector<Item> items(m_entries.begin(), m_entries.end());
+    for (auto const& [name, node] : items) {
         if (node.isNull()) {
             zemcCallAssert("!val.isNull()", nullptr, __FILE__, __LINE__);
             throw OdError(kOdNullObjectPointer, L"property without a value: " + name);
         }
-        if (isWritten(*node)) {
-            node->assertWritable();
-            ++count;
+        if (name.isEmpty() || name == kClassVersionKey) {
+            throw OdError(kOdInvalidKey, L"reserved property name: " + name);
         }
     }
-    return count;
+    if (omitsDefaults()) {
+        std::erase_if(items, [](Item const& item) { return !item.second->isOutOfDate(); });
+    }
+    for (Item const& item : items) {
+        item.second->assertWritable();
+    }
+    return items;
 }
 
 void ZemProperties::dwgOutFields(OdDbDwgFiler* filer) const
 {
+    const std::vector<Item> items = writableItems();
     const bool writesVersion = m_version > 0;
-    const std::uint32_t items = countWritable() + (writesVersion ? 1 : 0);
-    filer->wrInt32(static_cast<std::int32_t>(items));
+    filer->wrInt32(static_cast<std::int32_t>(items.size() + (writesVersion ? 1 : 0)));
     if (writesVersion) {
         filer->wrString(kClassVersionKey);
         filer->wrInt8(kZemInt8Type);
         filer->wrInt8(m_version);
     }
-    for (auto const& [name, node] : m_entries) {
-        if (isWritten(*node)) {
-            filer->wrString(name);
-            node->writeUnchecked(filer, m_config);
-        }
+    for (auto const& [name, node] : items) {
+        filer->wrString(name);
+        node->writeUnchecked(filer, m_config);
     }
 }
 
@@ -260,7 +264,7 @@ class ZemProperties::Reader
 {
 public:
     Reader(ZemProperties& bag, OdDbDwgFiler& filer)
-        : m_bag(bag), m_filer(filer), m_next(bag.m_entries.begin())
+        : m_bag(bag), m_filer(filer), m_next(bag.m_entries.begin()), m_erasures(bag.m_erasures)
     {
     }
 
@@ -280,16 +284,20 @@ public:
         return isThere ? readEntry() : readNewEntry(std::move(name));
     }
 
-    /// Restores the defaults of entries that the stream didn't name.
+    /// Restores the defaults of entries that the stream didn't name. A setter may edit the bag, so
+    /// each step looks for the next name anew.
     OdResult resetUnread()
     {
         if (!m_bag.omitsDefaults()) {
             return kOdOk;
         }
-        for (auto const& [name, node] : m_bag.m_entries) {
+        Entries const& entries = m_bag.m_entries;
+        for (auto entry = entries.begin(); entry != entries.end();) {
+            const auto [name, node] = *entry;
             if (!m_names.contains(name) && (node.isNull() || !node->reset())) {
                 return kOdBadStream;
             }
+            entry = entries.upper_bound(name);
         }
         return kOdOk;
     }
@@ -317,6 +325,11 @@ private:
     bool find(OdString const& name)
     {
         Entries& entries = m_bag.m_entries;
+        if (m_erasures != m_bag.m_erasures) {
+            // A setter edited the bag, maybe the entry that was the next.
+            m_erasures = m_bag.m_erasures;
+            m_next = entries.lower_bound(name);
+        }
         const auto order =
             m_next == entries.end() ? std::strong_ordering::less : name <=> m_next->first;
         if (order == std::strong_ordering::equal) {
@@ -347,6 +360,7 @@ private:
         if (val.isNull()) {
             return kOdBadStream;
         }
+        (void)find(name);
         m_bag.m_entries.emplace_hint(m_next, std::move(name), std::move(val));
         return kOdOk;
     }
@@ -354,18 +368,19 @@ private:
     ZemProperties& m_bag;
     OdDbDwgFiler& m_filer;
     Entries::iterator m_next;
+    std::uint32_t m_erasures;    ///< those of the bag while `m_next` is good
     std::set<OdString> m_names;  ///< filled only where defaults are omitted
 };
 
 OdResult ZemProperties::dwgInFields(OdDbDwgFiler* filer)
 {
+    ++m_erasures;
     std::erase_if(m_entries, [](auto const& entry) {
         return !entry.second.isNull() && !entry.second->isMapped();
     });
+    // Nothing is allocated by the count, so one that is too large ends with the stream.
     const std::int32_t count = filer->rdInt32();
-    const std::uint64_t left = filer->bytesLeft();
-    if (count < 0 || (left != OdDbFiler::kUnlimited &&
-                      static_cast<std::uint64_t>(count) > left / kLeastItemBytes)) {
+    if (count < 0) {
         return kOdBadStream;
     }
     Reader reader(*this, *filer);

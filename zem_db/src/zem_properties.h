@@ -12,12 +12,15 @@
 #include <functional>
 #include <map>
 #include <type_traits>
+#include <utility>
+#include <vector>
 
 class OdDbDatabase;
 class OdDbDwgFiler;
 class OdDbObject;
 
-/// Name of the item in a stored bag that holds the class version; no entry may have it.
+/// Name of the item in a stored bag that holds the class version. No entry may have it, nor the
+/// empty name, whose value readers drop: a bag with one of them can't be written.
 extern const OdString kClassVersionKey;
 /// Application name of bags in extended data, and their key in extension data: "ZEM_DB".
 extern const OdString s_zemDbAppName;
@@ -90,13 +93,18 @@ public:
     /// Erases the entry. \return Whether there was one.
     bool removeProperty(OdString const& name);
     /// Erases all entries; `config` and `version` stay.
-    void clear() noexcept { m_entries.clear(); }
+    void clear() noexcept;
     /// @}
 
     /// \name Binding
     /// For the types of bound nodes that zem_property_data.h lists. A stored value of the same type
     /// is handed over first, then its entry is replaced; of another type it is dropped. A default
     /// is only kept: neither the variable nor the setter gets it now. All answer `true`.
+    ///
+    /// Variables are never null. Getters and setters may throw, which ends the filing that called
+    /// them. They had better not edit the bag: an entry that a getter removes is written all the
+    /// same, one that a setter removes may come back as a stored one. A setter also gets what could
+    /// be read of malformed content.
     /// @{
     template <class T>
     bool mapProperty(OdString const& name, T* variable);
@@ -122,15 +130,17 @@ public:
     /// Writes the item count, the version item if `version` is above 0, and each entry in order of
     /// names: its name, type id and value.
     /// \throws OdError (null object pointer) for an entry without a node and for a null nested
-    ///         value, after an assertion; (bad input) for values that nest too deep. Nothing is
-    ///         written then.
+    ///         value, after an assertion; (invalid key) for a reserved name; (bad input) for values
+    ///         that nest too deep or too many. Nothing is written then. What the filer itself
+    ///         refuses, as a flat filer too long a text, may leave a part of the bag written.
     void dwgOutFields(OdDbDwgFiler* filer) const;
     /// Reads what `dwgOutFields` wrote. All stored entries go first; bound ones that the stream
     /// lacks keep their value, or are reset with `kZemPropsOmitDefaults`.
     ///
     /// \return 0; (rejected version) for a version item of another type or of a newer version than
     ///         the bag's, where a bag of version 0 takes 1 as well; (bad stream) for malformed
-    ///         content. After a failure the bag keeps what was read so far.
+    ///         content and a negative item count. After a failure the bag keeps what was read so
+    ///         far.
     /// \throws OdError (bad stream) at the end of the filer's data.
     [[nodiscard]] OdResult dwgInFields(OdDbDwgFiler* filer);
     /// Attaches the bag to an object of any class: as extended data, or in its extension dictionary
@@ -145,7 +155,7 @@ public:
     ///
     /// \param object  Open for read, or null.
     /// \return `false` for null, if nothing is attached, and for malformed content, which leaves
-    ///         the bag partly read.
+    ///         the bag partly read. Exceptions other than OdError, as a setter may throw, pass.
     bool readFromDbObject(OdDbObject const* object);
     /// The application's record in the database; null for a null database or if it isn't
     /// registered.
@@ -158,11 +168,13 @@ private:
     void handOver(OdString const& name, std::function<void(T)> const& setter) const;
     void bind(OdString const& name, ZemPropertyData* node);
     bool omitsDefaults() const noexcept { return (m_config & kZemPropsOmitDefaults) != 0; }
-    bool isWritten(ZemPropertyData const& node) const;
-    std::uint32_t countWritable() const;
+    using Item = std::pair<OdString, ZemPropertyDataPtr>;
+    std::vector<Item> writableItems() const;
     class Reader;
 
     Entries m_entries;
+    /// Counts what may have removed entries, so that a reader knows when its place is gone.
+    std::uint32_t m_erasures = 0;
     mutable std::int32_t m_config;
     std::int8_t m_version = 0;
 };

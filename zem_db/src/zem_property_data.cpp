@@ -40,8 +40,21 @@ constinit thread_local Nesting g_nesting;
 constexpr std::uint64_t kLeastNestedBytes = 2;
 /// Least stored size of any other value. Also a reference takes one everywhere, for its kind.
 constexpr std::uint64_t kLeastValueBytes = 1;
-/// Least stored size of an entry of a map.
-constexpr std::uint64_t kLeastEntryBytes = 2;
+/// Elements and bytes of a blob that get room at first where the filer can't tell what is left; the
+/// room doubles as they are really read.
+constexpr std::int32_t kUnprovenElements = 4096;
+constexpr std::int32_t kUnprovenBytes = 65536;
+
+/// How much room there should be when `sized` of `count` are used up; beyond the first step, never
+/// more than twice of what the stream has given.
+std::int32_t grownRoom(OdDbDwgFiler const& filer, std::int32_t sized, std::int32_t count,
+                       std::int32_t firstStep)
+{
+    if (filer.bytesLeft() != OdDbFiler::kUnlimited) {
+        return count;
+    }
+    return sized + std::min(count - sized, std::max(sized, firstStep));
+}
 
 /// Whether the filer may hold `count` records of at least `leastBytes` each.
 bool hasRoomFor(OdDbDwgFiler const& filer, std::int32_t count, std::uint64_t leastBytes)
@@ -83,6 +96,54 @@ public:
 
 private:
     std::uint64_t m_bytes;
+};
+
+//--------------------------------------------------------------------------------------------------
+// Bounds of writing
+
+/// Where the writer of this thread stands in nested values.
+struct WriteNesting
+{
+    int depth = 0;
+    std::uint32_t values = 0;
+};
+
+constinit thread_local WriteNesting g_writeNesting;
+
+[[noreturn]] void throwTooDeep()
+{
+    throw OdError(kOdInvalidInput, L"property values nest too deep");
+}
+
+/// Takes one nested value off what may still be written. Values may be shared, so few of them can
+/// stand for more than any stream could hold.
+void countNested(std::uint32_t& values)
+{
+    if (values == kZemMaxNestedCount) {
+        throw OdError(kOdInvalidInput, L"too many nested property values");
+    }
+    ++values;
+}
+
+/// Bounds writing also where nobody has looked at the whole value before.
+class WriteGuard
+{
+public:
+    WriteGuard()
+    {
+        WriteNesting& nesting = g_writeNesting;
+        if (nesting.depth == kZemMaxNestedValues) {
+            throwTooDeep();
+        }
+        if (nesting.depth == 0) {
+            nesting.values = 0;
+        }
+        countNested(nesting.values);
+        ++nesting.depth;
+    }
+    WriteGuard(WriteGuard const&) = delete;
+    WriteGuard& operator=(WriteGuard const&) = delete;
+    ~WriteGuard() { --g_writeNesting.depth; }
 };
 
 //--------------------------------------------------------------------------------------------------
@@ -249,9 +310,12 @@ bool takeValue(OdDbDwgFiler& filer, std::vector<char>& value, int /*config*/)
     if (length < 0 || !hasRoomFor(filer, length, kLeastValueBytes)) {
         return false;
     }
-    resizeBlob(value, length);
-    if (length != 0) {
-        filer.rdBytes(value.data(), static_cast<std::uint32_t>(length));
+    value.clear();
+    for (std::int32_t done = 0; done < length;) {
+        const std::int32_t room = grownRoom(filer, done, length, kUnprovenBytes);
+        resizeBlob(value, room);
+        filer.rdBytes(value.data() + done, static_cast<std::uint32_t>(room - done));
+        done = room;
     }
     return true;
 }
@@ -333,50 +397,54 @@ T const& dataOf(ZemPropertyData const& node)
     return static_cast<ZemPropertyConcreteDataCommon<T> const&>(node).getData();
 }
 
-void assertNestedWritable(ZemPropertyData const& node, int depth);
+void assertNestedWritable(ZemPropertyData const& node, int depth, std::uint32_t& values);
 
-void assertNestedWritable(ZemPropertyDataPtr const& value, int depth)
+void assertNestedWritable(ZemPropertyDataPtr const& value, int depth, std::uint32_t& values)
 {
     if (value.isNull()) {
         zemcCallAssert("!val.isNull()", nullptr, __FILE__, __LINE__);
         throw OdError(kOdNullObjectPointer, L"nested property value is null");
     }
     if (depth == kZemMaxNestedValues) {
-        throw OdError(kOdInvalidInput, L"property values nest too deep");
+        throwTooDeep();
     }
-    assertNestedWritable(*value, depth + 1);
+    countNested(values);
+    assertNestedWritable(*value, depth + 1, values);
 }
 
 template <class K>
-bool assertMapWritable(ZemPropertyData const& node, int depth)
+bool assertMapWritable(ZemPropertyData const& node, int depth, std::uint32_t& values)
 {
     using Map = std::map<K, ZemPropertyDataPtr>;
     if (!node.holds<Map>()) {
         return false;
     }
     for (auto const& [key, value] : dataOf<Map>(node)) {
-        assertNestedWritable(value, depth);
+        assertNestedWritable(value, depth, values);
     }
     return true;
 }
 
-/// \param depth  Nested values around the ones that `node` holds.
-void assertNestedWritable(ZemPropertyData const& node, int depth)
+/// \param depth   Nested values around the ones that `node` holds.
+/// \param values  Counts the nested values, shared ones as often as they are written.
+void assertNestedWritable(ZemPropertyData const& node, int depth, std::uint32_t& values)
 {
     if (node.type() != kZemArrayType && node.type() != kZemMapType) {
         return;
     }
     if (node.holds<NestedArray>()) {
         for (ZemPropertyDataPtr const& value : dataOf<NestedArray>(node)) {
-            assertNestedWritable(value, depth);
+            assertNestedWritable(value, depth, values);
         }
         return;
     }
-    (void)(assertMapWritable<OdString>(node, depth) || assertMapWritable<int>(node, depth) ||
-           assertMapWritable<double>(node, depth) || assertMapWritable<bool>(node, depth) ||
-           assertMapWritable<signed char>(node, depth) ||
-           assertMapWritable<OdDbHandle>(node, depth) ||
-           assertMapWritable<OdDbTypedId>(node, depth));
+    (void)(assertMapWritable<OdString>(node, depth, values) ||
+           assertMapWritable<int>(node, depth, values) ||
+           assertMapWritable<double>(node, depth, values) ||
+           assertMapWritable<bool>(node, depth, values) ||
+           assertMapWritable<signed char>(node, depth, values) ||
+           assertMapWritable<OdDbHandle>(node, depth, values) ||
+           assertMapWritable<OdDbTypedId>(node, depth, values));
 }
 
 //--------------------------------------------------------------------------------------------------
@@ -507,7 +575,8 @@ void ZemPropertyData::writeToDwg(OdDbDwgFiler* filer, int config) const
 
 void ZemPropertyData::assertWritable() const
 {
-    assertNestedWritable(*this, 0);
+    std::uint32_t values = 0;
+    assertNestedWritable(*this, 0, values);
 }
 
 void ZemPropertyData::writeUnchecked(OdDbDwgFiler* filer, int config) const
@@ -592,6 +661,7 @@ void ZemPropertyConcreteData<ZemPropertyDataPtr>::writeDataToDwg(OdDbDwgFiler* f
         zemcCallAssert("!val.isNull()", nullptr, __FILE__, __LINE__);
         throw OdError(kOdNullObjectPointer, L"nested property value is null");
     }
+    const WriteGuard guard;
     value->writeUnchecked(filer, config);
 }
 
@@ -616,21 +686,40 @@ void putIds(OdDbDwgFiler& filer, ZemPropertyArray<OdDbTypedId> const& ids, bool 
     const auto isErased = [](OdDbTypedId const& id) { return id.id.isErased(); };
     const auto erased = dropErased ? std::count_if(ids.begin(), ids.end(), isErased) : 0;
     filer.wrInt32(storedCount(ids.size() - static_cast<std::size_t>(erased)));
-    for (OdDbTypedId const& id : ids) {
+    // By index, which is checked: a filer may lead to code that changes the array.
+    const std::uint32_t size = ids.size();
+    for (std::uint32_t i = 0; i < size; ++i) {
+        const OdDbTypedId id = ids[i];
         if (erased == 0 || !isErased(id)) {
             putId(filer, id);
         }
     }
 }
 
+/// Writes a copy, as the array may drop the element meanwhile.
+template <class T>
+void putElement(OdDbDwgFiler& filer, T const& value, int config)
+{
+    const T held = value;
+    putValue(filer, held, config);
+}
+
 template <class T, class A>
 bool takeElements(OdDbDwgFiler& filer, OdArray<T, A>& values, std::int32_t count, int config)
 {
-    values.resize(static_cast<std::uint32_t>(count));
-    for (T& value : values) {
+    std::int32_t sized = grownRoom(filer, 0, count, kUnprovenElements);
+    values.resize(static_cast<std::uint32_t>(sized));
+    // By index, which is checked: a filer may lead to code that changes the array.
+    for (std::int32_t i = 0; i < count; ++i) {
+        if (i == sized) {
+            sized = grownRoom(filer, sized, count, kUnprovenElements);
+            values.resize(static_cast<std::uint32_t>(sized));
+        }
+        T value{};
         if (!takeValue(filer, value, config)) {
             return false;
         }
+        values[static_cast<std::uint32_t>(i)] = std::move(value);
     }
     return true;
 }
@@ -641,7 +730,7 @@ bool takeElements(OdDbDwgFiler& filer, NestedArray& values, std::int32_t count, 
 {
     PromiseGuard promise(static_cast<std::uint64_t>(count) * kLeastNestedBytes);
     values.clear();
-    values.reserve(static_cast<std::uint32_t>(count));
+    values.reserve(static_cast<std::uint32_t>(grownRoom(filer, 0, count, kUnprovenElements)));
     for (std::int32_t i = 0; i < count; ++i) {
         promise.redeem(kLeastNestedBytes);
         ZemPropertyDataPtr value;
@@ -653,29 +742,30 @@ bool takeElements(OdDbDwgFiler& filer, NestedArray& values, std::int32_t count, 
     return true;
 }
 
+/// Adds an entry when all of it is there: as for arrays, no null is left behind.
 template <class K, class V>
 bool takeEntry(OdDbDwgFiler& filer, std::map<K, V>& entries, int config)
 {
     K key{};
-    if (!takeValue(filer, key, config)) {
-        return false;
-    }
-    // Writers put out entries in order, so the place is nearly always the end.
-    const auto entry = entries.try_emplace(entries.end(), std::move(key));
-    return takeValue(filer, entry->second, config);
-}
-
-/// As for arrays, no null is left behind.
-template <class K>
-bool takeEntry(OdDbDwgFiler& filer, std::map<K, ZemPropertyDataPtr>& entries, int config)
-{
-    K key{};
-    ZemPropertyDataPtr value;
+    V value{};
     if (!takeValue(filer, key, config) || !takeValue(filer, value, config)) {
         return false;
     }
+    // Writers put out entries in order, so the place is nearly always the end.
     entries.insert_or_assign(entries.end(), std::move(key), std::move(value));
     return true;
+}
+
+template <class K, class V>
+void putEntries(OdDbDwgFiler& filer, std::map<K, V> const& entries, int config)
+{
+    filer.wrInt8(ZemPropertyTypeInfo<K>::Id);
+    filer.wrInt8(ZemPropertyTypeInfo<V>::Id);
+    filer.wrInt32(storedCount(entries.size()));
+    for (auto const& [key, value] : entries) {
+        putValue(filer, key, config);
+        putValue(filer, value, config);
+    }
 }
 
 }  // namespace
@@ -688,9 +778,11 @@ void ZemPropertyConcreteData<OdArray<T, A>>::writeDataToDwg(OdDbDwgFiler* filer,
     if constexpr (std::is_same_v<T, OdDbTypedId>) {
         putIds(*filer, values, dropsErasedIds(*filer, config));
     } else {
-        filer->wrInt32(storedCount(values.size()));
-        for (T const& value : values) {
-            putValue(*filer, value, config);
+        // By index, which is checked: a filer may lead to code that changes the array.
+        const std::uint32_t size = values.size();
+        filer->wrInt32(storedCount(size));
+        for (std::uint32_t i = 0; i < size; ++i) {
+            putElement(*filer, values[i], config);
         }
     }
 }
@@ -719,22 +811,23 @@ bool ZemPropertyConcreteData<OdArray<T, A>>::readDataFromDwg(OdDbDwgFiler* filer
     constexpr std::uint64_t kLeastBytes =
         std::is_same_v<T, ZemPropertyDataPtr> ? kLeastNestedBytes : kLeastValueBytes;
     const std::int32_t count = filer->rdInt32();
+    // The bound object is told also of what can't be read, so its value must be there by then.
+    OdArray<T, A>& values = this->setData();
     if (count < 0 || !hasRoomFor(*filer, count, kLeastBytes)) {
         return false;
     }
-    return takeElements(*filer, this->setData(), count, config);
+    return takeElements(*filer, values, count, config);
 }
 
 template <class K, class V>
 void ZemPropertyConcreteData<std::map<K, V>>::writeDataToDwg(OdDbDwgFiler* filer, int config) const
 {
-    std::map<K, V> const& entries = this->getData();
-    filer->wrInt8(ZemPropertyTypeInfo<K>::Id);
-    filer->wrInt8(ZemPropertyTypeInfo<V>::Id);
-    filer->wrInt32(storedCount(entries.size()));
-    for (auto const& [key, value] : entries) {
-        putValue(*filer, key, config);
-        putValue(*filer, value, config);
+    if (this->isMapped()) {
+        // A filer may lead to code of the holder, which may change its map.
+        const std::map<K, V> entries = this->getData();
+        putEntries(*filer, entries, config);
+    } else {
+        putEntries(*filer, this->getData(), config);
     }
 }
 
@@ -761,13 +854,9 @@ bool ZemPropertyConcreteData<std::map<K, V>>::readFromDwg(OdDbDwgFiler* filer, i
 template <class K, class V>
 bool ZemPropertyConcreteData<std::map<K, V>>::readDataFromDwg(OdDbDwgFiler* filer, int config)
 {
+    // Nothing is allocated by the count, so one that is too large ends with the stream.
     const std::int32_t count = filer->rdInt32();
-    if (count < 1) {
-        return true;
-    }
-    if (!hasRoomFor(*filer, count, kLeastEntryBytes)) {
-        return false;
-    }
+    // The bound object is told also of no entries, so its value must be there by then.
     std::map<K, V>& entries = this->setData();
     for (std::int32_t i = 0; i < count; ++i) {
         if (!takeEntry(*filer, entries, config)) {

@@ -49,6 +49,10 @@ enum ZemPropertiesConfig : std::int32_t
 /// that no stream can exhaust the stack.
 constexpr int kZemMaxNestedValues = 200;
 
+/// Nested values that one value may be written as, where a shared one counts each time. Shared
+/// values, or one that holds itself, could otherwise stand for a stream without end.
+constexpr std::uint32_t kZemMaxNestedCount = 1 << 24;
+
 /// An object id together with the kind of reference that files it. A value.
 ///
 /// Ordered and compared by the id alone, so as a key of a map an id stands for one entry, whatever
@@ -214,7 +218,8 @@ public:
     void writeToDwg(OdDbDwgFiler* filer, int config) const;
     /// Checks that the value can be written and read back.
     /// \throws OdError (null object pointer) for a null nested value, after an assertion; (bad
-    ///         input) for more than `kZemMaxNestedValues` levels of nested values.
+    ///         input) for more than `kZemMaxNestedValues` levels or `kZemMaxNestedCount` nested
+    ///         values.
     void assertWritable() const;
     /// Reads a value that starts with its type id into a new stored node.
     /// \return Null for an unknown type or malformed content.
@@ -295,7 +300,8 @@ template <>
 class ZemPropertyConcreteData<ZemPropertyDataPtr>
 {
 public:
-    /// \throws OdError (null object pointer), after an assertion and before anything is written.
+    /// \throws OdError (null object pointer), after an assertion and before anything is written;
+    ///         (bad input) beyond `kZemMaxNestedValues` levels and `kZemMaxNestedCount` values.
     static void writeDataToDwg(OdDbDwgFiler* filer, ZemPropertyDataPtr const& value, int config);
     /// \return `false` if that gave no value, and beyond `kZemMaxNestedValues` levels.
     static bool readDataFromDwg(OdDbDwgFiler* filer, ZemPropertyDataPtr& value, int config);
@@ -324,7 +330,7 @@ public:
     /// type and value type both match, and is read all the same otherwise.
     bool readFromDwg(OdDbDwgFiler* filer, int config) override;
     /// Adds to the entries that are there; the last one of equal keys stays. A count below 1 adds
-    /// nothing; one that the filer has no bytes for fails.
+    /// nothing; one that is too large breaks off at the end of the filer's data.
     bool readDataFromDwg(OdDbDwgFiler* filer, int config) override;
 };
 

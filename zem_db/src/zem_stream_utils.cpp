@@ -3,6 +3,8 @@
 #include "db/od_db_filer.h"
 #include "root/od_error.h"
 
+#include "zem_flat_filer.h"
+
 #include <algorithm>
 
 namespace zemu {
@@ -24,9 +26,17 @@ bool hasMarks(OdDbDwgFiler const& filer)
     return filer.filerType() != OdDb::FilerType::kFileFiler;
 }
 
+bool keepsNoIds(OdDbDwgFiler const& filer)
+{
+    return dynamic_cast<ZemFlatFiler const*>(&filer) != nullptr;
+}
+
 void writeIds(OdDbDwgFiler& filer, OdDbObjectIdArray const& ids, IdWriter write)
 {
     const std::uint32_t count = ids.size();
+    if (count > static_cast<std::uint32_t>(kMaxIdsWithoutBytes) && keepsNoIds(filer)) {
+        throw OdError(kOdBadStream);
+    }
     filer.wrInt32(static_cast<std::int32_t>(count));
     for (std::uint32_t i = 0; i < count; ++i) {
         (filer.*write)(ids[i]);

@@ -20,9 +20,12 @@ void rdMark(OdDbDwgFiler* filer, short mark);
 /// @}
 
 /// \name Arrays of ids
-/// A 32-bit count and each id in order, filed by the kind of reference.
+/// A 32-bit count and each id in order, filed by the kind of reference. A filer that keeps no bytes
+/// for an id can't vouch for their number, so it takes at most 1048576 of them.
 /// @{
-/// \throws OdError_InvalidIndex if the array gets shorter meanwhile.
+/// \throws OdError (bad stream), before anything is written, for more ids than a reader takes back
+///         from a flat filer, which keeps none; OdError_InvalidIndex if the array gets shorter
+///         meanwhile.
 void writeHardOwnershipIdArray(OdDbDwgFiler* filer, OdDbObjectIdArray const& ids);
 void writeSoftPointerIdArray(OdDbDwgFiler* filer, OdDbObjectIdArray const& ids);
 /// Replaces the ids.
