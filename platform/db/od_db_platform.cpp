@@ -81,6 +81,13 @@ constexpr ClassEntry kClasses[] = {
 
 int g_starts = 0;
 
+void unregisterFirst(std::size_t count)
+{
+    for (std::size_t index = count; index > 0; --index) {
+        kClasses[index - 1].uninit();
+    }
+}
+
 std::string livingObjects()
 {
     const std::int64_t count = OdDbObject::liveCount();
@@ -91,14 +98,22 @@ std::string livingObjects()
 
 void odDbStart()
 {
-    if (++g_starts > 1) {
+    if (g_starts > 0) {
+        ++g_starts;
         return;
     }
     static const bool s_guarded = (odAddUnloadGuard(&livingObjects), true);
     (void)s_guarded;
-    for (ClassEntry const& cls : kClasses) {
-        cls.init();
+    std::size_t registered = 0;
+    try {
+        for (; registered < std::size(kClasses); ++registered) {
+            kClasses[registered].init();
+        }
+    } catch (...) {
+        unregisterFirst(registered);
+        throw;
     }
+    g_starts = 1;
 }
 
 void odDbStop()
@@ -107,9 +122,7 @@ void odDbStop()
         if (OdDbDatabase::liveCount() != 0) {
             throw OdError(kOdDatabaseInUse);
         }
-        for (std::size_t index = std::size(kClasses); index > 0; --index) {
-            kClasses[index - 1].uninit();
-        }
+        unregisterFirst(std::size(kClasses));
     }
     if (g_starts > 0) {
         --g_starts;

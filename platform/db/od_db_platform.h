@@ -4,6 +4,7 @@
 
 /// Registers the platform's classes, root to database layer. Calls nest; each needs its `odDbStop`.
 /// A host starts the platform before it loads a module.
+/// \throws OdError (class already registered) if a name is taken; nothing is registered then.
 void odDbStart();
 
 /// Ends one `odDbStart`; the last one takes the classes away.
