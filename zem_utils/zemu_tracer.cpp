@@ -17,13 +17,22 @@ thread_local unsigned t_indentDepth = 0;
 class ZemuTracer::Buffer : public std::streambuf
 {
 public:
-    explicit Buffer(ZemuTraceSink sink) : m_sink(std::move(sink)) {}
+    explicit Buffer(ZemuTraceSink sink) { setSink(std::move(sink)); }
 
-    void setSink(ZemuTraceSink sink) { m_sink = std::move(sink); }
+    void setSink(ZemuTraceSink sink)
+    {
+        m_sink = std::make_shared<ZemuTraceSink const>(std::move(sink));
+    }
+
+    /// Whether the line under way is left out.
+    bool isLeftOut() const noexcept { return m_isLeftOut; }
 
     /// Ends the line that was begun, and lets the next one through or not.
     void startLine(bool isLeftOut)
     {
+        if (m_isSending) {
+            return;
+        }
         if (!m_isAtLineStart) {
             write("\n");
         }
@@ -49,7 +58,8 @@ protected:
 private:
     void write(std::string_view text)
     {
-        if (m_isLeftOut) {
+        // What a sink itself traces would come back to it without end.
+        if (m_isLeftOut || m_isSending) {
             return;
         }
         while (!text.empty()) {
@@ -81,18 +91,24 @@ private:
     /// A sink that fails must not end the traced work, nor turn the stream bad for good.
     void send(std::string_view text) noexcept
     {
+        m_isSending = true;
         try {
-            if (m_sink) {
-                m_sink(text);
+            // The sink may be replaced while it runs.
+            const std::shared_ptr<ZemuTraceSink const> sink = m_sink;
+            if (*sink) {
+                (*sink)(text);
             }
         } catch (...) {
+            m_isSending = false;
             return;
         }
+        m_isSending = false;
     }
 
-    ZemuTraceSink m_sink;
+    std::shared_ptr<ZemuTraceSink const> m_sink;
     bool m_isAtLineStart = true;
     bool m_isLeftOut = false;
+    bool m_isSending = false;
 };
 
 ZemuTracer::ZemuTracer(ZemuTraceSink sink, int traceLevel)
@@ -123,6 +139,12 @@ void ZemuTracer::setTraceLevel(int level)
 ZemuTracer& ZemuTracer::str(int level)
 {
     m_buffer->startLine(level > m_traceLevel);
+    return *this;
+}
+
+ZemuTracer& ZemuTracer::continueOnNewLine()
+{
+    m_buffer->startLine(m_buffer->isLeftOut());
     return *this;
 }
 

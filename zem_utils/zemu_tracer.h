@@ -9,7 +9,7 @@
 #include <string_view>
 
 /// Takes the text of a tracer, in pieces of any size and in order. What it throws is dropped, and
-/// the piece with it.
+/// the piece with it. It may replace itself; what it writes to its own tracer is dropped.
 using ZemuTraceSink = std::function<void(std::string_view)>;
 
 /// An output stream for traces.
@@ -44,6 +44,8 @@ public:
     /// important the line is, the lower the more; a line above the tracer's own level is left out,
     /// up to the next start of a line.
     ZemuTracer& str(int level);
+    /// Starts a line that is let through or left out as the line before it.
+    ZemuTracer& continueOnNewLine();
 
     /// \name Output
     /// @{

@@ -402,6 +402,14 @@ TEST_F(Tracing, DependenciesPrintLinkAndPartOfTheCoordinateSystem)
     EXPECT_EQ(traced(ExtendedDep()), "");
 }
 
+TEST_F(Tracing, BlocksOfLinesAreLeftOutWithTheLineThatTheyBelongTo)
+{
+    std::string text;
+    ZemuTracer tracer([&text](std::string_view piece) { text += piece; });
+    tracer.str(tracer.traceLevel() + 1) << OdGeMatrix3d();
+    EXPECT_EQ(text, "");
+}
+
 TEST_F(Tracing, BlocksOfLinesAreIndentedInsideOthers)
 {
     const OdDbIdPair pair(m_lines[0]);

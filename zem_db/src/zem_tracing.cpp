@@ -18,7 +18,7 @@ namespace {
 
 ZemuTracer& startLine(ZemuTracer& tracer)
 {
-    return tracer.str(tracer.traceLevel());
+    return tracer.continueOnNewLine();
 }
 
 ZemuTracer& traceText(ZemuTracer& tracer, OdString const& text)
@@ -39,9 +39,12 @@ OdDbObjectPtr openAnyway(OdDbObjectId id)
 /// \throws OdError for what needs an open block.
 void traceBlock(ZemuTracer& tracer, OdDbBlockTableRecord const& block)
 {
-    traceText(tracer << " Name: ", block.getName());
+    // Each part is read before its label prints, so that no label stands without its text.
+    const OdString name = block.getName();
+    traceText(tracer << " Name: ", name);
     if (block.isFromExternalReference()) {
-        traceText(tracer << " XRef: ", block.pathName());
+        const OdString path = block.pathName();
+        traceText(tracer << " XRef: ", path);
     }
     const auto occurrences = static_cast<unsigned int>(block.getBlockReferenceIds().size());
     tracer << " Number of occurances: " << occurrences;
@@ -188,7 +191,8 @@ ZemuTracer& operator<<(ZemuTracer& tracer, OdString const& text)
 
 ZemuTracer& operator<<(ZemuTracer& tracer, OdError const& error)
 {
-    traceText(tracer << "OdException ", error.description());
+    const OdString description = error.description();
+    traceText(tracer << "OdException ", description);
     return tracer << std::endl;
 }
 
