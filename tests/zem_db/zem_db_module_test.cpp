@@ -349,8 +349,10 @@ TEST_F(ZemDbClasses, TakeAFunctionThatChangesTheirApplicationString)
 
 namespace {
 
-class AnyExtension : public OdRxObject
+class AnyExtension : public ZemPropertiesPE
 {
+public:
+    ZemProperties* getProperties(OdDbObject*) override { return nullptr; }
 };
 
 }  // namespace

@@ -120,8 +120,9 @@ TEST_F(Interfaces, SettingsAreWhatTheHostAttachedToDatabases)
 TEST_F(Interfaces, SettingsOfAnotherClassAreAnError)
 {
     const OdRxObjectPtr other = odrxMake<Operation>();
-    OdDbDatabase::desc()->addX(ZemDbISettings::desc(), other.get());
-    EXPECT_THROW(ZemDbISettings::instance(), OdError_NotThatKindOfClass);
+    EXPECT_THROW(OdDbDatabase::desc()->addX(ZemDbISettings::desc(), other.get()),
+                 OdError_NotThatKindOfClass);
+    EXPECT_TRUE(ZemDbISettings::instance().isNull());
 }
 
 TEST_F(Interfaces, ExtensionsAreGoneAfterTheModuleWasUninitialised)

@@ -29,7 +29,8 @@ public:
 
     /// The variable; null until one is put in. The reference is good as long as this object.
     virtual OdDbObjectPtr& getDbObject() = 0;
-    /// The variable's bag, read from its extended data at the first call; empty if it has none.
+    /// The variable's bag, read from its extended data at the first call with that variable; empty
+    /// if it has none. Without a variable the bag is what it was.
     virtual ZemProperties& data() = 0;
     /// Writes the bag back. The variable must be open for write; without one nothing happens.
     virtual void writeData() = 0;

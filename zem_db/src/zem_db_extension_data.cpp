@@ -106,12 +106,18 @@ OdDbObjectId ZemDbExtensionDataImpl::getObjInExtDict(OdDbObject* object, bool cr
     if (!found.isNull() || !create) {
         return found;
     }
-    dictionary->upgradeOpen();
     if (ZemDbExtensionData::desc() == nullptr) {
         throw OdError(kOdClassNotRegistered);
     }
     const OdSmartPtr<ZemDbExtensionData> data = ZemDbExtensionData::desc()->create();
-    const OdDbObjectId made = dictionary->setAt(s_extensionDataKey, data.get());
+    OdDbObjectId made;
+    dictionary->upgradeOpen();
+    try {
+        made = dictionary->setAt(s_extensionDataKey, data.get());
+    } catch (...) {
+        dictionary->downgradeOpen();
+        throw;
+    }
     dictionary->downgradeOpen();
     return made;
 }
@@ -171,6 +177,8 @@ void ZemWriteSerializedObject(OdRxClass* key, OdDbObject const* source, OdDbObje
     if (key == nullptr || target == nullptr || target->database() == nullptr) {
         return;
     }
+    // Checked first, so that a refusal leaves neither of the two places changed.
+    target->assertWriteEnabled(/*autoUndo=*/false, /*recordModified=*/false);
     const OdString name = key->name();
     ZemProperties* const own = ownProperties(target);
     if (source == nullptr) {
@@ -187,7 +195,13 @@ void ZemWriteSerializedObject(OdRxClass* key, OdDbObject const* source, OdDbObje
         return;
     }
     target->assertWriteEnabled(true, true);
-    own->setProperty(name, blob);
+    if (!own->setProperty(name, blob)) {
+        // An entry of another type stands in the way.
+        own->removeProperty(name);
+        if (!own->setProperty(name, blob)) {
+            return;
+        }
+    }
     ZemDbExtensionDataImpl::eraseFromDictionary(target, name);
 }
 

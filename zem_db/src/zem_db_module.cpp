@@ -84,7 +84,11 @@ OdRxUnixModule<ZemDbModule, ZemDbModule>* g_pSingletonModule = nullptr;
 
 }  // namespace
 
-ZemDbModule::~ZemDbModule() = default;
+ZemDbModule::~ZemDbModule()
+{
+    // The solids' class would keep a pointer into a module that was deleted without `uninitApp`.
+    OdRxOverrule::removeOverrule(OdDb3dSolid::desc(), &m_solidDrawOverrule);
+}
 
 void ZemDbModule::initApp()
 {

@@ -15,6 +15,7 @@
 #include "db/od_db_subent.h"
 #include "ge/od_ge_matrix3d.h"
 #include "root/od_array.h"
+#include "root/od_shared_ptr.h"
 
 #include "zem_assoc_variable_ext.h"
 
