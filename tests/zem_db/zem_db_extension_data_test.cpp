@@ -343,6 +343,14 @@ TEST_F(SerializedObject, GoesIntoTheBagOfATargetThatHasOne)
     EXPECT_TRUE(m_host->extensionDictionary().isNull());
 }
 
+TEST_F(SerializedObject, TakesThePlaceOfABagsEntryOfAnotherType)
+{
+    ZemProperties& bag = giveOwnBag();
+    EXPECT_TRUE(bag.setProperty(L"ZemDbFeatureData", 2.5));
+    write();
+    EXPECT_EQ(nameOf(read()), OdString(L"box"));
+}
+
 TEST_F(SerializedObject, InABagGoesWithItsExtensionDataForANullSource)
 {
     write();
