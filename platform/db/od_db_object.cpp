@@ -365,17 +365,6 @@ void OdDbObject::disableUndoRecording(bool disable)
         static_cast<std::uint16_t>(disable ? m_state | kUndoDisabled : m_state & ~kUndoDisabled);
 }
 
-void OdDbObject::endWritePeriod()
-{
-    const std::uint16_t ended = m_state;
-    m_state = static_cast<std::uint16_t>(m_state & ~(kModified | kGraphicsModified));
-    if ((ended & kModified) == 0 || m_record == nullptr || m_extras == nullptr ||
-        m_extras->reactors.isEmpty()) {
-        return;
-    }
-    sendPeriodNotices(ended);
-}
-
 namespace {
 
 /// Runs a part of a round. Notices go out from destructors, so nothing may escape; what is thrown is
@@ -393,6 +382,26 @@ void runReporting(Part const& part)
 }
 
 }  // namespace
+
+void OdDbObject::endWritePeriod()
+{
+    const std::uint16_t ended = m_state;
+    m_state = static_cast<std::uint16_t>(m_state & ~(kModified | kGraphicsModified));
+    if ((ended & kModified) == 0 || m_record == nullptr || m_extras == nullptr) {
+        return;  // an object without extras has no reactors, and nothing follows from it
+    }
+    const OdDbDatabasePtr keptAlive(database());
+    ++m_roundCount;
+    runReporting([&] { changesEnded(); });
+    if (!m_extras->reactors.isEmpty()) {
+        sendPeriodNotices(ended);
+    }
+    runReporting([&] { changesTold(); });
+    --m_roundCount;
+}
+
+void OdDbObject::changesEnded() {}
+void OdDbObject::changesTold() {}
 
 template <class Notice>
 void OdDbObjectAccess::sendRound(OdDbObject& object, Notice const& notice, bool loadsReactors)

@@ -219,6 +219,13 @@ protected:
     /// records the change as one of its own settings.
     virtual void changingOutsideDatabase();
 
+    /// Told when a write period with a change has ended, before the first notice goes out: here an
+    /// object brings up to date what follows from it. Readers are answered. Not told while records
+    /// are played back. The base does nothing.
+    virtual void changesEnded();
+    /// Told when the notices that follow `changesEnded` are out. The base does nothing.
+    virtual void changesTold();
+
     /// Tells that the graphics change in this write period.
     void markGraphicsModified() noexcept { m_state |= kGraphicsModified; }
     /// Takes that back.
