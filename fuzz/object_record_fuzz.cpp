@@ -4,9 +4,10 @@
 // Input: a byte that chooses the class, a byte with the length of the references, the references,
 // then the body.
 
+#include "db/od_db_3d_solid.h"
 #include "db/od_db_block_table.h"
+#include "db/od_db_curves.h"
 #include "db/od_db_dictionary.h"
-#include "db/od_db_entity.h"
 #include "db/od_db_platform.h"
 #include "db/od_db_proxy_object.h"
 #include "db/od_db_simple_tables.h"

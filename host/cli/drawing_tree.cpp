@@ -1,9 +1,10 @@
 #include "cli/drawing_tree.h"
 
 #include "cli/drawing.h"
+#include "db/od_db_3d_solid.h"
 #include "db/od_db_block_table.h"
+#include "db/od_db_curves.h"
 #include "db/od_db_dictionary.h"
-#include "db/od_db_entity.h"
 #include "db/od_db_object_store.h"
 #include "db/od_db_proxy_object.h"
 #include "db/od_db_simple_tables.h"

@@ -2,7 +2,7 @@
 
 #pragma once
 
-#include "db/od_db_entity.h"
+#include "db/od_db_3d_solid.h"
 
 #include <array>
 #include <functional>

@@ -1,12 +1,14 @@
 #include "db/od_db_block_table.h"
 
-#include "db/od_db_database.h"
+#include "db/od_db_database_impl.h"
 #include "db/od_db_entity.h"
 #include "db/od_db_filer.h"
 #include "root/od_error.h"
 
 #include <algorithm>
+#include <unordered_set>
 #include <utility>
+#include <vector>
 
 RX_DEFINE_CLASS(OdDbBlockTableRecord, OdDbSymbolTableRecord, odrxCreate<OdDbBlockTableRecord>,
                 L"OdDbBlockTableRecord", OdDb::kDwgVersionCurrent, 0, 0, L"BLOCK_RECORD",
@@ -21,7 +23,9 @@ namespace {
 enum Opcode : std::uint8_t
 {
     kEntityAppended = 0,
-    kEntityTakenOut = 1
+    kEntityTakenOut = 1,
+    kReferenceEntered = 2,
+    kReferenceTakenOut = 3
 };
 
 constexpr wchar_t kModelSpaceName[] = L"*Model_Space";
@@ -107,6 +111,7 @@ OdDbObjectId OdDbBlockTableRecord::appendOdDbEntity(OdDbEntity* entity)
     }
     recordEntity(kEntityAppended, id, m_entities.size());
     m_entities.append(id);
+    entity->joinedBlock();
     return id;
 }
 
@@ -158,10 +163,119 @@ void OdDbBlockTableRecord::setPathName(OdString const& path)
     m_pathName = path;
 }
 
+OdDb::XrefStatus OdDbBlockTableRecord::xrefStatus() const
+{
+    if (!isFromExternalReference()) {
+        return OdDb::XrefStatus::kXrfNotAnXref;
+    }
+    if (xrefDatabase() != nullptr) {
+        return OdDb::XrefStatus::kXrfResolved;
+    }
+    if (m_isUnloaded) {
+        return OdDb::XrefStatus::kXrfUnloaded;
+    }
+    OdDbDatabase const* db = database();
+    return db != nullptr && db->impl().xrefs.failure(handle()) == kOdFileNotFound
+               ? OdDb::XrefStatus::kXrfFileNotFound
+               : OdDb::XrefStatus::kXrfUnresolved;
+}
+
+OdDbDatabase* OdDbBlockTableRecord::xrefDatabase(bool includeUnloaded) const
+{
+    OdDbDatabase const* db = database();
+    if (db == nullptr || !isFromExternalReference()) {
+        return nullptr;
+    }
+    OdDbXrefTable const& xrefs = db->impl().xrefs;
+    OdDbDatabase* loaded = xrefs.loaded(handle());
+    return loaded == nullptr && includeUnloaded ? xrefs.lastUnloaded(handle()) : loaded;
+}
+
+bool OdDbBlockTableRecord::isFromOverlayReference() const
+{
+    assertReadEnabled();
+    return m_isOverlay;
+}
+
+void OdDbBlockTableRecord::setIsFromOverlayReference(bool isOverlay)
+{
+    assertWriteEnabled();
+    m_isOverlay = isOverlay;
+}
+
+bool OdDbBlockTableRecord::isUnloaded() const
+{
+    assertReadEnabled();
+    return m_isUnloaded;
+}
+
+void OdDbBlockTableRecord::setIsUnloaded(bool isUnloaded)
+{
+    assertWriteEnabled();
+    m_isUnloaded = isUnloaded;
+}
+
 OdDbObjectIdArray OdDbBlockTableRecord::getBlockReferenceIds() const
 {
     assertReadEnabled();
-    return m_references;
+    OdDbObjectIdArray living;
+    living.reserve(m_references.size());
+    for (OdDbObjectId id : m_references) {
+        if (!id.isErased()) {
+            living.append(id);
+        }
+    }
+    return living;
+}
+
+void OdDbBlockTableRecord::setReference(OdDbObjectId reference, bool isThere)
+{
+    assertWriteEnabled(/*autoUndo=*/false, /*recordModified=*/false);
+    OdDbObjectId const* const first = std::as_const(m_references).begin();
+    OdDbObjectId const* const last = std::as_const(m_references).end();
+    OdDbObjectId const* const at = std::lower_bound(first, last, reference);
+    const bool wasThere = at != last && *at == reference;
+    if (wasThere == isThere) {
+        return;
+    }
+    const auto position = static_cast<unsigned>(at - first);
+    if (OdDbDwgFiler* filer = undoFiler()) {
+        filer->wrAddress(OdDbBlockTableRecord::desc());
+        filer->wrUInt8(isThere ? kReferenceEntered : kReferenceTakenOut);
+        filer->wrSoftPointerId(reference);
+    }
+    if (isThere) {
+        m_references.insertAt(position, reference);
+    } else {
+        m_references.removeAt(position);
+    }
+}
+
+bool OdDbBlockTableRecord::isContainedIn(OdDbObjectId block) const
+{
+    // Upwards, from the references to this block to the blocks they are in: there are few of those,
+    // where a block may have any number of entities.
+    std::unordered_set<OdDbObjectId> seen{objectId()};
+    std::vector<OdDbObjectId> open{objectId()};
+    while (!open.empty()) {
+        const OdDbObjectId id = open.back();
+        open.pop_back();
+        if (id == block) {
+            return true;
+        }
+        const OdDbBlockTableRecordPtr above = OdDbBlockTableRecord::cast(id.openObject().get());
+        if (above.isNull()) {
+            continue;
+        }
+        for (OdDbObjectId reference : above->getBlockReferenceIds()) {
+            const OdDbObjectPtr object = reference.openObject();
+            const OdDbObjectId owner = object.isNull() ? OdDbObjectId::kNull : object->ownerId();
+            if (!owner.isNull() && seen.insert(owner).second) {
+                open.push_back(owner);
+            }
+        }
+    }
+    return false;
 }
 
 OdGePoint3d OdDbBlockTableRecord::origin() const
@@ -197,8 +311,16 @@ OdResult OdDbBlockTableRecord::dwgInFields(OdDbDwgFiler* filer)
     m_origin = filer->rdPoint3d();
     m_units = static_cast<OdDb::UnitsValue>(filer->rdInt16());
     m_pathName = filer->rdString();
+    m_isOverlay = filer->rdBool();
+    m_isUnloaded = filer->rdBool();
     m_entities = readIds(*filer, OdDb::ReferenceType::kHardOwnershipRef);
-    m_references = readIds(*filer, OdDb::ReferenceType::kSoftPointerRef);
+    OdDbObjectIdArray references = readIds(*filer, OdDb::ReferenceType::kSoftPointerRef);
+    // Translation happens to a clone, whose references enter themselves.
+    if (filer->filerType() != OdDb::FilerType::kIdXlateFiler) {
+        std::sort(references.begin(), references.end());
+        references.erase(std::unique(references.begin(), references.end()), references.end());
+        m_references = std::move(references);
+    }
     return kOdOk;
 }
 
@@ -208,8 +330,14 @@ void OdDbBlockTableRecord::dwgOutFields(OdDbDwgFiler* filer) const
     filer->wrPoint3d(m_origin);
     filer->wrInt16(static_cast<std::int16_t>(m_units));
     filer->wrString(m_pathName);
+    filer->wrBool(m_isOverlay);
+    filer->wrBool(m_isUnloaded);
     writeIds(*filer, m_entities, OdDb::ReferenceType::kHardOwnershipRef);
-    writeIds(*filer, m_references, OdDb::ReferenceType::kSoftPointerRef);
+    // A clone of the block is another one, which nothing refers to yet.
+    const bool isForClone = filer->filerType() == OdDb::FilerType::kDeepCloneFiler ||
+                            filer->filerType() == OdDb::FilerType::kWblockCloneFiler;
+    writeIds(*filer, isForClone ? OdDbObjectIdArray() : m_references,
+             OdDb::ReferenceType::kSoftPointerRef);
 }
 
 void OdDbBlockTableRecord::applyPartialUndo(OdDbDwgFiler* filer, OdRxClass* cls)
@@ -220,6 +348,10 @@ void OdDbBlockTableRecord::applyPartialUndo(OdDbDwgFiler* filer, OdRxClass* cls)
     }
     const std::uint8_t opcode = filer->rdUInt8();
     const OdDbObjectId id = filer->rdSoftPointerId();
+    if (opcode == kReferenceEntered || opcode == kReferenceTakenOut) {
+        setReference(id, opcode == kReferenceTakenOut);
+        return;
+    }
     const auto recorded = static_cast<unsigned>(filer->rdInt32());
     if (opcode == kEntityTakenOut) {
         const unsigned position = std::min<unsigned>(recorded, m_entities.size());

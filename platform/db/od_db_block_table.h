@@ -38,10 +38,24 @@ public:
     bool isLayout() const;
     /// Whether the content is that of another drawing.
     bool isFromExternalReference() const;
+    /// Path of the external drawing, as it was given; empty for a plain block.
     OdString pathName() const;
     void setPathName(OdString const& path);
-    /// References to this block, in order of creation.
+    OdDb::XrefStatus xrefStatus() const;
+    /// The external drawing's database; null if it isn't loaded.
+    /// \param includeUnloaded  Whether the emptied database of one that was unloaded counts.
+    OdDbDatabase* xrefDatabase(bool includeUnloaded = false) const;
+    /// Whether the external drawing is seen only in this drawing, not where this one is attached.
+    bool isFromOverlayReference() const;
+    void setIsFromOverlayReference(bool isOverlay);
+    /// Whether the external drawing was unloaded on purpose, and stays so until it is asked for.
+    bool isUnloaded() const;
+    void setIsUnloaded(bool isUnloaded);
+    /// References to this block that are in a block and not erased, in order of creation.
     OdDbObjectIdArray getBlockReferenceIds() const;
+    /// Whether a block is this one or holds, at any depth, a reference to it; a reference from here
+    /// to that block would contain itself. Looks at the references on the way, not at entities.
+    bool isContainedIn(OdDbObjectId block) const;
 
     OdGePoint3d origin() const;
     void setOrigin(OdGePoint3d const& origin);
@@ -57,12 +71,18 @@ public:
 
 private:
     friend class OdDbObjectIterator;
+    friend class OdDbBlockReference;
 
+    /// Enters a reference to this block, or takes it out. Part of undo, but no modification of the
+    /// block: its content is the same. The block must be open for write.
+    void setReference(OdDbObjectId reference, bool isThere);
     void recordEntity(std::uint8_t opcode, OdDbObjectId id, unsigned position);
 
     OdDbObjectIdArray m_entities;
-    OdDbObjectIdArray m_references;
+    OdDbObjectIdArray m_references;  ///< ascending; erased ones stay, and are passed over
     OdString m_pathName;
+    bool m_isOverlay = false;
+    bool m_isUnloaded = false;
     OdGePoint3d m_origin;
     OdDb::UnitsValue m_units = OdDb::UnitsValue::kUnitsUndefined;
 };

@@ -1,24 +1,18 @@
 #include "db/od_db_entity.h"
 
 #include "db/od_db_filer.h"
+#include "db/od_db_material.h"
+#include "db/od_db_planar_impl.h"
 #include "db/od_db_simple_tables.h"
+#include "gi/od_gi_sub_entity_traits.h"
 #include "root/od_error.h"
 
+#include <algorithm>
+#include <cmath>
+
 RX_DEFINE_CLASS(OdDbEntity, OdDbObject, odrxCreateNothing, L"OdDbEntity");
-RX_DEFINE_CLASS(OdDbLine, OdDbEntity, odrxCreate<OdDbLine>, L"OdDbLine", OdDb::kDwgVersionCurrent,
-                0, 0, L"LINE", L"Object database");
-RX_DEFINE_CLASS(OdDb3dSolid, OdDbEntity, odrxCreate<OdDb3dSolid>, L"OdDb3dSolid",
-                OdDb::kDwgVersionCurrent, 0, 0, L"3DSOLID", L"Object database");
 
 namespace {
-
-void requireClass(OdDbObjectId id, OdRxClass* cls)
-{
-    OdRxClass* found = id.objectClass();
-    if (found == nullptr || !found->isDerivedFrom(cls)) {
-        throw OdError_NotThatKindOfClass(found, cls);
-    }
-}
 
 /// An object outside any database may refer to what it will be added to.
 void requireSameDatabase(OdDbDatabase const* left, OdDbDatabase const* right)
@@ -26,6 +20,32 @@ void requireSameDatabase(OdDbDatabase const* left, OdDbDatabase const* right)
     if (left != nullptr && right != nullptr && left != right) {
         throw OdError(kOdWrongDatabase);
     }
+}
+
+void requireTarget(OdDbObject const& object, OdDbObjectId id, OdRxClass* cls)
+{
+    OdRxClass* found = id.objectClass();
+    if (found == nullptr || !found->isDerivedFrom(cls)) {
+        throw OdError_NotThatKindOfClass(found, cls);
+    }
+    requireSameDatabase(object.database(), id.database());
+}
+
+void writeTransparency(OdDbDwgFiler& filer, OdCmTransparency const& transparency)
+{
+    filer.wrUInt8(transparency.method());
+    if (transparency.isByValue()) {
+        filer.wrDouble(transparency.value());
+    }
+}
+
+OdCmTransparency readTransparency(OdDbDwgFiler& filer)
+{
+    const auto method = static_cast<OdCmTransparency::Method>(
+        odDbPlanar::readEnum(filer, OdCmTransparency::kByValue));
+    return method == OdCmTransparency::kByValue
+               ? OdCmTransparency(odDbPlanar::readNotNegative(filer))
+               : OdCmTransparency(method);
 }
 
 }  // namespace
@@ -40,48 +60,95 @@ OdDbObjectId OdDbEntity::blockId() const
 
 OdDbObjectId OdDbEntity::layerId() const
 {
-    assertReadEnabled();
-    return m_layer;
+    return read(m_layer);
 }
 
 void OdDbEntity::setLayer(OdDbObjectId layer)
 {
-    requireClass(layer, OdDbLayerTableRecord::desc());
-    requireSameDatabase(database(), layer.database());
-    assertGraphicsWriteEnabled();
-    m_layer = layer;
+    requireTarget(*this, layer, OdDbLayerTableRecord::desc());
+    write(m_layer, layer);
 }
 
 OdCmEntityColor OdDbEntity::color() const
 {
-    assertReadEnabled();
-    return m_color;
+    return read(m_color);
 }
 
 void OdDbEntity::setColor(OdCmEntityColor const& color)
 {
-    assertGraphicsWriteEnabled();
-    m_color = color;
+    write(m_color, color);
 }
 
 OdDbObjectId OdDbEntity::materialId() const
 {
-    assertReadEnabled();
-    return m_material;
+    return read(m_material);
 }
 
 void OdDbEntity::setMaterial(OdDbObjectId material)
 {
-    assertGraphicsWriteEnabled();
-    m_material = material;
+    if (!material.isNull()) {
+        requireTarget(*this, material, OdDbMaterial::desc());
+    }
+    write(m_material, material);
 }
 
-OdResult OdDbEntity::transformBy(OdGeMatrix3d const& /*matrix*/)
+OdDbObjectId OdDbEntity::linetypeId() const
 {
-    return kOdNotApplicable;
+    return read(m_linetype);
 }
 
-void OdDbEntity::setPropertiesFrom(OdDbEntity const* source, bool /*alsoSubentities*/)
+void OdDbEntity::setLinetype(OdDbObjectId linetype)
+{
+    if (!linetype.isNull()) {
+        requireTarget(*this, linetype, OdDbLinetypeTableRecord::desc());
+    }
+    write(m_linetype, linetype);
+}
+
+double OdDbEntity::linetypeScale() const
+{
+    return read(m_linetypeScale);
+}
+
+void OdDbEntity::setLinetypeScale(double scale)
+{
+    write(m_linetypeScale, odDbPlanar::positive(scale));
+}
+
+int OdDbEntity::lineWeight() const
+{
+    return read(m_lineWeight);
+}
+
+void OdDbEntity::setLineWeight(int lineWeight)
+{
+    if (lineWeight < kLineWeightDefault || lineWeight > kLineWeightMax) {
+        throw OdError(kOdInvalidInput);
+    }
+    write(m_lineWeight, static_cast<std::int16_t>(lineWeight));
+}
+
+OdCmTransparency OdDbEntity::transparency() const
+{
+    return read(m_transparency);
+}
+
+void OdDbEntity::setTransparency(OdCmTransparency const& transparency)
+{
+    write(m_transparency, transparency);
+}
+
+bool OdDbEntity::isVisible() const
+{
+    return read(m_isVisible);
+}
+
+void OdDbEntity::setVisible(bool visible)
+{
+    write(m_isVisible, visible);
+}
+
+void OdDbEntity::setPropertiesFrom(OdDbEntity const* source, bool alsoSubentities)
 {
     if (source == nullptr) {
         throw OdError(kOdNullObjectPointer);
@@ -92,6 +159,33 @@ void OdDbEntity::setPropertiesFrom(OdDbEntity const* source, bool /*alsoSubentit
     m_layer = source->m_layer;
     m_color = source->m_color;
     m_material = source->m_material;
+    m_linetype = source->m_linetype;
+    m_linetypeScale = source->m_linetypeScale;
+    m_lineWeight = source->m_lineWeight;
+    m_transparency = source->m_transparency;
+    m_isVisible = source->m_isVisible;
+    if (alsoSubentities) {
+        subSetPropertiesFrom(source);
+    }
+}
+
+void OdDbEntity::subSetPropertiesFrom(OdDbEntity const* /*source*/) {}
+
+void OdDbEntity::joinedBlock() {}
+
+OdResult OdDbEntity::transformBy(OdGeMatrix3d const& /*matrix*/)
+{
+    return kOdNotApplicable;
+}
+
+OdResult OdDbEntity::getGeomExtents(OdGeExtents3d& /*extents*/) const
+{
+    return kOdNotApplicable;
+}
+
+OdDbEntityPtr OdDbEntity::subentPtr(OdDbFullSubentPath const& /*path*/) const
+{
+    return OdDbEntityPtr();
 }
 
 void OdDbEntity::recordGraphicsModified(bool modified)
@@ -110,6 +204,19 @@ void OdDbEntity::assertGraphicsWriteEnabled()
     markGraphicsModified();
 }
 
+unsigned OdDbEntity::subSetAttributes(OdGiSubEntityTraits* traits) const
+{
+    assertReadEnabled();
+    traits->setLayer(m_layer);
+    traits->setTrueColor(m_color);
+    traits->setMaterial(m_material);
+    traits->setLineType(m_linetype);
+    traits->setLineTypeScale(m_linetypeScale);
+    traits->setLineWeight(m_lineWeight);
+    traits->setTransparency(m_transparency);
+    return m_isVisible ? kDrawableNone : kDrawableIsInvisible;
+}
+
 OdResult OdDbEntity::dwgInFields(OdDbDwgFiler* filer)
 {
     const OdResult result = OdDbObject::dwgInFields(filer);
@@ -119,6 +226,11 @@ OdResult OdDbEntity::dwgInFields(OdDbDwgFiler* filer)
     m_layer = filer->rdHardPointerId();
     m_color.setColor(static_cast<std::uint32_t>(filer->rdInt32()));
     m_material = filer->rdHardPointerId();
+    m_linetype = filer->rdHardPointerId();
+    m_linetypeScale = odDbPlanar::readPositive(*filer);
+    m_lineWeight = std::clamp<std::int16_t>(filer->rdInt16(), kLineWeightDefault, kLineWeightMax);
+    m_transparency = readTransparency(*filer);
+    m_isVisible = filer->rdBool();
     return kOdOk;
 }
 
@@ -128,179 +240,9 @@ void OdDbEntity::dwgOutFields(OdDbDwgFiler* filer) const
     filer->wrHardPointerId(m_layer);
     filer->wrInt32(static_cast<std::int32_t>(m_color.color()));
     filer->wrHardPointerId(m_material);
-}
-
-OdDbLine::OdDbLine() : m_normal(OdGeVector3d::kZAxis) {}
-OdDbLine::~OdDbLine() = default;
-
-OdDbLinePtr OdDbLine::createObject()
-{
-    return odrxMake<OdDbLine>();
-}
-
-OdGePoint3d OdDbLine::startPoint() const
-{
-    assertReadEnabled();
-    return m_start;
-}
-
-void OdDbLine::setStartPoint(OdGePoint3d const& point)
-{
-    assertGraphicsWriteEnabled();
-    m_start = point;
-}
-
-OdGePoint3d OdDbLine::endPoint() const
-{
-    assertReadEnabled();
-    return m_end;
-}
-
-void OdDbLine::setEndPoint(OdGePoint3d const& point)
-{
-    assertGraphicsWriteEnabled();
-    m_end = point;
-}
-
-OdGeVector3d OdDbLine::normal() const
-{
-    assertReadEnabled();
-    return m_normal;
-}
-
-void OdDbLine::setNormal(OdGeVector3d const& normal)
-{
-    assertGraphicsWriteEnabled();
-    m_normal = normal;
-}
-
-double OdDbLine::thickness() const
-{
-    assertReadEnabled();
-    return m_thickness;
-}
-
-void OdDbLine::setThickness(double thickness)
-{
-    assertGraphicsWriteEnabled();
-    m_thickness = thickness;
-}
-
-OdResult OdDbLine::transformBy(OdGeMatrix3d const& matrix)
-{
-    assertGraphicsWriteEnabled();
-    const OdGeVector3d extrusion = matrix * (m_normal * m_thickness);
-    const OdGeVector3d normal = matrix * m_normal;
-    m_start = matrix * m_start;
-    m_end = matrix * m_end;
-    const double length = normal.length();
-    if (length > 0.0) {
-        m_normal = normal / length;
-        m_thickness = extrusion.dotProduct(m_normal);
-    }
-    return kOdOk;
-}
-
-OdResult OdDbLine::dwgInFields(OdDbDwgFiler* filer)
-{
-    const OdResult result = OdDbEntity::dwgInFields(filer);
-    if (result != kOdOk) {
-        return result;
-    }
-    m_start = filer->rdPoint3d();
-    m_end = filer->rdPoint3d();
-    m_normal = filer->rdVector3d();
-    m_thickness = filer->rdDouble();
-    return kOdOk;
-}
-
-void OdDbLine::dwgOutFields(OdDbDwgFiler* filer) const
-{
-    OdDbEntity::dwgOutFields(filer);
-    filer->wrPoint3d(m_start);
-    filer->wrPoint3d(m_end);
-    filer->wrVector3d(m_normal);
-    filer->wrDouble(m_thickness);
-}
-
-OdDb3dSolid::OdDb3dSolid() = default;
-OdDb3dSolid::~OdDb3dSolid() = default;
-
-OdDb3dSolidPtr OdDb3dSolid::createObject()
-{
-    return odrxMake<OdDb3dSolid>();
-}
-
-bool OdDb3dSolid::isNull() const
-{
-    assertReadEnabled();
-    return m_body.isEmpty();
-}
-
-OdBinaryData OdDb3dSolid::body() const
-{
-    assertReadEnabled();
-    return m_body;
-}
-
-OdString OdDb3dSolid::bodyFormat() const
-{
-    assertReadEnabled();
-    return m_format;
-}
-
-OdDb3dSolid::Counts OdDb3dSolid::counts() const
-{
-    assertReadEnabled();
-    return m_counts;
-}
-
-void OdDb3dSolid::setBody(OdString const& format, OdBinaryData const& body, Counts const& counts)
-{
-    assertGraphicsWriteEnabled();
-    m_format = format;
-    m_body = body;
-    m_counts = counts;
-}
-
-OdString OdDb3dSolid::label() const
-{
-    assertReadEnabled();
-    return m_label;
-}
-
-void OdDb3dSolid::setLabel(OdString const& label)
-{
-    assertWriteEnabled();
-    m_label = label;
-}
-
-OdResult OdDb3dSolid::dwgInFields(OdDbDwgFiler* filer)
-{
-    const OdResult result = OdDbEntity::dwgInFields(filer);
-    if (result != kOdOk) {
-        return result;
-    }
-    m_label = filer->rdString();
-    m_format = filer->rdString();
-    m_counts.faces = static_cast<std::uint32_t>(filer->rdInt32());
-    m_counts.edges = static_cast<std::uint32_t>(filer->rdInt32());
-    m_counts.vertices = static_cast<std::uint32_t>(filer->rdInt32());
-    OdBinaryData body;
-    body.resize(odDbReadCount(*filer, 1));
-    filer->rdBytes(body.asArrayPtr(), static_cast<std::uint32_t>(body.size()));
-    m_body = body;
-    return kOdOk;
-}
-
-void OdDb3dSolid::dwgOutFields(OdDbDwgFiler* filer) const
-{
-    OdDbEntity::dwgOutFields(filer);
-    filer->wrString(m_label);
-    filer->wrString(m_format);
-    filer->wrInt32(static_cast<std::int32_t>(m_counts.faces));
-    filer->wrInt32(static_cast<std::int32_t>(m_counts.edges));
-    filer->wrInt32(static_cast<std::int32_t>(m_counts.vertices));
-    filer->wrInt32(static_cast<std::int32_t>(m_body.size()));
-    filer->wrBytes(m_body.getPtr(), static_cast<std::uint32_t>(m_body.size()));
+    filer->wrHardPointerId(m_linetype);
+    filer->wrDouble(m_linetypeScale);
+    filer->wrInt16(m_lineWeight);
+    writeTransparency(*filer, m_transparency);
+    filer->wrBool(m_isVisible);
 }

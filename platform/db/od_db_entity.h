@@ -1,15 +1,26 @@
-// Entities: objects that can be seen.
+// Base of entities: objects that can be seen.
 
 #pragma once
 
 #include "db/od_db_object.h"
+#include "db/od_db_subent.h"
+#include "ge/od_ge_extents3d.h"
 #include "ge/od_ge_matrix3d.h"
 #include "ge/od_ge_point3d.h"
 #include "ge/od_ge_vector3d.h"
 #include "root/od_array.h"
 #include "root/od_cm_color.h"
+#include "root/od_cm_transparency.h"
+
+class OdDbEntity;
+using OdDbEntityPtr = OdSmartPtr<OdDbEntity>;
 
 /// Base of all entities. An entity lives in a block, which owns it.
+///
+/// Getters need the entity open for read, setters for write; setters are part of undo. A setter of
+/// geometry throws OdError (bad input) for numbers that are not finite, and leaves the entity as it
+/// was. Entities with a normal keep it at length 1 and lie in a plane perpendicular to it; angles in
+/// that plane count from the x axis of the normal's entity coordinate system.
 class OdDbEntity : public OdDbObject
 {
     RX_DECLARE_CLASS(OdDbEntity);
@@ -17,6 +28,18 @@ class OdDbEntity : public OdDbObject
 public:
     ~OdDbEntity() override;
 
+    /// Line weights with a meaning of their own.
+    enum LineWeight : std::int16_t
+    {
+        kLineWeightByLayer = -1,
+        kLineWeightByBlock = -2,
+        kLineWeightDefault = -3
+    };
+    /// Greatest line weight, in hundredths of a millimetre.
+    static constexpr int kLineWeightMax = 211;
+
+    /// \name Properties
+    /// @{
     /// The block that owns the entity; null outside one.
     OdDbObjectId blockId() const;
     /// The layer; an entity that is added without one gets layer "0".
@@ -26,18 +49,54 @@ public:
     void setLayer(OdDbObjectId layer);
     OdCmEntityColor color() const;
     void setColor(OdCmEntityColor const& color);
+    /// The material; null for that of the layer.
     OdDbObjectId materialId() const;
+    /// \throws OdError (not that kind of class) for an id of something that is no material, (wrong
+    ///         database).
     void setMaterial(OdDbObjectId material);
-
-    /// Moves the entity by a matrix. \return 0, or (not applicable) where the entity can't be
-    /// moved so; nothing has changed then.
-    virtual OdResult transformBy(OdGeMatrix3d const& matrix);
-    /// Takes over layer, colour and material of another entity of the same database.
+    /// The line type; null for that of the layer.
+    OdDbObjectId linetypeId() const;
+    /// \throws OdError (not that kind of class) for an id of something that is no line type, (wrong
+    ///         database).
+    void setLinetype(OdDbObjectId linetype);
+    /// Factor of the line type's lengths.
+    double linetypeScale() const;
+    /// \throws OdError (bad input) unless the factor is above 0.
+    void setLinetypeScale(double scale);
+    /// In hundredths of a millimetre, or one of `LineWeight`.
+    int lineWeight() const;
+    /// \throws OdError (bad input) outside of -3 to `kLineWeightMax`.
+    void setLineWeight(int lineWeight);
+    OdCmTransparency transparency() const;
+    void setTransparency(OdCmTransparency const& transparency);
+    bool isVisible() const;
+    void setVisible(bool visible);
+    /// Takes over layer, colour, material, line type and its scale, line weight, transparency and
+    /// visibility of another entity of the same database.
+    /// \param alsoSubentities  No entity of the platform keeps properties of its parts; a class that
+    ///                         does overrides `subSetPropertiesFrom`.
     /// \throws OdError (wrong database) for an entity of another one, (null object pointer).
     void setPropertiesFrom(OdDbEntity const* source, bool alsoSubentities = false);
+    /// @}
+
+    /// \name Geometry
+    /// @{
+    /// Moves the entity by a matrix. \return 0, or (not applicable) where the entity can't be
+    /// moved so: the result would be none of its kind, or the matrix is not finite, has perspective
+    /// or flattens space. Nothing has changed then.
+    virtual OdResult transformBy(OdGeMatrix3d const& matrix);
+    /// The least box around the entity, in the coordinates of its block.
+    /// \return 0, or (not applicable) for an entity of which nothing is to be measured; `extents` is
+    ///         untouched then.
+    virtual OdResult getGeomExtents(OdGeExtents3d& extents) const;
+    /// The entity that stands for a part of this one.
+    /// \param path  Ends in this entity's id and names the part.
+    /// \return Null if there is no such part. The base has no parts.
+    virtual OdDbEntityPtr subentPtr(OdDbFullSubentPath const& path) const;
     /// Tells, in a write period, whether the graphics change with it. A change counts as a
     /// modification.
     void recordGraphicsModified(bool modified = true);
+    /// @}
 
     OdResult dwgInFields(OdDbDwgFiler* filer) override;
     void dwgOutFields(OdDbDwgFiler* filer) const override;
@@ -46,90 +105,34 @@ protected:
     OdDbEntity();
     /// What a setter of geometry calls before it changes anything.
     void assertGraphicsWriteEnabled();
+    template <class T>
+    T const& read(T const& field) const
+    {
+        assertReadEnabled();
+        return field;
+    }
+    template <class T>
+    void write(T& field, T const& value)
+    {
+        assertGraphicsWriteEnabled();
+        field = value;
+    }
+
+    /// Takes over properties of parts. The base has none.
+    virtual void subSetPropertiesFrom(OdDbEntity const* source);
+    /// Told when the entity has become one of a block that is in a database. The base does nothing.
+    virtual void joinedBlock();
+    unsigned subSetAttributes(OdGiSubEntityTraits* traits) const override;
 
 private:
     friend class OdDbBlockTableRecord;
 
     OdDbObjectId m_layer;
     OdDbObjectId m_material;
+    OdDbObjectId m_linetype;
+    double m_linetypeScale = 1.0;
+    OdCmTransparency m_transparency;
     OdCmEntityColor m_color;
+    std::int16_t m_lineWeight = kLineWeightByLayer;
+    bool m_isVisible = true;
 };
-
-using OdDbEntityPtr = OdSmartPtr<OdDbEntity>;
-
-/// A straight line between two points.
-class OdDbLine : public OdDbEntity
-{
-    RX_DECLARE_CLASS(OdDbLine);
-
-public:
-    OdDbLine();
-    ~OdDbLine() override;
-    static OdSmartPtr<OdDbLine> createObject();
-
-    OdGePoint3d startPoint() const;
-    void setStartPoint(OdGePoint3d const& point);
-    OdGePoint3d endPoint() const;
-    void setEndPoint(OdGePoint3d const& point);
-    OdGeVector3d normal() const;
-    void setNormal(OdGeVector3d const& normal);
-    /// Height of extrusion along the normal.
-    double thickness() const;
-    void setThickness(double thickness);
-
-    OdResult transformBy(OdGeMatrix3d const& matrix) override;
-    OdResult dwgInFields(OdDbDwgFiler* filer) override;
-    void dwgOutFields(OdDbDwgFiler* filer) const override;
-
-private:
-    OdGePoint3d m_start;
-    OdGePoint3d m_end;
-    OdGeVector3d m_normal;
-    double m_thickness = 0.0;
-};
-
-/// A solid body. The body itself is the host's: bytes that only its modeler reads, and the numbers
-/// of faces, edges and vertices, which are named from 1 on.
-class OdDb3dSolid : public OdDbEntity
-{
-    RX_DECLARE_CLASS(OdDb3dSolid);
-
-public:
-    OdDb3dSolid();
-    ~OdDb3dSolid() override;
-    static OdSmartPtr<OdDb3dSolid> createObject();
-
-    /// How many faces, edges and vertices the body has.
-    struct Counts
-    {
-        std::uint32_t faces = 0;
-        std::uint32_t edges = 0;
-        std::uint32_t vertices = 0;
-
-        friend bool operator==(Counts const&, Counts const&) = default;
-    };
-
-    bool isNull() const;
-    /// The bytes; shared, not copied.
-    OdBinaryData body() const;
-    /// The name of the modeler's format.
-    OdString bodyFormat() const;
-    Counts counts() const;
-    /// Replaces the body.
-    void setBody(OdString const& format, OdBinaryData const& body, Counts const& counts);
-    /// A name for a reader, such as the product's in an imported file.
-    OdString label() const;
-    void setLabel(OdString const& label);
-
-    OdResult dwgInFields(OdDbDwgFiler* filer) override;
-    void dwgOutFields(OdDbDwgFiler* filer) const override;
-
-private:
-    OdBinaryData m_body;
-    OdString m_format;
-    OdString m_label;
-    Counts m_counts;
-};
-
-using OdDb3dSolidPtr = OdSmartPtr<OdDb3dSolid>;
-using OdDbLinePtr = OdSmartPtr<OdDbLine>;

@@ -1,15 +1,19 @@
 #include "db/od_db_platform.h"
 
+#include "db/od_db_3d_solid.h"
 #include "db/od_db_block_table.h"
+#include "db/od_db_curves.h"
 #include "db/od_db_database.h"
 #include "db/od_db_dictionary.h"
-#include "db/od_db_entity.h"
 #include "db/od_db_id_mapping.h"
+#include "db/od_db_material.h"
 #include "db/od_db_object_store.h"
 #include "db/od_db_proxy_object.h"
 #include "db/od_db_reference_filers.h"
 #include "db/od_db_simple_tables.h"
+#include "db/od_db_visual_style.h"
 #include "db/od_db_xrecord.h"
+#include "gi/od_gi_world_draw.h"
 #include "root/od_assert.h"
 #include "root/od_error.h"
 #include "root/od_res_buf.h"
@@ -46,6 +50,9 @@ constexpr ClassEntry kClasses[] = {
     entry<OdResBuf>(),
     entry<OdGiDrawable>(),
     entry<OdGiDrawableOverrule>(),
+    entry<OdGiSubEntityTraits>(),
+    entry<OdGiGeometry>(),
+    entry<OdGiContext>(),
     entry<OdGiWorldDraw>(),
     entry<OdDbFiler>(),
     entry<OdDbDwgFiler>(),
@@ -74,9 +81,16 @@ constexpr ClassEntry kClasses[] = {
     entry<OdDbBlockTableRecord>(),
     entry<OdDbBlockTable>(),
     entry<OdDbObjectIterator>(),
+    entry<OdDbMaterial>(),
+    entry<OdDbVisualStyle>(),
     entry<OdDbEntity>(),
+    entry<OdDbPoint>(),
     entry<OdDbLine>(),
+    entry<OdDbCircle>(),
+    entry<OdDbArc>(),
+    entry<OdDbEllipse>(),
     entry<OdDb3dSolid>(),
+    entry<OdDb3dSolidModeler>(),
 };
 
 int g_starts = 0;

@@ -2,7 +2,6 @@
 
 RX_DEFINE_CLASS(OdGiDrawable, OdRxObject, odrxCreateNothing, L"OdGiDrawable");
 RX_DEFINE_CLASS(OdGiDrawableOverrule, OdRxOverrule, odrxCreateNothing, L"OdGiDrawableOverrule");
-RX_DEFINE_CLASS(OdGiWorldDraw, OdRxObject, odrxCreateNothing, L"OdGiWorldDraw");
 
 namespace {
 
@@ -13,6 +12,16 @@ OdGiDrawableOverrule* nextOverrule(OdGiDrawable const* drawable, OdRxOverrule co
 }
 
 }  // namespace
+
+unsigned OdGiDrawable::setAttributes(OdGiSubEntityTraits* traits) const
+{
+    return subSetAttributes(traits);
+}
+
+unsigned OdGiDrawable::subSetAttributes(OdGiSubEntityTraits* /*traits*/) const
+{
+    return 0;
+}
 
 unsigned OdGiDrawable::worldDraw(OdGiWorldDraw* worldDraw) const
 {

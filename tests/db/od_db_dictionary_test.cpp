@@ -1,7 +1,7 @@
 #include "db/db_test_support.h"
 #include "db/od_db_block_table.h"
+#include "db/od_db_curves.h"
 #include "db/od_db_dictionary.h"
-#include "db/od_db_entity.h"
 #include "db/od_db_simple_tables.h"
 
 using namespace dbtest;

@@ -2,8 +2,9 @@
 // memory that is bounded by the size of the stream.
 
 #include "db/db_test_support.h"
+#include "db/od_db_3d_solid.h"
 #include "db/od_db_block_table.h"
-#include "db/od_db_entity.h"
+#include "db/od_db_curves.h"
 #include "db/od_db_proxy_object.h"
 #include "db/od_db_simple_tables.h"
 #include "db/od_db_xrecord.h"

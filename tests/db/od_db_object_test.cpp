@@ -1,5 +1,5 @@
 #include "db/db_test_support.h"
-#include "db/od_db_entity.h"
+#include "db/od_db_curves.h"
 #include "db/od_db_object.h"
 
 using namespace dbtest;

@@ -1,9 +1,9 @@
 // What unlucky and hostile callers may do to objects, undo and containers.
 
 #include "db/od_db_block_table.h"
+#include "db/od_db_curves.h"
 #include "db/od_db_database.h"
 #include "db/od_db_dictionary.h"
-#include "db/od_db_entity.h"
 #include "db/od_db_memory_filer.h"
 #include "db/od_db_platform.h"
 #include "db/od_db_simple_tables.h"

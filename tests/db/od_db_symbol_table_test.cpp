@@ -1,6 +1,8 @@
 #include "db/db_test_support.h"
+#include "db/od_db_3d_solid.h"
 #include "db/od_db_block_table.h"
-#include "db/od_db_entity.h"
+#include "db/od_db_curves.h"
+#include "db/od_db_material.h"
 #include "db/od_db_simple_tables.h"
 #include "db/od_db_symbol_table.h"
 
@@ -449,10 +451,21 @@ TEST_F(Entity, TakesPropertiesOverFromAnother)
     color.setColorIndex(3);
     source->setColor(color);
     source->setLayer(m_db->getLayerZeroId());
-    source->setMaterial(m_db->getNamedObjectsDictionaryId());
+    const OdDbObjectId material = m_db->addOdDbObject(OdDbMaterial::createObject().get());
+    source->setMaterial(material);
+    source->setLinetype(m_db->getLinetypeContinuousId());
+    source->setLinetypeScale(2.0);
+    source->setLineWeight(50);
+    source->setTransparency(OdCmTransparency(0.25));
+    source->setVisible(false);
     m_line->setPropertiesFrom(source.get());
     EXPECT_EQ(m_line->color(), color);
-    EXPECT_EQ(m_line->materialId(), m_db->getNamedObjectsDictionaryId());
+    EXPECT_EQ(m_line->materialId(), material);
+    EXPECT_EQ(m_line->linetypeId(), m_db->getLinetypeContinuousId());
+    EXPECT_EQ(m_line->linetypeScale(), 2.0);
+    EXPECT_EQ(m_line->lineWeight(), 50);
+    EXPECT_EQ(m_line->transparency(), OdCmTransparency(0.25));
+    EXPECT_FALSE(m_line->isVisible());
     EXPECT_EQ(thrownCode([&] { m_line->setPropertiesFrom(nullptr); }), kOdNullObjectPointer);
 }
 
@@ -491,7 +504,7 @@ TEST_F(Entity, OfASolidKeepsItsBodyThroughFilingAndUndo)
     EXPECT_EQ(copy->bodyFormat(), OdString(L"format"));
     EXPECT_EQ(copy->counts(), counts);
     EXPECT_EQ(copy->label(), OdString(L"box"));
-    EXPECT_EQ(copy->transformBy(OdGeMatrix3d()), kOdNotApplicable);
+    EXPECT_EQ(copy->transformBy(OdGeMatrix3d()), kOdOk);
     ASSERT_EQ(m_db->undo(), kOdOk);
     EXPECT_TRUE(solid->isNull());
     ASSERT_EQ(m_db->redo(), kOdOk);

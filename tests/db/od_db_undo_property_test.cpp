@@ -2,7 +2,7 @@
 
 #include "db/db_test_support.h"
 #include "db/od_db_block_table.h"
-#include "db/od_db_entity.h"
+#include "db/od_db_curves.h"
 #include "db/od_db_simple_tables.h"
 #include "db/od_db_xrecord.h"
 

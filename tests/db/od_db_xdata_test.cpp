@@ -1,6 +1,6 @@
 #include "db/db_test_support.h"
 #include "db/od_db_block_table.h"
-#include "db/od_db_entity.h"
+#include "db/od_db_curves.h"
 #include "db/od_db_xrecord.h"
 
 #include <cmath>

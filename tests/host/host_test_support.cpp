@@ -1,8 +1,8 @@
 #include "host/host_test_support.h"
 
+#include "db/od_db_3d_solid.h"
 #include "db/od_db_block_table.h"
 #include "db/od_db_database.h"
-#include "db/od_db_entity.h"
 #include "db/od_db_platform.h"
 #include "kernel/kernel_export.h"
 #include "store/od_db_drawing.h"

@@ -1,7 +1,7 @@
 #include "db/od_db_block_table.h"
+#include "db/od_db_curves.h"
 #include "db/od_db_database.h"
 #include "db/od_db_dictionary.h"
-#include "db/od_db_entity.h"
 #include "db/od_db_memory_filer.h"
 #include "db/od_db_platform.h"
 #include "db/od_db_proxy_object.h"

@@ -1,6 +1,6 @@
+#include "db/od_db_3d_solid.h"
 #include "db/od_db_database.h"
 #include "db/od_db_dictionary.h"
-#include "db/od_db_entity.h"
 #include "db/od_db_memory_filer.h"
 #include "db/od_db_platform.h"
 #include "root/od_alloc.h"

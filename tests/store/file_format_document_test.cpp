@@ -1,7 +1,7 @@
 // Builds the example of docs/file-format.md and compares it with the bytes that are printed there.
 
+#include "db/od_db_curves.h"
 #include "db/od_db_dictionary.h"
-#include "db/od_db_entity.h"
 #include "db/od_db_xrecord.h"
 #include "store/drawing_test_support.h"
 #include "store/od_db_drawing.h"

@@ -1,5 +1,5 @@
 #include "db/od_db_block_table.h"
-#include "db/od_db_entity.h"
+#include "db/od_db_curves.h"
 #include "db/od_db_proxy_object.h"
 #include "store/drawing_test_support.h"
 #include "store/od_db_drawing.h"

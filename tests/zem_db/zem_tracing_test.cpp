@@ -1,6 +1,6 @@
 #include "db/od_db_block_table.h"
+#include "db/od_db_curves.h"
 #include "db/od_db_database.h"
-#include "db/od_db_entity.h"
 #include "db/od_db_id_mapping.h"
 #include "ge/od_ge_extents3d.h"
 #include "ge/od_ge_matrix3d.h"

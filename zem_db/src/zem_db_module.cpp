@@ -1,6 +1,6 @@
 #include "zem_db_module.h"
 
-#include "db/od_db_entity.h"
+#include "db/od_db_3d_solid.h"
 
 #include "zem_assoc_variable_ext.h"
 #include "zem_configuration_feature.h"

@@ -1,0 +1,3 @@
+#include "gi/od_gi_geometry.h"
+
+RX_DEFINE_CLASS(OdGiGeometry, OdRxObject, odrxCreateNothing, L"OdGiGeometry");
