@@ -7,12 +7,15 @@
 #include "zem_db_extension_data.h"
 #include "zem_db_feature_manager.h"
 #include "zem_feature.h"
+#include "zem_flat_filer.h"
 #include "zem_properties.h"
 #include "zem_protocol_extensions.h"
 
 #include <gtest/gtest.h>
 
+#include <iterator>
 #include <map>
+#include <string>
 #include <vector>
 
 namespace {
@@ -225,6 +228,130 @@ TEST_F(ExtensionData, ComesBackByUndo)
     EXPECT_FALSE(isStored(L"A"));
 }
 
+TEST_F(ExtensionData, IsMadeAnewAfterItWasErased)
+{
+    for (int round = 0; round < 3; ++round) {
+        const Blob blob(static_cast<std::size_t>(round), 'x');
+        Impl::writeToDictionary(m_host.get(), blob, L"A");
+        EXPECT_EQ(stored(L"A"), blob) << round;
+        EXPECT_EQ(extensionDictionary()->numEntries(), 1u);
+        Impl::eraseFromDictionary(m_host.get(), L"B");
+        EXPECT_FALSE(isStored(L"A")) << round;
+        EXPECT_TRUE(m_host->extensionDictionary().isNull());
+    }
+}
+
+// The stored form.
+
+namespace {
+
+using FlatFiler = OdStaticRxObject<ZemFlatFiler>;
+
+Blob bytesOf(OdDbObject const& object)
+{
+    FlatFiler filer;
+    filer.clear();
+    object.dwgOutFields(&filer);
+    return filer.getBinaryData();
+}
+
+/// What the base class files of an object, which stands in front of its own fields.
+Blob baseBytesOf(OdDbObject const& object)
+{
+    FlatFiler filer;
+    filer.clear();
+    object.OdDbObject::dwgOutFields(&filer);
+    return filer.getBinaryData();
+}
+
+/// Reads a stream into an object; an OdError counts as its code.
+OdResult readInto(OdDbObject& object, Blob const& bytes)
+{
+    FlatFiler filer;
+    filer.setBinaryData(bytes.data(), static_cast<unsigned int>(bytes.size()));
+    OdResult result = kOdOk;
+    const OdResult thrown = thrownCode([&] { result = object.dwgInFields(&filer); });
+    return thrown != kOdOk ? thrown : result;
+}
+
+OdSmartPtr<ZemDbExtensionData> makeData()
+{
+    return ZemDbExtensionData::desc()->create();
+}
+
+/// Extension data outside of a database, with two blobs.
+class ExtensionDataStream : public ExtensionData
+{
+protected:
+    ExtensionDataStream()
+    {
+        m_data->getWriteProperties().setProperty(L"ZEM_DB", m_blob);
+        m_data->getWriteProperties().setProperty(L"A", Blob());
+    }
+
+    OdSmartPtr<ZemDbExtensionData> m_data = makeData();
+};
+
+}  // namespace
+
+TEST_F(ExtensionDataStream, HasTheGoldenBytesBehindThoseOfTheBaseClass)
+{
+    constexpr unsigned char kExpected[] = {
+        0x02, 0x00, 0x00, 0x00,                       // items, without a version
+        0x01, 0x00, 'A',                              // name
+        0x0B, 0x00, 0x00, 0x00, 0x00,                 // blob of nothing
+        0x06, 0x00, 'Z',  'E',  'M',  '_', 'D', 'B',  // name
+        0x0B, 0x07, 0x00, 0x00, 0x00,                 // blob of 7 bytes
+        'o',  'n',  'e',  0x00, 't',  'w', 'o',
+    };
+    Blob expected = baseBytesOf(*m_data);
+    expected.insert(expected.end(), std::begin(kExpected), std::end(kExpected));
+    EXPECT_EQ(bytesOf(*m_data), expected);
+}
+
+TEST_F(ExtensionDataStream, IsTheSameAfterReadingAndWritingAgain)
+{
+    const Blob whole = bytesOf(*m_data);
+    const auto other = makeData();
+    other->getWriteProperties().setProperty(L"gone", m_blob);
+    EXPECT_EQ(readInto(*other, whole), kOdOk);
+    EXPECT_EQ(bytesOf(*other), whole);
+}
+
+TEST_F(ExtensionDataStream, CutAtAnyLengthIsABadStream)
+{
+    const Blob whole = bytesOf(*m_data);
+    for (std::size_t size = 0; size < whole.size(); ++size) {
+        const Blob cut(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size));
+        EXPECT_EQ(readInto(*makeData(), cut), kOdBadStream) << size;
+    }
+}
+
+TEST_F(ExtensionDataStream, WithAnyBitFlippedGivesAnObjectThatCanBeWritten)
+{
+    const Blob whole = bytesOf(*m_data);
+    for (std::size_t bit = 0; bit < whole.size() * 8; ++bit) {
+        Blob damaged = whole;
+        damaged[bit / 8] = static_cast<char>(damaged[bit / 8] ^ (1 << (bit % 8)));
+        const auto other = makeData();
+        (void)readInto(*other, damaged);
+        EXPECT_FALSE(bytesOf(*other).empty()) << bit;
+    }
+}
+
+TEST_F(ExtensionDataStream, NeedsAnObjectThatIsOpen)
+{
+    const Blob whole = bytesOf(*m_data);
+    const OdDbObjectId id = m_database->addOdDbObject(m_data.get());
+    ZemDbExtensionData* const closed = m_data.get();
+    m_data.release();
+    EXPECT_EQ(thrownCode([&] { (void)bytesOf(*closed); }), kOdNotOpenForRead);
+    EXPECT_EQ(thrownCode([&] { (void)closed->getReadProperties(); }), kOdNotOpenForRead);
+    const OdDbObjectPtr reading = id.safeOpenObject(OdDb::kForRead);
+    EXPECT_EQ(readInto(*reading, whole), kOdNotOpenForWrite);
+    EXPECT_EQ(thrownCode([&] { (void)closed->getWriteProperties(); }), kOdNotOpenForWrite);
+}
+
 // Serialised objects.
 
 namespace {
@@ -371,6 +498,38 @@ TEST_F(SerializedObject, InABagNeedsATargetOpenForWrite)
               kOdNotOpenForWrite);
 }
 
+TEST_F(SerializedObject, InExtensionDataThatIsThereNeedsNoTargetOpenForWrite)
+{
+    write();
+    m_host->downgradeOpen();
+    ASSERT_FALSE(m_host->isWriteEnabled());
+    m_source->getWriteProperties().setProperty(L"Name", OdString(L"hole"));
+    write();
+    EXPECT_EQ(nameOf(read()), OdString(L"hole"));
+    ZemWriteSerializedObject(m_key, nullptr, m_host.get());
+    EXPECT_TRUE(read().isNull());
+    EXPECT_EQ(thrownCode([&] { write(); }), kOdNotOpenForWrite);
+}
+
+TEST_F(SerializedObject, IsTheNameOfItsClassAndThenItsFields)
+{
+    write();
+    const std::string name = "ZemDbFeatureData";
+    Blob expected = {static_cast<char>(name.size()), '\0'};
+    expected.insert(expected.end(), name.begin(), name.end());
+    const Blob fields = bytesOf(*m_source);
+    expected.insert(expected.end(), fields.begin(), fields.end());
+    EXPECT_EQ(stored(L"ZemDbFeatureData"), expected);
+}
+
+TEST_F(SerializedObject, IsTheSameBlobAfterReadingAndWritingAgain)
+{
+    write();
+    const Blob whole = stored(m_key->name());
+    ZemWriteSerializedObject(m_key, read().get(), m_host.get());
+    EXPECT_EQ(stored(m_key->name()), whole);
+}
+
 TEST_F(SerializedObject, IsLookedForInTheBagFirst)
 {
     write();
@@ -453,6 +612,27 @@ TEST_F(SerializedObject, WithAnyBitFlippedReadsAsNullOrAsAnObject)
         const OdDbObjectPtr result = read();
         if (!result.isNull()) {
             EXPECT_EQ(result->isA(), ZemDbFeatureData::desc()) << bit;
+        }
+    }
+}
+
+TEST_F(SerializedObject, OfAnyClassOverAnyBytesReadsAsNullOrAsAnObject)
+{
+    std::vector<std::string> names;
+    for (auto const& [name, description] : *odrxClassDictionary()) {
+        std::string& bytes = names.emplace_back();
+        name.appendUtf8To(bytes);
+    }
+    ASSERT_GT(names.size(), 40u);
+    for (std::string const& name : names) {
+        for (const char fill : {'\0', '\1', '\2', '\x7F', '\xFF'}) {
+            Blob blob = blobOfClass(name);
+            blob.insert(blob.end(), 300, fill);
+            writeBlob(blob);
+            const OdDbObjectPtr result = read();
+            if (!result.isNull()) {
+                EXPECT_EQ(result->isA(), odrxClassDictionary()->getAt(name.c_str())) << name;
+            }
         }
     }
 }

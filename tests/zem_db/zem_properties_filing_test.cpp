@@ -728,17 +728,49 @@ TEST_F(BagReentry, AnArrayThatShrinksWhileItIsFiledIsAnInvalidIndex)
     EXPECT_THROW((void)m_bag.dwgInFields(&reader), OdError_InvalidIndex);
 }
 
-TEST_F(BagStream, WithAReservedNameIsRefusedBeforeAnythingIsWritten)
+TEST_F(BagReentry, AGetterMayRemoveItsOwnEntryWhenItIsAskedForOrAssignedTo)
 {
-    for (OdString const& name : {OdString(), kClassVersionKey}) {
-        ZemProperties bag;
-        bag.setProperty(L"A", 1);
-        bag.setProperty(name, 1);
-        FlatFiler filer;
-        filer.clear();
-        EXPECT_EQ(thrownCode([&] { bag.dwgOutFields(&filer); }), kOdInvalidKey);
-        EXPECT_EQ(filer.getBinaryDataSize(), 0U);
-    }
+    const auto map = [this] {
+        m_bag.mapProperty<OdString>(
+            L"a",
+            [this] {
+                m_bag.removeProperty(L"a");
+                return OdString(L"last");
+            },
+            [](OdString) {});
+    };
+    map();
+    OdString value;
+    EXPECT_TRUE(m_bag.getProperty(L"a", value));
+    EXPECT_EQ(value, OdString(L"last"));
+    EXPECT_TRUE(m_bag.isEmpty());
+    map();
+    EXPECT_TRUE(m_bag.setProperty(L"a", OdString(L"other")));
+    EXPECT_TRUE(m_bag.isEmpty());
+}
+
+TEST_F(BagStream, HoldsEntriesOfReservedNamesThatReadersDoNotTakeAsEntries)
+{
+    m_bag.setProperty(L"", 1);
+    m_bag.setProperty(L"A", 5);
+    m_bag.setProperty(kClassVersionKey, static_cast<signed char>(1));
+    const Blob stream = flatten(m_bag);
+    EXPECT_EQ(stream, count(3) + bytes({0, 0, 3, 1, 0, 0, 0}) + intItem('A', 5) + versionItem(1));
+    ZemProperties bag;
+    EXPECT_EQ(readBag(bag, stream), kOdOk);
+    EXPECT_EQ(std::distance(bag.begin(), bag.end()), 1);
+    EXPECT_TRUE(isSame(bag.getProperty(L"A"), stored(5)));
+}
+
+TEST_F(BagVersion, IsWhatAReaderTakesAnEntryOfItsNameFor)
+{
+    m_bag.setProperty(kClassVersionKey, static_cast<signed char>(2));
+    const Blob newer = flatten(m_bag);
+    m_bag.clear();
+    m_bag.setProperty(kClassVersionKey, 1);
+    ZemProperties bag;
+    EXPECT_EQ(readBag(bag, newer), kOdRejectedVersion);
+    EXPECT_EQ(readBag(bag, flatten(m_bag)), kOdRejectedVersion);
 }
 
 //--------------------------------------------------------------------------------------------------

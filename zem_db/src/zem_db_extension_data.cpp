@@ -177,10 +177,12 @@ void ZemWriteSerializedObject(OdRxClass* key, OdDbObject const* source, OdDbObje
     if (key == nullptr || target == nullptr || target->database() == nullptr) {
         return;
     }
-    // Checked first, so that a refusal leaves neither of the two places changed.
-    target->assertWriteEnabled(/*autoUndo=*/false, /*recordModified=*/false);
     const OdString name = key->name();
     ZemProperties* const own = ownProperties(target);
+    if (own != nullptr) {
+        // Checked first, so that a refusal leaves neither of the two places changed.
+        target->assertWriteEnabled(/*autoUndo=*/false, /*recordModified=*/false);
+    }
     if (source == nullptr) {
         ZemDbExtensionDataImpl::eraseFromDictionary(target, name);
         if (own != nullptr) {

@@ -1,4 +1,4 @@
-// Large bags and serialised objects, stored in the extension dictionary of the object they belong to.
+// Large bags and serialised objects, kept in the extension dictionary of the object they are of.
 
 #pragma once
 
@@ -56,8 +56,8 @@ public:
     /// \throws OdError (class not registered) if extension data is to be made after the module's
     ///         classes went.
     static OdDbObjectId getObjInExtDict(OdDbObject* object, bool create);
-    /// Stores a blob in the object's extension data, which is made if needed. Nothing happens for a
-    /// null object or an empty key, or if the key holds something that is no blob.
+    /// Stores a blob in the object's extension data, which is made if needed. It also takes the
+    /// place of a value that is no blob. Nothing happens for a null object or an empty key.
     /// \throws OdError_NotThatKindOfClass if an object of another class has the data's place,
     ///         OdError (object damaged) if the data can't be read.
     static void writeToDictionary(OdDbObject* object, std::vector<char> const& blob,
@@ -67,8 +67,8 @@ public:
     static bool readFromDictionary(OdDbObject const* object, std::vector<char>& blob,
                                    OdString const& key);
     /// Erases the object's extension data, and then its extension dictionary if nothing is left in
-    /// it. All blobs go, whichever key is given: a host object has one kind of large data at a time,
-    /// and dead data must not outlive it. Nothing happens for a null object or an empty key.
+    /// it. All blobs go, whichever key is given: a host object has one kind of large data at a
+    /// time, and dead data must not outlive it. Nothing happens for a null object or an empty key.
     static void eraseFromDictionary(OdDbObject* object, OdString const& key);
 };
 
@@ -80,17 +80,19 @@ public:
 ///
 /// \param key     Class under whose name the blob is kept. Null: nothing happens.
 /// \param source  The object, open for read or in no database; null removes what was stored.
-/// \param target  Open for write and in a database; in none, nothing happens.
-/// \throws OdError (not open for write) for the target, (not open for read) for the source, (class
-///         not registered) if the source's class, or that of the extension data, is not there.
+/// \param target  In a database; in none, nothing happens. Open for write if it has a bag of its
+///                own, or no extension dictionary yet.
+/// \throws OdError (not open for write) for such a target, with neither place changed; (not open
+///         for read) for the source; (class not registered) if the source's class, or that of the
+///         extension data, is not there.
 void ZemWriteSerializedObject(OdRxClass* key, OdDbObject const* source, OdDbObject* target);
 
 /// Reads back what `ZemWriteSerializedObject` stored.
 ///
 /// \param object  Open for read or in no database; borrowed.
-/// \return A new object that is in no database; null for a null argument, if nothing is stored under
-///         the class's name, and if the blob can't be read: its class is unknown or no database
-///         class, or its content is malformed.
+/// \return A new object that is in no database; null for a null argument, if nothing is stored
+///         under the class's name, and if the blob can't be read: its class is unknown or no
+///         database class, or its content is malformed.
 OdDbObjectPtr ZemReadSerializedObject(OdRxClass* key, OdDbObject const* object);
 /// As above with the registered name of the class; null also for a name that no class has.
 OdDbObjectPtr ZemReadSerializedObject(OdString const& className, OdDbObject const* object);

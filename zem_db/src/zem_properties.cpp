@@ -50,8 +50,9 @@ ZemPropertyDataPtr ZemProperties::getProperty(OdString const& name) const
 template <class T>
 bool ZemProperties::getProperty(OdString const& name, T& value) const
 {
-    const auto entry = m_entries.find(name);
-    return entry != m_entries.end() && !entry->second.isNull() && entry->second->get(value);
+    // Held, as a getter may take its own entry out of the bag.
+    const ZemPropertyDataPtr node = getProperty(name);
+    return !node.isNull() && node->get(value);
 }
 
 bool ZemProperties::getProperty(OdString const& name, OdDbObjectId& id) const
@@ -82,13 +83,14 @@ template <class T>
 bool ZemProperties::setProperty(OdString const& name, T const& value)
 {
     const auto entry = m_entries.find(name);
-    if (entry != m_entries.end()) {
-        return ZemPropertiesUtils::setData(entry->second, value);
+    // Held, as a getter may take its own entry out of the bag.
+    ZemPropertyDataPtr node = entry == m_entries.end() ? ZemPropertyDataPtr() : entry->second;
+    if (!node.isNull()) {
+        return ZemPropertiesUtils::setData(node, value);
     }
     // The node comes first, so that running out of memory leaves no entry without one.
-    ZemPropertyDataPtr node;
     ZemPropertiesUtils::setData(node, value);
-    m_entries.emplace(name, std::move(node));
+    m_entries.insert_or_assign(name, std::move(node));
     return true;
 }
 
@@ -229,9 +231,6 @@ std::vector<ZemProperties::Item> ZemProperties::writableItems() const
         if (node.isNull()) {
             zemcCallAssert("!val.isNull()", nullptr, __FILE__, __LINE__);
             throw OdError(kOdNullObjectPointer, L"property without a value: " + name);
-        }
-        if (name.isEmpty() || name == kClassVersionKey) {
-            throw OdError(kOdInvalidKey, L"reserved property name: " + name);
         }
     }
     if (omitsDefaults()) {

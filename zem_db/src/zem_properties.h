@@ -19,8 +19,11 @@ class OdDbDatabase;
 class OdDbDwgFiler;
 class OdDbObject;
 
-/// Name of the item in a stored bag that holds the class version. No entry may have it, nor the
-/// empty name, whose value readers drop: a bag with one of them can't be written.
+/// Name of the item in a stored bag that holds the class version: "_ver".
+///
+/// Entries had better have neither this name nor the empty one. They are written as any other, but
+/// a reader takes the first for the class version, which it refuses unless it is a `signed char`
+/// that is low enough, and drops what the second holds.
 extern const OdString kClassVersionKey;
 /// Application name of bags in extended data, and their key in extension data: "ZEM_DB".
 extern const OdString s_zemDbAppName;
@@ -130,9 +133,9 @@ public:
     /// Writes the item count, the version item if `version` is above 0, and each entry in order of
     /// names: its name, type id and value.
     /// \throws OdError (null object pointer) for an entry without a node and for a null nested
-    ///         value, after an assertion; (invalid key) for a reserved name; (bad input) for values
-    ///         that nest too deep or too many. Nothing is written then. What the filer itself
-    ///         refuses, as a flat filer too long a text, may leave a part of the bag written.
+    ///         value, after an assertion; (bad input) for values that nest too deep or too many.
+    ///         Nothing is written then. What the filer itself refuses, as a flat filer too long a
+    ///         text, may leave a part of the bag written.
     void dwgOutFields(OdDbDwgFiler* filer) const;
     /// Reads what `dwgOutFields` wrote. All stored entries go first; bound ones that the stream
     /// lacks keep their value, or are reset with `kZemPropsOmitDefaults`.
@@ -173,8 +176,8 @@ private:
     class Reader;
 
     Entries m_entries;
-    /// Counts what may have removed entries, so that a reader knows when its place is gone.
-    std::uint32_t m_erasures = 0;
     mutable std::int32_t m_config;
     std::int8_t m_version = 0;
+    /// Counts what may have removed entries, so that a reader knows when its place is gone.
+    std::uint32_t m_erasures = 0;
 };
