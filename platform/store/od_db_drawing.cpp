@@ -4,8 +4,10 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <climits>
 #include <csignal>
 #include <filesystem>
 #include <utility>
@@ -33,6 +35,21 @@ std::string utf8Of(OdString const& text)
     throw OdError(result, OdString::fromUtf8(name + ": " + reason));
 }
 
+/// Follows a link whose target needn't be there yet.
+fs::path targetOf(fs::path path)
+{
+    constexpr int kMaxLinks = 40;
+    std::error_code error;
+    for (int links = 0; links != kMaxLinks && fs::is_symlink(path, error); ++links) {
+        const fs::path target = fs::read_symlink(path, error);
+        if (error) {
+            break;
+        }
+        path = path.parent_path() / target;
+    }
+    return path;
+}
+
 Place placeOf(OdString const& path)
 {
     Place place;
@@ -41,7 +58,7 @@ Place placeOf(OdString const& path)
         fail(place.name, kOdInvalidInput, "is no name of a file");
     }
     std::error_code error;
-    place.path = fs::weakly_canonical(fs::absolute(place.name, error), error);
+    place.path = fs::weakly_canonical(targetOf(fs::absolute(place.name, error)), error);
     if (error) {
         fail(place.name, kOdFileAccess, "can't be reached: " + error.message());
     }
@@ -133,15 +150,21 @@ public:
 
     fs::path const& path() const noexcept { return m_path; }
 
-    /// Takes the place of a file, with the rights of the one that was there.
-    void placeAs(Place const& place)
+    /// Takes the rights of the file that is to be replaced, if there is one; to be called before
+    /// anything is written that not everybody may read.
+    void takeRightsOf(Place const& place) const
     {
         std::error_code error;
         const fs::file_status old = fs::status(place.path, error);
         if (!error && old.type() == fs::file_type::regular) {
             fs::permissions(m_path, old.permissions(), error);
         }
-        error = OdDbFileOperations::current().renameFile(m_path, place.path);
+    }
+
+    /// Takes the place of a file.
+    void placeAs(Place const& place)
+    {
+        const std::error_code error = OdDbFileOperations::current().renameFile(m_path, place.path);
         if (error) {
             fail(place.name, kOdFileAccess, "can't be replaced: " + error.message());
         }
@@ -193,6 +216,9 @@ std::unique_ptr<OdDbDrawingFile> lockOld(Place const& place, OdDbDrawingStore* s
         return nullptr;
     }
     checkIsFile(place);
+    if (::access(place.path.c_str(), W_OK) != 0) {
+        fail(place.name, kOdFileAccess, "can't be written");
+    }
     if (isOwnFile(place, store)) {
         return nullptr;
     }
@@ -207,13 +233,51 @@ std::unique_ptr<OdDbDrawingFile> lockOld(Place const& place, OdDbDrawingStore* s
     }
 }
 
-void writeNewFile(OdDbDatabase& database, OdDbDrawingStore* source, fs::path const& path,
-                  Place const& place, int dwgVersion, OdDbSaveProgress const& progress)
+/// Writes a whole drawing. \return Its header, as it is stored.
+std::vector<std::uint8_t> writeNewFile(OdDbDatabase& database, OdDbDrawingStore* source,
+                                       TemporaryFile const& file, Place const& place,
+                                       int dwgVersion, OdDbSaveProgress const& progress)
 {
-    const std::unique_ptr<OdDbDrawingFile> target = OdDbDrawingFile::create(path, place.name);
+    const std::unique_ptr<OdDbDrawingFile> target =
+        OdDbDrawingFile::create(file.path(), place.name);
+    file.takeRightsOf(place);
     OdDbDrawingWriter(database, source, *target, dwgVersion).writeAll(progress);
     target->commitSave();
+    return target->headerBytes();
 }
+
+/// Beside a drawing there must be room for its journal's name.
+void checkLength(Place const& place)
+{
+    constexpr std::size_t kMaxName = NAME_MAX - std::string_view("-journal").size();
+    if (place.path.filename().native().size() > kMaxName ||
+        place.path.native().size() > OdDbDrawingFile::maxPathBytes()) {
+        fail(place.name, kOdFileAccess, "is too long a name");
+    }
+}
+
+/// Marks a database as being saved. What is called meanwhile, by objects that are filed or to tell
+/// how far the save has come, must not save it again.
+class SavingScope
+{
+public:
+    explicit SavingScope(OdDbDatabase& database) : m_database(&database)
+    {
+        if (std::find(s_saving.begin(), s_saving.end(), &database) != s_saving.end()) {
+            throw OdError(kOdNotApplicable, L"the drawing is being saved already");
+        }
+        s_saving.push_back(&database);
+    }
+    SavingScope(SavingScope const&) = delete;
+    SavingScope& operator=(SavingScope const&) = delete;
+    ~SavingScope() { s_saving.pop_back(); }
+
+private:
+    static thread_local std::vector<OdDbDatabase const*> s_saving;
+
+    OdDbDatabasePtr m_database;  ///< keeps it
+};
+thread_local std::vector<OdDbDatabase const*> SavingScope::s_saving;
 
 bool hasChanges(OdDbDatabase& database, OdDbDrawingFile const& file)
 {
@@ -240,13 +304,7 @@ OdDbDatabasePtr odDbOpenDrawing(OdString const& path, OdDbOpenDrawingMode mode,
     auto owned = std::make_unique<OdDbDrawingStore>(*database, std::move(file));
     OdDbDrawingStore& store = *owned;
     access.attachStore(std::move(owned));
-    std::uint64_t handseed = header.handseed;
-    // New objects keep out of a page whose objects nobody can tell.
-    if (mode == OdDbOpenDrawingMode::kForWriting &&
-        store.isPageDamaged(odDbPageOf(OdDbHandle(handseed)))) {
-        handseed = (handseed / kHandlesInPage + 1) * kHandlesInPage;
-    }
-    access.setHandseed(OdDbHandle(handseed));
+    access.setHandseed(store.firstFreeHandle());
     OdStaticRxObject<OdDbFileFiler> filer(database.get());
     filer.readFrom(header.body, header.references, header.dwgVersion);
     try {
@@ -266,6 +324,7 @@ void odDbSaveDrawing(OdDbDatabase& database, OdDbSaveProgress const& progress)
     if (store == nullptr) {
         throw OdError(kOdFileNotFound, L"the drawing has no file yet");
     }
+    const SavingScope saving(database);
     OdDbDrawingFile& file = store->file();
     file.beginSave();
     if (!hasChanges(database, file)) {
@@ -277,6 +336,7 @@ void odDbSaveDrawing(OdDbDatabase& database, OdDbSaveProgress const& progress)
         file.commitSave();
     } catch (...) {
         file.rollbackSave();
+        store->noteSaveFailed();
         throw;
     }
     writer.noteWritten();
@@ -291,6 +351,8 @@ void odDbSaveDrawingAs(OdDbDatabase& database, OdString const& path, int dwgVers
         fail(place.name, kOdUnsupportedVersion,
              "drawing version " + std::to_string(dwgVersion) + " can't be written");
     }
+    checkLength(place);
+    const SavingScope saving(database);
     const fs::path folder = place.path.parent_path();
     std::error_code error;
     if (!fs::is_directory(folder, error)) {
@@ -298,10 +360,11 @@ void odDbSaveDrawingAs(OdDbDatabase& database, OdString const& path, int dwgVers
     }
     OdDbDrawingStore* const source = OdDbDrawingStore::of(database);
     std::unique_ptr<OdDbDrawingFile> old = lockOld(place, source);
-    removeOldJournals(place);
     removeStaleFiles(folder);
     TemporaryFile temporary(folder);
-    writeNewFile(database, source, temporary.path(), place, dwgVersion, progress);
+    const std::vector<std::uint8_t> headerBytes =
+        writeNewFile(database, source, temporary, place, dwgVersion, progress);
+    removeOldJournals(place);
     temporary.placeAs(place);
     const std::error_code syncError = OdDbFileOperations::current().syncFolder(folder);
 
@@ -309,7 +372,7 @@ void odDbSaveDrawingAs(OdDbDatabase& database, OdString const& path, int dwgVers
     old.reset();
     OdDbStorageAccess access(database);
     access.attachStore(std::make_unique<OdDbDrawingStore>(
-        database, OdDbDrawingFile::openSaved(place.path, place.name)));
+        database, OdDbDrawingFile::openSaved(place.path, place.name, headerBytes)));
     database.setFilename(absoluteText(path));
     if (syncError) {
         fail(place.name, kOdFileAccess,

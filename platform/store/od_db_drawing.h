@@ -25,9 +25,12 @@ OdDbDatabasePtr odDbOpenDrawing(OdString const& path, OdDbOpenDrawingMode mode,
 ///
 /// The file on disk is whole at every moment: it holds either the old drawing or the new one. After
 /// a failure nothing counts as saved, and saving can be tried again.
+/// What is called meanwhile (objects that are filed, `progress`) may look at the drawing, but must
+/// not change it: the change could miss the save.
 /// \throws OdError with the file's name and the reason: (file not found) for a database without a
-///         file, (read only), (file access), (file locked), (file changed) if the file was moved or
-///         replaced, (file corrupt), or what an object's own filing gave.
+///         file, (read only), (file access), (file locked), (file changed) if the file was moved,
+///         replaced or written over, (file corrupt), (not applicable) if the database is being saved
+///         already, or what an object's own filing gave.
 void odDbSaveDrawing(OdDbDatabase& database, OdDbSaveProgress const& progress = {});
 
 /// Saves everything into a new file, which then takes the place of `path`; from then on the database
@@ -36,9 +39,13 @@ void odDbSaveDrawing(OdDbDatabase& database, OdDbSaveProgress const& progress = 
 /// Equal content gives equal bytes. The file on disk is whole at every moment, as it is for
 /// `odDbSaveDrawing`; after a failure the database belongs to its old file. An object that this
 /// program knows only in part keeps the version that it was filed for, whatever `dwgVersion` is.
+/// What the database's old file can't give any more is written from memory where it was loaded.
+/// \param path        At most 247 bytes of name and 504 in all, which leaves room for a journal. A
+///                    link is followed, even if it leads nowhere yet.
 /// \param dwgVersion  A version that `OdDb::isDwgVersion` tells.
 /// \throws OdError with the file's name and the reason: (file locked) for a drawing that is open for
-///         writing elsewhere, (file access), (unsupported version), or as `odDbSaveDrawing`.
+///         writing elsewhere, (file access), (unsupported version), (file changed) if another process
+///         saved the new file before this one could lock it, or as `odDbSaveDrawing`.
 void odDbSaveDrawingAs(OdDbDatabase& database, OdString const& path,
                        int dwgVersion = OdDb::kDwgVersionCurrent,
                        OdDbSaveProgress const& progress = {});

@@ -74,14 +74,27 @@ private:
     void checkRoots()
     {
         OdDbByteReader reader(m_store.file().header().references);
-        while (reader.left() != 0) {
-            std::uint8_t kind = 0;
-            const OdDbHandle handle = reader.takeReference(kind);
-            ++m_result.references;
-            if (!handle.isNull() && !isThere(handle)) {
-                tell(Kind::kReference, /*isProblem=*/true, OdDbHandle(),
-                     "header: " + hex(handle) + " isn't in the drawing");
+        try {
+            while (reader.left() != 0) {
+                checkRoot(reader);
             }
+        } catch (OdError const& error) {
+            if (error.code() != kOdBadStream) {
+                throw;
+            }
+            tell(Kind::kReference, /*isProblem=*/true, OdDbHandle(),
+                 "header: its list of references can't be read to its end");
+        }
+    }
+
+    void checkRoot(OdDbByteReader& reader)
+    {
+        std::uint8_t kind = 0;
+        const OdDbHandle handle = reader.takeReference(kind);
+        ++m_result.references;
+        if (!handle.isNull() && !isThere(handle)) {
+            tell(Kind::kReference, /*isProblem=*/true, OdDbHandle(),
+                 "header: " + hex(handle) + " isn't in the drawing");
         }
     }
 

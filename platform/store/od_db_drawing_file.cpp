@@ -7,9 +7,11 @@
 #include <sqlite3.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 #include <limits>
+#include <set>
 
 namespace {
 
@@ -111,7 +113,7 @@ OdDbDrawingHeader decodeHeader(std::span<std::uint8_t const> bytes)
     header.objects = reader.takeVarint();
     header.body = takePart(reader);
     header.references = takePart(reader);
-    if (reader.left() != 0 || header.handseed == 0) {
+    if (reader.left() != 0 || header.handseed == 0 || header.handseed > kLastStoredHandle + 1) {
         throw OdError(kOdBadStream);
     }
     return header;
@@ -156,7 +158,8 @@ struct OdDbDrawingFile::Statements
     OdDbSqliteStatement page{c, "SELECT directory, records FROM page WHERE id = ?"};
     OdDbSqliteStatement directory{c, "SELECT directory FROM page WHERE id = ?"};
     OdDbSqliteStatement nextPage{c, "SELECT id FROM page WHERE id >= ? ORDER BY id LIMIT 1"};
-    OdDbSqliteStatement lastPage{c, "SELECT id FROM page ORDER BY id DESC LIMIT 1"};
+    OdDbSqliteStatement lastPage{
+        c, "SELECT id FROM page WHERE id BETWEEN 0 AND ? ORDER BY id DESC LIMIT 1"};
     OdDbSqliteStatement big{c, "SELECT record FROM big WHERE handle = ?"};
     OdDbSqliteStatement writePage{c, "REPLACE INTO page(id, directory, records) VALUES(?, ?, ?)"};
     OdDbSqliteStatement removePage{c, "DELETE FROM page WHERE id = ?"};
@@ -188,10 +191,15 @@ std::unique_ptr<OdDbDrawingFile> OdDbDrawingFile::open(std::filesystem::path con
     return open(path, name, mode, /*mustLock=*/mode == OdDbOpenDrawingMode::kForWriting);
 }
 
-std::unique_ptr<OdDbDrawingFile> OdDbDrawingFile::openSaved(std::filesystem::path const& path,
-                                                            std::string const& name)
+std::unique_ptr<OdDbDrawingFile>
+OdDbDrawingFile::openSaved(std::filesystem::path const& path, std::string const& name,
+                           std::vector<std::uint8_t> const& headerBytes)
 {
-    return open(path, name, OdDbOpenDrawingMode::kForWriting, /*mustLock=*/false);
+    auto file = open(path, name, OdDbOpenDrawingMode::kForWriting, /*mustLock=*/false);
+    if (file->m_headerBytes != headerBytes) {
+        file->fail(kOdFileChanged, "was saved by another process meanwhile");
+    }
+    return file;
 }
 
 std::unique_ptr<OdDbDrawingFile> OdDbDrawingFile::open(std::filesystem::path const& path,
@@ -200,12 +208,31 @@ std::unique_ptr<OdDbDrawingFile> OdDbDrawingFile::open(std::filesystem::path con
 {
     // A reader opens for writing where it may, to put a file right that was left by a crash.
     constexpr int kFlags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE;
-    std::unique_ptr<OdDbDrawingFile> file(new OdDbDrawingFile(path, name, kFlags, mode));
-    file->harden();
-    file->checkFirstBytes();
-    file->configure();
-    file->load(mustLock);
-    return file;
+    // While this waits for the lock, another file can take the place of the one that it has open.
+    constexpr int kAttempts = 5;
+    for (int attempt = 1;; ++attempt) {
+        std::unique_ptr<OdDbDrawingFile> file(new OdDbDrawingFile(path, name, kFlags, mode));
+        file->harden();
+        file->checkNoForeignLog();
+        file->checkFirstBytes();
+        file->configure();
+        file->load(mustLock);
+        if (!file->hasMoved()) {
+            return file;
+        }
+        if (attempt == kAttempts) {
+            file->fail(kOdFileChanged, "was moved, replaced or deleted meanwhile");
+        }
+    }
+}
+
+std::size_t OdDbDrawingFile::maxPathBytes()
+{
+    // SQLite keeps room for the end of a journal's name.
+    constexpr int kJournalEnd = 8;
+    sqlite3_vfs const* const layer =
+        sqlite3_vfs_find(OdDbFileOperations::current().fileLayerName());
+    return layer != nullptr ? static_cast<std::size_t>(layer->mxPathname - kJournalEnd) : 0;
 }
 
 std::unique_ptr<OdDbDrawingFile> OdDbDrawingFile::create(std::filesystem::path const& path,
@@ -266,8 +293,40 @@ void OdDbDrawingFile::limitWork()
     constexpr std::int64_t kLeastSteps = 1'000'000;
     constexpr std::int64_t kStepsPerByte = 8;
     std::error_code error;
-    const auto size = static_cast<std::int64_t>(std::filesystem::file_size(m_path, error));
-    m_connection.setBudget(kLeastSteps + (error ? 0 : size * kStepsPerByte));
+    const std::uintmax_t size = std::filesystem::file_size(m_path, error);
+    constexpr std::uintmax_t kLargestFile = std::uintmax_t{1} << 48;
+    m_connection.setBudget(
+        kLeastSteps +
+        (error ? 0 : static_cast<std::int64_t>(std::min(size, kLargestFile)) * kStepsPerByte));
+}
+
+// A drawing never has a write-ahead log, but SQLite would take whatever lies under that name for the
+// newer part of the drawing.
+void OdDbDrawingFile::checkNoForeignLog()
+{
+    std::error_code error;
+    if (std::filesystem::exists(m_path.string() + "-wal", error)) {
+        fail(kOdFileCorrupt,
+             "has a file beside it that isn't its own, under its name and \"-wal\"");
+    }
+}
+
+std::array<std::uint8_t, 100> OdDbDrawingFile::readFirstBytes()
+{
+    sqlite3_file* file = nullptr;
+    sqlite3_file_control(m_connection.handle(), "main", SQLITE_FCNTL_FILE_POINTER, &file);
+    if (file == nullptr || file->pMethods == nullptr) {
+        fail(kOdFileAccess, "can't be opened");
+    }
+    std::array<std::uint8_t, 100> bytes{};
+    const int code = file->pMethods->xRead(file, bytes.data(), static_cast<int>(bytes.size()), 0);
+    if (code == SQLITE_IOERR_SHORT_READ) {
+        fail(kOdFileCorrupt, "is no drawing");
+    }
+    if (code != SQLITE_OK) {
+        m_connection.fail(code);
+    }
+    return bytes;
 }
 
 // These bytes are looked at before SQLite does, since some of them decide how it goes on: a file
@@ -276,19 +335,7 @@ void OdDbDrawingFile::limitWork()
 // access to it: closing another one would give up the locks that this process has on it.
 void OdDbDrawingFile::checkFirstBytes()
 {
-    sqlite3_file* file = nullptr;
-    sqlite3_file_control(m_connection.handle(), "main", SQLITE_FCNTL_FILE_POINTER, &file);
-    std::array<std::uint8_t, 100> bytes{};
-    if (file == nullptr || file->pMethods == nullptr) {
-        fail(kOdFileAccess, "can't be opened");
-    }
-    const int code = file->pMethods->xRead(file, bytes.data(), static_cast<int>(bytes.size()), 0);
-    if (code == SQLITE_IOERR_SHORT_READ) {
-        fail(kOdFileCorrupt, "is no drawing");
-    }
-    if (code != SQLITE_OK) {
-        m_connection.fail(code);
-    }
+    const std::array<std::uint8_t, 100> bytes = readFirstBytes();
     constexpr std::string_view kMagic("SQLite format 3\0", 16);
     constexpr std::size_t kWriteFormatAt = 18;
     constexpr std::size_t kEncodingAt = 56;
@@ -314,17 +361,20 @@ void OdDbDrawingFile::checkFirstBytes()
 void OdDbDrawingFile::checkSchema()
 {
     OdDbSqliteStatement statement(m_connection,
-                                  "SELECT type, name, tbl_name, sql FROM sqlite_schema");
+                                  "SELECT type, name, tbl_name, sql, rootpage FROM sqlite_schema");
     OdDbSqliteQuery query(statement);
     std::size_t found = 0;
+    std::set<std::int64_t> places;
     while (query.next()) {
         if (found == kTables.size() || query.text(0) != "table" || query.text(1) != query.text(2) ||
             query.text(3) != kTables[found]) {
             fail(kOdFileCorrupt, "is damaged: its tables aren't those of a drawing");
         }
+        places.insert(query.integer(4));
         ++found;
     }
-    if (found != kTables.size()) {
+    // In two tables in one place, writing to one would destroy the other.
+    if (found != kTables.size() || places.size() != found) {
         fail(kOdFileCorrupt, "is damaged: its tables aren't those of a drawing");
     }
 }
@@ -431,13 +481,64 @@ void OdDbDrawingFile::noteIdentity()
     }
 }
 
+// A link that leads to the file isn't its place, since a journal goes by the file's own name.
 bool OdDbDrawingFile::isSameFile(std::filesystem::path const& path) const
 {
     struct stat status
     {
     };
-    return ::stat(path.c_str(), &status) == 0 && m_inode != 0 && status.st_dev == m_device &&
+    return ::lstat(path.c_str(), &status) == 0 && m_inode != 0 && status.st_dev == m_device &&
            status.st_ino == m_inode;
+}
+
+bool OdDbDrawingFile::hasMoved()
+{
+    int isMoved = 0;
+    const int code =
+        sqlite3_file_control(m_connection.handle(), "main", SQLITE_FCNTL_HAS_MOVED, &isMoved);
+    return code == SQLITE_OK && isMoved != 0;
+}
+
+OdDbDrawingFile::Stamp OdDbDrawingFile::stamp() const noexcept
+{
+    struct stat status
+    {
+    };
+    if (::stat(m_path.c_str(), &status) != 0) {
+        return {};
+    }
+    return {status.st_mtim.tv_sec, status.st_mtim.tv_nsec, status.st_size};
+}
+
+void OdDbDrawingFile::letGo() noexcept
+{
+    (void)m_connection.tryRun("ROLLBACK");
+    m_isLocked = false;
+}
+
+// The lock is of no use against a program that doesn't know of it and writes over the file, as one
+// that copies files does. Saving would then mix two drawings. A file whose time alone has changed is
+// looked at more closely, as it may be the same still.
+void OdDbDrawingFile::checkContent()
+{
+    const Stamp now = stamp();
+    if (now == m_stamp) {
+        return;
+    }
+    bool isSame = false;
+    try {
+        sqlite3_db_release_memory(m_connection.handle());
+        isSame = now.size == m_stamp.size && readFirstBytes() == m_firstBytes &&
+                 readHeaderBytes() == m_headerBytes;
+    } catch (OdError const& error) {
+        if (!isDamage(error)) {
+            throw;
+        }
+    }
+    if (!isSame) {
+        fail(kOdFileChanged, "was written over by another program meanwhile");
+    }
+    m_stamp = now;
 }
 
 // SQLite tells cheaply that some other connection has committed. Only the header tells whether that
@@ -548,10 +649,10 @@ std::optional<std::uint64_t> OdDbDrawingFile::nextPage(std::uint64_t from)
         }
         // In a damaged file the answer may be anything; going back would never end.
         const auto found = static_cast<std::uint64_t>(query.integer(0));
-        if (found < from || found > kLastPage) {
+        if (found < from) {
             fail(kOdFileCorrupt, "is damaged: its pages are out of order");
         }
-        return found;
+        return found <= kLastPage ? std::optional(found) : std::nullopt;
     });
 }
 
@@ -559,10 +660,15 @@ std::optional<std::uint64_t> OdDbDrawingFile::lastPage()
 {
     return reading([&]() -> std::optional<std::uint64_t> {
         OdDbSqliteQuery query(m_statements->lastPage);
+        query.bind(static_cast<std::int64_t>(kLastPage));
         if (!query.next()) {
             return std::nullopt;
         }
-        return static_cast<std::uint64_t>(query.integer(0));
+        const auto found = static_cast<std::uint64_t>(query.integer(0));
+        if (found > kLastPage) {
+            fail(kOdFileCorrupt, "is damaged: its pages are out of order");
+        }
+        return found;
     });
 }
 
@@ -633,7 +739,29 @@ int OdDbDrawingFile::takeLock() noexcept
     const int code = m_connection.tryRun("BEGIN IMMEDIATE");
     m_connection.setTimeout(kReadTimeoutMs);
     m_isLocked = code == SQLITE_OK;
+    if (m_isLocked) {
+        m_stamp = stamp();
+        try {
+            m_firstBytes = readFirstBytes();
+        } catch (...) {
+            m_firstBytes = {};
+        }
+    }
     return code;
+}
+
+// Takes the lock back after it was given up for a moment. If another process has saved in that
+// moment, what is in memory doesn't belong to the file any more; the next save tells so.
+void OdDbDrawingFile::confirmLock() noexcept
+{
+    if (takeLock() != SQLITE_OK) {
+        return;
+    }
+    try {
+        checkUnchanged();
+    } catch (...) {
+        letGo();
+    }
 }
 
 // Journals go by name: saving a file under a name that it no longer has would leave it without the
@@ -652,6 +780,7 @@ void OdDbDrawingFile::beginSave()
     }
     checkPlace();
     if (m_isLocked) {
+        checkContent();
         return;
     }
     const int code = takeLock();
@@ -661,8 +790,7 @@ void OdDbDrawingFile::beginSave()
     try {
         checkUnchanged();
     } catch (OdError const&) {
-        (void)m_connection.tryRun("ROLLBACK");
-        m_isLocked = false;
+        letGo();
         throw;
     }
 }
@@ -734,7 +862,7 @@ void OdDbDrawingFile::commitSave()
     m_headerBytes = std::move(m_attemptedBytes);
     m_attempted = {};
     m_attemptedBytes.clear();
-    (void)takeLock();
+    confirmLock();
 }
 
 void OdDbDrawingFile::rollbackSave() noexcept
@@ -744,13 +872,7 @@ void OdDbDrawingFile::rollbackSave() noexcept
     }
     // Without the lock the file goes on for reading, and the next save tries again.
     m_isLocked = false;
-    if (!m_connection.isIdle() || takeLock() != SQLITE_OK) {
-        return;
-    }
-    try {
-        checkUnchanged();
-    } catch (...) {
-        (void)m_connection.tryRun("ROLLBACK");
-        m_isLocked = false;
+    if (m_connection.isIdle()) {
+        confirmLock();
     }
 }

@@ -6,6 +6,7 @@
 #include "db/od_db_handle.h"
 #include "store/od_db_sqlite.h"
 
+#include <array>
 #include <cstdint>
 #include <filesystem>
 #include <memory>
@@ -88,8 +89,12 @@ public:
                                                  std::string const& name, OdDbOpenDrawingMode mode);
     /// Opens for writing a file that was just written and put in its place. If another process was
     /// quicker to take its lock, it comes without, as after a save.
+    ///
+    /// \param headerBytes  What `headerBytes` of the file gave that was written.
+    /// \throws OdError (file changed) also if another process has saved it already.
     static std::unique_ptr<OdDbDrawingFile> openSaved(std::filesystem::path const& path,
-                                                      std::string const& name);
+                                                      std::string const& name,
+                                                      std::vector<std::uint8_t> const& headerBytes);
     /// Makes an empty file with its tables, in a transaction that the one `commitSave` ends. There is
     /// no way back after a failure but to remove the file.
     static std::unique_ptr<OdDbDrawingFile> create(std::filesystem::path const& path,
@@ -101,12 +106,16 @@ public:
     std::filesystem::path const& path() const noexcept { return m_path; }
     std::string const& name() const noexcept { return m_connection.name(); }
     OdDbDrawingHeader const& header() const noexcept { return m_header; }
+    /// The header as it is stored; no two saves of a drawing share it.
+    std::vector<std::uint8_t> const& headerBytes() const noexcept { return m_headerBytes; }
     /// In ascending order of numbers, as they were when the file was opened.
     std::vector<OdDbFileClass> const& classes() const noexcept { return m_classes; }
     bool isForWriting() const noexcept { return m_mode == OdDbOpenDrawingMode::kForWriting; }
     bool isLocked() const noexcept { return m_isLocked; }
     /// Whether `path` names the file that this object has open.
     bool isSameFile(std::filesystem::path const& path) const;
+    /// Greatest length of a drawing's path.
+    static std::size_t maxPathBytes();
 
     /// \name Reading
     /// @{
@@ -115,7 +124,7 @@ public:
     OdDbPartState readDirectory(std::uint64_t page, std::vector<std::uint8_t>& directory);
     /// The least number of a page from `from` on.
     std::optional<std::uint64_t> nextPage(std::uint64_t from);
-    /// The greatest number of a page.
+    /// The greatest number of a page, not above `kLastPage`.
     std::optional<std::uint64_t> lastPage();
     /// A record that lies outside of its page.
     OdDbPartState readOutside(OdDbHandle handle, std::vector<std::uint8_t>& record);
@@ -155,7 +164,9 @@ private:
     OdDbDrawingFile(std::filesystem::path const& path, std::string const& name, int flags,
                     OdDbOpenDrawingMode mode);
     void harden();
+    void checkNoForeignLog();
     void checkFirstBytes();
+    std::array<std::uint8_t, 100> readFirstBytes();
     void configure();
     void limitWork();
     void checkSchema();
@@ -165,9 +176,13 @@ private:
     std::vector<std::uint8_t> readHeaderBytes();
     int takeLock() noexcept;
     void noteIdentity();
+    bool hasMoved();
+    void letGo() noexcept;
     void checkUnchanged();
+    void checkContent();
     void endReading() noexcept;
     void checkPlace();
+    void confirmLock() noexcept;
     std::int64_t dataVersion();
     void countRows(char const* table, std::uint64_t expected, OdDbSqliteStatement& statement,
                    std::vector<std::string>& problems);
@@ -183,6 +198,18 @@ private:
     std::int64_t m_dataVersion = 0;
     std::uint64_t m_device = 0;
     std::uint64_t m_inode = 0;
+    /// What the file was like when it was locked.
+    struct Stamp
+    {
+        std::int64_t seconds = 0;
+        std::int64_t nanoseconds = 0;
+        std::int64_t size = 0;
+
+        friend bool operator==(Stamp const&, Stamp const&) = default;
+    };
+    Stamp stamp() const noexcept;
+    Stamp m_stamp;
+    std::array<std::uint8_t, 100> m_firstBytes{};
     OdDbDrawingHeader m_header;
     std::vector<std::uint8_t> m_headerBytes;     ///< as last read or committed
     std::vector<std::uint8_t> m_attemptedBytes;  ///< of the save that is under way, or has failed

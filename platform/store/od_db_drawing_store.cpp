@@ -267,6 +267,52 @@ bool OdDbDrawingStore::isPageDamaged(std::uint64_t number)
     return state != nullptr && state->isDamaged;
 }
 
+OdDbHandle OdDbDrawingStore::firstFreeHandle()
+{
+    const std::uint64_t seed = m_file->header().handseed;
+    const std::uint64_t number = odDbPageOf(OdDbHandle(seed));
+    if (m_lastPage > number) {
+        return OdDbHandle((m_lastPage + 1) * kHandlesInPage);
+    }
+    PageState const* const state = summary(number);
+    if (state == nullptr) {
+        return OdDbHandle(seed);
+    }
+    const unsigned used =
+        state->isDamaged ? kHandlesInPage : static_cast<unsigned>(std::bit_width(state->mask));
+    return OdDbHandle(std::max(seed, number * kHandlesInPage + used));
+}
+
+std::uint64_t OdDbDrawingStore::lastKnownMask(std::uint64_t number) const
+{
+    const auto found = m_pages.find(number);
+    return found != m_pages.end() ? found->second.mask : 0;
+}
+
+std::uint32_t OdDbDrawingStore::lastKnownClass(OdDbHandle handle) const
+{
+    return classIn(m_pages.at(odDbPageOf(handle)), odDbSlotOf(handle));
+}
+
+std::uint32_t OdDbDrawingStore::classIn(PageState const& state, unsigned slot) noexcept
+{
+    if (state.classes.empty()) {
+        return state.commonClass;
+    }
+    const std::uint64_t below = state.mask & ((std::uint64_t{1} << slot) - 1);
+    return state.classes[static_cast<std::size_t>(std::popcount(below))];
+}
+
+void OdDbDrawingStore::noteSaveFailed()
+{
+    for (auto& [number, state] : m_pages) {
+        if (state.page != nullptr) {
+            drop(state);
+        }
+        state.isKnown = false;
+    }
+}
+
 void OdDbDrawingStore::notePageWritten(std::uint64_t number, std::uint64_t resident)
 {
     PageState& state = m_pages[number];
@@ -327,14 +373,11 @@ bool OdDbDrawingStore::find(OdDbHandle handle, std::uint32_t& classIndex)
         classIndex = unknownClass();
         return mayHoldLostObject(handle);
     }
-    const std::uint64_t bit = std::uint64_t{1} << odDbSlotOf(handle);
-    if ((state->mask & bit) == 0) {
+    const unsigned slot = odDbSlotOf(handle);
+    if ((state->mask >> slot & 1U) == 0) {
         return false;
     }
-    classIndex =
-        state->classes.empty()
-            ? state->commonClass
-            : state->classes[static_cast<std::size_t>(std::popcount(state->mask & (bit - 1)))];
+    classIndex = classIn(*state, slot);
     return true;
 }
 

@@ -79,8 +79,17 @@ public:
                     OdDbStoredRecord& record);
     /// Whether the objects of a page can't be told.
     bool isPageDamaged(std::uint64_t number);
+    /// The least handle that no object has and that lies in no damaged page; the header's, unless
+    /// that is wrong.
+    OdDbHandle firstFreeHandle();
+    /// What was known of a page before it became unreadable: a bit for each object, 0 if nothing is.
+    std::uint64_t lastKnownMask(std::uint64_t number) const;
+    /// The class of an object of such a page, by its number in the database.
+    std::uint32_t lastKnownClass(OdDbHandle handle) const;
     /// Tells that a page was written anew. \param resident  Slots whose objects are in memory.
     void notePageWritten(std::uint64_t number, std::uint64_t resident);
+    /// Forgets what was read while a save was under way that has failed.
+    void noteSaveFailed();
     void noteClassWritten(OdDbFileClass const& fileClass, std::uint32_t index);
     /// @}
 
@@ -108,6 +117,7 @@ private:
         unsigned slot = 0;
     };
 
+    static std::uint32_t classIn(PageState const& state, unsigned slot) noexcept;
     PageState* summary(std::uint64_t number);
     PageState* withPage(std::uint64_t number);
     PageState* readState(std::uint64_t number, PageState* state);

@@ -41,6 +41,11 @@ void OdDbDrawingWriter::writeChanges(OdDbSaveProgress const& progress)
         m_classNumbers.emplace(key, fileClass->stored.number);
         m_lastClassNumber = std::max(m_lastClassNumber, fileClass->stored.number);
     }
+    // If rows of classes are lost, their numbers must not come to mean something else.
+    if (m_header.classes <= kMaxClassNumber) {
+        m_lastClassNumber =
+            std::max(m_lastClassNumber, static_cast<std::uint32_t>(m_header.classes));
+    }
     findOwners();
     const std::vector<std::uint64_t> changed = m_access.changedBlocks();
     std::set<std::uint64_t> pages(changed.begin(), changed.end());
@@ -209,7 +214,7 @@ void OdDbDrawingWriter::writePage(std::uint64_t number, bool isInMemory)
     const std::shared_ptr<OdDbStoredPage const> stored =
         m_source != nullptr ? m_source->page(number) : nullptr;
     if (stored != nullptr && !stored->damage.empty()) {
-        writeLostPage(*stored);
+        writeLostPage(*stored, isInMemory);
         return;
     }
     composePage(number, stored.get(), isInMemory);
@@ -230,18 +235,67 @@ void OdDbDrawingWriter::writePage(std::uint64_t number, bool isInMemory)
     m_header.objects += has;
 }
 
-// A page whose directory is damaged is carried as it is. Nothing can be added to it: no free handle
-// lies in it, and none of its objects is in memory. Where even its bytes can't be had, an empty one
-// takes its place, which reads as damaged, so that its objects aren't taken for absent.
-void OdDbDrawingWriter::writeLostPage(OdDbStoredPage const& page)
+// A page whose directory is damaged is carried as it is. Nothing can be added to it, as no free handle
+// lies in it. Where even its bytes can't be had, an empty one takes its place, which reads as damaged,
+// so that its objects aren't taken for absent.
+void OdDbDrawingWriter::writeLostPage(OdDbStoredPage const& page, bool isInMemory)
 {
-    if (isIncremental()) {
+    if (!isIncremental() && isInMemory && composeLostPage(page.number)) {
+        const auto has = static_cast<unsigned>(std::popcount(m_page.mask()));
+        if (has != 0) {
+            m_target.writePage(page.number, m_page.directory(), m_page.records());
+        }
+        m_header.pages += has != 0 ? 1U : 0U;
+        m_header.objects += has;
+        return;
+    }
+    if (isIncremental() || (isInMemory && isAnyInMemory(page.number))) {
         m_target.fail(kOdFileCorrupt, "is damaged: the page of " +
                                           nameOf(odDbHandleAt(page.number, 0)) +
                                           " and its neighbours can't be changed");
     }
     m_target.writePage(page.number, page.bytes.directory, page.bytes.records);
     ++m_header.pages;
+}
+
+bool OdDbDrawingWriter::isAnyInMemory(std::uint64_t number) const
+{
+    for (unsigned slot = 0; slot < kHandlesInPage; ++slot) {
+        const OdDbObjectState state = m_access.state(odDbHandleAt(number, slot));
+        if (state.object != nullptr && !state.erased) {
+            return true;
+        }
+    }
+    return false;
+}
+
+// A page can become unreadable after some of its objects were loaded. Those are written from memory,
+// and the others so that they are found damaged. False if none was
+// loaded, or nobody knows which objects it had.
+bool OdDbDrawingWriter::composeLostPage(std::uint64_t number)
+{
+    const std::uint64_t mask = m_source->lastKnownMask(number);
+    if (mask == 0 || !isAnyInMemory(number)) {
+        return false;
+    }
+    m_page.start(number);
+    for (unsigned slot = number == 0 ? 1 : 0; slot < kHandlesInPage; ++slot) {
+        const OdDbHandle handle = odDbHandleAt(number, slot);
+        const OdDbObjectState state = m_access.state(handle);
+        if (state.object != nullptr) {
+            if (!state.erased) {
+                fileObject(handle, state, nullptr);
+            }
+        } else if ((mask >> slot & 1U) != 0) {
+            OdDbPageEntry lost;
+            lost.slot = static_cast<std::uint8_t>(slot);
+            lost.classNumber = classNumberOf(m_source->lastKnownClass(handle));
+            lost.checksum = ~odDbChecksum({});
+            m_page.add(lost, {}, {});
+        }
+    }
+    m_page.finish();
+    return true;
 }
 
 void OdDbDrawingWriter::composePage(std::uint64_t number, OdDbStoredPage const* stored,
@@ -279,8 +333,9 @@ void OdDbDrawingWriter::composeObject(OdDbHandle handle, OdDbStoredPage const* s
         dropOutside(handle, entry);
     } else if (mustFile(state, entry, mustBeFiled)) {
         fileObject(handle, state, entry);
-    } else if (entry != nullptr) {
-        copyRecord(*stored, *entry);
+    } else if (entry != nullptr &&
+               !copyRecord(*stored, *entry, /*isReplaceable=*/state.object != nullptr)) {
+        fileObject(handle, state, entry);
     }
 }
 
@@ -347,36 +402,49 @@ void OdDbDrawingWriter::dropOutside(OdDbHandle handle, OdDbPageEntry const* entr
     }
 }
 
-void OdDbDrawingWriter::copyRecord(OdDbStoredPage const& page, OdDbPageEntry const& entry)
+// Copies a stored record, damaged or not. False, and nothing is done, if it is damaged and there is
+// something better to put in its place.
+bool OdDbDrawingWriter::copyRecord(OdDbStoredPage const& page, OdDbPageEntry const& entry,
+                                   bool isReplaceable)
 {
     OdDbPageEntry copy = entry;
     copy.classNumber = copiedClassNumber(entry.classNumber);
     copy.dwgVersion = ownVersion(m_source->versionOf(entry));
     if (entry.isOutside) {
-        copyOutside(page, copy);
-        return;
+        return copyOutside(page, copy, isReplaceable);
     }
     m_source->readRecord(page, entry, m_record);
+    if (isReplaceable && !m_record.damage.empty()) {
+        return false;
+    }
     if (m_record.body.size() == entry.bodyBytes &&
         m_record.references.size() == entry.referenceBytes) {
         m_page.add(copy, m_record.body, m_record.references);
-        return;
+        return true;
     }
     // Cut off: what is there goes on, with a checksum that keeps it damaged.
     std::span<std::uint8_t const> rest = page.bytes.records;
     rest = rest.subspan(std::min(rest.size(), static_cast<std::size_t>(entry.offset)));
     copy.checksum = ~odDbChecksum(rest);
     m_page.add(copy, rest, {});
+    return true;
 }
 
-void OdDbDrawingWriter::copyOutside(OdDbStoredPage const& page, OdDbPageEntry& entry)
+bool OdDbDrawingWriter::copyOutside(OdDbStoredPage const& page, OdDbPageEntry& entry,
+                                    bool isReplaceable)
 {
     if (!isIncremental()) {
         const OdDbHandle handle = odDbHandleAt(page.number, entry.slot);
-        if (m_source->file().readOutside(handle, m_record.outside) == OdDbPartState::kRead) {
+        const bool isRead =
+            m_source->file().readOutside(handle, m_record.outside) == OdDbPartState::kRead;
+        if (isReplaceable && (!isRead || odDbChecksum(m_record.outside) != entry.checksum)) {
+            return false;
+        }
+        if (isRead) {
             m_target.writeOutside(handle, m_record.outside, {});
             ++m_header.outside;
         }
     }
     m_page.addOutside(entry);
+    return true;
 }

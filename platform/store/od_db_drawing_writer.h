@@ -19,7 +19,8 @@ using OdDbSaveProgress = std::function<void(std::uint64_t done, std::uint64_t to
 /// A page is put together of the objects in memory and of the records that are stored. What is
 /// stored and unchanged is copied byte for byte, with any damage, so that nothing more is lost; so
 /// are records that the program understood in part or not at all, which keep the version that they
-/// were filed for. Objects that are erased go. Used for one save.
+/// were filed for. Where a record became unreadable after its object was loaded, the object in memory
+/// takes its place. Objects that are erased go. Used for one save.
 class OdDbDrawingWriter
 {
 public:
@@ -62,14 +63,16 @@ private:
     void findOwnersIn(std::uint64_t number);
     bool isListedAnew(OdDbHandle handle) const { return m_owners.count(handle.value()) != 0; }
     void writePage(std::uint64_t number, bool isInMemory);
-    void writeLostPage(OdDbStoredPage const& page);
+    void writeLostPage(OdDbStoredPage const& page, bool isInMemory);
+    bool isAnyInMemory(std::uint64_t number) const;
+    bool composeLostPage(std::uint64_t number);
     void composePage(std::uint64_t number, OdDbStoredPage const* stored, bool isInMemory);
     void composeObject(OdDbHandle handle, OdDbStoredPage const* stored, bool isInMemory);
     bool mustFile(OdDbObjectState const& state, OdDbPageEntry const* entry, bool mustBeFiled);
     bool needsOtherVersion(OdDbPageEntry const& entry) const;
     void fileObject(OdDbHandle handle, OdDbObjectState const& state, OdDbPageEntry const* entry);
-    void copyRecord(OdDbStoredPage const& page, OdDbPageEntry const& entry);
-    void copyOutside(OdDbStoredPage const& page, OdDbPageEntry& entry);
+    bool copyRecord(OdDbStoredPage const& page, OdDbPageEntry const& entry, bool isReplaceable);
+    bool copyOutside(OdDbStoredPage const& page, OdDbPageEntry& entry, bool isReplaceable);
     void dropOutside(OdDbHandle handle, OdDbPageEntry const* entry);
     std::uint32_t classNumber(ClassKey key, OdDbFileClass const& fileClass);
     std::uint32_t classNumberOf(std::uint32_t index);

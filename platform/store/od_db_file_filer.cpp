@@ -1,5 +1,7 @@
 #include "store/od_db_file_filer.h"
 
+#include "store/od_db_page.h"
+
 #include <limits>
 #include <type_traits>
 
@@ -88,6 +90,10 @@ OdDbObjectId OdDbFileFiler::takeReference(OdDb::ReferenceType& type)
     std::uint8_t kind = 0;
     const OdDbHandle handle = m_referenceReader.takeReference(kind);
     type = static_cast<OdDb::ReferenceType>(kind);
+    // Taken in, it would come out of a copy or an undo as another one.
+    if (handle.value() > kLastStoredHandle) {
+        throw OdError(kOdBadStream);
+    }
     if (handle.isNull() || m_database == nullptr) {
         return OdDbObjectId::kNull;
     }

@@ -11,8 +11,11 @@
 
 /// Handles that share a page: page `n` holds those from `n * kHandlesInPage` on.
 constexpr std::uint64_t kHandlesInPage = OdDbStorageAccess::kHandlesInBlock;
+/// Greatest handle that an object of a drawing can have: above it a handle doesn't fit into one
+/// number with the kind of a reference.
+constexpr std::uint64_t kLastStoredHandle = (std::uint64_t{1} << 62) - 1;
 /// Greatest number of a page.
-constexpr std::uint64_t kLastPage = ~std::uint64_t{0} / kHandlesInPage;
+constexpr std::uint64_t kLastPage = kLastStoredHandle / kHandlesInPage;
 /// Greatest size of a record: what fits into one value of the file's database.
 constexpr std::uint64_t kMaxRecordBytes = 999'000'000;
 /// A record above this size lies outside of its page, so that changing a neighbour stays cheap.

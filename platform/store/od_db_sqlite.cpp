@@ -23,6 +23,7 @@ OdResult resultOf(int code) noexcept
     case SQLITE_TOOBIG:
     case SQLITE_MISMATCH:
     case SQLITE_CONSTRAINT:
+    case SQLITE_INTERRUPT:
         return kOdFileCorrupt;
     default:
         return kOdFileAccess;
@@ -43,6 +44,8 @@ std::string reasonOf(int code)
         return "can't be written";
     case SQLITE_NOTADB:
         return "is no drawing";
+    case SQLITE_INTERRUPT:
+        return "is damaged: reading it finds no end";
     case SQLITE_CANTOPEN:
     case SQLITE_PERM:
     case SQLITE_AUTH:

@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <csignal>
 #include <cstring>
+#include <functional>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -35,6 +37,8 @@ struct LayerState
     FaultKind kind = FaultKind::kNone;
     bool hasFailed = false;
     std::vector<LayerFile*> openFiles;
+    std::function<void()> lockAction;
+    std::function<void()> renameAction;
 };
 LayerState g_state;
 
@@ -182,6 +186,9 @@ int layerFileSize(sqlite3_file* file, sqlite3_int64* size)
 
 int layerLock(sqlite3_file* file, int lock)
 {
+    if (lock == SQLITE_LOCK_SHARED && g_state.lockAction) {
+        std::exchange(g_state.lockAction, nullptr)();
+    }
     sqlite3_file* const real = layer(file).real();
     return real->pMethods->xLock(real, lock);
 }
@@ -313,6 +320,8 @@ FailingFileLayer::~FailingFileLayer()
 {
     use(nullptr);
     g_state.kind = FaultKind::kNone;
+    g_state.lockAction = nullptr;
+    g_state.renameAction = nullptr;
 }
 
 void FailingFileLayer::failAt(std::int64_t step, FaultKind kind)
@@ -328,6 +337,16 @@ bool FailingFileLayer::hasFailed() const noexcept
     return g_state.hasFailed;
 }
 
+void FailingFileLayer::atNextLock(std::function<void()> action)
+{
+    g_state.lockAction = std::move(action);
+}
+
+void FailingFileLayer::atNextRename(std::function<void()> action)
+{
+    g_state.renameAction = std::move(action);
+}
+
 std::error_code FailingFileLayer::renameFile(std::filesystem::path const& from,
                                              std::filesystem::path const& to)
 {
@@ -337,7 +356,11 @@ std::error_code FailingFileLayer::renameFile(std::filesystem::path const& from,
         }
         return failure();
     }
-    return OdDbFileOperations::renameFile(from, to);
+    const std::error_code error = OdDbFileOperations::renameFile(from, to);
+    if (g_state.renameAction) {
+        std::exchange(g_state.renameAction, nullptr)();
+    }
+    return error;
 }
 
 std::error_code FailingFileLayer::syncFolder(std::filesystem::path const& folder)

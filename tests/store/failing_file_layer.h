@@ -5,6 +5,7 @@
 #include "store/od_db_file_operations.h"
 
 #include <cstdint>
+#include <functional>
 
 /// What happens at the step that fails.
 enum class FaultKind
@@ -31,6 +32,11 @@ public:
     void failAt(std::int64_t step, FaultKind kind);
     /// Whether the step was reached.
     bool hasFailed() const noexcept;
+    /// Does something once, right before a connection that holds no lock on its file asks for one:
+    /// what another process may do there.
+    void atNextLock(std::function<void()> action);
+    /// Does something once, right after a file has taken its place.
+    void atNextRename(std::function<void()> action);
 
     std::error_code renameFile(std::filesystem::path const& from,
                                std::filesystem::path const& to) override;

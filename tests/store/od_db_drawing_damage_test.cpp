@@ -1,10 +1,10 @@
+#include "store/drawing_tables.h"
 #include "store/drawing_test_support.h"
 #include "store/od_db_drawing.h"
 #include "store/od_db_drawing_check.h"
 #include "store/od_db_drawing_store.h"
 
 #include <gtest/gtest.h>
-#include <sqlite3.h>
 
 #include <algorithm>
 #include <map>
@@ -15,49 +15,6 @@ namespace {
 
 constexpr auto kForReading = OdDbOpenDrawingMode::kForReading;
 constexpr auto kForWriting = OdDbOpenDrawingMode::kForWriting;
-
-/// A second look at a drawing's tables, without the layer under test.
-class Tables
-{
-public:
-    explicit Tables(std::filesystem::path const& path)
-    {
-        EXPECT_EQ(sqlite3_open(path.c_str(), &m_handle), SQLITE_OK);
-    }
-    Tables(Tables const&) = delete;
-    Tables& operator=(Tables const&) = delete;
-    ~Tables() { sqlite3_close(m_handle); }
-
-    void run(std::string const& sql)
-    {
-        char* message = nullptr;
-        EXPECT_EQ(sqlite3_exec(m_handle, sql.c_str(), nullptr, nullptr, &message), SQLITE_OK)
-            << message;
-        sqlite3_free(message);
-    }
-    std::string blob(std::string const& sql)
-    {
-        sqlite3_stmt* statement = nullptr;
-        EXPECT_EQ(sqlite3_prepare_v2(m_handle, sql.c_str(), -1, &statement, nullptr), SQLITE_OK);
-        EXPECT_EQ(sqlite3_step(statement), SQLITE_ROW);
-        const std::string bytes(static_cast<char const*>(sqlite3_column_blob(statement, 0)),
-                                static_cast<std::size_t>(sqlite3_column_bytes(statement, 0)));
-        sqlite3_finalize(statement);
-        return bytes;
-    }
-    void setBlob(std::string const& sql, std::string const& bytes)
-    {
-        sqlite3_stmt* statement = nullptr;
-        EXPECT_EQ(sqlite3_prepare_v2(m_handle, sql.c_str(), -1, &statement, nullptr), SQLITE_OK);
-        sqlite3_bind_blob(statement, 1, bytes.data(), static_cast<int>(bytes.size()),
-                          SQLITE_STATIC);
-        EXPECT_EQ(sqlite3_step(statement), SQLITE_DONE);
-        sqlite3_finalize(statement);
-    }
-
-private:
-    sqlite3* m_handle = nullptr;
-};
 
 /// What is left of a damaged drawing.
 struct Rest
@@ -196,7 +153,7 @@ TEST_F(OdDbDrawingDamageTest, LosesOnlyTheObjectWhoseRecordIsDamaged)
     save(100);
     std::string records;
     {
-        Tables tables(path);
+        DrawingTables tables(path);
         records = tables.blob("SELECT records FROM page WHERE id = 1");
         std::string damaged = records;
         damaged[damaged.size() / 2] = static_cast<char>(damaged[damaged.size() / 2] ^ 0x10);
@@ -218,7 +175,7 @@ TEST_F(OdDbDrawingDamageTest, TellsADamagedObjectFromOneThatIsMissing)
 {
     save(3);
     {
-        Tables tables(path);
+        DrawingTables tables(path);
         tables.run("UPDATE page SET records = zeroblob(length(records)) WHERE id = 0");
     }
     const OdDbDatabasePtr database = odDbOpenDrawing(textOf(path), kForReading);
@@ -242,12 +199,12 @@ TEST_F(OdDbDrawingDamageTest, CarriesADamagedRecordThroughEverySave)
 {
     save(100);
     {
-        Tables tables(path);
+        DrawingTables tables(path);
         std::string damaged = tables.blob("SELECT records FROM page WHERE id = 1");
         damaged[5] = static_cast<char>(damaged[5] ^ 0x10);
         tables.setBlob("UPDATE page SET records = ? WHERE id = 1", damaged);
     }
-    const std::string before = Tables(path).blob("SELECT records FROM page WHERE id = 1");
+    const std::string before = DrawingTables(path).blob("SELECT records FROM page WHERE id = 1");
     {
         const OdDbDatabasePtr database = odDbOpenDrawing(textOf(path), kForWriting);
         const StoreTestPartPtr neighbour =
@@ -258,7 +215,7 @@ TEST_F(OdDbDrawingDamageTest, CarriesADamagedRecordThroughEverySave)
         odDbSaveDrawingAs(*database, textOf(folder.file("copy.zdw")));
         odDbSaveDrawingAs(*database, textOf(folder.file("old.zdw")), OdDb::kDwgVersion29);
     }
-    EXPECT_EQ(Tables(path).blob("SELECT records FROM page WHERE id = 1").substr(0, 50),
+    EXPECT_EQ(DrawingTables(path).blob("SELECT records FROM page WHERE id = 1").substr(0, 50),
               before.substr(0, 50));
     for (char const* name : {"part.zdw", "copy.zdw", "old.zdw"}) {
         const DrawingContent content = contentOf(folder.file(name));
@@ -271,7 +228,7 @@ TEST_F(OdDbDrawingDamageTest, KeepsRecordsThatAreCutOffDamaged)
 {
     save(100);
     {
-        Tables tables(path);
+        DrawingTables tables(path);
         const std::string records = tables.blob("SELECT records FROM page WHERE id = 1");
         tables.setBlob("UPDATE page SET records = ? WHERE id = 1",
                        records.substr(0, records.size() / 2));
@@ -292,7 +249,7 @@ TEST_F(OdDbDrawingDamageTest, LosesOnlyThePageWhoseDirectoryIsDamaged)
 {
     save(200);
     {
-        Tables tables(path);
+        DrawingTables tables(path);
         std::string directory = tables.blob("SELECT directory FROM page WHERE id = 2");
         directory[12] = static_cast<char>(directory[12] ^ 1);
         tables.setBlob("UPDATE page SET directory = ? WHERE id = 2", directory);
@@ -307,7 +264,7 @@ TEST_F(OdDbDrawingDamageTest, LosesOnlyThePageWhoseDirectoryIsDamaged)
     EXPECT_EQ(findings[1].kind, OdDbDrawingFinding::Kind::kFile);
 
     // The page goes on as it is, and its objects count as damaged rather than as missing.
-    const std::string page = Tables(path).blob("SELECT records FROM page WHERE id = 2");
+    const std::string page = DrawingTables(path).blob("SELECT records FROM page WHERE id = 2");
     {
         const OdDbDatabasePtr database = odDbOpenDrawing(textOf(path), kForWriting);
         EXPECT_TRUE(database->getOdDbObjectId(OdDbHandle(0x90)).openObject().isNull());
@@ -317,7 +274,8 @@ TEST_F(OdDbDrawingDamageTest, LosesOnlyThePageWhoseDirectoryIsDamaged)
     }
     EXPECT_EQ(contentOf(path).size(), original.size() - 64 + 1);
     EXPECT_EQ(contentOf(folder.file("copy.zdw")).size(), original.size() - 64 + 1);
-    EXPECT_EQ(Tables(folder.file("copy.zdw")).blob("SELECT records FROM page WHERE id = 2"), page);
+    EXPECT_EQ(DrawingTables(folder.file("copy.zdw")).blob("SELECT records FROM page WHERE id = 2"),
+              page);
 }
 
 TEST_F(OdDbDrawingDamageTest, KeepsNewObjectsOutOfADamagedPage)
@@ -325,7 +283,7 @@ TEST_F(OdDbDrawingDamageTest, KeepsNewObjectsOutOfADamagedPage)
     save(100);  // the last page has room
     const std::uint64_t lastPage = odDbPageOf(partHandle(100));
     {
-        Tables tables(path);
+        DrawingTables tables(path);
         tables.run("UPDATE page SET directory = zeroblob(20) WHERE id = " +
                    std::to_string(lastPage));
     }
@@ -342,7 +300,8 @@ TEST_F(OdDbDrawingDamageTest, KeepsNewObjectsOutOfADamagedPage)
 TEST_F(OdDbDrawingDamageTest, LosesOnlyObjectsOfADamagedClass)
 {
     save(10);
-    Tables(path).run("UPDATE class SET app_name = 'other' WHERE dxf_name = 'STORE_TEST_PART'");
+    DrawingTables(path).run(
+        "UPDATE class SET app_name = 'other' WHERE dxf_name = 'STORE_TEST_PART'");
     const Rest rest = readRest();
     EXPECT_TRUE(isPartOfOriginal(rest.content));
     EXPECT_EQ(rest.content.size(), original.size() - 10);
@@ -360,7 +319,7 @@ TEST_F(OdDbDrawingDamageTest, LosesOnlyObjectsOfADamagedClass)
 TEST_F(OdDbDrawingDamageTest, LosesOnlyObjectsOfAMissingClass)
 {
     save(10);
-    Tables(path).run("DELETE FROM class WHERE dxf_name = 'STORE_TEST_PART'");
+    DrawingTables(path).run("DELETE FROM class WHERE dxf_name = 'STORE_TEST_PART'");
     EXPECT_EQ(readRest().content.size(), original.size() - 10);
     EXPECT_EQ(check().size(), 11U);  // and the count of classes
 }
@@ -369,7 +328,7 @@ TEST_F(OdDbDrawingDamageTest, ReportsARecordOutsideOfItsPageThatIsDamagedOrMissi
 {
     save(2, 2 << 20);
     {
-        Tables tables(path);
+        DrawingTables tables(path);
         tables.run("DELETE FROM big WHERE handle = " + std::to_string(partHandle(1).value()));
         tables.run("UPDATE big SET record = zeroblob(3000000)");
     }
@@ -394,7 +353,7 @@ TEST_F(OdDbDrawingDamageTest, ReportsARecordOutsideOfItsPageThatIsDamagedOrMissi
 TEST_F(OdDbDrawingDamageTest, NoticesLostRows)
 {
     save(200);
-    Tables(path).run("DELETE FROM page WHERE id = 2");
+    DrawingTables(path).run("DELETE FROM page WHERE id = 2");
     EXPECT_EQ(readRest().content.size(), original.size() - 64);
     EXPECT_GE(problems(), 2U);
 }
@@ -402,14 +361,14 @@ TEST_F(OdDbDrawingDamageTest, NoticesLostRows)
 TEST_F(OdDbDrawingDamageTest, RefusesAHeaderThatIsMissingOrDamaged)
 {
     save(1);
-    const std::string header = Tables(path).blob("SELECT value FROM meta");
+    const std::string header = DrawingTables(path).blob("SELECT value FROM meta");
     for (std::size_t at = 0; at < header.size(); ++at) {
         std::string damaged = header;
         damaged[at] = static_cast<char>(damaged[at] ^ 4);
-        Tables(path).setBlob("UPDATE meta SET value = ?", damaged);
+        DrawingTables(path).setBlob("UPDATE meta SET value = ?", damaged);
         EXPECT_EQ(readRest().result, kOdFileCorrupt) << at;
     }
-    Tables(path).run("DELETE FROM meta");
+    DrawingTables(path).run("DELETE FROM meta");
     const Rest rest = readRest();
     EXPECT_EQ(rest.result, kOdFileCorrupt);
     EXPECT_EQ(rest.message, path.string() + ": is damaged: it has no header");
@@ -432,7 +391,7 @@ TEST_F(OdDbDrawingDamageTest, RefusesTablesThatAreNotThoseOfADrawing)
     const std::string whole = readFile(path);
     for (char const* change : kChanges) {
         writeFile(path, whole);
-        Tables(path).run(change);
+        DrawingTables(path).run(change);
         for (OdDbOpenDrawingMode mode : {kForReading, kForWriting}) {
             try {
                 (void)odDbOpenDrawing(textOf(path), mode);
@@ -465,7 +424,7 @@ TEST_F(OdDbDrawingDamageTest, RefusesValuesOfWrongTypes)
     for (Row const& row : kRows) {
         SCOPED_TRACE(row.change);
         writeFile(path, whole);
-        Tables(path).run(row.change);
+        DrawingTables(path).run(row.change);
         const Rest rest = readRest();
         EXPECT_EQ(rest.result, row.isWholeLost ? kOdFileCorrupt : kOdOk) << rest.message;
         if (!row.isWholeLost) {
@@ -493,7 +452,7 @@ TEST_F(OdDbDrawingDamageTest, RefusesFilesOfOtherFormats)
     const std::string whole = readFile(path);
     for (Row const& row : kRows) {
         writeFile(path, whole);
-        Tables(path).run(row.change);
+        DrawingTables(path).run(row.change);
         EXPECT_EQ(readRest().result, row.expected) << row.change;
     }
     EXPECT_EQ(folder.names(), std::vector<std::string>{"part.zdw"});
@@ -502,14 +461,14 @@ TEST_F(OdDbDrawingDamageTest, RefusesFilesOfOtherFormats)
 TEST_F(OdDbDrawingDamageTest, RefusesADrawingVersionThatItDoesntKnow)
 {
     save(1);
-    std::string header = Tables(path).blob("SELECT value FROM meta");
+    std::string header = DrawingTables(path).blob("SELECT value FROM meta");
     header[0] = 31;
     const auto bytes =
         std::span(reinterpret_cast<std::uint8_t const*>(header.data()), header.size() - 4);
     OdDbByteWriter sum;
     sum.putFixed32(odDbChecksum(bytes));
     std::copy(sum.bytes().begin(), sum.bytes().end(), header.end() - 4);
-    Tables(path).setBlob("UPDATE meta SET value = ?", header);
+    DrawingTables(path).setBlob("UPDATE meta SET value = ?", header);
     const Rest rest = readRest();
     EXPECT_EQ(rest.result, kOdUnsupportedVersion);
     EXPECT_EQ(rest.message, path.string() + ": drawing version 31 can't be read");
