@@ -208,7 +208,8 @@ std::unique_ptr<OdDbDrawingFile> OdDbDrawingFile::open(std::filesystem::path con
 {
     // A reader opens for writing where it may, to put a file right that was left by a crash.
     constexpr int kFlags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE;
-    // While this waits for the lock, another file can take the place of the one that it has open.
+    // While this waits for the lock, another file can take the place of the one that it has open, and
+    // nobody would find what is saved there. Reading it does no harm.
     constexpr int kAttempts = 5;
     for (int attempt = 1;; ++attempt) {
         std::unique_ptr<OdDbDrawingFile> file(new OdDbDrawingFile(path, name, kFlags, mode));
@@ -217,7 +218,7 @@ std::unique_ptr<OdDbDrawingFile> OdDbDrawingFile::open(std::filesystem::path con
         file->checkFirstBytes();
         file->configure();
         file->load(mustLock);
-        if (!file->hasMoved()) {
+        if (mode == OdDbOpenDrawingMode::kForReading || !file->hasMoved()) {
             return file;
         }
         if (attempt == kAttempts) {

@@ -489,6 +489,36 @@ TEST_F(OdDbDrawingHostileTest, SavesToTheTargetOfALinkThatLeadsNowhereYet)
     EXPECT_EQ(resultOf([&] { save(folder.file("round.zdw"), 3); }), kOdFileAccess);
 }
 
+TEST_F(OdDbDrawingHostileTest, SavesChangedProxiesWhoseClassCameMeanwhile)
+{
+    const OdDbHandle first(0x21);
+    const OdDbHandle second(0x22);
+    const DrawingContent content = save(path, 100, 10);
+    for (int dwgVersion : {OdDb::kDwgVersionCurrent, OdDb::kDwgVersion29}) {
+        StoreTestPart::rxUninit();
+        const OdDbDatabasePtr database = open(path, kForWriting);
+        const OdDbObjectId id = database->getOdDbObjectId(first);
+        const OdDbObjectId reactor = database->getOdDbObjectId(second);
+        {
+            const OdDbObjectPtr proxy = id.safeOpenObject(OdDb::kForWrite);
+            proxy->addPersistentReactor(reactor);
+            StoreTestPart::rxInit();
+            odDbSaveDrawingAs(*database, textOf(other), dwgVersion);
+            odDbSaveDrawing(*database);
+        }
+        const OdDbDatabasePtr saved = open(other, kForReading);
+        for (OdDbDatabasePtr const& found : {database, saved}) {
+            const StoreTestPartPtr part = found->getOdDbObjectId(first).safeOpenObject();
+            EXPECT_EQ(part->number, 2);
+            EXPECT_EQ(part->tag, 2);
+            EXPECT_EQ(part->blob.size(), 10U);
+            EXPECT_TRUE(part->hasPersistentReactor(found->getOdDbObjectId(second)));
+        }
+        EXPECT_EQ(contentOf(*saved).size(), content.size());
+        EXPECT_EQ(odDbCheckDrawing(textOf(other), {}).problems, 0U);
+    }
+}
+
 TEST_F(OdDbDrawingHostileTest, SavesWhatAnUndoBroughtBack)
 {
     const DrawingContent content = save(path, 100);
