@@ -1,0 +1,584 @@
+#include "assoc/od_db_assoc_variable.h"
+
+#include "assoc/od_db_assoc_dependency.h"
+#include "assoc/od_db_assoc_evaluation_impl.h"
+#include "assoc/od_db_assoc_network_state_impl.h"
+#include "assoc/od_expression.h"
+#include "db/od_db_database.h"
+#include "db/od_db_filer.h"
+#include "root/od_error.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <unordered_map>
+#include <utility>
+
+RX_DEFINE_CLASS(OdDbAssocVariable, OdDbAssocAction, odrxCreate<OdDbAssocVariable>,
+                L"OdDbAssocVariable", OdDb::kDwgVersionCurrent, 0, 0, L"ASSOCVARIABLE",
+                L"Object database");
+
+namespace {
+
+/// Parsed expressions with more steps are dropped after use, so that memory stays near that of the
+/// texts.
+constexpr std::size_t kMostKeptSteps = 1000;
+
+bool isAnonymous(OdString const& name)
+{
+    return !name.isEmpty() && name.getAt(0) == L'*';
+}
+
+OdString trimmed(OdString text)
+{
+    return text.trimLeft().trimRight();
+}
+
+/// The object as a value dependency; null if it is none or can't be opened.
+OdDbAssocValueDependencyPtr openValueDependency(OdDbObjectId id)
+{
+    if (!odDbAssocIsOfClass(id, OdDbAssocValueDependency::desc())) {
+        return OdDbAssocValueDependencyPtr();
+    }
+    const OdDbObjectPtr object = id.openObject();
+    return OdDbAssocValueDependency::cast(object.get());
+}
+
+OdDbAssocVariablePtr openVariable(OdDbObjectId id, OdDb::OpenMode mode = OdDb::kForRead)
+{
+    if (!odDbAssocIsOfClass(id, OdDbAssocVariable::desc())) {
+        return OdDbAssocVariablePtr();
+    }
+    const OdDbObjectPtr object = id.openObject(mode);
+    return OdDbAssocVariable::cast(object.get());
+}
+
+}  // namespace
+
+OdDbAssocVariable::OdDbAssocVariable() = default;
+OdDbAssocVariable::~OdDbAssocVariable() = default;
+
+OdDbAssocVariablePtr OdDbAssocVariable::createObject()
+{
+    return odrxMake<OdDbAssocVariable>();
+}
+
+// ---------------------------------------------------------------------------------------------
+// Name
+
+OdString OdDbAssocVariable::name() const
+{
+    assertReadEnabled();
+    return m_name;
+}
+
+OdResult OdDbAssocVariable::setName(OdString const& name, bool updateOthers)
+{
+    assertWriteEnabled();
+    if (!isAnonymous(name) && !OdExpression::isName(name)) {
+        return kOdInvalidKey;
+    }
+    const OdDbAssocNetworkPtr network = owningNetwork().openObject();
+    if (!network.isNull() && !isAnonymous(name)) {
+        network->readActions();
+        if (!network->state().find(name, objectId(), network->sharedState()).isNull()) {
+            return kOdDuplicateName;
+        }
+    }
+    if (updateOthers && !isAnonymous(name) && !isAnonymous(m_name) && !m_name.isEmpty()) {
+        const OdResult result = rewriteUsers(name);
+        if (result != kOdOk) {
+            return result;
+        }
+    }
+    m_name = name;
+    if (!network.isNull()) {
+        network->state().renamed(objectId());
+    }
+    return kOdOk;
+}
+
+/// Rewrites the expressions that use this variable. An expression that mentions the new name means
+/// something else by it, a constant or a variable that it has lost, and must not come to mean this.
+OdResult OdDbAssocVariable::rewriteUsers(OdString const& newName)
+{
+    std::vector<OdDbAssocVariablePtr> users;
+    for (OdDbObjectId id : OdDbAssocEvaluation::usersOf(*this)) {
+        OdDbAssocVariablePtr user = openVariable(id);
+        if (user.isNull()) {
+            continue;
+        }
+        if (odIcmp(newName, m_name) != 0 && OdExpression::mentions(user->m_expression, newName)) {
+            return kOdDuplicateName;
+        }
+        users.push_back(std::move(user));
+    }
+    for (OdDbAssocVariablePtr const& user : users) {
+        const OdString text = OdExpression::renamed(user->m_expression, m_name, newName);
+        if (text != user->m_expression) {
+            user->upgradeOpen();
+            user->assertWriteEnabled();
+            user->changeText(text);
+            user->downgradeOpen();
+        }
+    }
+    return kOdOk;
+}
+
+OdDbObjectId OdDbAssocVariable::findObjectByName(OdString const& name, OdRxClass const* cls) const
+{
+    const OdDbAssocNetworkPtr network = owningNetwork().openObject();
+    if (network.isNull()) {
+        return OdDbObjectId::kNull;
+    }
+    const OdDbObjectId id = network->findVariable(name);
+    return cls == nullptr || odDbAssocIsOfClass(id, cls) ? id : OdDbObjectId::kNull;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Expression
+
+OdString OdDbAssocVariable::expression() const
+{
+    assertReadEnabled();
+    return m_expression;
+}
+
+void OdDbAssocVariable::changeText(OdString const& expression)
+{
+    m_expression = expression;
+    m_parser.reset();
+}
+
+OdResult OdDbAssocVariable::setExpression(OdString const& expression,
+                                          OdString const& /*evaluatorId*/, bool refuseCycles,
+                                          bool /*tellDependents*/, OdString const& /*errorText*/,
+                                          bool /*reserved*/)
+{
+    assertWriteEnabled();
+    if (trimmed(expression).isEmpty()) {
+        changeText(OdString());
+        return removeAllDependencies(/*alsoErase=*/true);
+    }
+    auto parser = std::make_unique<OdExpression::Parser>();
+    std::vector<OdDbObjectId> targets;
+    std::optional<double> value;
+    OdString error;
+    const OdResult result = [&] {
+        const OdResult parsed = parser->setExpression(expression);
+        return parsed != kOdOk ? parsed : prepare(*parser, refuseCycles, targets, value, error);
+    }();
+    if (result != kOdOk) {
+        return result;
+    }
+    changeText(expression);
+    if (parser->size() <= kMostKeptSteps) {
+        m_parser = std::move(parser);
+    }
+    dependOn(targets);
+    OdDbAssocNetworkState* const known = findNetworkState();
+    if (!value.has_value()) {
+        if (known != nullptr) {
+            known->stale.insert(objectId());
+        }
+        return kOdOk;
+    }
+    assign(*value, OdDbEvalVariant::kDouble);
+    if (known != nullptr && known->stale.erase(objectId()) != 0) {
+        m_tellsUsers = true;  // it may have been part of a ring until now
+    }
+    return kOdOk;
+}
+
+OdResult OdDbAssocVariable::setExpression(OdString const& expression, OdString* errorText)
+{
+    const OdResult result = setExpression(expression, OdString(), /*refuseCycles=*/true,
+                                          /*tellDependents=*/true, OdString(), /*reserved=*/false);
+    if (result == kOdOk || errorText == nullptr) {
+        return result;
+    }
+    OdExpression::Parser parser;
+    std::vector<OdDbObjectId> targets;
+    std::optional<double> value;
+    OdString error;
+    if (parser.setExpression(expression) == kOdOk) {
+        (void)prepare(parser, /*refuseCycles=*/true, targets, value, error);
+    }
+    *errorText = error.isEmpty() ? parser.errorText() : error;
+    return result;
+}
+
+/// Finds out what an expression that was parsed would depend on and what its value would be; none if
+/// the variable would depend on itself.
+OdResult OdDbAssocVariable::prepare(OdExpression::Parser& parser, bool refuseCycles,
+                                    std::vector<OdDbObjectId>& targets,
+                                    std::optional<double>& value, OdString& error) const
+{
+    std::vector<OdDbObjectId> byName;
+    if (!resolve(parser, byName, error)) {
+        return kOdNoSuchVariable;
+    }
+    for (OdDbObjectId id : byName) {
+        if (!id.isNull()) {
+            targets.push_back(id);
+        }
+    }
+    if (OdDbAssocEvaluation::wouldDependOnItself(*this, targets)) {
+        error = L"the variable would depend on itself";
+        return refuseCycles ? kOdCyclicReference : kOdOk;
+    }
+    Values values(byName.size());
+    for (std::size_t index = 0; index < byName.size(); ++index) {
+        const OdDbAssocVariablePtr target = openVariable(byName[index]);
+        if (!target.isNull()) {
+            values[index] = target->m_number;
+        }
+    }
+    double number = 0;
+    const OdResult result = parser.evaluate(values, number);
+    if (result == kOdOk) {
+        value = number;
+    }
+    return result;
+}
+
+/// The variables that the names of an expression stand for, null for constants.
+bool OdDbAssocVariable::resolve(OdExpression::Parser const& parser,
+                                std::vector<OdDbObjectId>& targets, OdString& error) const
+{
+    const OdDbAssocNetworkPtr network = parser.names().empty()
+                                            ? OdDbAssocNetworkPtr()
+                                            : OdDbAssocNetworkPtr(owningNetwork().openObject());
+    for (OdExpression::Name const& name : parser.names()) {
+        const OdDbObjectId id =
+            network.isNull() ? OdDbObjectId::kNull : network->findVariable(name.text);
+        if (id.isNull() && !name.constant.has_value()) {
+            error.format(L"column %d: unknown name %ls", name.column, name.text.c_str());
+            return false;
+        }
+        targets.push_back(id);
+    }
+    return true;
+}
+
+/// Makes the value dependencies those on `targets`, in that order. Present ones are kept where they
+/// fit; dependencies of other kinds stay behind them.
+void OdDbAssocVariable::dependOn(std::vector<OdDbObjectId> const& targets)
+{
+    std::unordered_map<OdDbIdRecord const*, OdDbObjectId> present;
+    std::vector<OdDbObjectId> surplus;
+    OdDbObjectIdArray others;
+    for (OdDbObjectId id : dependencies()) {
+        if (id.isErased()) {
+            continue;
+        }
+        const OdDbAssocValueDependencyPtr dependency = openValueDependency(id);
+        if (dependency.isNull()) {
+            others.append(id);
+        } else if (!present.try_emplace(dependency->dependentOnObject().record(), id).second) {
+            surplus.push_back(id);
+        }
+    }
+    OdDbObjectIdArray wanted;
+    wanted.reserve(static_cast<unsigned>(targets.size()) + others.size());
+    for (OdDbObjectId target : targets) {
+        const auto kept = present.find(target.record());
+        if (kept != present.end()) {
+            wanted.append(kept->second);
+            present.erase(kept);
+            continue;
+        }
+        const OdDbAssocValueDependencyPtr made = OdDbAssocValueDependency::createObject();
+        wanted.append(database()->addOdDbObject(made.get(), objectId()));
+        (void)made->attachDependentOnObject(target);  // it was opened just now
+    }
+    for (auto const& [record, id] : present) {
+        surplus.push_back(id);
+    }
+    std::sort(surplus.begin(), surplus.end());  // the same order in each run
+    wanted.append(others);
+    setDependencies(wanted);
+    for (OdDbObjectId id : surplus) {
+        const OdDbObjectPtr dependency = id.openObject(OdDb::kForWrite);
+        if (!dependency.isNull()) {
+            (void)dependency->erase(true);  // one that refuses is out of the variable all the same
+        }
+    }
+}
+
+void OdDbAssocVariable::joinedNetwork()
+{
+    OdDbAssocNetworkState* const known = findNetworkState();
+    if (known != nullptr) {
+        known->renamed(objectId());
+    }
+    OdDbObjectIdArray living;
+    (void)getDependencies(true, true, living);
+    if (m_expression.isEmpty() || !living.isEmpty()) {
+        return;
+    }
+    std::vector<OdDbObjectId> found;
+    OdString error;
+    if (!resolve(parser(), found, error) || found.empty()) {
+        return;
+    }
+    std::vector<OdDbObjectId> targets;
+    for (OdDbObjectId id : found) {
+        if (!id.isNull()) {
+            targets.push_back(id);
+        }
+    }
+    assertWriteEnabled();
+    dependOn(targets);
+    if (known != nullptr) {
+        known->stale.insert(objectId());
+    }
+}
+
+void OdDbAssocVariable::findAgain()
+{
+    bool dependsOnAny = false;
+    for (OdDbObjectId id : dependencies()) {
+        dependsOnAny = dependsOnAny ||
+                       (!id.isErased() && odDbAssocIsOfClass(id, OdDbAssocValueDependency::desc()));
+    }
+    if (m_expression.isEmpty() || !dependsOnAny) {
+        return;
+    }
+    OdExpression::Parser const& parsed = parser();
+    const Values values = collectValues(parsed);
+    bool isComplete = true;
+    for (std::size_t index = 0; index < values.size(); ++index) {
+        isComplete =
+            isComplete && (values[index].has_value() || parsed.names()[index].constant.has_value());
+    }
+    std::vector<OdDbObjectId> found;
+    OdString error;
+    if (isComplete || !resolve(parsed, found, error)) {
+        return;
+    }
+    std::vector<OdDbObjectId> targets;
+    for (OdDbObjectId id : found) {
+        if (!id.isNull()) {
+            targets.push_back(id);
+        }
+    }
+    upgradeOpen();
+    assertWriteEnabled(/*autoUndo=*/true, /*recordModified=*/false);
+    dependOn(targets);
+    downgradeOpen();
+}
+
+OdExpression::Parser& OdDbAssocVariable::parser() const
+{
+    if (m_parser == nullptr) {
+        m_parser = std::make_unique<OdExpression::Parser>();
+        (void)m_parser->setExpression(m_expression);  // a text that is none can't be computed
+    }
+    return *m_parser;
+}
+
+/// The values of the variables that this one depends on, by their places among the names.
+OdDbAssocVariable::Values OdDbAssocVariable::collectValues(OdExpression::Parser const& parser) const
+{
+    std::vector<OdExpression::Name> const& names = parser.names();
+    Values values(names.size());
+    std::unordered_map<OdString, std::size_t, OdStringIHash, OdStringIEqual> places;
+    std::size_t next = 0;  // dependencies are in the order of the names, but for constants
+    for (OdDbObjectId id : dependencies()) {
+        const OdDbAssocValueDependencyPtr dependency = openValueDependency(id);
+        const OdDbAssocVariablePtr target = dependency.isNull()
+                                                ? OdDbAssocVariablePtr()
+                                                : openVariable(dependency->dependentOnObject());
+        if (target.isNull()) {
+            continue;
+        }
+        if (next < names.size() && odIcmp(names[next].text, target->m_name) == 0) {
+            values[next++] = target->m_number;
+            continue;
+        }
+        if (places.empty()) {
+            for (std::size_t place = 0; place < names.size(); ++place) {
+                places.emplace(names[place].text, place);
+            }
+        }
+        const auto place = places.find(target->m_name);
+        if (place != places.end()) {
+            values[place->second] = target->m_number;
+            next = place->second + 1;
+        }
+    }
+    return values;
+}
+
+OdResult OdDbAssocVariable::compute(double& value, OdString& error) const
+{
+    OdExpression::Parser& parsed = parser();
+    const OdResult result = parsed.evaluate(collectValues(parsed), value);
+    if (result != kOdOk) {
+        error = parsed.errorText();
+    }
+    if (parsed.size() > kMostKeptSteps) {
+        m_parser.reset();
+    }
+    return result;
+}
+
+OdString OdDbAssocVariable::evaluationError() const
+{
+    assertReadEnabled();
+    OdString error;
+    double value = 0;
+    if (!m_expression.isEmpty()) {
+        (void)compute(value, error);
+    }
+    return error;
+}
+
+OdResult OdDbAssocVariable::recompute(bool& hasChanged, OdString& error)
+{
+    hasChanged = false;
+    if (m_expression.isEmpty()) {
+        return kOdOk;
+    }
+    double number = 0;
+    const OdResult result = compute(number, error);
+    if (result != kOdOk || (m_type == OdDbEvalVariant::kDouble && m_number == number)) {
+        return result;
+    }
+    upgradeOpen();
+    assertWriteEnabled();
+    m_number = number;
+    m_type = OdDbEvalVariant::kDouble;
+    hasChanged = true;
+    return kOdOk;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Value
+
+OdDbEvalVariantPtr OdDbAssocVariable::value() const
+{
+    assertReadEnabled();
+    return m_type == OdDbEvalVariant::kInt32 ? OdDbEvalVariant::create(static_cast<int>(m_number))
+                                             : OdDbEvalVariant::create(m_number);
+}
+
+void OdDbAssocVariable::assign(double number, OdDbEvalVariant::Type type)
+{
+    m_tellsUsers = m_tellsUsers || number != m_number;
+    m_number = number;
+    m_type = type;
+}
+
+OdResult OdDbAssocVariable::setValue(OdDbEvalVariant const& value)
+{
+    assertWriteEnabled();
+    double number = 0;
+    if (!value.getNumber(number) || !std::isfinite(number)) {
+        return kOdInvalidInput;
+    }
+    assign(number, value.getType());
+    OdDbAssocNetworkState* const known = m_expression.isEmpty() ? nullptr : findNetworkState();
+    if (known != nullptr) {
+        known->stale.insert(objectId());
+    }
+    return kOdOk;
+}
+
+OdResult OdDbAssocVariable::setValue(OdDbEvalVariantPtr const& value)
+{
+    if (value.isNull()) {
+        assertWriteEnabled();
+        return kOdInvalidInput;
+    }
+    return setValue(*value);
+}
+
+OdResult OdDbAssocVariable::setValue(double value)
+{
+    return setValue(OdDbEvalVariant::create(value));
+}
+
+OdResult OdDbAssocVariable::setValue(int value)
+{
+    return setValue(OdDbEvalVariant::create(value));
+}
+
+// ---------------------------------------------------------------------------------------------
+// Dependents
+
+void OdDbAssocVariable::changesEnded()
+{
+    ++m_round;
+    if (!std::exchange(m_tellsUsers, false) || isUndoing() || isErased()) {
+        return;
+    }
+    OdDbAssocEvaluation evaluation;
+    evaluation.evaluateDependents(*this);
+    OdDbAssocEvaluation::Changed changed = evaluation.takeChanged();
+    if (!changed.empty()) {
+        m_told.push_back({m_round, std::move(changed)});
+    }
+}
+
+void OdDbAssocVariable::changesTold()
+{
+    if (!m_told.empty() && m_told.back().round == m_round) {
+        OdDbAssocEvaluation::Changed changed = std::move(m_told.back().variables);
+        m_told.pop_back();
+        --m_round;
+        OdDbAssocEvaluation::closeAll(std::move(changed));
+        return;
+    }
+    --m_round;
+}
+
+OdResult OdDbAssocVariable::subErase(bool erasing)
+{
+    const OdResult result = OdDbAssocAction::subErase(erasing);
+    if (result == kOdOk && !erasing) {
+        m_tellsUsers = true;
+    }
+    return result;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Filing
+
+OdResult OdDbAssocVariable::dwgInFields(OdDbDwgFiler* filer)
+{
+    const OdResult result = OdDbAssocAction::dwgInFields(filer);
+    if (result != kOdOk) {
+        return result;
+    }
+    OdString name = filer->rdString();
+    OdString expression = filer->rdString();
+    const std::uint8_t type = filer->rdUInt8();
+    const double number = filer->rdDouble();
+    const bool isInteger = type == OdDbEvalVariant::kInt32;
+    if ((type != OdDbEvalVariant::kDouble && !isInteger) || !std::isfinite(number) ||
+        (isInteger &&
+         (std::trunc(number) != number || number < std::numeric_limits<std::int32_t>::min() ||
+          number > std::numeric_limits<std::int32_t>::max()))) {
+        throw OdError(kOdBadStream);
+    }
+    m_name = std::move(name);
+    changeText(expression);
+    m_number = number;
+    m_type = static_cast<OdDbEvalVariant::Type>(type);
+    if (OdDbAssocNetworkState* known = networkState()) {
+        known->renamed(objectId());
+        known->stale.insert(objectId());
+    }
+    return kOdOk;
+}
+
+void OdDbAssocVariable::dwgOutFields(OdDbDwgFiler* filer) const
+{
+    OdDbAssocAction::dwgOutFields(filer);
+    filer->wrString(m_name);
+    filer->wrString(m_expression);
+    filer->wrUInt8(static_cast<std::uint8_t>(m_type));
+    filer->wrDouble(m_number);
+}
