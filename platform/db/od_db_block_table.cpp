@@ -45,6 +45,12 @@ OdDbObjectIdArray readIds(OdDbDwgFiler& filer, OdDb::ReferenceType type)
     return ids;
 }
 
+bool isCloning(OdDbDwgFiler const& filer)
+{
+    return filer.filerType() == OdDb::FilerType::kDeepCloneFiler ||
+           filer.filerType() == OdDb::FilerType::kWblockCloneFiler;
+}
+
 /// Erased objects aren't in the file, so a file doesn't list them.
 void writeIds(OdDbDwgFiler& filer, OdDbObjectIdArray const& ids, OdDb::ReferenceType type)
 {
@@ -94,6 +100,7 @@ OdDbObjectId OdDbBlockTableRecord::appendOdDbEntity(OdDbEntity* entity)
         throw OdError(kOdNotInDatabase);
     }
     assertWriteEnabled(/*autoUndo=*/false, /*recordModified=*/false);
+    entity->joiningBlock(*this);
     OdDbObjectId id = entity->objectId();
     if (id.isNull()) {
         if (entity->m_layer.isNull()) {
@@ -315,8 +322,8 @@ OdResult OdDbBlockTableRecord::dwgInFields(OdDbDwgFiler* filer)
     m_isUnloaded = filer->rdBool();
     m_entities = readIds(*filer, OdDb::ReferenceType::kHardOwnershipRef);
     OdDbObjectIdArray references = readIds(*filer, OdDb::ReferenceType::kSoftPointerRef);
-    // Translation happens to a clone, whose references enter themselves.
-    if (filer->filerType() != OdDb::FilerType::kIdXlateFiler) {
+    // References enter themselves into a clone, or into the block whose content was replaced.
+    if (filer->filerType() != OdDb::FilerType::kIdXlateFiler && !isCloning(*filer)) {
         std::sort(references.begin(), references.end());
         references.erase(std::unique(references.begin(), references.end()), references.end());
         m_references = std::move(references);
@@ -334,10 +341,17 @@ void OdDbBlockTableRecord::dwgOutFields(OdDbDwgFiler* filer) const
     filer->wrBool(m_isUnloaded);
     writeIds(*filer, m_entities, OdDb::ReferenceType::kHardOwnershipRef);
     // A clone of the block is another one, which nothing refers to yet.
-    const bool isForClone = filer->filerType() == OdDb::FilerType::kDeepCloneFiler ||
-                            filer->filerType() == OdDb::FilerType::kWblockCloneFiler;
-    writeIds(*filer, isForClone ? OdDbObjectIdArray() : m_references,
+    writeIds(*filer, isCloning(*filer) ? OdDbObjectIdArray() : m_references,
              OdDb::ReferenceType::kSoftPointerRef);
+}
+
+void OdDbBlockTableRecord::takeClone(OdDbIdPair const& /*pair*/, OdDbObject& clone,
+                                     OdDbIdMapping& /*mapping*/)
+{
+    if (clone.isKindOf(OdDbEntity::desc())) {
+        recordEntity(kEntityAppended, clone.objectId(), m_entities.size());
+        m_entities.append(clone.objectId());
+    }
 }
 
 void OdDbBlockTableRecord::applyPartialUndo(OdDbDwgFiler* filer, OdRxClass* cls)
@@ -386,14 +400,25 @@ OdDbObjectId OdDbBlockTable::add(OdDbSymbolTableRecord* record)
 {
     if (record != nullptr && record->database() == nullptr &&
         odIcmp(record->getName(), L"*U") == 0) {
-        OdString name;
-        m_nextAnonymous = std::max(m_nextAnonymous, numEntries());
-        while (name.isEmpty() || has(name)) {
-            name.format(L"*U%u", m_nextAnonymous++);
-        }
-        record->setName(name);
+        record->setName(freeAnonymousName());
     }
     return OdDbSymbolTable::add(record);
+}
+
+OdString OdDbBlockTable::nameForClone(OdString const& name, OdDbIdMapping const& mapping)
+{
+    const bool isAnonymous = !name.isEmpty() && name.getAt(0) == L'*';
+    return isAnonymous ? freeAnonymousName() : OdDbSymbolTable::nameForClone(name, mapping);
+}
+
+OdString OdDbBlockTable::freeAnonymousName()
+{
+    OdString name;
+    m_nextAnonymous = std::max(m_nextAnonymous, numEntries());
+    while (name.isEmpty() || has(name)) {
+        name.format(L"*U%u", m_nextAnonymous++);
+    }
+    return name;
 }
 
 OdDbObjectIterator::OdDbObjectIterator(OdDbBlockTableRecord const& block, bool atBeginning,

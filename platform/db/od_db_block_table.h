@@ -21,7 +21,7 @@ public:
 
     /// Appends an entity, which is added to the database if it is in none.
     /// \throws OdError (not in database), (wrong database), (already in database) for an entity of
-    ///         another block.
+    ///         another block, (cyclic reference) for a reference to a block that contains this one.
     OdDbObjectId appendOdDbEntity(OdDbEntity* entity);
     /// Walks the entities in their order.
     ///
@@ -69,6 +69,10 @@ public:
     /// \throws OdError (not applicable) for one.
     void copyFrom(OdRxObject const* source) override;
 
+protected:
+    /// Lists an entity that was cloned to this block, behind the others.
+    void takeClone(OdDbIdPair const& pair, OdDbObject& clone, OdDbIdMapping& mapping) override;
+
 private:
     friend class OdDbObjectIterator;
     friend class OdDbBlockReference;
@@ -98,12 +102,18 @@ public:
     /// As the base; a block named "*U" gets a free name that starts so.
     OdDbObjectId add(OdDbSymbolTableRecord* record) override;
 
+    /// A name starting with "*U" that no block has.
+    OdString freeAnonymousName();
+
 protected:
     OdRxClass* recordClass() const override;
+    OdString nameForClone(OdString const& name, OdDbIdMapping const& mapping) override;
 
 private:
     std::uint32_t m_nextAnonymous = 0;  ///< names with lower numbers were given or found taken
 };
+
+using OdDbBlockTablePtr = OdSmartPtr<OdDbBlockTable>;
 
 /// Walks the entities of a block as the list was when the walk began; holds the block open for read.
 class OdDbObjectIterator : public OdRxObject

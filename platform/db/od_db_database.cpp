@@ -239,11 +239,16 @@ OdDbObjectId OdDbDatabaseImpl::add(OdDbObject& object, OdDbObjectId owner, OdDbH
     if (object.database() != nullptr) {
         throw OdError(kOdAlreadyInDatabase);
     }
+    return addAs(object, owner, handle, classIndexOf(object.isA()));
+}
+
+OdDbObjectId OdDbDatabaseImpl::addAs(OdDbObject& object, OdDbObjectId owner, OdDbHandle handle,
+                                     std::uint32_t classIndex)
+{
     if (!owner.isNull() && owner.database() != &database) {
         throw OdError(kOdWrongDatabase);
     }
     OdDbObjectAccess::requireIdsOf(object, database);
-    const std::uint32_t classIndex = classIndexOf(object.isA());
     const std::uint64_t number = handle.isNull() ? handseed : handle.value();
     if (number > kLastHandle) {
         throw OdError(kOdHandlesExhausted);

@@ -117,6 +117,74 @@ public:
     int numActiveTransactions() const noexcept;
     /// @}
 
+    /// \name Cloning
+    /// Each call is one clone operation with the context told. If it throws, the destination is as
+    /// before; the source is never touched. Ids that are null, erased or without object are passed
+    /// over, as are objects that the mapping has as cloned.
+    /// @{
+    /// Clones objects of this database, with all that they own, to a new owner in it; context 0.
+    ///
+    /// The clones are primary and in the order of the ids. References to the block of the first
+    /// object become references to the new owner, if that is another block.
+    /// \param defersTranslation  Leaves the clones' references as they are until the next call with
+    ///                           the same mapping, which sees to all of them, or until the mapping
+    ///                           goes.
+    /// \throws OdError (null object id), (was erased), (key not found) for the owner; (wrong
+    ///         database) for an owner or an object of another database; what an owner throws that
+    ///         can't take the clones.
+    void deepCloneObjects(OdDbObjectIdArray const& ids, OdDbObjectId owner, OdDbIdMapping& mapping,
+                          bool defersTranslation = false);
+    /// Clones a block of this database under another name; context 2.
+    ///
+    /// \param name  "*U" for a new name that starts so.
+    /// \return The new block; null for a block that the mapping has as cloned.
+    /// \throws OdError (duplicate name), (invalid key); OdError_NotThatKindOfClass for an id of
+    ///         something else.
+    OdDbObjectId copyBlock(OdDbObjectId block, OdString const& name, OdDbIdMapping& mapping,
+                           bool defersTranslation = false);
+    /// Clones objects of one database to an owner in another, with all that they own or point to
+    /// hard; context 8.
+    ///
+    /// What every drawing has (the tables, layer "0", the spaces, ...) is mapped to its counterpart.
+    /// A named record that is met maps to the one of its name, or a clone is added: by `style`,
+    ///  - ignore (also not applicable): the one that stands there is used;
+    ///  - replace: it gets the content of the source, keeping its id, owner and reactors;
+    ///  - mangle name: the clone is named "$0$name" (or "$1$name", ...);
+    ///  - xref mangle name: the same behind the name of the source's file, "file$0$name";
+    ///  - unmangle name: the name without such a mangling is used, else as ignore.
+    ///
+    /// Blocks whose name starts with "*" always get a new name, applications never. Dictionaries of
+    /// one name are merged entry by entry; an extended record's own style goes before `style` unless
+    /// it is ignore. Objects reached by hard pointers are owned by what stands for the owner of their
+    /// source, dictionaries being found, or made, by name; without such an owner they have none.
+    /// Applications of extended data are registered.
+    /// \throws As deepCloneObjects; (wrong database) for ids of more than one database.
+    void wblockCloneObjects(OdDbObjectIdArray const& ids, OdDbObjectId owner,
+                            OdDbIdMapping& mapping, OdDb::DuplicateRecordCloning style,
+                            bool defersTranslation = false);
+    /// Clones the model space of a drawing to a block: its entities and its extension dictionary.
+    ///
+    /// \param context  Why: one of insert, insert copy, xref bind, xref insert.
+    /// \throws As wblockCloneObjects; (wrong database) if the drawing is this one.
+    void
+    insertIntoBlock(OdDbObjectId block, OdDbDatabase& drawing, OdDbIdMapping& mapping,
+                    OdDb::DeepCloneType context = OdDb::DeepCloneType::kDcInsert,
+                    OdDb::DuplicateRecordCloning style = OdDb::DuplicateRecordCloning::kDrcIgnore);
+    /// Makes a block of a drawing, with the drawing's insert base as origin and its units; context 6.
+    /// \return The new block. \throws OdError (duplicate name), and as insertIntoBlock.
+    OdDbObjectId insert(OdString const& blockName, OdDbDatabase& drawing,
+                        OdDbIdMapping* mapping = nullptr);
+    /// A new drawing with all that this one's tables and dictionaries hold; context 7.
+    OdSmartPtr<OdDbDatabase> wblock(OdDbIdMapping* mapping = nullptr) const;
+    /// A new drawing whose model space is a block of this one: entities and extension dictionary,
+    /// origin and units; context 11.
+    OdSmartPtr<OdDbDatabase> wblock(OdDbObjectId block, OdDbIdMapping* mapping = nullptr) const;
+    /// A new drawing with some entities of this one in its model space; context 11.
+    /// \param basePoint  Becomes its insert base.
+    OdSmartPtr<OdDbDatabase> wblock(OdDbObjectIdArray const& entities, OdGePoint3d const& basePoint,
+                                    OdDbIdMapping* mapping = nullptr) const;
+    /// @}
+
     /// \name Settings of the drawing, all part of undo
     /// @{
     OdString getFilename() const;

@@ -40,6 +40,33 @@ public:
     template <class Notice>
     static void sendRound(OdDbObject& object, Notice const& notice, bool loadsReactors = true);
     static void endNotify(OdDbObject& reactor);
+    /// \name For cloning
+    /// @{
+    static void sendCopied(OdDbObject& source, OdDbObject const& clone);
+    static void setOwner(OdDbObject& object, OdDbObjectId owner) noexcept
+    {
+        object.m_ownerId = owner;
+    }
+    /// The stored id, of an erased dictionary too.
+    static OdDbObjectId extensionDictionary(OdDbObject const& object) noexcept;
+    static void setExtensionDictionary(OdDbObject& object, OdDbObjectId dictionary);
+    static bool hasReactors(OdDbObject const& object) noexcept;
+    static OdDbObjectIdArray reactors(OdDbObject const& object);
+    static void setReactors(OdDbObject& object, OdDbObjectIdArray const& reactors);
+    /// Registers the applications of the object's extended data in its database.
+    static void registerApps(OdDbObject const& object, OdDbDatabase& database);
+    /// Records the whole state for undo, if that hasn't been done since the last mark.
+    static void recordState(OdDbObject& object) { object.recordFullUndo(); }
+    static void takeClone(OdDbObject& owner, OdDbIdPair const& pair, OdDbObject& clone,
+                          OdDbIdMapping& mapping)
+    {
+        owner.takeClone(pair, clone, mapping);
+    }
+    static void tellOwnerOfErase(OdDbObject& object, bool erasing)
+    {
+        object.tellOwnerOfErase(erasing);
+    }
+    /// @}
     /// Keeps references that come and go while a database is destroyed from destroying it again.
     static void pin(OdDbObject& object) noexcept { object.m_refs += 1U << 24; }
     static bool isClosed(OdDbObject const& object) noexcept
@@ -97,6 +124,9 @@ public:
     /// The registered class of a number; null if it isn't registered now.
     OdRxClass* registeredClass(std::uint32_t index);
     OdDbObjectId add(OdDbObject& object, OdDbObjectId owner, OdDbHandle handle);
+    /// Adds an object under a class number that isn't that of its own class, as a proxy's.
+    OdDbObjectId addAs(OdDbObject& object, OdDbObjectId owner, OdDbHandle handle,
+                       std::uint32_t classIndex);
     /// Records the settings for undo; call it before a change of them.
     void recordHeaderChange();
 

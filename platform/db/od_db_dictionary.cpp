@@ -1,7 +1,7 @@
 #include "db/od_db_dictionary.h"
 
 #include "db/od_db_block_table.h"
-#include "db/od_db_database.h"
+#include "db/od_db_clone_impl.h"
 #include "db/od_db_entity.h"
 #include "db/od_db_filer.h"
 #include "root/od_error.h"
@@ -235,6 +235,26 @@ void OdDbDictionary::setHardOwner(bool hard)
 void OdDbDictionary::ownedObjectErased(OdDbObjectId id, bool erasing)
 {
     m_index.setErased(id, erasing);
+}
+
+void OdDbDictionary::ownedObjectLeft(OdDbObjectId id)
+{
+    if (OdString const* name = m_index.nameOf(id)) {
+        m_index.remove(OdString(*name));
+    }
+}
+
+void OdDbDictionary::takeClone(OdDbIdPair const& pair, OdDbObject& clone, OdDbIdMapping& mapping)
+{
+    const OdDbObjectPtr source = pair.key().openObject(OdDb::kForRead, /*openErased=*/true);
+    OdString name = source.isNull() ? OdString() : odDbNameInOwner(*source);
+    const auto isTaken = [this](OdString const& tried) { return !m_index.find(tried).isNull(); };
+    if (name.isEmpty() || odIcmp(name.left(2), kHiddenPrefix) == 0) {
+        name = hiddenName();
+    } else if (isTaken(name)) {
+        name = odDbMangledName(odDbManglingPrefix(mapping), name, isTaken);
+    }
+    m_index.insert(name, clone.objectId());
 }
 
 OdResult OdDbDictionary::dwgInFields(OdDbDwgFiler* filer)

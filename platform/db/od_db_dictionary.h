@@ -67,6 +67,10 @@ public:
 
 protected:
     void ownedObjectErased(OdDbObjectId id, bool erasing) override;
+    void ownedObjectLeft(OdDbObjectId id) override;
+    /// Enters a clone under the name of its source, under one made of it if that is taken, or under
+    /// a hidden one if the source had none.
+    void takeClone(OdDbIdPair const& pair, OdDbObject& clone, OdDbIdMapping& mapping) override;
 
 private:
     friend class OdDbDictionaryIterator;

@@ -1,27 +1,137 @@
 #include "db/od_db_id_mapping.h"
 
+#include "db/od_db_clone_impl.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <utility>
+
 RX_DEFINE_CLASS(OdDbIdMapping, OdRxObject, odrxCreate<OdDbIdMapping>, L"OdDbIdMapping");
 RX_DEFINE_CLASS(OdDbIdMappingIterator, OdRxObject, odrxCreateNothing, L"OdDbIdMappingIterator");
 RX_DEFINE_CLASS(OdDbDeepCloneFiler, OdDbMemoryFiler, odrxCreateNothing, L"OdDbDeepCloneFiler");
 
-OdSmartPtr<OdDbIdMapping> OdDbIdMapping::createObject()
+OdDbIdMapping::OdDbIdMapping() = default;
+
+OdDbIdMapping::~OdDbIdMapping()
+{
+    if (m_operation != nullptr) {
+        m_operation->finishLeftOver();
+    }
+}
+
+OdDbIdMappingPtr OdDbIdMapping::createObject()
 {
     return odrxMake<OdDbIdMapping>();
 }
 
+OdDbCloneOperation& OdDbIdMapping::operation()
+{
+    if (m_operation == nullptr) {
+        m_operation = std::make_unique<OdDbCloneOperation>(*this);
+    }
+    return *m_operation;
+}
+
+/// The place of a record, or the free one where it would lie. There is always a free one.
+std::size_t OdDbIdMapping::placeOf(OdDbIdRecord const* record) const noexcept
+{
+    constexpr std::uint64_t kSpread = 0x9E3779B97F4A7C15U;
+    const std::size_t mask = m_slots.size() - 1;
+    const auto address = static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(record));
+    std::size_t place = static_cast<std::size_t>((address * kSpread) >> 20) & mask;
+    while (m_slots[place].record != nullptr && m_slots[place].record != record) {
+        place = (place + 1) & mask;
+    }
+    return place;
+}
+
+OdDbIdMapping::Slot const* OdDbIdMapping::slotOf(OdDbIdRecord const* record) const noexcept
+{
+    if (record == nullptr || m_slots.empty()) {
+        return nullptr;
+    }
+    Slot const& slot = m_slots[placeOf(record)];
+    return slot.record != nullptr ? &slot : nullptr;
+}
+
+void OdDbIdMapping::grow()
+{
+    constexpr std::size_t kFirstSize = 16;
+    const std::size_t size = m_slots.empty() ? kFirstSize : m_slots.size() * 2;
+    const std::vector<Slot> old = std::exchange(m_slots, std::vector<Slot>(size));
+    for (Slot const& slot : old) {
+        if (slot.record != nullptr) {
+            m_slots[placeOf(slot.record)] = slot;
+        }
+    }
+}
+
+OdDbIdMapping::Slot& OdDbIdMapping::slotFor(OdDbIdRecord const* record)
+{
+    if (m_slotCount * 2 >= m_slots.size()) {
+        grow();
+    }
+    Slot& slot = m_slots[placeOf(record)];
+    if (slot.record == nullptr) {
+        slot.record = record;
+        ++m_slotCount;
+    }
+    return slot;
+}
+
+OdDbIdPair const* OdDbIdMapping::find(OdDbObjectId key) const noexcept
+{
+    Slot const* slot = slotOf(key.redirected());
+    return slot != nullptr && slot->pairNumber != 0 ? &m_pairs[slot->pairNumber - 1] : nullptr;
+}
+
+bool OdDbIdMapping::isValue(OdDbObjectId id) const noexcept
+{
+    Slot const* slot = slotOf(id.redirected());
+    return slot != nullptr && slot->epoch == m_epoch;
+}
+
 bool OdDbIdMapping::compute(OdDbIdPair& pair) const
 {
-    const auto found = m_pairs.find(pair.key());
-    if (found == m_pairs.end()) {
+    OdDbIdPair const* found = find(pair.key());
+    if (found == nullptr) {
         return false;
     }
-    pair = found->second;
+    pair = *found;
     return true;
 }
 
 void OdDbIdMapping::assign(OdDbIdPair const& pair)
 {
-    m_pairs.insert_or_assign(pair.key(), pair);
+    OdDbIdRecord const* key = pair.key().redirected();
+    if (key == nullptr) {
+        return;  // nothing is known under the null id
+    }
+    Slot& slot = slotFor(key);
+    if (slot.pairNumber != 0) {
+        m_pairs[slot.pairNumber - 1] = pair;
+    } else {
+        m_pairs.push_back(pair);
+        slot.pairNumber = static_cast<std::uint32_t>(m_pairs.size());
+    }
+    OdDbIdRecord const* value = pair.value().redirected();
+    if (pair.isCloned() && value != nullptr) {
+        slotFor(value).epoch = m_epoch;
+    }
+}
+
+void OdDbIdMapping::dropPairs(std::size_t count)
+{
+    const std::vector<OdDbIdPair> pairs = std::exchange(m_pairs, {});
+    m_slots.clear();
+    m_slotCount = 0;
+    ++m_epoch;
+    for (std::size_t index = 0; index < std::min(count, pairs.size()); ++index) {
+        if (!pairs[index].isCloned() || !pairs[index].value().isErased()) {
+            assign(pairs[index]);
+        }
+    }
+    ++m_epoch;
 }
 
 OdSmartPtr<OdDbIdMappingIterator> OdDbIdMapping::newIterator() const
@@ -30,13 +140,13 @@ OdSmartPtr<OdDbIdMappingIterator> OdDbIdMapping::newIterator() const
 }
 
 OdDbIdMappingIterator::OdDbIdMappingIterator(OdDbIdMapping const& mapping)
-    : m_mapping(const_cast<OdDbIdMapping*>(&mapping)), m_at(mapping.m_pairs.begin())
+    : m_mapping(const_cast<OdDbIdMapping*>(&mapping))
 {
 }
 
 bool OdDbIdMappingIterator::done() const
 {
-    return m_at == m_mapping->m_pairs.end();
+    return m_at >= m_mapping->m_pairs.size();
 }
 
 void OdDbIdMappingIterator::next()
@@ -46,5 +156,5 @@ void OdDbIdMappingIterator::next()
 
 OdDbIdPair const& OdDbIdMappingIterator::getMap() const
 {
-    return m_at->second;
+    return m_mapping->m_pairs.at(m_at);
 }

@@ -4,7 +4,12 @@
 
 #include "db/od_db_memory_filer.h"
 
-#include <map>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+class OdDbCloneOperation;
 
 /// One object met in a clone operation and what stands for it in the destination.
 class OdDbIdPair
@@ -43,12 +48,21 @@ private:
 
 class OdDbIdMappingIterator;
 
-/// The pairs of a clone operation, each key once; iteration is in order of keys.
+/// The pairs of a clone operation, each key once.
+///
+/// Besides the clones it holds what was met without being cloned, such as the layer of the
+/// destination that stands for one of the source. Iteration is in the order in which keys were first
+/// entered, which for clones is the order in which they were made and the same in every run. A
+/// mapping may serve several operations one after the other, each of which finds what the ones
+/// before it have made.
 class OdDbIdMapping : public OdRxObject
 {
     RX_DECLARE_CLASS(OdDbIdMapping);
 
 public:
+    OdDbIdMapping();
+    /// Clones whose translation was put off, and never asked for since, are translated now.
+    ~OdDbIdMapping() override;
     static OdSmartPtr<OdDbIdMapping> createObject();
 
     /// Fills value and flags of the pair with its key. \return False, with the pair untouched, for
@@ -58,6 +72,10 @@ public:
     void assign(OdDbIdPair const& pair);
     std::size_t size() const noexcept { return m_pairs.size(); }
     OdSmartPtr<OdDbIdMappingIterator> newIterator() const;
+    /// The pair of a key; null for one that wasn't met. Valid until the next change.
+    OdDbIdPair const* find(OdDbObjectId key) const noexcept;
+    /// Whether an id is that of a clone made since the last translation.
+    bool isValue(OdDbObjectId id) const noexcept;
 
     OdDb::DeepCloneType deepCloneContext() const noexcept { return m_context; }
     void setDeepCloneContext(OdDb::DeepCloneType context) noexcept { m_context = context; }
@@ -71,17 +89,44 @@ public:
         m_duplicates = style;
     }
 
+    /// For the cloning of the database layer: the operation that uses this mapping.
+    OdDbCloneOperation& operation();
+
 private:
     friend class OdDbIdMappingIterator;
+    friend class OdDbCloneOperation;
 
-    std::map<OdDbObjectId, OdDbIdPair> m_pairs;
+    /// What is known of one id.
+    struct Slot
+    {
+        OdDbIdRecord const* record = nullptr;
+        std::uint32_t pairNumber =
+            0;                    ///< place of the pair with this key, from 1; 0 if there is none
+        std::uint32_t epoch = 0;  ///< in which it was last entered as a clone; 0 for never
+    };
+
+    Slot const* slotOf(OdDbIdRecord const* record) const noexcept;
+    Slot& slotFor(OdDbIdRecord const* record);
+    std::size_t placeOf(OdDbIdRecord const* record) const noexcept;
+    void grow();
+    /// Takes out the pairs of a failed operation: those behind the first `count` ones, and any whose
+    /// clone is erased.
+    void dropPairs(std::size_t count);
+
+    std::vector<OdDbIdPair> m_pairs;
+    std::vector<Slot> m_slots;  ///< open addressing; the size is a power of two
+    std::size_t m_slotCount = 0;
+    std::uint32_t m_epoch = 1;  ///< goes up with each translation
     OdDbDatabase* m_origDb = nullptr;
     OdDbDatabase* m_destDb = nullptr;
+    std::unique_ptr<OdDbCloneOperation> m_operation;
     OdDb::DeepCloneType m_context = OdDb::DeepCloneType::kDcCopy;
     OdDb::DuplicateRecordCloning m_duplicates = OdDb::DuplicateRecordCloning::kDrcNotApplicable;
 };
 
-/// Walks a mapping that stays unchanged meanwhile, and keeps it alive.
+using OdDbIdMappingPtr = OdSmartPtr<OdDbIdMapping>;
+
+/// Walks a mapping and keeps it alive. Pairs that are entered meanwhile are met too.
 class OdDbIdMappingIterator : public OdRxObject
 {
     RX_DECLARE_CLASS(OdDbIdMappingIterator);
@@ -94,8 +139,8 @@ public:
     OdDbIdPair const& getMap() const;
 
 private:
-    OdSmartPtr<OdDbIdMapping> m_mapping;
-    std::map<OdDbObjectId, OdDbIdPair>::const_iterator m_at;
+    OdDbIdMappingPtr m_mapping;
+    std::size_t m_at = 0;
 };
 
 /// The filer of a clone operation, which knows the operation's mapping.

@@ -467,6 +467,13 @@ void OdDbObjectAccess::sendGoodbye(OdDbObject& object)
         /*loadsReactors=*/false);
 }
 
+void OdDbObjectAccess::sendCopied(OdDbObject& source, OdDbObject const& clone)
+{
+    sendRound(source, [&clone](OdDbObject& reactor, OdDbObject const& copied) {
+        reactor.copied(&copied, &clone);
+    });
+}
+
 void OdDbObjectAccess::sendModified(OdDbObject& object)
 {
     std::uint16_t state = OdDbObject::kModified;
@@ -565,7 +572,18 @@ void OdDbObject::setOwnerId(OdDbObjectId owner)
     if (OdDbDwgFiler* filer = beginBaseChange(kOwner, /*recordModified=*/true)) {
         filer->wrSoftPointerId(m_ownerId);
     }
-    m_ownerId = owner;
+    const OdDbObjectId before = std::exchange(m_ownerId, owner);
+    // Playback brings names back by records of their own.
+    if (m_record != nullptr && (m_state & kReading) == 0 && !(before == owner)) {
+        tellOwnerOfLeaving(before);
+    }
+}
+
+void OdDbObject::tellOwnerOfLeaving(OdDbObjectId before)
+{
+    if (OdDbObjectPtr owner = openContainerOfNames(before); !owner.isNull()) {
+        owner->ownedObjectLeft(objectId());
+    }
 }
 
 OdDbObjectIdArray OdDbObject::getPersistentReactors() const
@@ -920,20 +938,24 @@ OdResult OdDbObject::erase(bool erasing)
     return kOdOk;
 }
 
+OdDbObjectPtr OdDbObject::openContainerOfNames(OdDbObjectId id)
+{
+    OdRxClass const* cls = id.objectClass();
+    const bool hasNames = cls != nullptr && (cls->isDerivedFrom(OdDbDictionary::desc()) ||
+                                             cls->isDerivedFrom(OdDbSymbolTable::desc()));
+    return hasNames ? id.openObject(OdDb::kForWrite, /*openErased=*/true) : OdDbObjectPtr();
+}
+
 void OdDbObject::tellOwnerOfErase(bool erasing)
 {
-    OdRxClass const* ownerClass = m_ownerId.objectClass();
-    if (ownerClass == nullptr || (!ownerClass->isDerivedFrom(OdDbDictionary::desc()) &&
-                                  !ownerClass->isDerivedFrom(OdDbSymbolTable::desc()))) {
-        return;
-    }
-    const OdDbObjectPtr owner = m_ownerId.openObject(OdDb::kForWrite, /*openErased=*/true);
-    if (!owner.isNull()) {
+    if (OdDbObjectPtr owner = openContainerOfNames(m_ownerId); !owner.isNull()) {
         owner->ownedObjectErased(objectId(), erasing);
     }
 }
 
 void OdDbObject::ownedObjectErased(OdDbObjectId /*id*/, bool /*erasing*/) {}
+
+void OdDbObject::ownedObjectLeft(OdDbObjectId /*id*/) {}
 
 OdResult OdDbObject::subErase(bool /*erasing*/)
 {
@@ -975,6 +997,47 @@ void OdDbObjectAccess::requireIdsOf(OdDbObject const& object, OdDbDatabase const
     if (isForeign(object.m_extras->extensionDictionary) ||
         std::any_of(reactors.begin(), reactors.end(), isForeign)) {
         throw OdError(kOdWrongDatabase);
+    }
+}
+
+OdDbObjectId OdDbObjectAccess::extensionDictionary(OdDbObject const& object) noexcept
+{
+    return object.m_extras != nullptr ? object.m_extras->extensionDictionary : OdDbObjectId::kNull;
+}
+
+void OdDbObjectAccess::setExtensionDictionary(OdDbObject& object, OdDbObjectId dictionary)
+{
+    if (OdDbDwgFiler* filer = object.beginBaseChange(kExtensionDictionary, true)) {
+        filer->wrHardOwnershipId(extensionDictionary(object));
+    }
+    object.extras().extensionDictionary = dictionary;
+}
+
+bool OdDbObjectAccess::hasReactors(OdDbObject const& object) noexcept
+{
+    return object.m_extras != nullptr && !object.m_extras->reactors.isEmpty();
+}
+
+OdDbObjectIdArray OdDbObjectAccess::reactors(OdDbObject const& object)
+{
+    return object.m_extras != nullptr ? object.m_extras->reactors : OdDbObjectIdArray();
+}
+
+void OdDbObjectAccess::setReactors(OdDbObject& object, OdDbObjectIdArray const& reactors)
+{
+    if (object.m_extras != nullptr || !reactors.isEmpty()) {
+        object.extras().reactors = reactors;
+        object.m_extras->rebuildIndex();
+    }
+}
+
+void OdDbObjectAccess::registerApps(OdDbObject const& object, OdDbDatabase& database)
+{
+    if (object.m_extras == nullptr) {
+        return;
+    }
+    for (XDataEntry const& entry : object.m_extras->xData) {
+        (void)database.newRegApp(entry.app);
     }
 }
 

@@ -12,6 +12,8 @@
 #include <memory>
 
 class OdDbDwgFiler;
+class OdDbIdMapping;
+class OdDbIdPair;
 class OdDbObjectAccess;
 
 using OdResBufPtr = OdSmartPtr<OdResBuf>;
@@ -136,6 +138,58 @@ public:
     void copyFrom(OdRxObject const* source) override;
     /// @}
 
+    /// \name Cloning
+    /// A clone operation makes copies of objects and of what they own, enters each into a mapping,
+    /// and at its end replaces what the copies refer to by what was made of it. `deepClone` copies
+    /// inside one database and follows ownership; `wblockClone` copies into the database of the
+    /// mapping's destination and follows hard pointers too.
+    ///
+    /// An operation starts with the outermost call that is given a mapping; calls with the same
+    /// mapping from inside join it. A call that is an operation of its own is finished when it
+    /// returns: if it throws, the destination is as before and the source was never touched.
+    /// @{
+    /// Clones this object, which is open for read.
+    ///
+    /// \param mapping    Knows what has been cloned; its databases are set from the object and the
+    ///                   owner if they are not.
+    /// \param owner      Owner of the clone, raised to write while a primary clone is entered into
+    ///                   it. With null the clone gets what was made of its source's owner, or none.
+    /// \param isPrimary  Whether the object was asked for; false if it is reached by its owner, who
+    ///                   lists it already.
+    /// \return The clone, open for write; null if this object was cloned before or its class makes
+    ///         no clone of it.
+    /// \throws OdError (not in database), (not open for read), (wrong database) for an owner of
+    ///         another database than the mapping's destination, (was erased) for an erased owner,
+    ///         (class not registered); OdError_NotThatKindOfClass for an owner that can't list it.
+    OdDbObjectPtr deepClone(OdDbIdMapping& mapping, OdDbObject* owner, bool isPrimary = true) const;
+    /// As `deepClone`, for copies in another database: applications of extended data are registered
+    /// there, named records and dictionaries are merged by name.
+    OdDbObjectPtr wblockClone(OdDbIdMapping& mapping, OdDbObject* owner,
+                              bool isPrimary = true) const;
+    /// What `deepClone` of a class does. The base version, in this order:
+    ///  1. gives null if the mapping has this object as cloned;
+    ///  2. makes an object of the same class, files this one out (its only time), and adds the new
+    ///     one to the destination;
+    ///  3. files the new one in and enters the pair;
+    ///  4. for a primary clone, calls its `appendToOwner`;
+    ///  5. calls `subDeepClone` of each object that was filed as owned, in the order filed and the
+    ///     extension dictionary last; below some hundred levels that is put off to the end of the
+    ///     operation;
+    ///  6. gives the new one, open for write.
+    virtual OdDbObjectPtr subDeepClone(OdDbIdMapping& mapping, OdDbObject* owner,
+                                       bool isPrimary) const;
+    /// What `wblockClone` of a class does: as `subDeepClone`. Objects that are referred to by hard
+    /// pointers are cloned after all that are owned.
+    virtual OdDbObjectPtr subWblockClone(OdDbIdMapping& mapping, OdDbObject* owner,
+                                         bool isPrimary) const;
+    /// Called on a primary clone, whose owner id is set already, with its owner open for write. The
+    /// base version lets the owner list it: a block its entities, a dictionary or a symbol table by
+    /// the name of the source, or one made of it if that is taken.
+    virtual void appendToOwner(OdDbIdPair& pair, OdDbObject* owner, OdDbIdMapping& mapping);
+    /// Called on each clone at the end of an operation, when all its references are final.
+    virtual void cloneFinished(OdDbIdMapping& mapping);
+    /// @}
+
     /// \name Erasing
     /// @{
     /// Erases the object, or brings it back. It stays in memory and its id stays valid.
@@ -167,6 +221,7 @@ public:
     /// \name Notices, called on a reactor that is open for notify
     /// The base versions do nothing.
     /// @{
+    /// At the end of the operation in which `newObject` was cloned from `object`.
     virtual void copied(OdDbObject const* object, OdDbObject const* newObject);
     /// From inside `erase`, when the state has changed already.
     virtual void erased(OdDbObject const* object, bool erasing);
@@ -214,6 +269,10 @@ public:
 protected:
     /// Tells a container of names that an object which it owns was erased or has come back.
     virtual void ownedObjectErased(OdDbObjectId id, bool erasing);
+    /// Tells a container of names that an object has got another owner.
+    virtual void ownedObjectLeft(OdDbObjectId id);
+    /// Lets a container list a clone that it owns. The base version does nothing.
+    virtual void takeClone(OdDbIdPair const& pair, OdDbObject& clone, OdDbIdMapping& mapping);
 
     /// Told before a change of an object that is in no database. The base does nothing; a database
     /// records the change as one of its own settings.
@@ -254,6 +313,9 @@ private:
     bool recordsUndo() const noexcept;
     bool hasPersistentReactorUnchecked(OdDbObjectId id) const;
     void tellOwnerOfErase(bool erasing);
+    void tellOwnerOfLeaving(OdDbObjectId before);
+    /// A dictionary or symbol table, opened for write; null for any other object.
+    static OdDbObjectPtr openContainerOfNames(OdDbObjectId id);
     /// Announces a change of a base field; gives a filer that stands behind the opcode, or null.
     OdDbDwgFiler* beginBaseChange(std::uint8_t opcode, bool recordModified);
     Extras& extras();

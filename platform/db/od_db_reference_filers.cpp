@@ -6,19 +6,15 @@ RX_DEFINE_CLASS(OdDbPurgeFiler, OdDbMemoryFiler, odrxCreateNothing, L"OdDbPurgeF
 OdDbIdXlateFiler::OdDbIdXlateFiler(OdDbDatabase* database, OdDbIdMapping const& mapping)
     : OdDbMemoryFiler(OdDb::FilerType::kIdXlateFiler, database), m_mapping(mapping)
 {
-    for (const auto at = mapping.newIterator(); !at->done(); at->next()) {
-        m_values.insert(at->getMap().value());
-    }
 }
 
 OdDbObjectId OdDbIdXlateFiler::translate(OdDbObjectId id, bool isOwnership) const
 {
-    if (id.isNull() || m_values.count(id) != 0) {
+    if (id.isNull() || m_mapping.isValue(id)) {
         return id;
     }
-    OdDbIdPair pair(id);
-    if (m_mapping.compute(pair)) {
-        return pair.value();
+    if (OdDbIdPair const* pair = m_mapping.find(id)) {
+        return pair->value();
     }
     return isOwnership || id.database() != database() ? OdDbObjectId::kNull : id;
 }

@@ -17,7 +17,7 @@ class OdDbIdXlateFiler : public OdDbMemoryFiler
     RX_DECLARE_CLASS(OdDbIdXlateFiler);
 
 public:
-    /// \param mapping  Borrowed; its pairs are read once, here.
+    /// \param mapping  Borrowed.
     OdDbIdXlateFiler(OdDbDatabase* database, OdDbIdMapping const& mapping);
 
     OdDbObjectId rdSoftOwnershipId() override;
@@ -29,7 +29,6 @@ private:
     OdDbObjectId translate(OdDbObjectId id, bool isOwnership) const;
 
     OdDbIdMapping const& m_mapping;
-    std::unordered_set<OdDbObjectId> m_values;
 };
 
 /// Finds out what an object keeps from being purged: the objects that it refers to hard. Fields

@@ -1,6 +1,6 @@
 #include "db/od_db_symbol_table.h"
 
-#include "db/od_db_database.h"
+#include "db/od_db_clone_impl.h"
 #include "db/od_db_filer.h"
 #include "root/od_error.h"
 
@@ -148,6 +148,37 @@ void OdDbSymbolTable::ownedObjectErased(OdDbObjectId id, bool erasing)
         }
     }
     m_index.setErased(id, erasing);
+}
+
+void OdDbSymbolTable::ownedObjectLeft(OdDbObjectId id)
+{
+    if (OdString const* name = m_index.nameOf(id)) {
+        m_index.remove(OdString(*name));
+    }
+}
+
+void OdDbSymbolTable::takeClone(OdDbIdPair const& /*pair*/, OdDbObject& clone,
+                                OdDbIdMapping& mapping)
+{
+    if (!clone.isKindOf(recordClass())) {
+        throw OdError_NotThatKindOfClass(clone.isA(), recordClass());
+    }
+    auto& record = static_cast<OdDbSymbolTableRecord&>(clone);
+    record.m_name = nameForClone(record.m_name, mapping);
+    m_index.insert(record.m_name, clone.objectId());
+}
+
+OdString OdDbSymbolTable::nameForClone(OdString const& name, OdDbIdMapping const& mapping)
+{
+    OdString result = name;
+    if (mapping.duplicateRecordCloning() == OdDb::DuplicateRecordCloning::kDrcUnmangleName) {
+        result = odDbUnmangledName(name);
+    }
+    if (!has(result)) {
+        return result;
+    }
+    return odDbMangledName(odDbManglingPrefix(mapping), name,
+                           [this](OdString const& tried) { return has(tried); });
 }
 
 OdResult OdDbSymbolTable::dwgInFields(OdDbDwgFiler* filer)

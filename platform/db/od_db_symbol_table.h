@@ -31,6 +31,8 @@ protected:
     OdDbSymbolTableRecord();
 
 private:
+    friend class OdDbSymbolTable;
+
     OdString m_name;
 };
 
@@ -68,6 +70,12 @@ protected:
     /// The kind of record that the table holds.
     virtual OdRxClass* recordClass() const;
     void ownedObjectErased(OdDbObjectId id, bool erasing) override;
+    void ownedObjectLeft(OdDbObjectId id) override;
+    /// Adds a clone of a record under its name, or under one made of it if that is taken. A clone of
+    /// another kind is refused with OdError_NotThatKindOfClass.
+    void takeClone(OdDbIdPair const& pair, OdDbObject& clone, OdDbIdMapping& mapping) override;
+    /// A name for a clone of a record.
+    virtual OdString nameForClone(OdString const& name, OdDbIdMapping const& mapping);
 
 private:
     friend class OdDbSymbolTableIterator;

@@ -310,7 +310,7 @@ class IdMapping : public DatabaseTest
 {
 };
 
-TEST_F(IdMapping, HoldsEachKeyOnceInOrderOfIds)
+TEST_F(IdMapping, HoldsEachKeyOnceInTheOrderOfEntering)
 {
     const OdDbObjectId a = addBag();
     const OdDbObjectId b = addBag();
@@ -327,9 +327,10 @@ TEST_F(IdMapping, HoldsEachKeyOnceInOrderOfIds)
     EXPECT_FALSE(pair.isOwnerTranslated());
     EXPECT_EQ(mapping->size(), 2U);
     const auto at = mapping->newIterator();
-    EXPECT_EQ(at->getMap().key(), a);
-    at->next();
     EXPECT_EQ(at->getMap().key(), b);
+    at->next();
+    EXPECT_EQ(at->getMap().key(), a);
+    EXPECT_TRUE(at->getMap().value().isNull());
     at->next();
     EXPECT_TRUE(at->done());
 }

@@ -302,12 +302,19 @@ TEST_F(Dictionary, RemovesAnEntryAndErasesWhatItOwned)
     EXPECT_EQ(m_dictionary->numEntries(), 0U);
 }
 
-TEST_F(Dictionary, RemovesAnEntryWithoutErasingWhatAnotherOwns)
+TEST_F(Dictionary, LosesTheEntryOfAnObjectThatGetsAnotherOwner)
 {
     const OdDbObjectId id = set(L"x");
+    m_db->startUndoRecord();
     writeBag(id)->setOwnerId(OdDbObjectId::kNull);
-    EXPECT_EQ(m_dictionary->remove(L"x"), id);
+    EXPECT_EQ(m_dictionary->numEntries(), 0U);
+    EXPECT_TRUE(m_dictionary->remove(L"x").isNull());
     EXPECT_FALSE(id.isErased());
+    EXPECT_EQ(m_db->undo(), kOdOk);
+    EXPECT_EQ(m_dictionary->getAt(L"x"), id);
+    EXPECT_EQ(resident(id).ownerId(), m_dictionary->objectId());
+    EXPECT_EQ(m_db->redo(), kOdOk);
+    EXPECT_EQ(m_dictionary->numEntries(), 0U);
 }
 
 TEST_F(Dictionary, LosesTheNameOfAnObjectThatRefusesToBeErased)

@@ -1,0 +1,486 @@
+#include "db/od_db_clone_impl.h"
+#include "db/od_db_database_impl.h"
+#include "db/od_db_proxy_object.h"
+#include "db/od_db_reference_filers.h"
+#include "root/od_assert.h"
+#include "root/od_error.h"
+
+#include <exception>
+#include <utility>
+
+namespace {
+
+/// Levels of ownership that are followed by calls; what lies deeper is put off to the end of the
+/// operation, so that no chain of owners is too long for the stack.
+constexpr int kDeepestLevel = 256;
+
+/// Holds an object open for write, and gives back just that afterwards.
+class WriteHold
+{
+public:
+    explicit WriteHold(OdDbObject& object)
+        : m_object(object.objectId().safeOpenObject(OdDb::kForWrite))
+    {
+    }
+    WriteHold(WriteHold const&) = delete;
+    WriteHold& operator=(WriteHold const&) = delete;
+    ~WriteHold() { m_object->downgradeOpen(); }
+
+    OdDbObject& operator*() const { return *m_object; }
+
+private:
+    OdDbObjectPtr m_object;
+};
+
+/// Adds to a number for as long as it lives.
+class LevelGuard
+{
+public:
+    explicit LevelGuard(int& level) : m_level(level) { ++m_level; }
+    LevelGuard(LevelGuard const&) = delete;
+    LevelGuard& operator=(LevelGuard const&) = delete;
+    ~LevelGuard() { --m_level; }
+
+private:
+    int& m_level;
+};
+
+void reportFailure(char const* text)
+{
+    odReportAssert("clone operation is taken back", text, __FILE__, __LINE__);
+}
+
+OdDbDatabase& databaseOf(OdDbObject const& source)
+{
+    if (source.objectId().isNull()) {
+        throw OdError(kOdNotInDatabase);
+    }
+    return *source.database();
+}
+
+/// The database that clones go to, by their owner.
+OdDbDatabase& destinationOf(OdDbIdMapping const& mapping, OdDbObject const* owner,
+                            OdDbDatabase& ofSource)
+{
+    if (owner == nullptr) {
+        return mapping.destDb() != nullptr ? *mapping.destDb() : ofSource;
+    }
+    if (owner->database() == nullptr) {
+        throw OdError(kOdNotInDatabase);
+    }
+    if (owner->isErased()) {
+        throw OdError(kOdWasErased);
+    }
+    return *owner->database();
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------------------------------------
+// What objects offer
+
+OdDbObjectPtr OdDbObject::deepClone(OdDbIdMapping& mapping, OdDbObject* owner, bool isPrimary) const
+{
+    OdDbDatabase& orig = databaseOf(*this);
+    OdDbDatabase& dest = destinationOf(mapping, owner, orig);
+    if (&orig != &dest) {
+        throw OdError(kOdWrongDatabase);
+    }
+    return mapping.operation().run(orig, dest, /*isDeferred=*/false,
+                                   [&] { return subDeepClone(mapping, owner, isPrimary); });
+}
+
+OdDbObjectPtr OdDbObject::wblockClone(OdDbIdMapping& mapping, OdDbObject* owner,
+                                      bool isPrimary) const
+{
+    OdDbDatabase& orig = databaseOf(*this);
+    OdDbDatabase& dest = destinationOf(mapping, owner, orig);
+    return mapping.operation().run(orig, dest, /*isDeferred=*/false,
+                                   [&] { return subWblockClone(mapping, owner, isPrimary); });
+}
+
+OdDbObjectPtr OdDbObject::subDeepClone(OdDbIdMapping& mapping, OdDbObject* owner,
+                                       bool isPrimary) const
+{
+    return mapping.operation().clone(OdDb::FilerType::kDeepCloneFiler, *this, owner, isPrimary);
+}
+
+OdDbObjectPtr OdDbObject::subWblockClone(OdDbIdMapping& mapping, OdDbObject* owner,
+                                         bool isPrimary) const
+{
+    return mapping.operation().clone(OdDb::FilerType::kWblockCloneFiler, *this, owner, isPrimary);
+}
+
+void OdDbObject::appendToOwner(OdDbIdPair& pair, OdDbObject* owner, OdDbIdMapping& mapping)
+{
+    if (owner != nullptr) {
+        owner->takeClone(pair, *this, mapping);
+    }
+}
+
+void OdDbObject::takeClone(OdDbIdPair const& /*pair*/, OdDbObject& /*clone*/,
+                           OdDbIdMapping& /*mapping*/)
+{
+}
+
+void OdDbObject::cloneFinished(OdDbIdMapping& /*mapping*/) {}
+
+// ---------------------------------------------------------------------------------------------
+// The course of an operation
+
+void OdDbCloneOperation::setDatabases(OdDbDatabase& orig, OdDbDatabase& dest)
+{
+    const bool isBusy = m_isUnderWay || !m_waiting.empty();
+    if (isBusy && (m_mapping.origDb() != &orig || m_mapping.destDb() != &dest)) {
+        throw OdError(kOdWrongDatabase);
+    }
+    m_mapping.setOrigDb(&orig);
+    m_mapping.setDestDb(&dest);
+}
+
+void OdDbCloneOperation::begin()
+{
+    m_keptOrig = m_mapping.origDb();
+    m_keptDest = m_mapping.destDb();
+    m_waitingBefore = m_waiting.size();
+    m_copiedBefore = m_copied.size();
+    m_pairsBefore = m_mapping.size();
+    m_mapping.destDb()->startTransaction();
+    m_isUnderWay = true;
+}
+
+void OdDbCloneOperation::finish(bool isDeferred)
+{
+    cloneRest();
+    if (!isDeferred) {
+        translateWaiting();
+    }
+    m_keptDest->endTransaction();
+    m_isUnderWay = false;
+    if (isDeferred) {
+        return;
+    }
+    ++m_mapping.m_epoch;
+    // The operation is over: whoever is told of it may start another one.
+    const OdDbDatabasePtr orig = std::exchange(m_keptOrig, OdDbDatabasePtr());
+    const OdDbDatabasePtr dest = std::exchange(m_keptDest, OdDbDatabasePtr());
+    const std::vector<Waiting> closing = std::exchange(m_waiting, {});
+    const std::vector<Copied> copied = std::exchange(m_copied, {});
+    for (Copied const& one : copied) {
+        OdDbObjectAccess::sendCopied(*one.source, *one.clone);
+    }
+}
+
+void OdDbCloneOperation::abandon() noexcept
+{
+    m_putOff.clear();
+    m_reached.clear();
+    m_entering = nullptr;
+    m_takesRoots = false;
+    m_level = 0;
+    try {
+        // Nobody was told of the clones, and what they refer to may lie in another database.
+        OdStaticRxObject<OdDbIdXlateFiler> filer(m_keptDest.get(), m_mapping);
+        for (std::size_t index = m_waitingBefore; index < m_waiting.size(); ++index) {
+            Waiting const& waiting = m_waiting[index];
+            if (waiting.isReplaced) {
+                continue;
+            }
+            OdDbObjectAccess::setReactors(*waiting.clone, {});
+            try {
+                translate(filer, m_scratch.bytes, waiting);
+            } catch (std::exception const& error) {
+                reportFailure(error.what());
+            }
+        }
+        m_keptDest->abortTransaction();
+        // The transaction has no record of them if recording is stopped.
+        for (std::size_t index = m_waiting.size(); index > m_waitingBefore; --index) {
+            Waiting const& waiting = m_waiting[index - 1];
+            if (!waiting.isReplaced && !waiting.clone->isErased()) {
+                OdDbObjectAccess::setErased(*waiting.clone, true);
+                OdDbObjectAccess::tellOwnerOfErase(*waiting.clone, true);
+            }
+        }
+    } catch (std::exception const& error) {
+        reportFailure(error.what());
+    } catch (...) {
+        reportFailure("unknown exception");
+    }
+    m_mapping.dropPairs(m_pairsBefore);
+    m_waiting.resize(m_waitingBefore);
+    m_copied.resize(m_copiedBefore);
+    m_isUnderWay = false;
+    if (m_waiting.empty()) {
+        m_keptOrig.release();
+        m_keptDest.release();
+    }
+}
+
+void OdDbCloneOperation::finishLeftOver() noexcept
+{
+    if (m_waiting.empty() && m_putOff.empty() && m_reached.empty()) {
+        return;
+    }
+    try {
+        const OdDbDatabasePtr orig(m_mapping.origDb());
+        const OdDbDatabasePtr dest(m_mapping.destDb());
+        run(*orig, *dest, /*isDeferred=*/false, [] {});
+    } catch (std::exception const& error) {
+        reportFailure(error.what());
+    } catch (...) {
+        reportFailure("unknown exception");
+    }
+}
+
+/// What is owned comes before what is pointed to, so that an object that is both is owned.
+void OdDbCloneOperation::cloneRest()
+{
+    while (!m_putOff.empty() || !m_reached.empty()) {
+        const std::vector<PutOff> putOff = std::exchange(m_putOff, {});
+        for (PutOff const& one : putOff) {
+            cloneOne(one.type, one.source, *one.owner);
+        }
+        if (!putOff.empty()) {
+            continue;
+        }
+        const std::vector<OdDbObjectId> reached = std::exchange(m_reached, {});
+        for (OdDbObjectId id : reached) {
+            reach(id);
+        }
+    }
+}
+
+void OdDbCloneOperation::translateWaiting()
+{
+    OdStaticRxObject<OdDbIdXlateFiler> filer(m_keptDest.get(), m_mapping);
+    OdDbMemoryFiler::Bytes bytes;
+    std::size_t finished = 0;
+    for (std::size_t translated = 0; translated < m_waiting.size();) {
+        for (; translated < m_waiting.size(); ++translated) {
+            translate(filer, bytes, m_waiting[translated]);
+        }
+        for (; finished < translated; ++finished) {
+            const OdDbObjectPtr clone = m_waiting[finished].clone;
+            clone->cloneFinished(m_mapping);
+        }
+        cloneRest();
+    }
+}
+
+void OdDbCloneOperation::translate(OdDbIdXlateFiler& filer, OdDbMemoryFiler::Bytes& bytes,
+                                   Waiting const& waiting)
+{
+    OdDbObject& clone = *waiting.clone;
+    if (clone.objectId().isNull()) {
+        return;  // a proxy that its own class has replaced
+    }
+    OdDbObjectId owner = clone.ownerId();
+    if (owner.isNull() && !waiting.sourceOwner.isNull()) {
+        OdDbIdPair const* pair = m_mapping.find(waiting.sourceOwner);
+        owner = pair != nullptr ? pair->value() : OdDbObjectId::kNull;
+    }
+    OdDbObjectAccess::recordState(clone);
+    bytes.clear();
+    filer.writeTo(bytes);
+    OdDbObjectAccess::fileOut(clone, filer);
+    filer.rewindForReading();
+    const OdResult result = OdDbObjectAccess::fileIn(clone, filer);
+    OdDbObjectAccess::setOwner(clone, owner);
+    if (result != kOdOk) {
+        throw OdError(result);
+    }
+}
+
+// ---------------------------------------------------------------------------------------------
+// One object
+
+OdDbObjectPtr OdDbCloneOperation::clone(OdDb::FilerType type, OdDbObject const& source,
+                                        OdDbObject* owner, bool isPrimary)
+{
+    OdDbDatabase& orig = databaseOf(source);
+    if (!m_isUnderWay) {
+        OdDbDatabase& dest = destinationOf(m_mapping, owner, orig);
+        setDatabases(orig, dest);
+        m_keptOrig = &orig;
+        m_keptDest = &dest;
+    }
+    OdDbDatabase* dest = m_mapping.destDb();
+    if (m_mapping.origDb() != &orig || (owner != nullptr && owner->database() != dest)) {
+        throw OdError(kOdWrongDatabase);
+    }
+    const OdDbObjectId key = source.objectId();
+    OdDbIdPair const* known = m_mapping.find(key);
+    if (source.isErased() || (known != nullptr && known->isCloned())) {
+        return OdDbObjectPtr();
+    }
+    if (owner != nullptr && owner->objectId().isNull()) {
+        owner = nullptr;  // the database itself
+    }
+    const bool isListed = owner != nullptr && (isPrimary || m_entering == &source);
+    m_entering = nullptr;
+    OdDbObjectPtr replaced;
+    if (m_takesRoots && known != nullptr && isRootOfDestination(known->value())) {
+        replaced = known->value().safeOpenObject(OdDb::kForWrite);
+    } else if (isListed && type == OdDb::FilerType::kWblockCloneFiler) {
+        OdDbObjectId present;
+        switch (meet(source, *owner, present)) {
+        case Meeting::kMake:
+            break;
+        case Meeting::kUse:
+            m_mapping.assign(OdDbIdPair(key, present, /*isCloned=*/false));
+            return OdDbObjectPtr();
+        case Meeting::kMerge:
+            merge(source, present);
+            return OdDbObjectPtr();
+        case Meeting::kReplace:
+            replaced = emptied(present);
+            break;
+        }
+    }
+    std::vector<OdDbObjectId> owned;
+    const bool isNew = replaced.isNull();
+    OdDbObjectPtr result = copy(type, source, owner, isPrimary, std::move(replaced), owned);
+    if (isListed && isNew) {
+        list(*result, *owner, key, isPrimary);
+    }
+    if (!owned.empty()) {
+        cloneOwned(type, owned, result);
+    }
+    return result;
+}
+
+OdDbObjectPtr OdDbCloneOperation::newInstance(OdDbObject const& source, OdDbObjectId owner)
+{
+    OdDbDatabaseImpl& dest = m_mapping.destDb()->impl();
+    OdDbIdRecord const& record = *source.objectId().record();
+    if (record.has(OdDbIdRecord::kProxy)) {
+        OdDbObjectPtr proxy = odrxMake<OdDbProxyObject>();
+        const std::uint32_t cls = dest.addClass(m_mapping.origDb()->classRecord(record.classIndex));
+        dest.addAs(*proxy, owner, OdDbHandle(), cls);
+        proxy->objectId().record()->set(OdDbIdRecord::kProxy, true);
+        return proxy;
+    }
+    OdRxClass const* cls = source.isA();
+    OdRxObjectPtr made = cls != nullptr ? cls->create() : OdRxObjectPtr();
+    if (made.isNull()) {
+        throw OdError(kOdClassNotRegistered);
+    }
+    OdDbObjectPtr object = OdDbObjectPtr::attach(OdDbObjectPtr::internalQueryX(made.get()));
+    if (object.isNull()) {
+        throw OdError(kOdClassNotRegistered);
+    }
+    dest.add(*object, owner, OdDbHandle());
+    return object;
+}
+
+OdDbObjectPtr OdDbCloneOperation::copy(OdDb::FilerType type, OdDbObject const& source,
+                                       OdDbObject* owner, bool isPrimary, OdDbObjectPtr replaced,
+                                       std::vector<OdDbObjectId>& owned)
+{
+    Scratch scratch = std::exchange(m_scratch, {});
+    scratch.bytes.clear();
+    scratch.references.clear();
+    OdStaticRxObject<OdDbDeepCloneFiler> filer(type, source.database(), &m_mapping);
+    filer.writeTo(scratch.bytes);
+    filer.collectReferences(&scratch.references);
+    source.dwgOutFields(&filer);
+
+    const bool isReplaced = !replaced.isNull();
+    const OdDbObjectId ownerId = isReplaced         ? replaced->ownerId()
+                                 : owner != nullptr ? owner->objectId()
+                                                    : OdDbObjectId::kNull;
+    const bool hasOwner = isReplaced || owner != nullptr;
+    OdDbObjectPtr result = isReplaced ? std::move(replaced) : newInstance(source, ownerId);
+    OdDbObjectIdArray reactors = OdDbObjectAccess::reactors(*result);
+    m_waiting.push_back({result, hasOwner ? OdDbObjectId::kNull : source.ownerId(), isReplaced});
+    filer.rewindForReading();
+    const OdResult read = OdDbObjectAccess::fileIn(*result, filer);
+    OdDbObjectAccess::setOwner(*result, ownerId);
+    if (read != kOdOk) {
+        throw OdError(read);
+    }
+    if (!reactors.isEmpty()) {
+        reactors.append(OdDbObjectAccess::reactors(*result));
+        OdDbObjectAccess::setReactors(*result, reactors);
+    }
+    if (m_mapping.origDb() != m_mapping.destDb()) {
+        OdDbObjectAccess::registerApps(*result, *m_mapping.destDb());
+    }
+    m_mapping.assign(OdDbIdPair(source.objectId(), result->objectId(), /*isCloned=*/true, isPrimary,
+                                /*isOwnerTranslated=*/hasOwner));
+    if (OdDbObjectAccess::hasReactors(source)) {
+        m_copied.push_back({const_cast<OdDbObject*>(&source), result});
+    }
+    sortReferences(type, source, scratch.references, owned);
+    m_scratch = std::move(scratch);
+    return result;
+}
+
+void OdDbCloneOperation::sortReferences(OdDb::FilerType type, OdDbObject const& source,
+                                        std::vector<OdDbReference> const& references,
+                                        std::vector<OdDbObjectId>& owned)
+{
+    const OdDbObjectId dictionary = OdDbObjectAccess::extensionDictionary(source);
+    bool hasDictionary = false;
+    for (OdDbReference const& reference : references) {
+        if (reference.id.isNull() || reference.type == OdDb::ReferenceType::kSoftPointerRef) {
+            continue;
+        }
+        if (reference.type != OdDb::ReferenceType::kHardPointerRef) {
+            if (reference.id == dictionary) {
+                hasDictionary = true;
+            } else {
+                owned.push_back(reference.id);
+            }
+        } else if (type == OdDb::FilerType::kWblockCloneFiler &&
+                   m_mapping.find(reference.id) == nullptr) {
+            m_reached.push_back(reference.id);
+        }
+    }
+    // What hangs on an object may ask the mapping what became of all else that it owns.
+    if (hasDictionary) {
+        owned.push_back(dictionary);
+    }
+}
+
+void OdDbCloneOperation::list(OdDbObject& clone, OdDbObject& owner, OdDbObjectId key,
+                              bool isPrimary)
+{
+    const WriteHold hold(owner);
+    OdDbIdPair pair = *m_mapping.find(key);
+    if (isPrimary) {
+        clone.appendToOwner(pair, &*hold, m_mapping);
+    } else {
+        OdDbObjectAccess::takeClone(*hold, pair, clone, m_mapping);
+    }
+}
+
+void OdDbCloneOperation::cloneOwned(OdDb::FilerType type, std::vector<OdDbObjectId> const& owned,
+                                    OdDbObjectPtr const& clone)
+{
+    const LevelGuard level(m_level);
+    for (OdDbObjectId id : owned) {
+        if (m_mapping.isValue(id)) {
+            continue;  // the operation has made it itself
+        }
+        if (m_level > kDeepestLevel) {
+            m_putOff.push_back({id, clone, type});
+        } else {
+            cloneOne(type, id, *clone);
+        }
+    }
+}
+
+void OdDbCloneOperation::cloneOne(OdDb::FilerType type, OdDbObjectId id, OdDbObject& owner)
+{
+    const OdDbObjectPtr source = id.openObject(OdDb::kForRead);
+    if (source.isNull() || source->database() != m_mapping.origDb()) {
+        return;
+    }
+    if (type == OdDb::FilerType::kWblockCloneFiler) {
+        (void)source->subWblockClone(m_mapping, &owner, /*isPrimary=*/false);
+    } else {
+        (void)source->subDeepClone(m_mapping, &owner, /*isPrimary=*/false);
+    }
+}

@@ -1,0 +1,413 @@
+// Named objects that are cloned to where their names may stand already.
+
+#include "db/od_db_block_table.h"
+#include "db/od_db_clone_impl.h"
+#include "db/od_db_database_impl.h"
+#include "db/od_db_dictionary.h"
+#include "db/od_db_simple_tables.h"
+#include "db/od_db_xrecord.h"
+#include "root/od_error.h"
+
+#include <algorithm>
+#include <array>
+
+namespace {
+
+/// Objects of every drawing, those of one for those of another.
+constexpr std::array kRoots = {
+    &OdDbHeader::regAppTable,     &OdDbHeader::linetypeTable,   &OdDbHeader::layerTable,
+    &OdDbHeader::blockTable,      &OdDbHeader::namedObjects,    &OdDbHeader::modelSpace,
+    &OdDbHeader::paperSpace,      &OdDbHeader::layerZero,       &OdDbHeader::linetypeContinuous,
+    &OdDbHeader::linetypeByLayer, &OdDbHeader::linetypeByBlock,
+};
+/// The first of them own all that has a name.
+constexpr std::size_t kContainers = 5;
+
+/// Owners that were read from a file may form a ring.
+constexpr int kDeepestDictionary = 100;
+
+/// Between the parts of a mangled name.
+constexpr wchar_t kMangle = L'$';
+
+OdDb::DuplicateRecordCloning styleOf(OdDbObject const& source, OdDbIdMapping const& mapping)
+{
+    if (source.isKindOf(OdDbXrecord::desc())) {
+        const auto own = static_cast<OdDbXrecord const&>(source).duplicateRecordCloning();
+        if (own != OdDb::DuplicateRecordCloning::kDrcNotApplicable &&
+            own != OdDb::DuplicateRecordCloning::kDrcIgnore) {
+            return own;
+        }
+    }
+    return source.isKindOf(OdDbRegAppTableRecord::desc()) ? OdDb::DuplicateRecordCloning::kDrcIgnore
+                                                          : mapping.duplicateRecordCloning();
+}
+
+bool isMangling(OdDb::DuplicateRecordCloning style)
+{
+    return style == OdDb::DuplicateRecordCloning::kDrcMangleName ||
+           style == OdDb::DuplicateRecordCloning::kDrcXrefMangleName;
+}
+
+}  // namespace
+
+OdString odDbNameInOwner(OdDbObject const& object)
+{
+    const OdDbObjectPtr owner = object.ownerId().openObject(OdDb::kForRead, /*openErased=*/true);
+    if (owner.isNull() || !owner->isKindOf(OdDbDictionary::desc())) {
+        return OdString();
+    }
+    return static_cast<OdDbDictionary const&>(*owner).nameAt(object.objectId());
+}
+
+OdString odDbManglingPrefix(OdDbIdMapping const& mapping)
+{
+    if (mapping.duplicateRecordCloning() != OdDb::DuplicateRecordCloning::kDrcXrefMangleName ||
+        mapping.origDb() == nullptr) {
+        return OdString();
+    }
+    // The drawing's name without folder and ending.
+    const OdString path = mapping.origDb()->getFilename();
+    const int length = static_cast<int>(path.getLength());
+    int start = 0;
+    int end = length;
+    for (int index = 0; index < length; ++index) {
+        if (path.getAt(index) == L'/' || path.getAt(index) == L'\\') {
+            start = index + 1;
+            end = length;
+        } else if (path.getAt(index) == L'.') {
+            end = index;
+        }
+    }
+    return end > start ? path.mid(start, end - start) : path.mid(start);
+}
+
+OdString odDbMangledName(OdString const& prefix, OdString const& name,
+                         std::function<bool(OdString const&)> const& isTaken)
+{
+    OdString result;
+    for (unsigned number = 0; result.isEmpty() || isTaken(result); ++number) {
+        OdString middle;
+        middle.format(L"%lc%u%lc", static_cast<wint_t>(kMangle), number,
+                      static_cast<wint_t>(kMangle));
+        result = prefix + middle + name;
+    }
+    return result;
+}
+
+OdString odDbUnmangledName(OdString const& name)
+{
+    const int length = static_cast<int>(name.getLength());
+    for (int first = 0; first < length; ++first) {
+        if (name.getAt(first) != kMangle) {
+            continue;
+        }
+        int at = first + 1;
+        while (at < length && name.getAt(at) >= L'0' && name.getAt(at) <= L'9') {
+            ++at;
+        }
+        if (at > first + 1 && at + 1 < length && name.getAt(at) == kMangle) {
+            return name.mid(at + 1);
+        }
+    }
+    return name;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Standard objects
+
+void OdDbCloneOperation::mapRoots()
+{
+    OdDbHeader const& from = m_mapping.origDb()->impl().header;
+    OdDbHeader const& to = m_mapping.destDb()->impl().header;
+    if (&from == &to) {
+        return;
+    }
+    for (auto root : kRoots) {
+        if (!(from.*root).isNull() && m_mapping.find(from.*root) == nullptr) {
+            m_mapping.assign(OdDbIdPair(from.*root, to.*root, /*isCloned=*/false));
+        }
+    }
+}
+
+bool OdDbCloneOperation::isRootOfDestination(OdDbObjectId id) const
+{
+    OdDbHeader const& header = m_mapping.destDb()->impl().header;
+    return !id.isNull() &&
+           std::any_of(kRoots.begin(), kRoots.end(), [&](auto root) { return header.*root == id; });
+}
+
+void OdDbCloneOperation::cloneIntoRoots()
+{
+    m_takesRoots = true;
+    OdDbHeader const& from = m_mapping.origDb()->impl().header;
+    for (std::size_t index = 0; index < kContainers; ++index) {
+        const OdDbObjectPtr container = (from.*kRoots[index]).openObject(OdDb::kForRead);
+        if (!container.isNull()) {
+            (void)container->wblockClone(m_mapping, nullptr, /*isPrimary=*/false);
+        }
+    }
+    cloneRest();
+    m_takesRoots = false;
+}
+
+void OdDbCloneOperation::mapOwner(OdDbObjectId sourceOwner, OdDbObjectId owner)
+{
+    const auto isBlock = [](OdDbObjectId id) {
+        OdRxClass const* cls = id.objectClass();
+        return cls != nullptr && cls->isDerivedFrom(OdDbBlockTableRecord::desc());
+    };
+    if (sourceOwner == owner || !isBlock(sourceOwner) || !isBlock(owner)) {
+        return;
+    }
+    OdDbIdPair const* known = m_mapping.find(sourceOwner);
+    if (known == nullptr || (!known->isCloned() && isRootOfDestination(known->value()))) {
+        m_mapping.assign(OdDbIdPair(sourceOwner, owner, /*isCloned=*/false));
+    }
+}
+
+// ---------------------------------------------------------------------------------------------
+// Meeting of names
+
+OdDbCloneOperation::Meeting OdDbCloneOperation::meet(OdDbObject const& source, OdDbObject& owner,
+                                                     OdDbObjectId& present) const
+{
+    if (owner.isKindOf(OdDbSymbolTable::desc())) {
+        return meetRecord(source, owner, present);
+    }
+    return owner.isKindOf(OdDbDictionary::desc()) ? meetEntry(source, owner, present)
+                                                  : Meeting::kMake;
+}
+
+OdDbCloneOperation::Meeting OdDbCloneOperation::meetRecord(OdDbObject const& source,
+                                                           OdDbObject& owner,
+                                                           OdDbObjectId& present) const
+{
+    if (!source.isKindOf(OdDbSymbolTableRecord::desc())) {
+        return Meeting::kMake;  // listing refuses it
+    }
+    if (source.isKindOf(OdDbBlockTableRecord::desc()) &&
+        static_cast<OdDbBlockTableRecord const&>(source).isAnonymous()) {
+        return Meeting::kMake;  // gets a name of its own
+    }
+    OdString name = static_cast<OdDbSymbolTableRecord const&>(source).getName();
+    const OdDb::DuplicateRecordCloning style = styleOf(source, m_mapping);
+    if (style == OdDb::DuplicateRecordCloning::kDrcUnmangleName) {
+        name = odDbUnmangledName(name);
+    }
+    const OdDbSymbolTablePtr table(&owner);
+    present = table->getAt(name);
+    if (present.isNull()) {
+        return Meeting::kMake;
+    }
+    if (isRootOfDestination(present) || present.objectClass() != source.isA()) {
+        return Meeting::kUse;
+    }
+    if (isMangling(style)) {
+        return Meeting::kMake;
+    }
+    const bool isReplaced = style == OdDb::DuplicateRecordCloning::kDrcReplace &&
+                            !(present == source.objectId()) && !m_mapping.isValue(present);
+    return isReplaced ? Meeting::kReplace : Meeting::kUse;
+}
+
+OdDbCloneOperation::Meeting OdDbCloneOperation::meetEntry(OdDbObject const& source,
+                                                          OdDbObject& owner,
+                                                          OdDbObjectId& present) const
+{
+    const OdString name = odDbNameInOwner(source);
+    const OdDbDictionaryPtr dictionary(&owner);
+    present = name.isEmpty() ? OdDbObjectId::kNull : dictionary->getAt(name);
+    if (present.isNull()) {
+        return Meeting::kMake;
+    }
+    const bool isItself = present == source.objectId();
+    OdRxClass const* cls = present.objectClass();
+    if (!isItself && cls != nullptr && cls->isDerivedFrom(OdDbDictionary::desc()) &&
+        source.isKindOf(OdDbDictionary::desc())) {
+        return Meeting::kMerge;
+    }
+    const OdDb::DuplicateRecordCloning style = styleOf(source, m_mapping);
+    if (isMangling(style)) {
+        return Meeting::kMake;
+    }
+    if (style != OdDb::DuplicateRecordCloning::kDrcReplace || isItself ||
+        m_mapping.isValue(present)) {
+        return Meeting::kUse;
+    }
+    if (cls != nullptr && cls == source.isA()) {
+        return Meeting::kReplace;
+    }
+    dictionary->upgradeOpen();
+    dictionary->remove(name);
+    dictionary->downgradeOpen();
+    return Meeting::kMake;
+}
+
+/// The object whose content is to be replaced, without what it owns.
+OdDbObjectPtr OdDbCloneOperation::emptied(OdDbObjectId id)
+{
+    OdDbObjectPtr object = id.safeOpenObject(OdDb::kForWrite);
+    object->assertWriteEnabled();
+    std::vector<OdDbReference> references;
+    std::vector<OdDbObjectPtr> left{object};
+    while (!left.empty()) {
+        const OdDbObjectPtr at = left.back();
+        left.pop_back();
+        references.clear();
+        OdStaticRxObject<OdDbMemoryFiler> filer(OdDb::FilerType::kPurgeFiler, at->database());
+        filer.collectReferences(&references);
+        OdDbObjectAccess::fileOut(*at, filer);
+        if (!(at == object)) {
+            (void)at->erase(true);
+        }
+        for (OdDbReference const& reference : references) {
+            if (reference.type == OdDb::ReferenceType::kSoftPointerRef ||
+                reference.type == OdDb::ReferenceType::kHardPointerRef) {
+                continue;
+            }
+            OdDbObjectPtr owned = reference.id.openObject(OdDb::kForWrite);
+            if (!owned.isNull() && owned->ownerId() == at->objectId()) {
+                left.push_back(std::move(owned));
+            }
+        }
+    }
+    return object;
+}
+
+void OdDbCloneOperation::merge(OdDbObject const& source, OdDbObjectId target)
+{
+    m_mapping.assign(OdDbIdPair(source.objectId(), target, /*isCloned=*/false));
+    const OdDbObjectPtr into = target.safeOpenObject(OdDb::kForWrite);
+    std::vector<OdDbObjectId> entries;
+    for (const auto at = static_cast<OdDbDictionary const&>(source).newIterator(); !at->done();
+         at->next()) {
+        entries.push_back(at->objectId());
+    }
+    for (OdDbObjectId id : entries) {
+        enter(id, *into);
+    }
+    cloneExtensionDictionary(source, *into);
+}
+
+void OdDbCloneOperation::enter(OdDbObjectId id, OdDbObject& owner)
+{
+    const OdDbObjectPtr source = id.openObject(OdDb::kForRead);
+    if (source.isNull() || source->database() != m_mapping.origDb()) {
+        return;
+    }
+    m_entering = source.get();
+    (void)source->subWblockClone(m_mapping, &owner, /*isPrimary=*/false);
+    m_entering = nullptr;
+}
+
+void OdDbCloneOperation::cloneExtensionDictionary(OdDbObject const& source, OdDbObject& target)
+{
+    const OdDbObjectId id = source.extensionDictionary();
+    const OdDbObjectPtr dictionary = id.openObject(OdDb::kForRead);
+    if (dictionary.isNull() || !dictionary->isKindOf(OdDbDictionary::desc())) {
+        return;
+    }
+    const OdDbObjectId present = target.extensionDictionary();
+    if (!present.isNull()) {
+        merge(*dictionary, present);
+        return;
+    }
+    const OdDbObjectPtr clone = dictionary->subWblockClone(m_mapping, &target, /*isPrimary=*/false);
+    if (!clone.isNull()) {
+        OdDbObjectAccess::setExtensionDictionary(target, clone->objectId());
+    }
+}
+
+// ---------------------------------------------------------------------------------------------
+// What hard pointers lead to
+
+void OdDbCloneOperation::reach(OdDbObjectId id)
+{
+    if (m_mapping.find(id) != nullptr || m_mapping.isValue(id)) {
+        return;
+    }
+    const OdDbObjectPtr source = id.openObject(OdDb::kForRead);
+    if (source.isNull() || source->database() != m_mapping.origDb()) {
+        return;
+    }
+    const OdDbObjectId sourceOwner = source->ownerId();
+    const OdDbObjectId ownerId = counterpartOf(sourceOwner, 0);
+    if (m_mapping.find(id) != nullptr) {
+        return;  // it came with its owner
+    }
+    const OdDbObjectPtr owner = ownerId.openObject(OdDb::kForWrite);
+    const bool ofBlock = !sourceOwner.isNull() && sourceOwner.objectClass() != nullptr &&
+                         sourceOwner.objectClass()->isDerivedFrom(OdDbBlockTableRecord::desc());
+    if (owner.isNull() && ofBlock) {
+        m_mapping.assign(OdDbIdPair(id, OdDbObjectId::kNull, /*isCloned=*/false));
+        return;  // an entity of a block for which the destination has one of its own
+    }
+    m_entering = source.get();
+    (void)source->subWblockClone(m_mapping, owner.get(), /*isPrimary=*/false);
+    m_entering = nullptr;
+}
+
+/// What owns in the destination what `owner` owns in the source; null if nothing does.
+OdDbObjectId OdDbCloneOperation::counterpartOf(OdDbObjectId owner, int depth)
+{
+    if (owner.isNull() || depth > kDeepestDictionary) {
+        return OdDbObjectId::kNull;
+    }
+    if (OdDbIdPair const* pair = m_mapping.find(owner)) {
+        return pair->value();
+    }
+    const OdDbObjectPtr object = owner.openObject(OdDb::kForRead);
+    if (object.isNull() || object->database() != m_mapping.origDb()) {
+        return OdDbObjectId::kNull;
+    }
+    if (m_mapping.origDb() == m_mapping.destDb()) {
+        return owner;
+    }
+    if (object->isKindOf(OdDbDictionary::desc())) {
+        return counterpartOfDictionary(*object, depth);
+    }
+    if (!object->isKindOf(OdDbBlockTableRecord::desc())) {
+        return OdDbObjectId::kNull;
+    }
+    reach(owner);  // the block comes whole
+    OdDbIdPair const* pair = m_mapping.find(owner);
+    return pair != nullptr && pair->isCloned() ? pair->value() : OdDbObjectId::kNull;
+}
+
+/// Dictionaries of the same place are one: found by name, or made.
+OdDbObjectId OdDbCloneOperation::counterpartOfDictionary(OdDbObject const& dictionary, int depth)
+{
+    const OdDbObjectId outerId = counterpartOf(dictionary.ownerId(), depth + 1);
+    const OdDbObjectPtr outer = outerId.openObject(OdDb::kForWrite);
+    if (outer.isNull()) {
+        return OdDbObjectId::kNull;
+    }
+    OdDbObjectId found;
+    if (outer->isKindOf(OdDbDictionary::desc())) {
+        const OdString name = odDbNameInOwner(dictionary);
+        if (name.isEmpty()) {
+            return OdDbObjectId::kNull;
+        }
+        OdDbDictionary& names = static_cast<OdDbDictionary&>(*outer);
+        found = names.getAt(name);
+        OdRxClass const* cls = found.objectClass();
+        if (cls == nullptr || !cls->isDerivedFrom(OdDbDictionary::desc())) {
+            if (!found.isNull()) {
+                return OdDbObjectId::kNull;  // the name means something else there
+            }
+            const OdDbDictionaryPtr made = OdDbDictionary::createObject();
+            made->setHardOwner(static_cast<OdDbDictionary const&>(dictionary).isHardOwner());
+            found = names.setAt(name, made.get());
+        }
+    } else {
+        const OdDbObjectPtr sourceOuter = dictionary.ownerId().openObject(OdDb::kForRead);
+        if (sourceOuter.isNull() ||
+            !(OdDbObjectAccess::extensionDictionary(*sourceOuter) == dictionary.objectId())) {
+            return OdDbObjectId::kNull;
+        }
+        outer->createExtensionDictionary();
+        found = outer->extensionDictionary();
+    }
+    m_mapping.assign(OdDbIdPair(dictionary.objectId(), found, /*isCloned=*/false));
+    return found;
+}
