@@ -1,0 +1,366 @@
+#include "db/od_db_xref_man.h"
+
+#include "db/od_db_database_impl.h"
+#include "db/od_db_entity.h"
+#include "db/od_db_host_app_services.h"
+#include "db/od_db_id_mapping.h"
+#include "root/od_error.h"
+
+#include <filesystem>
+#include <system_error>
+#include <utility>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+/// Drawings that one call loads together with what is attached to them. Each takes an open file.
+constexpr int kMaxLoaded = 1000;
+constexpr int kMaxNesting = 64;
+
+OdDbXRefMan::Reader g_reader = nullptr;
+
+fs::path pathOf(OdString const& text)
+{
+    return fs::path(std::string(text.utf8()));
+}
+
+bool isSameFile(OdString const& left, OdString const& right)
+{
+    std::error_code error;
+    return fs::equivalent(pathOf(left), pathOf(right), error) && !error;
+}
+
+OdDbBlockTableRecordPtr openExternal(OdDbObjectId block, OdDb::OpenMode mode = OdDb::kForRead)
+{
+    const OdDbBlockTableRecordPtr record = OdDbBlockTableRecord::cast(block.openObject(mode).get());
+    return !record.isNull() && record->isFromExternalReference() ? record
+                                                                 : OdDbBlockTableRecordPtr();
+}
+
+OdDbXrefTable& tableOf(OdDbObjectId block)
+{
+    return block.database()->impl().xrefs;
+}
+
+OdString findFile(OdDbDatabase const& host, OdString const& path)
+{
+    return host.appServices()->findFile(path, host.getFilename());
+}
+
+/// The drawing that a drawing is external to; null for one that was opened for itself.
+OdDbDatabase const* hostOf(OdDbDatabase const& database)
+{
+    return database.xrefBlockId().database();
+}
+
+/// Whether a file is the host or one of the drawings that the host is external to.
+bool containsItself(OdDbDatabase const& host, OdString const& file)
+{
+    for (OdDbDatabase const* at = &host; at != nullptr; at = hostOf(*at)) {
+        if (!at->getFilename().isEmpty() && isSameFile(at->getFilename(), file)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+int nestingOf(OdDbDatabase const& host)
+{
+    int depth = 0;
+    for (OdDbDatabase const* at = hostOf(host); at != nullptr; at = hostOf(*at)) {
+        ++depth;
+    }
+    return depth;
+}
+
+/// Blocks of a drawing's external drawings.
+OdDbObjectIdArray externalBlocks(OdDbDatabase& host)
+{
+    OdDbObjectIdArray blocks;
+    const OdDbSymbolTablePtr table =
+        OdDbSymbolTable::cast(host.getBlockTableId().openObject(OdDb::kForRead).get());
+    if (table.isNull()) {
+        return blocks;
+    }
+    for (auto walk = table->newIterator(); !walk->done(); walk->step()) {
+        const OdDbObjectId id = walk->getRecordId();
+        // The spaces may be long, and are never external.
+        if (id != host.getModelSpaceId() && id != host.getPaperSpaceId() &&
+            !openExternal(id).isNull()) {
+            blocks.append(id);
+        }
+    }
+    return blocks;
+}
+
+/// Loads a drawing and what is attached to it, within a bound that files can't talk their way past.
+class Loader
+{
+public:
+    OdResult load(OdDbObjectId block);
+    OdResult loadAttached(OdDbDatabase& host, bool alsoOverlays);
+
+private:
+    OdResult read(OdDbBlockTableRecord const& record, OdDbDatabasePtr& external);
+
+    int m_loaded = 0;
+};
+
+OdResult Loader::read(OdDbBlockTableRecord const& record, OdDbDatabasePtr& external)
+{
+    OdDbDatabase& host = *record.database();
+    if (m_loaded == kMaxLoaded || nestingOf(host) >= kMaxNesting) {
+        return kOdInvalidInput;
+    }
+    const OdString file = findFile(host, record.pathName());
+    if (file.isEmpty()) {
+        return kOdFileNotFound;
+    }
+    if (containsItself(host, file)) {
+        return kOdCyclicReference;
+    }
+    if (g_reader == nullptr) {
+        return kOdNotApplicable;
+    }
+    try {
+        external = g_reader(file, host.appServices());
+    } catch (OdError const& error) {
+        return error.code();
+    }
+    ++m_loaded;
+    return external.isNull() ? kOdFileAccess : kOdOk;
+}
+
+/// Gives a block the insert base and units of its drawing, which may have changed since.
+void takeSettings(OdDbBlockTableRecord& record, OdDbDatabase const& external)
+{
+    if (record.origin() == external.getINSBASE() &&
+        record.blockInsertUnits() == external.getINSUNITS() && !record.isUnloaded()) {
+        return;
+    }
+    record.upgradeOpen();
+    record.setOrigin(external.getINSBASE());
+    record.setBlockInsertUnits(external.getINSUNITS());
+    record.setIsUnloaded(false);
+    record.downgradeOpen();
+}
+
+OdResult Loader::load(OdDbObjectId block)
+{
+    const OdDbBlockTableRecordPtr record = openExternal(block);
+    if (record.isNull()) {
+        return kOdNotApplicable;
+    }
+    OdDbXrefTable& table = tableOf(block);
+    if (table.loaded(block.getHandle()) != nullptr) {
+        return kOdOk;
+    }
+    OdDbDatabasePtr external;
+    const OdResult result = read(*record, external);
+    if (result != kOdOk) {
+        table.setFailure(block.getHandle(), result);
+        return result;
+    }
+    table.setLoaded(block, external);
+    takeSettings(*record, *external);
+    loadAttached(*external, /*alsoOverlays=*/false);
+    return kOdOk;
+}
+
+OdResult Loader::loadAttached(OdDbDatabase& host, bool alsoOverlays)
+{
+    OdResult first = kOdOk;
+    for (OdDbObjectId block : externalBlocks(host)) {
+        const OdDbBlockTableRecordPtr record = openExternal(block);
+        if (record.isNull() || record->isUnloaded() ||
+            (record->isFromOverlayReference() && !alsoOverlays)) {
+            continue;
+        }
+        const OdResult result = load(block);
+        first = first == kOdOk ? result : first;
+    }
+    return first;
+}
+
+OdString nameOfFile(OdString const& path)
+{
+    return OdString::fromUtf8(pathOf(path).stem().string());
+}
+
+OdDbObjectId addBlock(OdDbDatabase& host, OdString const& path, OdString const& name,
+                      bool isOverlay)
+{
+    const OdDbSymbolTablePtr table = host.getBlockTableId().safeOpenObject(OdDb::kForWrite);
+    const OdDbBlockTableRecordPtr record = OdDbBlockTableRecord::createObject();
+    record->setName(name.isEmpty() ? nameOfFile(path) : name);
+    record->setPathName(path);
+    record->setIsFromOverlayReference(isOverlay);
+    return table->add(record.get());
+}
+
+OdDbObjectId attachAs(OdDbDatabase& host, OdString const& path, OdString const& name,
+                      OdResult* result, bool isOverlay)
+{
+    OdResult ignored = kOdOk;
+    OdResult& outcome = result != nullptr ? *result : ignored;
+    if (path.isEmpty()) {
+        throw OdError(kOdInvalidKey);
+    }
+    const OdString file = findFile(host, path);
+    if (!file.isEmpty() && containsItself(host, file)) {
+        outcome = kOdCyclicReference;
+        return OdDbObjectId::kNull;
+    }
+    const OdDbObjectId block = addBlock(host, path, name, isOverlay);
+    outcome = OdDbXRefMan::load(block);
+    return block;
+}
+
+void eraseReferences(OdDbBlockTableRecord const& record)
+{
+    for (OdDbObjectId id : record.getBlockReferenceIds()) {
+        const OdDbObjectPtr reference = id.openObject(OdDb::kForWrite);
+        if (!reference.isNull()) {
+            reference->erase();
+        }
+    }
+}
+
+/// Makes the path of a drawing that stays external good for another host's folder.
+void setAbsolutePath(OdDbBlockTableRecord& record)
+{
+    const fs::path folder = fs::absolute(pathOf(record.database()->getFilename())).parent_path();
+    record.upgradeOpen();
+    record.setPathName(
+        OdString::fromUtf8((folder / pathOf(record.pathName())).lexically_normal().string()));
+    record.downgradeOpen();
+}
+
+void bindAttached(OdDbDatabase& external, OdDbXRefMan::BindStyle style)
+{
+    for (OdDbObjectId block : externalBlocks(external)) {
+        const OdDbBlockTableRecordPtr record = openExternal(block);
+        if (record->isFromOverlayReference() || record->isUnloaded() ||
+            OdDbXRefMan::bind(block, style) != kOdOk) {
+            setAbsolutePath(*record);
+        }
+    }
+}
+
+void bindLoaded(OdDbBlockTableRecord& record, OdDbDatabase& external, OdDbXRefMan::BindStyle style)
+{
+    const bool isInsert = style == OdDbXRefMan::BindStyle::kInsert;
+    bindAttached(external, style);
+    const OdDbIdMappingPtr mapping = OdDbIdMapping::createObject();
+    record.database()->insertIntoBlock(record.objectId(), external, *mapping,
+                                       isInsert ? OdDb::DeepCloneType::kDcXrefInsert
+                                                : OdDb::DeepCloneType::kDcXrefBind,
+                                       isInsert ? OdDb::DuplicateRecordCloning::kDrcIgnore
+                                                : OdDb::DuplicateRecordCloning::kDrcXrefMangleName);
+    record.upgradeOpen();
+    record.setPathName(OdString());
+    record.setIsFromOverlayReference(false);
+}
+
+}  // namespace
+
+void OdDbXRefMan::setReader(Reader reader) noexcept
+{
+    g_reader = reader;
+}
+
+OdDbObjectId OdDbXRefMan::attach(OdDbDatabase& host, OdString const& path, OdString const& name,
+                                 OdResult* result)
+{
+    return attachAs(host, path, name, result, /*isOverlay=*/false);
+}
+
+OdDbObjectId OdDbXRefMan::overlay(OdDbDatabase& host, OdString const& path, OdString const& name,
+                                  OdResult* result)
+{
+    return attachAs(host, path, name, result, /*isOverlay=*/true);
+}
+
+OdResult OdDbXRefMan::load(OdDbObjectId block)
+{
+    return Loader().load(block);
+}
+
+OdResult OdDbXRefMan::load(OdDbBlockTableRecord const* block)
+{
+    return block != nullptr ? load(block->objectId()) : kOdNotApplicable;
+}
+
+OdResult OdDbXRefMan::loadAll(OdDbDatabase& host)
+{
+    return Loader().loadAttached(host, /*alsoOverlays=*/true);
+}
+
+OdResult OdDbXRefMan::unload(OdDbObjectId block)
+{
+    const OdDbBlockTableRecordPtr record = openExternal(block);
+    if (record.isNull()) {
+        return kOdNotApplicable;
+    }
+    OdDbXrefTable& table = tableOf(block);
+    if (table.hasOpenObjects(block.getHandle())) {
+        return kOdDatabaseInUse;
+    }
+    table.unload(block.getHandle());
+    table.setFailure(block.getHandle(), kOdOk);
+    if (!record->isUnloaded()) {
+        record->upgradeOpen();
+        record->setIsUnloaded(true);
+    }
+    return kOdOk;
+}
+
+OdResult OdDbXRefMan::unload(OdDbBlockTableRecord const* block)
+{
+    return block != nullptr ? unload(block->objectId()) : kOdNotApplicable;
+}
+
+OdResult OdDbXRefMan::reload(OdDbObjectId block)
+{
+    const OdResult result = unload(block);
+    return result != kOdOk ? result : load(block);
+}
+
+OdResult OdDbXRefMan::detach(OdDbObjectId block)
+{
+    const OdDbBlockTableRecordPtr record = openExternal(block, OdDb::kForWrite);
+    if (record.isNull()) {
+        return kOdNotApplicable;
+    }
+    const OdResult result = unload(block);
+    if (result != kOdOk) {
+        return result;
+    }
+    eraseReferences(*record);
+    return record->erase();
+}
+
+OdResult OdDbXRefMan::bind(OdDbObjectId block, BindStyle style)
+{
+    const OdResult loaded = load(block);
+    if (loaded != kOdOk) {
+        return loaded;
+    }
+    OdDbXrefTable& table = tableOf(block);
+    if (table.hasOpenObjects(block.getHandle())) {
+        return kOdDatabaseInUse;
+    }
+    OdResult result = kOdOk;
+    try {
+        bindLoaded(*openExternal(block), *table.loaded(block.getHandle()), style);
+    } catch (OdError const& error) {
+        result = error.code();
+    }
+    table.unload(block.getHandle());
+    if (result != kOdOk) {
+        // What was attached to the drawing may have been bound to it in memory.
+        (void)load(block);
+    }
+    return result;
+}
