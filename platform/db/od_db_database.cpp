@@ -74,21 +74,65 @@ OdDbDatabaseImpl::OdDbDatabaseImpl(OdDbDatabase& db, OdDbHostAppServices* appSer
 
 OdDbDatabaseImpl::~OdDbDatabaseImpl()
 {
-    // All are out before the first one goes: an object that goes may let go of others, which must
-    // not find a database that is half gone.
+    releaseObjects();
+    odDbDropRedirections(*this);
+}
+
+std::vector<OdDbObject*> OdDbDatabaseImpl::residentObjects() const
+{
     std::vector<OdDbObject*> objects;
     for (std::uint64_t number : ids.knownBlocks()) {
-        for (OdDbIdRecord& record : ids.findBlock(number)->records) {
+        for (OdDbIdRecord const& record : ids.findBlock(number)->records) {
             if (record.object != nullptr) {
                 objects.push_back(record.object);
-                OdDbObjectAccess::orphan(*record.object);
             }
         }
+    }
+    return objects;
+}
+
+void OdDbDatabaseImpl::sendGoodbye()
+{
+    for (OdDbObject* object : residentObjects()) {
+        OdDbObjectAccess::sendGoodbye(*object);
+    }
+}
+
+void OdDbDatabaseImpl::releaseObjects()
+{
+    // All are out before the first one goes: an object that goes may let go of others, which must
+    // not find a database that is half gone.
+    const std::vector<OdDbObject*> objects = residentObjects();
+    for (OdDbObject* object : objects) {
+        OdDbObjectAccess::orphan(*object);
     }
     for (OdDbObject* object : objects) {
         object->release();
     }
-    odDbDropRedirections(*this);
+}
+
+bool OdDbDatabaseImpl::hasOpenObjects() const
+{
+    const std::vector<OdDbObject*> objects = residentObjects();
+    return !std::all_of(objects.begin(), objects.end(), [](OdDbObject const* object) {
+        return OdDbObjectAccess::isClosed(*object);
+    });
+}
+
+void OdDbDatabaseImpl::empty()
+{
+    sendGoodbye();
+    undo.clear();
+    releaseObjects();
+    store.reset();
+    xrefs.unloadAll();
+    ids.clearChanged();
+    for (std::uint64_t number : ids.knownBlocks()) {
+        for (OdDbIdRecord& record : ids.findBlock(number)->records) {
+            record.residency = OdDbResidency::kAbsent;
+            record.flags &= OdDbIdRecord::kRedirected;
+        }
+    }
 }
 
 std::uint32_t OdDbDatabaseImpl::addClass(OdDbClassRecord const& record)
@@ -292,13 +336,7 @@ OdDbDatabase::OdDbDatabase(OdDbHostAppServices* services)
 OdDbDatabase::~OdDbDatabase()
 {
     OdDbObjectAccess::pin(*this);
-    for (std::uint64_t number : m_impl->ids.knownBlocks()) {
-        for (OdDbIdRecord& record : m_impl->ids.findBlock(number)->records) {
-            if (record.object != nullptr) {
-                OdDbObjectAccess::sendGoodbye(*record.object);
-            }
-        }
-    }
+    m_impl->sendGoodbye();
 #ifndef NDEBUG
     reportOpenObjects();
 #endif
@@ -382,6 +420,11 @@ OdDbDatabase* OdDbDatabase::database() const noexcept
     return const_cast<OdDbDatabase*>(this);
 }
 
+OdDbObjectId OdDbDatabase::xrefBlockId() const noexcept
+{
+    return m_impl->xrefBlock;
+}
+
 OdDbHostAppServices* OdDbDatabase::appServices() const noexcept
 {
     return m_impl->services;
@@ -418,6 +461,38 @@ OdDbObjectId OdDbDatabase::getRegAppTableId() const
 OdDbObjectId OdDbDatabase::getModelSpaceId() const
 {
     return m_impl->header.modelSpace;
+}
+
+namespace {
+
+/// A dictionary among the named objects, made if it is asked for.
+OdDbObjectId namedDictionary(OdDbDatabase& db, OdString const& key, bool create)
+{
+    const OdDbDictionaryPtr named =
+        OdDbDictionary::cast(db.getNamedObjectsDictionaryId().openObject().get());
+    if (named.isNull()) {
+        return OdDbObjectId::kNull;
+    }
+    const OdDbObjectId present = named->getAt(key);
+    if (!present.isNull() || !create) {
+        return present;
+    }
+    named->upgradeOpen();
+    const OdDbObjectId made = named->setAt(key, OdDbDictionary::createObject().get());
+    named->downgradeOpen();
+    return made;
+}
+
+}  // namespace
+
+OdDbObjectId OdDbDatabase::getMaterialDictionaryId(bool create)
+{
+    return namedDictionary(*this, L"MATERIALS", create);
+}
+
+OdDbObjectId OdDbDatabase::getVisualStyleDictionaryId(bool create)
+{
+    return namedDictionary(*this, L"VISUAL_STYLES", create);
 }
 
 OdDbObjectId OdDbDatabase::getPaperSpaceId() const
@@ -646,6 +721,30 @@ void OdDbDatabase::setPINSBASE(OdGePoint3d const& point)
     m_impl->header.paperInsertBase = point;
 }
 
+OdDbObjectId OdDbDatabase::activeViewportId() const
+{
+    return m_impl->header.activeViewport;
+}
+
+void OdDbDatabase::setActiveViewportId(OdDbObjectId viewport)
+{
+    if (!viewport.isNull() && viewport.originalDatabase() != this) {
+        throw OdError(kOdWrongDatabase);
+    }
+    m_impl->recordHeaderChange();
+    m_impl->header.activeViewport = viewport;
+}
+
+bool OdDbDatabase::isDrawOverrideAllowed() const noexcept
+{
+    return m_impl->isDrawOverrideAllowed;
+}
+
+void OdDbDatabase::setDrawOverrideAllowed(bool allowed) noexcept
+{
+    m_impl->isDrawOverrideAllowed = allowed;
+}
+
 namespace {
 
 /// The named roots in the order in which they are filed.
@@ -671,6 +770,7 @@ OdResult OdDbDatabase::dwgInFields(OdDbDwgFiler* filer)
     header.insertUnits = static_cast<OdDb::UnitsValue>(filer->rdInt16());
     header.modelInsertBase = filer->rdPoint3d();
     header.paperInsertBase = filer->rdPoint3d();
+    header.activeViewport = filer->rdSoftPointerId();
     m_impl->header = header;
     return kOdOk;
 }
@@ -685,6 +785,10 @@ void OdDbDatabase::dwgOutFields(OdDbDwgFiler* filer) const
     filer->wrInt16(static_cast<std::int16_t>(header.insertUnits));
     filer->wrPoint3d(header.modelInsertBase);
     filer->wrPoint3d(header.paperInsertBase);
+    // A drawing on disk has no erased objects, and its settings name none.
+    const bool isLost =
+        filer->filerType() == OdDb::FilerType::kFileFiler && header.activeViewport.isErased();
+    filer->wrSoftPointerId(isLost ? OdDbObjectId::kNull : header.activeViewport);
 }
 
 void OdDbDatabase::copyFrom(OdRxObject const* /*source*/)

@@ -50,6 +50,14 @@ public:
     OdDbObjectId getLinetypeContinuousId() const;
     OdDbObjectId getLinetypeByLayerId() const;
     OdDbObjectId getLinetypeByBlockId() const;
+    /// The dictionary of materials, an entry of the named objects.
+    /// \param create  Whether to make it if there is none; null is returned otherwise.
+    OdDbObjectId getMaterialDictionaryId(bool create = false);
+    /// The dictionary of visual styles, likewise.
+    OdDbObjectId getVisualStyleDictionaryId(bool create = false);
+    /// The block of another drawing that this one fills as its external drawing; null for a drawing
+    /// that was opened for itself.
+    OdDbObjectId xrefBlockId() const noexcept;
     /// @}
 
     /// \name Objects
@@ -198,6 +206,14 @@ public:
     /// Insert base of paper space.
     OdGePoint3d getPINSBASE() const;
     void setPINSBASE(OdGePoint3d const& point);
+    /// The viewport that is being worked in; null for none.
+    OdDbObjectId activeViewportId() const;
+    /// \throws OdError (wrong database) for a viewport of another database.
+    void setActiveViewportId(OdDbObjectId viewport);
+    /// Whether overrules may change how this drawing's entities are drawn; true unless set. Neither
+    /// stored in the drawing nor part of undo.
+    bool isDrawOverrideAllowed() const noexcept;
+    void setDrawOverrideAllowed(bool allowed) noexcept;
     /// Files the settings and the roots; not the objects.
     OdResult dwgInFields(OdDbDwgFiler* filer) override;
     void dwgOutFields(OdDbDwgFiler* filer) const override;

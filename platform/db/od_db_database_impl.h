@@ -5,6 +5,7 @@
 #include "db/od_db_database.h"
 #include "db/od_db_id_table_impl.h"
 #include "db/od_db_undo_log_impl.h"
+#include "db/od_db_xref_table_impl.h"
 
 #include <map>
 #include <string>
@@ -100,6 +101,7 @@ struct OdDbHeader
     OdDb::UnitsValue insertUnits = OdDb::UnitsValue::kUnitsMillimeters;
     OdGePoint3d modelInsertBase;
     OdGePoint3d paperInsertBase;
+    OdDbObjectId activeViewport;
 };
 
 class OdDbDatabaseImpl
@@ -127,6 +129,11 @@ public:
     /// Adds an object under a class number that isn't that of its own class, as a proxy's.
     OdDbObjectId addAs(OdDbObject& object, OdDbObjectId owner, OdDbHandle handle,
                        std::uint32_t classIndex);
+    /// Sends goodbye and lets go of all objects, undo records and the store. Ids stay, and none can
+    /// be opened any more.
+    void empty();
+    /// Whether somebody holds an object open.
+    bool hasOpenObjects() const;
     /// Records the settings for undo; call it before a change of them.
     void recordHeaderChange();
 
@@ -139,12 +146,23 @@ public:
     OdString fileName;
     std::uint64_t handseed = 1;
     bool headerChanged = false;
+    bool isDrawOverrideAllowed = true;
     std::uint32_t headerMark = 0;  ///< undo mark at which the settings were last recorded
     std::vector<OdDbClassRecord> classes;
     std::unique_ptr<OdDbObjectStore> store;
     std::vector<OdDbStorageAccess::Damage> damages;
+    OdDbObjectId xrefBlock;  ///< see `OdDbDatabase::xrefBlockId`
+    OdDbXrefTable xrefs;
 
 private:
+    std::vector<OdDbObject*> residentObjects() const;
+    /// Sends goodbye for all objects.
+    void sendGoodbye();
+    /// Lets go of all objects.
+    void releaseObjects();
+
+    friend class OdDbDatabase;
+
     bool loadFromStore(OdDbIdRecord& record);
     bool loadAs(OdDbIdRecord& record, OdDbHandle handle, bool asProxy);
     bool fillLoaded(OdDbIdRecord& record, OdDbObject& object, OdDbStoredObjectFiler& filer,

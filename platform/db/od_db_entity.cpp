@@ -171,6 +171,8 @@ void OdDbEntity::setPropertiesFrom(OdDbEntity const* source, bool alsoSubentitie
 
 void OdDbEntity::subSetPropertiesFrom(OdDbEntity const* /*source*/) {}
 
+void OdDbEntity::joiningBlock(OdDbBlockTableRecord const& /*block*/) const {}
+
 void OdDbEntity::joinedBlock() {}
 
 OdResult OdDbEntity::transformBy(OdGeMatrix3d const& /*matrix*/)

@@ -12,6 +12,7 @@
 #include "root/od_cm_color.h"
 #include "root/od_cm_transparency.h"
 
+class OdDbBlockTableRecord;
 class OdDbEntity;
 using OdDbEntityPtr = OdSmartPtr<OdDbEntity>;
 
@@ -120,7 +121,10 @@ protected:
 
     /// Takes over properties of parts. The base has none.
     virtual void subSetPropertiesFrom(OdDbEntity const* source);
-    /// Told when the entity has become one of a block that is in a database. The base does nothing.
+    /// Asked before the entity becomes one of a block that is in a database; throws to refuse. The
+    /// base agrees.
+    virtual void joiningBlock(OdDbBlockTableRecord const& block) const;
+    /// Told when it has become one. The base does nothing.
     virtual void joinedBlock();
     unsigned subSetAttributes(OdGiSubEntityTraits* traits) const override;
 

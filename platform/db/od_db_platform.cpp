@@ -1,16 +1,21 @@
 #include "db/od_db_platform.h"
 
 #include "db/od_db_3d_solid.h"
+#include "db/od_db_block_reference.h"
 #include "db/od_db_block_table.h"
 #include "db/od_db_curves.h"
 #include "db/od_db_database.h"
 #include "db/od_db_dictionary.h"
+#include "db/od_db_dimension.h"
 #include "db/od_db_id_mapping.h"
 #include "db/od_db_material.h"
 #include "db/od_db_object_store.h"
+#include "db/od_db_polylines.h"
 #include "db/od_db_proxy_object.h"
 #include "db/od_db_reference_filers.h"
 #include "db/od_db_simple_tables.h"
+#include "db/od_db_text.h"
+#include "db/od_db_viewport.h"
 #include "db/od_db_visual_style.h"
 #include "db/od_db_xrecord.h"
 #include "gi/od_gi_world_draw.h"
@@ -84,11 +89,24 @@ constexpr ClassEntry kClasses[] = {
     entry<OdDbMaterial>(),
     entry<OdDbVisualStyle>(),
     entry<OdDbEntity>(),
+    entry<OdDbBlockReference>(),
+    entry<OdDbViewport>(),
     entry<OdDbPoint>(),
     entry<OdDbLine>(),
     entry<OdDbCircle>(),
     entry<OdDbArc>(),
     entry<OdDbEllipse>(),
+    entry<OdDbPlanarPolyline>(),
+    entry<OdDbPolyline>(),
+    entry<OdDb2dPolyline>(),
+    entry<OdDbMline>(),
+    entry<OdDbLeader>(),
+    entry<OdDbText>(),
+    entry<OdDbMText>(),
+    entry<OdDbArcAlignedText>(),
+    entry<OdDbDimension>(),
+    entry<OdDbAlignedDimension>(),
+    entry<OdDbRotatedDimension>(),
     entry<OdDb3dSolid>(),
     entry<OdDb3dSolidModeler>(),
 };

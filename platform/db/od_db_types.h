@@ -87,6 +87,16 @@ constexpr bool isDwgVersion(int version) noexcept
     return version == kDwgVersion29 || version == kDwgVersion30 || version == kDwgVersionCurrent;
 }
 
+/// How a block stands towards an external drawing.
+enum class XrefStatus : std::uint8_t
+{
+    kXrfNotAnXref = 0,     ///< a plain block
+    kXrfResolved = 1,      ///< loaded
+    kXrfUnloaded = 2,      ///< unloaded on purpose
+    kXrfFileNotFound = 4,  ///< the file wasn't found when it was last looked for
+    kXrfUnresolved = 5     ///< not loaded yet, or could not be read
+};
+
 /// Units of lengths in a drawing.
 enum class UnitsValue : std::int16_t
 {

@@ -1,0 +1,448 @@
+#include "db/od_db_block_reference.h"
+
+#include "db/od_db_filer.h"
+#include "db/od_db_planar_impl.h"
+#include "gi/od_gi_world_draw.h"
+#include "root/od_error.h"
+
+#include <algorithm>
+#include <cmath>
+#include <unordered_map>
+#include <vector>
+
+RX_DEFINE_CLASS(OdDbBlockReference, OdDbEntity, odrxCreate<OdDbBlockReference>,
+                L"OdDbBlockReference", OdDb::kDwgVersionCurrent, 0, 0, L"INSERT",
+                L"Object database");
+
+namespace {
+
+/// Axes whose directions differ from perpendicular by less than this are.
+constexpr double kPerpendicular = 1e-9;
+
+OdDbBlockTableRecordPtr openBlock(OdDbObjectId id)
+{
+    return OdDbBlockTableRecord::cast(id.openObject().get());
+}
+
+/// Extents of what a block holds, in the coordinates of whoever asks.
+///
+/// A damaged or hostile drawing may nest blocks so that a few hundred references show more entities
+/// than there are atoms. So entities are looked at one by one, which is exact, up to a number that no
+/// sensible drawing reaches; what is beyond counts by the box of its block, which is found once for
+/// each block.
+class ExtentsFinder
+{
+public:
+    OdGeExtents3d find(OdDbBlockReference const& reference)
+    {
+        OdGeExtents3d extents;
+        addReference(reference, OdGeMatrix3d::kIdentity, extents);
+        return extents;
+    }
+
+private:
+    static constexpr std::uint64_t kLookedAtOneByOne = 1'000'000;
+
+    struct Box
+    {
+        OdGeExtents3d extents;
+        bool isBeingFound = false;
+    };
+
+    void addReference(OdDbBlockReference const& reference, OdGeMatrix3d const& outer,
+                      OdGeExtents3d& extents)
+    {
+        const OdDbObjectId id = reference.blockTableRecord();
+        if (std::find(m_path.begin(), m_path.end(), id) != m_path.end()) {
+            return;  // the block contains itself; the rest of it is counted already
+        }
+        const OdGeMatrix3d transform = outer * reference.blockTransform();
+        if (m_lookedAt >= kLookedAtOneByOne) {
+            extents.addExt(OdGeExtents3d(boxOf(id)).transformBy(transform));
+            return;
+        }
+        const OdDbBlockTableRecordPtr block = openBlock(id);
+        if (block.isNull()) {
+            return;
+        }
+        m_path.push_back(id);
+        for (auto at = block->newIterator(); !at->done(); at->step()) {
+            ++m_lookedAt;
+            addEntity(at->entity(), transform, extents);
+        }
+        m_path.pop_back();
+    }
+
+    void addEntity(OdDbEntityPtr const& entity, OdGeMatrix3d const& transform,
+                   OdGeExtents3d& extents)
+    {
+        if (entity.isNull()) {
+            return;
+        }
+        if (const auto nested = OdDbBlockReference::cast(entity.get()); !nested.isNull()) {
+            addReference(*nested, transform, extents);
+            return;
+        }
+        OdGeExtents3d box;
+        if (keepsBoxes(transform)) {
+            if (entity->getGeomExtents(box) == kOdOk) {
+                extents.addExt(box.transformBy(transform));
+            }
+            return;
+        }
+        // A turned box is larger than the box of what is turned.
+        const OdDbEntityPtr moved = OdDbEntity::cast(entity->clone().get());
+        if (moved->transformBy(transform) == kOdOk) {
+            if (moved->getGeomExtents(box) == kOdOk) {
+                extents.addExt(box);
+            }
+        } else if (entity->getGeomExtents(box) == kOdOk) {
+            extents.addExt(box.transformBy(transform));
+        }
+    }
+
+    /// Whether the box of something is exactly what the matrix makes of its box before: each axis
+    /// goes along an axis.
+    static bool keepsBoxes(OdGeMatrix3d const& matrix)
+    {
+        for (unsigned column = 0; column < 3; ++column) {
+            const OdGeVector3d axis = matrix.column(column);
+            if ((axis.x != 0.0) + (axis.y != 0.0) + (axis.z != 0.0) != 1) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+    OdGeExtents3d boxOf(OdDbObjectId id)
+    {
+        const auto [at, isNew] = m_boxes.try_emplace(id);
+        if (!isNew) {
+            return at->second.isBeingFound ? OdGeExtents3d() : at->second.extents;
+        }
+        at->second.isBeingFound = true;
+        OdGeExtents3d found;
+        if (const OdDbBlockTableRecordPtr block = openBlock(id); !block.isNull()) {
+            for (auto step = block->newIterator(); !step->done(); step->step()) {
+                const OdDbEntityPtr entity = step->entity();
+                const auto nested = OdDbBlockReference::cast(entity.get());
+                OdGeExtents3d box;
+                if (!nested.isNull()) {
+                    box = boxOf(nested->blockTableRecord());
+                    found.addExt(box.transformBy(nested->blockTransform()));
+                } else if (!entity.isNull() && entity->getGeomExtents(box) == kOdOk) {
+                    found.addExt(box);
+                }
+            }
+        }
+        m_boxes[id] = {found, false};  // finding the nested ones may have moved the entry
+        return found;
+    }
+
+    std::vector<OdDbObjectId> m_path;  ///< blocks that are being walked, from the outside in
+    std::unordered_map<OdDbObjectId, Box> m_boxes;
+    std::uint64_t m_lookedAt = 0;
+};
+
+/// The blocks that are being drawn on this thread, from the outside in.
+thread_local std::vector<OdDbObjectId> t_drawnBlocks;
+
+class DrawnBlock
+{
+public:
+    explicit DrawnBlock(OdDbObjectId id) { t_drawnBlocks.push_back(id); }
+    DrawnBlock(DrawnBlock const&) = delete;
+    DrawnBlock& operator=(DrawnBlock const&) = delete;
+    ~DrawnBlock() { t_drawnBlocks.pop_back(); }
+
+    static bool isDrawn(OdDbObjectId id)
+    {
+        return std::find(t_drawnBlocks.begin(), t_drawnBlocks.end(), id) != t_drawnBlocks.end();
+    }
+};
+
+class ModelTransform
+{
+public:
+    ModelTransform(OdGiGeometry& geometry, OdGeMatrix3d const& transform) : m_geometry(geometry)
+    {
+        m_geometry.pushModelTransform(transform);
+    }
+    ModelTransform(ModelTransform const&) = delete;
+    ModelTransform& operator=(ModelTransform const&) = delete;
+    ~ModelTransform() { m_geometry.popModelTransform(); }
+
+private:
+    OdGiGeometry& m_geometry;
+};
+
+double checkedFactor(double factor)
+{
+    if (!std::isnormal(factor)) {
+        throw OdError(kOdInvalidInput);
+    }
+    return factor;
+}
+
+OdGeScale3d signsOf(OdGeScale3d const& scale)
+{
+    return {std::copysign(1.0, scale.sx), std::copysign(1.0, scale.sy),
+            std::copysign(1.0, scale.sz)};
+}
+
+}  // namespace
+
+OdDbBlockReference::OdDbBlockReference() = default;
+OdDbBlockReference::~OdDbBlockReference() = default;
+
+OdDbBlockReferencePtr OdDbBlockReference::createObject()
+{
+    return odrxMake<OdDbBlockReference>();
+}
+
+OdDbBlockReferencePtr OdDbBlockReference::createObject(OdDbObjectId block,
+                                                       OdGePoint3d const& position)
+{
+    OdDbBlockReferencePtr reference = createObject();
+    reference->setBlockTableRecord(block);
+    reference->setPosition(position);
+    return reference;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Block
+
+void OdDbBlockReference::setBlockTableRecord(OdDbObjectId block)
+{
+    if (!block.isNull()) {
+        OdRxClass* cls = block.objectClass();
+        if (cls == nullptr || !cls->isDerivedFrom(OdDbBlockTableRecord::desc())) {
+            throw OdError_NotThatKindOfClass(cls, OdDbBlockTableRecord::desc());
+        }
+        if (database() != nullptr && block.database() != database()) {
+            throw OdError(kOdWrongDatabase);
+        }
+        requireNoCycle(block);
+    }
+    const OdDbObjectId before = m_block;
+    write(m_block, block);
+    if (before != block) {
+        enterInBlock(before, /*isThere=*/false);
+        enterInBlock(block, /*isThere=*/true);
+    }
+}
+
+void OdDbBlockReference::requireNoCycle(OdDbObjectId block) const
+{
+    const OdDbBlockTableRecordPtr owner = openBlock(ownerId());
+    if (!owner.isNull() && owner->isContainedIn(block)) {
+        throw OdError(kOdCyclicReference);
+    }
+}
+
+/// Only a reference that is in a block is one; what is merely in the database shows nothing.
+void OdDbBlockReference::enterInBlock(OdDbObjectId block, bool isThere) const
+{
+    OdRxClass const* ownerClass = ownerId().objectClass();
+    if (database() == nullptr || block.originalDatabase() != database() || ownerClass == nullptr ||
+        !ownerClass->isDerivedFrom(OdDbBlockTableRecord::desc())) {
+        return;
+    }
+    const OdDbBlockTableRecordPtr record =
+        OdDbBlockTableRecord::cast(block.openObject(OdDb::kForWrite, /*openErased=*/true).get());
+    if (!record.isNull()) {
+        record->setReference(objectId(), isThere);
+        record->downgradeOpen();
+    }
+}
+
+void OdDbBlockReference::joiningBlock(OdDbBlockTableRecord const& block) const
+{
+    if (m_block.isNull()) {
+        return;
+    }
+    if (m_block.database() != block.database()) {
+        throw OdError(kOdWrongDatabase);
+    }
+    if (block.isContainedIn(m_block)) {
+        throw OdError(kOdCyclicReference);
+    }
+}
+
+void OdDbBlockReference::joinedBlock()
+{
+    enterInBlock(m_block, /*isThere=*/true);
+}
+
+void OdDbBlockReference::cloneFinished(OdDbIdMapping& mapping)
+{
+    OdDbEntity::cloneFinished(mapping);
+    enterInBlock(m_block, /*isThere=*/true);
+}
+
+OdResult OdDbBlockReference::subErase(bool erasing)
+{
+    if (!erasing && !m_block.isNull()) {
+        // Blocks may have been nested the other way round while the reference was erased.
+        const OdDbBlockTableRecordPtr owner = openBlock(ownerId());
+        if (!owner.isNull() && owner->isContainedIn(m_block)) {
+            return kOdCyclicReference;
+        }
+    }
+    return OdDbEntity::subErase(erasing);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Placement
+
+OdGePoint3d OdDbBlockReference::blockOrigin() const
+{
+    const OdDbBlockTableRecordPtr block = openBlock(m_block);
+    return block.isNull() ? OdGePoint3d::kOrigin : block->origin();
+}
+
+OdGeMatrix3d OdDbBlockReference::transformAbout(OdGePoint3d const& origin) const
+{
+    return OdGeMatrix3d::translation(m_position.asVector()) * OdGeMatrix3d::planeToWorld(m_normal) *
+           OdGeMatrix3d::rotation(m_rotation, OdGeVector3d::kZAxis) *
+           OdGeMatrix3d::scaling(m_scale) * OdGeMatrix3d::translation(-origin.asVector());
+}
+
+OdGeMatrix3d OdDbBlockReference::blockTransform() const
+{
+    assertReadEnabled();
+    return transformAbout(blockOrigin());
+}
+
+OdResult OdDbBlockReference::setBlockTransform(OdGeMatrix3d const& transform)
+{
+    return place(transform, OdGeScale3d::kIdentity);
+}
+
+OdResult OdDbBlockReference::transformBy(OdGeMatrix3d const& matrix)
+{
+    assertReadEnabled();
+    return odDbPlanar::isUsable(matrix)
+               ? place(matrix * transformAbout(blockOrigin()), signsOf(m_scale))
+               : kOdNotApplicable;
+}
+
+OdResult OdDbBlockReference::place(OdGeMatrix3d const& transform, OdGeScale3d const& signs)
+{
+    if (!odDbPlanar::isUsable(transform)) {
+        return kOdNotApplicable;
+    }
+    const double lengths[] = {transform.column(0).length(), transform.column(1).length(),
+                              transform.column(2).length()};
+    if (!std::all_of(std::begin(lengths), std::end(lengths),
+                     [](double length) { return std::isnormal(length); })) {
+        return kOdNotApplicable;
+    }
+    OdGeVector3d x = transform.column(0) / (signs.sx * lengths[0]);
+    const OdGeVector3d y = transform.column(1) / (signs.sy * lengths[1]);
+    const OdGeVector3d z = transform.column(2) / (signs.sz * lengths[2]);
+    if (std::fabs(x.dotProduct(y)) > kPerpendicular ||
+        std::fabs(y.dotProduct(z)) > kPerpendicular ||
+        std::fabs(z.dotProduct(x)) > kPerpendicular) {
+        return kOdNotApplicable;
+    }
+    const bool isReversed = x.crossProduct(y).dotProduct(z) < 0.0;
+    x = isReversed ? -x : x;
+    const OdGePoint3d position = transform * blockOrigin();
+    if (!odDbPlanar::isFinite(position)) {
+        return kOdNotApplicable;
+    }
+    const OdGeVector3d normal = odDbPlanar::unit(z);
+    const OdGePoint3d flat = odDbPlanar::toPlane(normal, OdGePoint3d::kOrigin + x);
+    assertGraphicsWriteEnabled();
+    m_position = position;
+    m_normal = normal;
+    m_rotation = odDbPlanar::normalAngle(std::atan2(flat.y, flat.x));
+    m_scale.set((isReversed ? -signs.sx : signs.sx) * lengths[0], signs.sy * lengths[1],
+                signs.sz * lengths[2]);
+    return kOdOk;
+}
+
+void OdDbBlockReference::setPosition(OdGePoint3d const& position)
+{
+    write(m_position, odDbPlanar::finite(position));
+}
+
+void OdDbBlockReference::setRotation(double rotation)
+{
+    write(m_rotation, odDbPlanar::normalAngle(odDbPlanar::finite(rotation)));
+}
+
+void OdDbBlockReference::setNormal(OdGeVector3d const& normal)
+{
+    write(m_normal, odDbPlanar::unit(normal));
+}
+
+void OdDbBlockReference::setScaleFactors(OdGeScale3d const& factors)
+{
+    write(m_scale, OdGeScale3d(checkedFactor(factors.sx), checkedFactor(factors.sy),
+                               checkedFactor(factors.sz)));
+}
+
+// ---------------------------------------------------------------------------------------------
+// Content
+
+OdResult OdDbBlockReference::getGeomExtents(OdGeExtents3d& extents) const
+{
+    assertReadEnabled();
+    const OdGeExtents3d found = ExtentsFinder().find(*this);
+    if (!found.isValidExtents()) {
+        return kOdNotApplicable;
+    }
+    extents = found;
+    return kOdOk;
+}
+
+unsigned OdDbBlockReference::subWorldDraw(OdGiWorldDraw* worldDraw) const
+{
+    assertReadEnabled();
+    const OdDbBlockTableRecordPtr block = openBlock(m_block);
+    if (block.isNull() || DrawnBlock::isDrawn(m_block)) {
+        return kDrawableIsCompound | kDrawableIsTruncated;
+    }
+    const DrawnBlock drawn(m_block);
+    const ModelTransform transform(worldDraw->geometry(), transformAbout(block->origin()));
+    for (auto at = block->newIterator(); !at->done(); at->step()) {
+        if (worldDraw->regenAbort()) {
+            return kDrawableIsCompound | kDrawableIsTruncated;
+        }
+        const OdDbEntityPtr entity = at->entity();
+        if (!entity.isNull()) {
+            worldDraw->geometry().draw(entity.get());
+        }
+    }
+    return kDrawableIsCompound;
+}
+
+OdResult OdDbBlockReference::dwgInFields(OdDbDwgFiler* filer)
+{
+    const OdResult result = OdDbEntity::dwgInFields(filer);
+    if (result != kOdOk) {
+        return result;
+    }
+    m_block = filer->rdHardPointerId();
+    m_position = odDbPlanar::readPoint3d(*filer);
+    m_normal = odDbPlanar::readUnit(*filer);
+    m_rotation = odDbPlanar::readFinite(*filer);
+    const OdGeScale3d scale = filer->rdScale3d();
+    if (!std::isnormal(scale.sx) || !std::isnormal(scale.sy) || !std::isnormal(scale.sz)) {
+        throw OdError(kOdBadStream);
+    }
+    m_scale = scale;
+    return kOdOk;
+}
+
+void OdDbBlockReference::dwgOutFields(OdDbDwgFiler* filer) const
+{
+    OdDbEntity::dwgOutFields(filer);
+    filer->wrHardPointerId(m_block);
+    filer->wrPoint3d(m_position);
+    filer->wrVector3d(m_normal);
+    filer->wrDouble(m_rotation);
+    filer->wrScale3d(m_scale);
+}
