@@ -7,6 +7,7 @@
 #include "db/od_db_database.h"
 #include "db/od_db_dictionary.h"
 #include "db/od_db_dimension.h"
+#include "db/od_db_hatch.h"
 #include "db/od_db_id_mapping.h"
 #include "db/od_db_material.h"
 #include "db/od_db_object_store.h"
@@ -104,6 +105,7 @@ constexpr ClassEntry kClasses[] = {
     entry<OdDbText>(),
     entry<OdDbMText>(),
     entry<OdDbArcAlignedText>(),
+    entry<OdDbHatch>(),
     entry<OdDbDimension>(),
     entry<OdDbAlignedDimension>(),
     entry<OdDbRotatedDimension>(),
