@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # The main job: real parts go into a new drawing with values attached to their solids, and come back.
-# Every step is a process of its own; two of them have not loaded the module. Fails at the first
+# Every command is a process of its own; those of step 4 have not loaded the module. Fails at the first
 # value, object or byte that differs.
 #
 #   scripts/main_job.sh ZEMHOST [FOLDER]

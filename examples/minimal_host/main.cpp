@@ -1,6 +1,8 @@
 // The least that a host does: start the platform, load the module, keep an object of it in a drawing.
 //
 //   minimal_host DRAWING
+//
+// DRAWING is made, or replaced if it is there.
 
 #include <db/od_db_database.h>
 #include <db/od_db_dictionary.h>
@@ -54,7 +56,8 @@ int main(int argc, char** argv)
         readDrawing(argv[1]);
         return 0;
     } catch (OdError const& error) {
-        std::fprintf(stderr, "%s: %s\n", argv[1], error.what());
+        // The text names the file that it is about.
+        std::fprintf(stderr, "minimal_host: %s\n", error.what());
         return 1;
     }
 }

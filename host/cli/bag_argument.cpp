@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <cmath>
 #include <fstream>
 #include <iostream>
 #include <set>
@@ -109,7 +110,12 @@ BagJson scalarFromWord(std::string const& type, std::string const& word)
         return numberFromWord<std::int64_t>(word, "whole number");
     }
     if (type == "double") {
-        return numberFromWord<double>(word, "number that a bag can keep");
+        BagJson number = numberFromWord<double>(word, "number that a bag can keep");
+        if (!std::isfinite(number.get<double>())) {
+            fail(word, "a bag can't keep it as a double",
+                 "its size has to lie between 2.3e-308 and 1.7e308, or be 0");
+        }
+        return number;
     }
     if (type == "bool") {
         return boolFromWord(word);

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <fstream>
 #include <iostream>
+#include <optional>
 
 namespace zemhost {
 
@@ -45,7 +46,7 @@ std::string valueText(BagJson const& value)
         const std::string& digits = value["value"].get_ref<std::string const&>();
         return counted(digits.size() / 2, "byte") + (digits.empty() ? "" : ": ") + digits;
     }
-    return printable(toText(value["value"], -1));
+    return printableJson(value["value"]);
 }
 
 /// The same for `get`, which gives the value and nothing else.
@@ -67,57 +68,102 @@ void printEntries(BagJson const& entries)
     std::size_t nameWidth = 0;
     std::size_t typeWidth = 0;
     for (auto const& [name, value] : entries.items()) {
-        nameWidth = std::max(nameWidth, printable(name).size());
+        nameWidth = std::max(nameWidth, characterCount(printable(name)));
         typeWidth = std::max(typeWidth, value["type"].get_ref<std::string const&>().size());
     }
     for (auto const& [name, value] : entries.items()) {
         const std::string shownName = printable(name);
         const std::string type = value["type"].get<std::string>();
-        std::cout << "  " << shownName << std::string(nameWidth - shownName.size() + 2, ' ') << type
+        std::cout << "  " << shownName
+                  << std::string(nameWidth - characterCount(shownName) + 2, ' ') << type
                   << std::string(typeWidth - type.size() + 2, ' ')
                   << shortened(valueText(value), kShownCharacters) << '\n';
     }
 }
 
-/// Bags by the handles of their objects.
-BagJson const& checkedBags(BagJson const& bags, std::string const& file)
+/// Reads a file of bags. Its handles may be written in any way, and come as drawings write them.
+BagJson readBags(std::string const& file)
 {
-    if (!bags.is_object()) {
+    const BagJson contents = readJsonFile(file);
+    if (!contents.is_object()) {
         throw HostError(ExitCode::kFile, file, "holds no bags",
                         "expected {HANDLE: {NAME: {\"type\": TYPE, \"value\": VALUE}}}");
+    }
+    BagJson bags = BagJson::object();
+    for (auto const& [handle, bag] : contents.items()) {
+        if (!bags.emplace(toText(handleFromText(handle)), bag).second) {
+            throw HostError(ExitCode::kUsage, file, "has two bags of object " + handle,
+                            "keep one of them");
+        }
     }
     return bags;
 }
 
-/// The handles that are asked for; all of the drawing's objects with a bag if none are.
-std::vector<std::string> handlesWithBags(OdDbDatabase& database, HostBagExtension const& bags)
+/// The handles that are asked for, each once.
+std::vector<OdDbHandle> requestedHandles(std::vector<std::string> const& words)
 {
-    std::vector<std::string> handles;
+    std::vector<OdDbHandle> handles;
+    for (std::string const& word : words) {
+        const OdDbHandle handle = handleFromText(word);
+        if (std::find(handles.begin(), handles.end(), handle) == handles.end()) {
+            handles.push_back(handle);
+        }
+    }
+    return handles;
+}
+
+/// All of a drawing's objects that have a bag, and those that can't be read, which may have one.
+std::vector<OdDbHandle> handlesWithBags(OdDbDatabase& database, HostBagExtension const& bags)
+{
+    std::vector<OdDbHandle> handles;
     forEachHandle(database, [&](OdDbHandle handle) {
         const OdDbObjectPtr object = database.getOdDbObjectId(handle).openObject();
-        if (!object.isNull() && bags.form(*object).place != BagPlace::kNone) {
-            handles.push_back(toText(handle));
+        if (object.isNull() || bags.form(*object).place != BagPlace::kNone) {
+            handles.push_back(handle);
         }
     });
     return handles;
 }
 
-std::vector<std::string> keysOf(BagJson const& object)
+std::vector<OdDbHandle> handlesOf(BagJson const& bags)
 {
-    std::vector<std::string> keys;
-    for (auto const& [key, value] : object.items()) {
-        keys.push_back(key);
+    std::vector<OdDbHandle> handles;
+    for (auto const& [handle, bag] : bags.items()) {
+        handles.push_back(handleFromText(handle));
     }
-    return keys;
+    return handles;
 }
 
-BagJson const& bagOf(BagJson const& bags, std::string const& handle, std::string const& file)
+BagJson const& bagOf(BagJson const& bags, OdDbHandle handle, std::string const& file)
 {
-    const auto at = bags.find(handle);
+    const auto at = bags.find(toText(handle));
     if (at == bags.end()) {
-        throw HostError(ExitCode::kFindings, file, "has no bag of object " + handle, "");
+        throw HostError(ExitCode::kFindings, file, "has no bag of object " + toText(handle), "");
     }
     return *at;
+}
+
+/// The bag of an object, or why it can't be read.
+struct ReadBag
+{
+    std::optional<BagJson> entries;
+    std::string problem;
+};
+
+ReadBag tryRead(OdDbDatabase& database, HostBagExtension const& bags, OdDbHandle handle)
+{
+    const OpenedObject opened = tryOpen(database, handle, OdDb::kForRead);
+    if (opened.object.isNull()) {
+        return {std::nullopt, opened.problem};
+    }
+    try {
+        return {bags.read(*opened.object), ""};
+    } catch (HostError const& error) {
+        if (error.exitCode() != ExitCode::kFindings) {
+            throw;
+        }
+        return {std::nullopt, "has a bag that is damaged and can't be read"};
+    }
 }
 
 void writeTextFile(std::string const& path, std::string const& text)
@@ -125,6 +171,10 @@ void writeTextFile(std::string const& path, std::string const& text)
     if (path == "-") {
         std::cout << text;
         return;
+    }
+    // Swapped or mistyped names must not cost the user a drawing.
+    if (isDrawingFile(path)) {
+        throw HostError(ExitCode::kFile, path, "is a drawing", "name another file");
     }
     std::ofstream file(path, std::ios::binary | std::ios::trunc);
     file << text;
@@ -144,9 +194,8 @@ std::vector<std::string> differences(BagJson const& expected, BagJson const& fou
             lines.push_back(printable(name) + " is missing");
         } else if (*other != value) {
             lines.push_back(printable(name) + " is " +
-                            shortened(printable(toText(*other, -1)), kShownCharacters) +
-                            ", expected " +
-                            shortened(printable(toText(value, -1)), kShownCharacters));
+                            shortened(printableJson(*other), kShownCharacters) + ", expected " +
+                            shortened(printableJson(value), kShownCharacters));
         }
     }
     for (auto const& [name, value] : found.items()) {
@@ -239,6 +288,10 @@ ExitCode runBagRemove(HostSession& session, BagRemoveRequest const& request)
         openDrawing(session, request.bag.drawing, OdDbOpenDrawingMode::kForWriting);
     {
         const OdDbObjectPtr object = openByHandle(*database, request.bag.handle, OdDb::kForWrite);
+        if (request.all && bags.form(*object).place == BagPlace::kNone) {
+            throw HostError(ExitCode::kFindings, request.bag.drawing,
+                            "object " + request.bag.handle + " has no bag", "");
+        }
         bool found = true;
         guardDrawing([&] {
             if (request.all) {
@@ -261,41 +314,55 @@ ExitCode runBagExport(HostSession& session, BagFileRequest const& request)
     HostBagExtension const& bags = session.bags();
     const OdDbDatabasePtr database =
         openDrawing(session, request.drawing, OdDbOpenDrawingMode::kForReading);
-    const std::vector<std::string> handles =
-        request.handles.empty() ? handlesWithBags(*database, bags) : request.handles;
+    const std::vector<OdDbHandle> handles = request.handles.empty()
+                                                ? handlesWithBags(*database, bags)
+                                                : requestedHandles(request.handles);
     BagJson answer = BagJson::object();
     std::size_t values = 0;
-    for (std::string const& handle : handles) {
-        const OdDbObjectPtr object = openByHandle(*database, handle, OdDb::kForRead);
-        BagJson bag = bags.read(*object);
-        values += bag.size();
-        answer[toText(object->handle())] = std::move(bag);
+    std::vector<std::string> problems;
+    for (const OdDbHandle handle : handles) {
+        ReadBag bag = tryRead(*database, bags, handle);
+        if (!bag.entries) {
+            problems.push_back("object " + toText(handle) + ' ' + bag.problem);
+            continue;
+        }
+        values += bag.entries->size();
+        answer[toText(handle)] = std::move(*bag.entries);
+    }
+    if (!problems.empty() && !request.handles.empty()) {
+        throw HostError(ExitCode::kFindings, request.drawing, problems.front(), "");
     }
     writeTextFile(request.file, toText(answer, 1) + '\n');
     if (request.file != "-") {
         std::cout << counted(answer.size(), "bag") << " with " << counted(values, "value")
                   << " written to " << printable(request.file) << '\n';
     }
-    return ExitCode::kOk;
+    for (std::string const& problem : problems) {
+        std::cerr << "zemhost: warning: "
+                  << printable(request.drawing + ": " + problem + "; a bag of it is left out")
+                  << '\n';
+    }
+    return problems.empty() ? ExitCode::kOk : ExitCode::kFindings;
 }
 
 ExitCode runBagImport(HostSession& session, BagFileRequest const& request)
 {
-    const BagJson contents = readJsonFile(request.file);
-    BagJson const& given = checkedBags(contents, request.file);
+    const BagJson given = readBags(request.file);
     HostBagExtension const& bags = session.bags();
     const OdDbDatabasePtr database =
         openDrawing(session, request.drawing, OdDbOpenDrawingMode::kForWriting);
-    const std::vector<std::string> handles =
-        request.handles.empty() ? keysOf(given) : request.handles;
+    const std::vector<OdDbHandle> handles =
+        request.handles.empty() ? handlesOf(given) : requestedHandles(request.handles);
     std::vector<std::string> lines;
-    for (std::string const& handle : handles) {
-        const OdDbObjectPtr object = openByHandle(*database, handle, OdDb::kForWrite);
+    for (const OdDbHandle handle : handles) {
+        const OdDbObjectPtr object = openByHandle(*database, toText(handle), OdDb::kForWrite);
         BagJson const& bag = bagOf(given, handle, request.file);
         guardDrawing([&] { bags.replace(*object, bag); });
-        lines.push_back("  " + toText(object->handle()) + ' ' + printable(classNameOf(*object)) +
-                        ": " + counted(bag.size(), "value") + " in " +
-                        formText(bags.form(*object)));
+        const BagForm form = bags.form(*object);
+        lines.push_back("  " + toText(handle) + ' ' + printable(classNameOf(*object)) + ": " +
+                        (form.place == BagPlace::kNone
+                             ? "no bag"
+                             : counted(bag.size(), "value") + " in " + formText(form)));
     }
     saveDrawing(*database);
     std::cout << counted(handles.size(), "bag") << " attached\n";
@@ -307,31 +374,33 @@ ExitCode runBagImport(HostSession& session, BagFileRequest const& request)
 
 ExitCode runBagCompare(HostSession& session, BagFileRequest const& request)
 {
-    const BagJson contents = readJsonFile(request.file);
-    BagJson const& given = checkedBags(contents, request.file);
+    const BagJson given = readBags(request.file);
     HostBagExtension const& bags = session.bags();
     const OdDbDatabasePtr database =
         openDrawing(session, request.drawing, OdDbOpenDrawingMode::kForReading);
-    std::vector<std::string> handles = request.handles;
+    std::vector<OdDbHandle> handles = requestedHandles(request.handles);
     if (handles.empty()) {
-        handles = keysOf(given);
-        for (std::string const& handle : handlesWithBags(*database, bags)) {
-            if (!given.contains(handle)) {
+        handles = handlesOf(given);
+        for (const OdDbHandle handle : handlesWithBags(*database, bags)) {
+            if (!given.contains(toText(handle))) {
                 handles.push_back(handle);
             }
         }
     }
     std::size_t values = 0;
     std::size_t found = 0;
-    for (std::string const& handle : handles) {
-        const OdDbObjectPtr object = openByHandle(*database, handle, OdDb::kForRead);
+    for (const OdDbHandle handle : handles) {
+        const std::string text = toText(handle);
         const BagJson expected =
-            given.contains(handle) ? bags.canonical(given[handle]) : BagJson::object();
+            given.contains(text) ? bags.canonical(given[text]) : BagJson::object();
         values += expected.size();
-        for (std::string const& line : differences(expected, bags.read(*object))) {
-            std::cout << "  " << toText(object->handle()) << ": " << line << '\n';
-            ++found;
+        const ReadBag bag = tryRead(*database, bags, handle);
+        const std::vector<std::string> lines =
+            bag.entries ? differences(expected, *bag.entries) : std::vector{bag.problem};
+        for (std::string const& line : lines) {
+            std::cout << "  " << text << ": " << line << '\n';
         }
+        found += lines.size();
     }
     std::cout << counted(handles.size(), "bag") << " with " << counted(values, "value") << ": "
               << (found == 0 ? "all equal" : counted(found, "difference")) << '\n';

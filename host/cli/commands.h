@@ -5,6 +5,7 @@
 #include "protocol/host_error.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -31,6 +32,8 @@ struct ImportRequest
     std::string part;
     std::string drawing;
     ImportTarget target = ImportTarget::kNew;
+    std::uint64_t timeLimitSeconds = 300;
+    std::uint64_t memoryLimitMib = 8192;
 };
 ExitCode runImport(HostSession& session, ImportRequest const& request);
 

@@ -30,11 +30,21 @@ StoredForm storedForm(OdDbObject const& object, OdDbDatabase& database)
             {filer.references().begin(), filer.references().end()}};
 }
 
-/// Nothing for an object that isn't there or can't be read.
-std::optional<StoredForm> formAt(OdDbDatabase& database, OdDbHandle handle)
+/// One side of a comparison: a form, or why there is none.
+struct Side
 {
-    const OdDbObjectPtr object = database.getOdDbObjectId(handle).openObject();
-    return object.isNull() ? std::nullopt : std::optional(storedForm(*object, database));
+    std::optional<StoredForm> form;
+    std::string problem;
+    bool isThere = true;
+};
+
+Side sideAt(OdDbDatabase& database, OdDbHandle handle)
+{
+    const OpenedObject opened = tryOpen(database, handle, OdDb::kForRead);
+    if (opened.object.isNull()) {
+        return {std::nullopt, opened.problem, !database.getOdDbObjectId(handle).isNull()};
+    }
+    return {storedForm(*opened.object, database), "", true};
 }
 
 class Comparison
@@ -66,25 +76,43 @@ public:
 private:
     void compareObjects(OdDbHandle handle)
     {
-        const std::optional<StoredForm> left = formAt(m_left, handle);
-        const std::optional<StoredForm> right = formAt(m_right, handle);
+        const Side left = sideAt(m_left, handle);
+        const Side right = sideAt(m_right, handle);
         ++m_objects;
-        if (!left && !right) {
-            note(toText(handle), "can't be read in either drawing");
-        } else if (!left) {
-            note(toText(handle), right->className + " is only in the second drawing");
-        } else if (!right) {
-            note(toText(handle), left->className + " is only in the first drawing");
-        } else if (left->className != right->className) {
-            note(toText(handle), "is a " + left->className + " in the first and a " +
-                                     right->className + " in the second drawing");
-        } else if (*left != *right) {
-            note(toText(handle),
-                 left->className + " differs, " + sized(sizeOf(*left)) + " and " +
-                     sized(sizeOf(*right)) +
-                     (left->references == right->references ? "" : ", in what it refers to"));
+        if (left.form && right.form) {
+            compareForms(handle, *left.form, *right.form);
+        } else if (!left.form && !right.form) {
+            note(toText(handle), "in the first drawing " + left.problem +
+                                     "; in the second drawing " + right.problem);
         } else {
-            m_bytes += sizeOf(*left);
+            noteOneSided(handle, left, right);
+        }
+    }
+
+    void noteOneSided(OdDbHandle handle, Side const& left, Side const& right)
+    {
+        Side const& known = left.form ? left : right;
+        Side const& other = left.form ? right : left;
+        char const* const here = left.form ? "first" : "second";
+        char const* const there = left.form ? "second" : "first";
+        note(toText(handle),
+             other.isThere
+                 ? known.form->className + " in the " + there + " drawing " + other.problem
+                 : known.form->className + " is only in the " + here + " drawing");
+    }
+
+    void compareForms(OdDbHandle handle, StoredForm const& left, StoredForm const& right)
+    {
+        if (left.className != right.className) {
+            note(toText(handle), "is a " + left.className + " in the first and a " +
+                                     right.className + " in the second drawing");
+        } else if (left != right) {
+            note(toText(handle),
+                 left.className + " differs, " + sized(sizeOf(left)) + " and " +
+                     sized(sizeOf(right)) +
+                     (left.references == right.references ? "" : ", in what it refers to"));
+        } else {
+            m_bytes += sizeOf(left);
         }
     }
 

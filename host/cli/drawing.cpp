@@ -10,8 +10,10 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <filesystem>
+#include <fstream>
 #include <iostream>
 
 namespace zemhost {
@@ -24,7 +26,7 @@ std::string adviceFor(OdResult code)
     case kOdFileNotFound:
         return "check the path; 'zemhost import' makes a drawing";
     case kOdFileAccess:
-        return "check the path and the rights of the file and of its folder";
+        return "check the path, the rights of the file and of its folder, and the room on the disk";
     case kOdFileLocked:
         return "close it there, or wait until the other program is done";
     case kOdFileCorrupt:
@@ -104,6 +106,50 @@ OdDbDatabasePtr openDrawing(HostSession& session, std::string const& path, OdDbO
     return database;
 }
 
+void checkTarget(std::string const& path)
+{
+    namespace fs = std::filesystem;
+    std::error_code error;
+    const fs::file_status status = fs::status(path, error);
+    if (error && status.type() != fs::file_type::not_found) {
+        throw HostError(ExitCode::kFile, path, "can't be reached: " + error.message(),
+                        "name another drawing");
+    }
+    const fs::path folder = fs::absolute(path).parent_path();
+    if (!fs::is_directory(folder, error)) {
+        throw HostError(ExitCode::kFile, path,
+                        "there is no folder " + folder.string() + " to put it into",
+                        "make the folder first");
+    }
+    if (fs::exists(status) && !fs::is_regular_file(status)) {
+        throw HostError(ExitCode::kFile, path, "is no file", "name another drawing");
+    }
+    if (fs::is_regular_file(status) && fileSize(path) != 0 && !isDrawingFile(path)) {
+        throw HostError(ExitCode::kFile, path, "is there and is no drawing",
+                        "name another file, or remove this one if nobody needs it");
+    }
+    // A link may lead to a folder with other rights; saving tells of those.
+    if (!fs::is_symlink(path, error) && ::access(folder.c_str(), W_OK | X_OK) != 0) {
+        throw HostError(ExitCode::kFile, path,
+                        "can't be made: the folder " + folder.string() + " can't be written to",
+                        "check the rights of the folder, or name another");
+    }
+}
+
+bool isDrawingFile(std::string const& path)
+{
+    constexpr std::streamoff kApplicationIdAt = 68;  // where the file format keeps it
+    std::ifstream file(path, std::ios::binary);
+    std::array<unsigned char, 4> bytes{};
+    file.seekg(kApplicationIdAt);
+    file.read(reinterpret_cast<char*>(bytes.data()), bytes.size());
+    std::uint32_t id = 0;
+    for (const unsigned char byte : bytes) {
+        id = id << 8 | byte;
+    }
+    return file.good() && id == kDrawingApplicationId;
+}
+
 void saveDrawing(OdDbDatabase& database)
 {
     ProgressLine line("saving");
@@ -118,28 +164,47 @@ void saveDrawingAs(OdDbDatabase& database, std::string const& path, int dwgVersi
     });
 }
 
-OdDbObjectPtr openByHandle(OdDbDatabase& database, std::string const& handle, OdDb::OpenMode mode)
+OdDbHandle handleFromText(std::string const& text)
 {
     std::uint64_t value = 0;
-    char const* const end = handle.data() + handle.size();
-    const auto read = std::from_chars(handle.data(), end, value, 16);
+    char const* const end = text.data() + text.size();
+    const auto read = std::from_chars(text.data(), end, value, 16);
     if (read.ec != std::errc() || read.ptr != end || value == 0) {
-        throw HostError(ExitCode::kUsage, handle, "is no handle",
+        throw HostError(ExitCode::kUsage, text, "is no handle",
                         "a handle is up to 16 hexadecimal digits, such as 2A");
     }
-    const OdDbObjectId id = database.getOdDbObjectId(OdDbHandle(value));
+    return OdDbHandle(value);
+}
+
+OpenedObject tryOpen(OdDbDatabase& database, OdDbHandle handle, OdDb::OpenMode mode)
+{
+    OpenedObject opened;
+    const OdDbObjectId id = database.getOdDbObjectId(handle);
     if (id.isNull()) {
-        throw HostError(ExitCode::kFindings, toUtf8(database.getFilename()),
-                        "has no object " + handle, "'zemhost info' lists the handles");
+        opened.problem = "isn't there";
+        return opened;
     }
-    OdDbObjectPtr object;
-    guardDrawing([&] { object = id.openObject(mode); });
-    if (object.isNull()) {
-        throw HostError(ExitCode::kFindings, toUtf8(database.getFilename()),
-                        "object " + handle + " can't be read: " + damageOf(database, value),
-                        "'zemhost check' lists all damages");
+    guardDrawing([&] { opened.object = id.openObject(mode); });
+    if (opened.object.isNull()) {
+        opened.problem = "can't be read: " + damageOf(database, handle);
     }
-    return object;
+    return opened;
+}
+
+OdDbObjectPtr openByHandle(OdDbDatabase& database, std::string const& handle, OdDb::OpenMode mode)
+{
+    const OdDbHandle value = handleFromText(handle);
+    OpenedObject opened = tryOpen(database, value, mode);
+    if (!opened.object.isNull()) {
+        return opened.object;
+    }
+    const std::string drawing = toUtf8(database.getFilename());
+    if (database.getOdDbObjectId(value).isNull()) {
+        throw HostError(ExitCode::kFindings, drawing, "has no object " + toText(value),
+                        "'zemhost info' lists the handles");
+    }
+    throw HostError(ExitCode::kFindings, drawing, "object " + toText(value) + ' ' + opened.problem,
+                    "'zemhost check' lists all damages");
 }
 
 std::string damageOf(OdDbDatabase& database, OdDbHandle handle)

@@ -35,11 +35,32 @@ private:
 OdDbDatabasePtr openDrawing(HostSession& session, std::string const& path,
                             OdDbOpenDrawingMode mode);
 
+/// Refuses a place that no drawing can be saved to, before any work is done for it: a folder that is
+/// missing or closed to the user, what is no file, and a file of another program, which a typing
+/// error must not cost its owner. A drawing or an empty file may be there.
+///
+/// \throws HostError (file).
+void checkTarget(std::string const& path);
+
+/// Whether a file is a drawing by its first bytes, however damaged the rest of it may be.
+bool isDrawingFile(std::string const& path);
+
 /// Saves into the drawing's own file. \throws HostError (file).
 void saveDrawing(OdDbDatabase& database);
 
 /// Saves into another file, which may be there. \throws HostError (file).
 void saveDrawingAs(OdDbDatabase& database, std::string const& path, int dwgVersion);
+
+/// A handle in hexadecimal. \throws HostError (usage) for text that is none.
+OdDbHandle handleFromText(std::string const& text);
+
+/// An object, or why there is none: "isn't there" or "can't be read: ...".
+struct OpenedObject
+{
+    OdDbObjectPtr object;
+    std::string problem;
+};
+OpenedObject tryOpen(OdDbDatabase& database, OdDbHandle handle, OdDb::OpenMode mode);
 
 /// The object of a handle in hexadecimal.
 ///

@@ -3,8 +3,10 @@
 #include "cli/text_format.h"
 #include "db/od_db_block_table.h"
 
+#include <chrono>
 #include <filesystem>
 #include <iostream>
+#include <vector>
 
 namespace zemhost {
 
@@ -12,34 +14,33 @@ namespace {
 
 namespace fs = std::filesystem;
 
-void checkTarget(ImportRequest const& request)
+void checkPlace(ImportRequest const& request)
 {
+    if (request.target == ImportTarget::kAppend) {
+        return;
+    }
     std::error_code error;
     const bool exists = fs::exists(request.drawing, error);
+    if (exists && fs::equivalent(request.part, request.drawing, error)) {
+        throw HostError(ExitCode::kUsage, request.drawing, "is the part itself",
+                        "name another drawing");
+    }
+    checkTarget(request.drawing);
     if (request.target == ImportTarget::kNew && exists) {
         throw HostError(ExitCode::kFile, request.drawing, "is there already",
                         "give --replace to replace it or --append to add to it");
     }
-    const fs::path folder = fs::absolute(request.drawing).parent_path();
-    if (!exists && !fs::is_directory(folder, error)) {
-        throw HostError(ExitCode::kFile, request.drawing,
-                        "there is no folder " + folder.string() + " to put it into",
-                        "make the folder first");
-    }
-    // A typing error with --replace must not cost the user a file of another program.
-    if (request.target == ImportTarget::kReplace && exists &&
-        fs::equivalent(request.part, request.drawing, error)) {
-        throw HostError(ExitCode::kUsage, request.drawing, "is the part itself",
-                        "name another drawing");
-    }
 }
 
-HostImport importPart(HostSession& session, std::string const& part)
+HostImport importPart(HostSession& session, ImportRequest const& request)
 {
     HostImportExtension const& importer = session.importer();
-    ProgressLine line("importing " + fs::path(part).filename().string());
+    ProgressLine line("importing " + fs::path(request.part).filename().string());
+    const HostImportLimits limits{std::chrono::seconds(request.timeLimitSeconds),
+                                  request.memoryLimitMib << 20};
     return importer.importPart(
-        part, [&line](double fraction, std::string const& step) { line.show(fraction, step); });
+        request.part, limits,
+        [&line](double fraction, std::string const& step) { line.show(fraction, step); });
 }
 
 /// The drawing to add to: a new one, in millimetres as all parts are, or the one that is there.
@@ -92,23 +93,34 @@ void printSolid(HostSolid const& solid, std::string const& label, OdDbHandle han
               << (solid.isValid ? "" : "; the kernel finds faults in it") << '\n';
 }
 
+void printImport(ImportRequest const& request, HostImport const& imported,
+                 std::vector<OdDbHandle> const& handles)
+{
+    std::cout << imported.format << " file " << printable(request.part) << ": "
+              << sized(fileSize(request.part)) << ", " << counted(imported.solids.size(), "solid")
+              << '\n';
+    for (std::size_t index = 0; index < handles.size(); ++index) {
+        HostSolid const& solid = imported.solids[index];
+        printSolid(solid, labelOf(solid, request), handles[index]);
+    }
+    std::cout << "drawing " << printable(request.drawing) << ": "
+              << sized(fileSize(request.drawing)) << '\n';
+}
+
 }  // namespace
 
 ExitCode runImport(HostSession& session, ImportRequest const& request)
 {
-    checkTarget(request);
+    checkPlace(request);
     const OdDbDatabasePtr database = targetDrawing(session, request);
-    const HostImport imported = importPart(session, request.part);
+    const HostImport imported = importPart(session, request);
     for (std::string const& warning : imported.warnings) {
         std::cerr << "zemhost: warning: " << printable(request.part + ": " + warning) << '\n';
     }
-    std::cout << imported.format << " file " << printable(request.part) << ": "
-              << sized(fileSize(request.part)) << ", " << counted(imported.solids.size(), "solid")
-              << '\n';
+    std::vector<OdDbHandle> handles;
     guardDrawing([&] {
         for (HostSolid const& solid : imported.solids) {
-            const std::string label = labelOf(solid, request);
-            printSolid(solid, label, appendSolid(*database, solid, label));
+            handles.push_back(appendSolid(*database, solid, labelOf(solid, request)));
         }
     });
     if (request.target == ImportTarget::kAppend) {
@@ -116,8 +128,7 @@ ExitCode runImport(HostSession& session, ImportRequest const& request)
     } else {
         saveDrawingAs(*database, request.drawing, OdDb::kDwgVersionCurrent);
     }
-    std::cout << "drawing " << printable(request.drawing) << ": "
-              << sized(fileSize(request.drawing)) << '\n';
+    printImport(request, imported, handles);
     return ExitCode::kOk;
 }
 

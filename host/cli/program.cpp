@@ -27,6 +27,10 @@ constexpr char const* kExitCodes = R"(Exit codes:
 
 'zemhost COMMAND --help' tells more of each command, with examples.)";
 
+/// Name of a file: an empty one comes from a variable that a script forgot to set.
+const CLI::Validator kFileName(
+    [](std::string const& name) { return name.empty() ? "the name is empty" : std::string(); }, "");
+
 constexpr char const* kHandleHelp = "Handle of the object, hexadecimal, as 'zemhost info' shows it";
 
 /// The command line: options and what they fill, one command for each subcommand.
@@ -91,10 +95,16 @@ CommandLine::CommandLine()
     m_app.set_version_flag("--version", "zemhost " ZEMHOST_VERSION);
     m_app.set_help_all_flag("--help-all", "The help of all commands");
     m_app.footer(kExitCodes);
-    m_app.add_option("--module", m_session.modulePath,
-                     "The module's file (default: zem_db.tx beside the program)");
-    m_app.add_flag("--without-module", m_session.withoutModule,
-                   "Work without the module: its objects are carried as they are");
+    auto* const module =
+        m_app
+            .add_option("--module", m_session.modulePath,
+                        "The module's file (default: zem_db.tx beside the program or in the "
+                        "library folder of its tree)")
+            ->check(kFileName);
+    m_app
+        .add_flag("--without-module", m_session.withoutModule,
+                  "Work without the module: its objects are carried as they are")
+        ->excludes(module);
     addImport();
     addInfo();
     addBagCommands();
@@ -120,7 +130,7 @@ CLI::App& CommandLine::addCommand(CLI::App& parent, std::string const& name,
 
 void CommandLine::addDrawing(CLI::App& command, std::string& drawing)
 {
-    command.add_option("DRAWING", drawing, "The drawing (.zdw)")->required();
+    command.add_option("DRAWING", drawing, "The drawing (.zdw)")->required()->check(kFileName);
 }
 
 void CommandLine::addBag(CLI::App& command, BagRequest& bag)
@@ -138,13 +148,19 @@ void CommandLine::addImport()
 {
     CLI::App& command = addCommand(
         m_app, "import", "Import the solids of a STEP or BREP file into a drawing",
-        "Each solid becomes an entity of model space, with the part's name and the numbers of its\n"
-        "faces, edges and vertices. Lengths are millimetres.\n\n"
+        "Each solid becomes an entity of model space, with the part's name, the counts of its "
+        "faces,\n"
+        "edges and vertices, and a body in which these are numbered. Assemblies are taken apart;\n"
+        "loose surfaces, curves and colours stay behind. Lengths are millimetres. The drawing is\n"
+        "written once all is read: it is whole, or as it was before. Only a drawing is replaced,\n"
+        "never a file of another kind.\n\n"
         "Examples:\n"
         "  zemhost import bracket.step bracket.zdw\n"
         "  zemhost import --append bolt.brep bracket.zdw",
         m_import, runImport);
-    command.add_option("PART", m_import.part, "The part: .step, .stp, .brep or .brp")->required();
+    command.add_option("PART", m_import.part, "The part: .step, .stp, .brep or .brp")
+        ->required()
+        ->check(kFileName);
     addDrawing(command, m_import.drawing);
     auto* const replace = command.add_flag_callback(
         "--replace", [this] { m_import.target = ImportTarget::kReplace; },
@@ -154,6 +170,14 @@ void CommandLine::addImport()
             "--append", [this] { m_import.target = ImportTarget::kAppend; },
             "Add to a drawing that is there")
         ->excludes(replace);
+    command
+        .add_option("--time-limit", m_import.timeLimitSeconds,
+                    "Seconds that reading the part may take (default: 300)")
+        ->check(CLI::Range(1, 1'000'000));
+    command
+        .add_option("--memory-limit", m_import.memoryLimitMib,
+                    "Memory that reading the part may take, in MiB (default: 8192)")
+        ->check(CLI::Range(16, 16'777'216));
 }
 
 void CommandLine::addInfo()
@@ -165,8 +189,10 @@ void CommandLine::addInfo()
                                    m_info, runInfo);
     addDrawing(command, m_info.drawing);
     addJson(command, m_info.json);
-    command.add_option("--limit", m_info.limit,
-                       "Entries shown of each list, 0 for all (default: 50, with --json all)");
+    command
+        .add_option("--limit", m_info.limit,
+                    "Entries shown of each list, 0 for all (default: 50, with --json all)")
+        ->check(CLI::Range(0, 1'000'000'000));
 }
 
 void CommandLine::addClasses()
@@ -197,15 +223,18 @@ void CommandLine::addResave()
 {
     CLI::App& command = addCommand(
         m_app, "resave", "Save a drawing again, in place or as another one",
-        "Objects of classes that aren't there, as with --without-module, lose nothing by it.\n\n"
+        "Objects of classes that aren't there, as with --without-module, lose nothing by it, and\n"
+        "damaged objects are copied as they are. A file that is no drawing is never replaced.\n\n"
         "Examples:\n"
         "  zemhost resave bracket.zdw copy.zdw\n"
         "  zemhost --without-module resave --rewrite bracket.zdw\n"
         "  zemhost resave --dwg-version 29 bracket.zdw old.zdw",
         m_resave, runResave);
     addDrawing(command, m_resave.drawing);
-    command.add_option("TARGET", m_resave.target,
-                       "The other drawing, which is replaced if it is there (default: in place)");
+    command
+        .add_option("TARGET", m_resave.target,
+                    "The other drawing, which is replaced if it is there (default: in place)")
+        ->check(kFileName);
     command.add_flag("--rewrite", m_resave.rewrite,
                      "Load every object and file it anew, not only those that have changed");
     command
@@ -222,8 +251,10 @@ void CommandLine::addCompare()
                                    "Example:\n"
                                    "  zemhost compare bracket.zdw copy.zdw",
                                    m_compare, runCompare);
-    command.add_option("A", m_compare.left, "A drawing")->required();
-    command.add_option("B", m_compare.right, "The drawing to compare it with")->required();
+    command.add_option("A", m_compare.left, "A drawing")->required()->check(kFileName);
+    command.add_option("B", m_compare.right, "The drawing to compare it with")
+        ->required()
+        ->check(kFileName);
     addJson(command, m_compare.json);
 }
 
@@ -306,12 +337,16 @@ void CommandLine::addBagFiles(CLI::App& bag)
         "JSON file: {HANDLE: {NAME: {\"type\": TYPE, \"value\": VALUE}}}, - for standard ";
 
     CLI::App& exported = addCommand(bag, "export", "Write bags to a JSON file",
+                                    "A bag that can't be read is left out with a warning and exit "
+                                    "code 1.\n\n"
                                     "Examples:\n"
                                     "  zemhost bag export bracket.zdw bags.json\n"
                                     "  zemhost bag export bracket.zdw - 2A",
                                     m_bagExport, runBagExport);
     addDrawing(exported, m_bagExport.drawing);
-    exported.add_option("FILE", m_bagExport.file, std::string(kFileHelp) + "output")->required();
+    exported.add_option("FILE", m_bagExport.file, std::string(kFileHelp) + "output")
+        ->required()
+        ->check(kFileName);
     exported.add_option("HANDLE", m_bagExport.handles, "Objects (default: all that have a bag)");
 
     CLI::App& imported = addCommand(bag, "import", "Replace bags by those of a JSON file",
@@ -319,7 +354,9 @@ void CommandLine::addBagFiles(CLI::App& bag)
                                     "  zemhost bag import bracket.zdw bags.json",
                                     m_bagImport, runBagImport);
     addDrawing(imported, m_bagImport.drawing);
-    imported.add_option("FILE", m_bagImport.file, std::string(kFileHelp) + "input")->required();
+    imported.add_option("FILE", m_bagImport.file, std::string(kFileHelp) + "input")
+        ->required()
+        ->check(kFileName);
     imported.add_option("HANDLE", m_bagImport.handles, "Only these objects (default: all of FILE)");
 
     CLI::App& compared =
@@ -329,7 +366,9 @@ void CommandLine::addBagFiles(CLI::App& bag)
                    "  zemhost bag compare bracket.zdw bags.json",
                    m_bagCompare, runBagCompare);
     addDrawing(compared, m_bagCompare.drawing);
-    compared.add_option("FILE", m_bagCompare.file, std::string(kFileHelp) + "input")->required();
+    compared.add_option("FILE", m_bagCompare.file, std::string(kFileHelp) + "input")
+        ->required()
+        ->check(kFileName);
     compared.add_option("HANDLE", m_bagCompare.handles,
                         "Only these objects (default: all of FILE and of the drawing)");
 }
@@ -407,11 +446,21 @@ ExitCode reportUsage(CLI::App& app, CLI::ParseError const& error)
         return ExitCode::kOk;
     }
     std::string command = "zemhost";
-    for (CLI::App const* at = &app; !at->get_subcommands().empty();) {
+    CLI::App const* at = &app;
+    while (!at->get_subcommands().empty()) {
         at = at->get_subcommands().front();
         command += ' ' + at->get_name();
     }
-    return report(ExitCode::kUsage, error.what() + ("; see '" + command + " --help'"));
+    std::string reason = error.what();
+    // The parser asks for a command before it looks at the words that it could make nothing of.
+    const std::vector<std::string> unknown = app.remaining(/*recurse=*/true);
+    const bool lacksCommand = !at->get_subcommands([](CLI::App const*) { return true; }).empty();
+    if (lacksCommand && !unknown.empty()) {
+        std::string const& word = unknown.front();
+        reason = "there is no " + std::string(word.starts_with('-') ? "option" : "command") +
+                 " \"" + unmarkBrackets(word) + '"';
+    }
+    return report(ExitCode::kUsage, reason + "; see '" + command + " --help'");
 }
 
 }  // namespace

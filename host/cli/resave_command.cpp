@@ -1,6 +1,7 @@
 #include "cli/commands.h"
 #include "cli/drawing.h"
 #include "cli/text_format.h"
+#include "db/od_db_object_store.h"
 #include "db/od_db_proxy_object.h"
 
 #include <iostream>
@@ -9,12 +10,11 @@ namespace zemhost {
 
 namespace {
 
-/// How many objects were filed anew, and what could not be.
+/// How many objects were filed anew.
 struct RewriteResult
 {
     std::uint64_t objects = 0;
     std::uint64_t proxies = 0;
-    std::uint64_t unreadable = 0;
 };
 
 /// Marks every object as changed, so that each of them goes through its class's own filing.
@@ -24,7 +24,6 @@ RewriteResult markAllChanged(OdDbDatabase& database)
     forEachHandle(database, [&](OdDbHandle handle) {
         const OdDbObjectPtr object = database.getOdDbObjectId(handle).openObject(OdDb::kForWrite);
         if (object.isNull()) {
-            ++result.unreadable;
             return;
         }
         object->assertWriteEnabled(/*autoUndo=*/false, /*recordModified=*/true);
@@ -42,10 +41,18 @@ void printRewrite(RewriteResult const& result)
     if (result.proxies != 0) {
         std::cout << ", " << result.proxies << " of them carried without their class";
     }
-    if (result.unreadable != 0) {
-        std::cout << "; " << counted(result.unreadable, "damaged object") << " copied as stored";
-    }
     std::cout << '\n';
+}
+
+/// Saving reads what it files anew, and carries over as stored what it can't read.
+void warnOfDamages(OdDbDatabase& database, std::string const& path)
+{
+    const std::size_t count = OdDbStorageAccess(database).damages().size();
+    if (count != 0) {
+        std::cerr << "zemhost: warning: " << printable(path) << ": "
+                  << counted(count, "damaged object")
+                  << " copied as stored; 'zemhost check' lists the damages\n";
+    }
 }
 
 }  // namespace
@@ -58,20 +65,26 @@ ExitCode runResave(HostSession& session, ResaveRequest const& request)
                         "a drawing that is saved in place keeps its version",
                         "name another drawing");
     }
+    if (!inPlace) {
+        checkTarget(request.target);
+    }
     const OdDbDatabasePtr database =
         openDrawing(session, request.drawing,
                     inPlace ? OdDbOpenDrawingMode::kForWriting : OdDbOpenDrawingMode::kForReading);
     const int version = odDbDrawingVersion(*database);
+    RewriteResult rewritten;
     if (request.rewrite) {
-        RewriteResult result;
-        guardDrawing([&] { result = markAllChanged(*database); });
-        printRewrite(result);
+        guardDrawing([&] { rewritten = markAllChanged(*database); });
     }
     std::string const& target = inPlace ? request.drawing : request.target;
     if (inPlace) {
         saveDrawing(*database);
     } else {
         saveDrawingAs(*database, target, request.dwgVersion != 0 ? request.dwgVersion : version);
+    }
+    warnOfDamages(*database, request.drawing);
+    if (request.rewrite) {
+        printRewrite(rewritten);
     }
     std::cout << "drawing " << printable(target) << ": " << sized(fileSize(target)) << '\n';
     return ExitCode::kOk;

@@ -2,6 +2,7 @@
 
 #include "db/od_db_handle.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 
@@ -20,6 +21,33 @@ std::string pluralOf(std::string_view noun)
         return stem + "ies";
     }
     return noun.ends_with('s') ? text + "es" : text + "s";
+}
+
+bool isContinuation(char byte)
+{
+    return (static_cast<unsigned char>(byte) & 0xC0) == 0x80;
+}
+
+/// JSON escapes what lies below the space; it leaves the delete character and the second set of
+/// control characters, U+0080 to U+009F, to which a terminal listens too.
+std::string escapeLateControls(std::string const& text)
+{
+    std::string result;
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        const auto byte = static_cast<unsigned char>(text[at]);
+        if (byte == 0x7F) {
+            result += "\\u007f";
+        } else if (byte == 0xC2 && at + 1 < text.size() &&
+                   static_cast<unsigned char>(text[at + 1]) < 0xA0) {
+            std::array<char, 8> escape{};
+            std::snprintf(escape.data(), escape.size(), "\\u%04x",
+                          static_cast<unsigned>(static_cast<unsigned char>(text[++at])));
+            result += escape.data();
+        } else {
+            result += text[at];
+        }
+    }
+    return result;
 }
 
 }  // namespace
@@ -84,7 +112,7 @@ std::string shortened(std::string const& utf8, std::size_t maxLength)
     std::size_t characters = 0;
     std::size_t end = 0;  // of the part that is kept if the text turns out too long
     for (std::size_t at = 0; at < utf8.size(); ++at) {
-        if ((static_cast<unsigned char>(utf8[at]) & 0xC0) == 0x80) {
+        if (isContinuation(utf8[at])) {
             continue;
         }
         if (characters + 3 == maxLength) {
@@ -97,30 +125,28 @@ std::string shortened(std::string const& utf8, std::size_t maxLength)
     return utf8;
 }
 
+std::size_t characterCount(std::string const& utf8)
+{
+    return static_cast<std::size_t>(
+        std::count_if(utf8.begin(), utf8.end(), [](char byte) { return !isContinuation(byte); }));
+}
+
 std::string printable(std::string const& utf8)
 {
-    std::string text = toText(Json(utf8), -1);
-    text = text.substr(1, text.size() - 2);
-    std::string result;
-    for (std::size_t at = 0; at < text.size(); ++at) {
-        const auto byte = static_cast<unsigned char>(text[at]);
-        // JSON escapes what lies below the space; it leaves the delete character and the second
-        // set of control characters, U+0080 to U+009F.
-        if (byte == 0x7F) {
-            result += "\\u007f";
-        } else if (byte == 0xC2 && at + 1 < text.size() &&
-                   static_cast<unsigned char>(text[at + 1]) < 0xA0) {
-            std::array<char, 8> escape{};
-            std::snprintf(escape.data(), escape.size(), "\\u%04x",
-                          static_cast<unsigned>(static_cast<unsigned char>(text[++at])));
-            result += escape.data();
-        } else if (byte == '\\' && at + 1 < text.size() && text[at + 1] == '"') {
-            continue;  // a quotation mark needs no escape outside of quotation marks
-        } else {
-            result += text[at];
+    const std::string quoted = toText(Json(utf8), -1);
+    std::string text;
+    for (std::size_t at = 1; at + 1 < quoted.size(); ++at) {
+        // A quotation mark needs no escape outside of quotation marks.
+        if (quoted[at] != '\\' || quoted[at + 1] != '"' || at + 2 == quoted.size()) {
+            text += quoted[at];
         }
     }
-    return result;
+    return escapeLateControls(text);
+}
+
+std::string printableJson(nlohmann::json const& json)
+{
+    return escapeLateControls(toText(json, -1));
 }
 
 }  // namespace zemhost

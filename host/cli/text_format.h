@@ -36,8 +36,14 @@ std::string toText(nlohmann::json const& json, int indent);
 /// The text, or its beginning and "..." if it has more than `maxLength` characters.
 std::string shortened(std::string const& utf8, std::size_t maxLength);
 
+/// How many characters a text has; what a terminal needs room for, but for the widest scripts.
+std::size_t characterCount(std::string const& utf8);
+
 /// The text with control characters and other unprintable bytes as escapes, so that what a drawing
 /// holds can't steer a terminal.
 std::string printable(std::string const& utf8);
+
+/// JSON on one line, as `printable`; its own escapes stay as they are.
+std::string printableJson(nlohmann::json const& json);
 
 }  // namespace zemhost

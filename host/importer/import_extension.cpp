@@ -43,12 +43,27 @@ HostImport importWith(std::string const& path, ImportOptions const& options)
     return result;
 }
 
+/// The kernel's advice, with the option's name where one helps.
+std::string adviceFor(KernelError const& error)
+{
+    switch (error.failure()) {
+    case KernelFailure::kTimeLimit:
+        return "allow more with --time-limit, or check the file in the program that wrote it";
+    case KernelFailure::kMemoryLimit:
+        return "allow more with --memory-limit, or check the file in the program that wrote it";
+    default:
+        return error.advice();
+    }
+}
+
 }  // namespace
 
-HostImport ImportExtension::importPart(std::string const& path,
+HostImport ImportExtension::importPart(std::string const& path, HostImportLimits const& limits,
                                        HostImportProgress const& progress) const
 {
     ImportOptions options;
+    options.timeLimit = limits.time;
+    options.memoryLimitBytes = limits.memoryBytes;
     if (progress) {
         options.progress = [&progress](double fraction, std::string const& step) {
             progress(fraction, step);
@@ -58,7 +73,7 @@ HostImport ImportExtension::importPart(std::string const& path,
     try {
         return importWith(path, options);
     } catch (KernelError const& error) {
-        throw HostError(ExitCode::kFile, error.file(), error.reason(), error.advice());
+        throw HostError(ExitCode::kFile, error.file(), error.reason(), adviceFor(error));
     }
 }
 

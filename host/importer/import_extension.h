@@ -10,7 +10,7 @@ namespace zemhost {
 class ImportExtension : public HostImportExtension
 {
 public:
-    HostImport importPart(std::string const& path,
+    HostImport importPart(std::string const& path, HostImportLimits const& limits,
                           HostImportProgress const& progress) const override;
 };
 

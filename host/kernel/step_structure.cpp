@@ -3,8 +3,11 @@
 
 #include <algorithm>
 #include <cctype>
+#include <charconv>
 #include <cstdint>
 #include <fstream>
+#include <string>
+#include <system_error>
 #include <vector>
 
 namespace zemhost {
@@ -42,6 +45,7 @@ public:
     }
 
 private:
+    static constexpr std::size_t kShownDigits = 30;
     static constexpr int kEnd = std::char_traits<char>::eof();
 
     int peek() { return m_buffer->sgetc(); }
@@ -110,20 +114,89 @@ private:
         }
     }
 
+    /// Digits in quotation marks, which would else look like numbers.
+    void skipBinary()
+    {
+        (void)next();  // the quotation mark
+        while (peek() != kEnd && next() != '"') {
+        }
+    }
+
     void skipStatement()
     {
+        int depth = 0;
+        bool isInWord = false;  // a digit goes on with a name or the number of an entity
         while (peek() != kEnd) {
-            if (peek() == '\'') {
+            const int letter = peek();
+            if (letter == '\'') {
                 skipText();
-                continue;
-            }
-            if (peek() == '/') {
+            } else if (letter == '"') {
+                skipBinary();
+            } else if (letter == '/') {
                 skipComment();
+            } else if (isDigit(letter) && !isInWord) {
+                skipNumber();
+            } else {
+                (void)next();  // taken above
+                isInWord = std::isalnum(letter) != 0 || letter == '_' || letter == '#';
+                if (letter == ';') {
+                    return;
+                }
+                depth = depthBehind(letter, depth);
                 continue;
             }
-            if (next() == ';') {
-                return;
+            isInWord = false;
+        }
+    }
+
+    /// The kernel calls itself for each level of a list.
+    int depthBehind(int letter, int depth) const
+    {
+        constexpr int kMostLevels = 1000;
+        if (letter == ')') {
+            return depth - 1;
+        }
+        if (letter != '(') {
+            return depth;
+        }
+        if (depth == kMostLevels) {
+            throwDamaged("line " + std::to_string(m_line) + ": lists nest deeper than " +
+                         std::to_string(kMostLevels) + " levels");
+        }
+        return depth + 1;
+    }
+
+    /// With an infinite coordinate the kernel computes without end.
+    void skipNumber()
+    {
+        constexpr std::size_t kMostLetters = 1000;
+        std::string number;
+        const auto take = [&] {
+            number += static_cast<char>(next());
+            if (number.size() > kMostLetters) {
+                throwDamaged("line " + std::to_string(m_line) + ": a number has more than " +
+                             std::to_string(kMostLetters) + " digits");
             }
+        };
+        while (isDigit(peek()) || peek() == '.') {
+            take();
+        }
+        if (peek() == 'E' || peek() == 'e') {
+            take();
+            if (peek() == '+' || peek() == '-') {
+                take();
+            }
+            while (isDigit(peek())) {
+                take();
+            }
+        }
+        double value = 0;
+        const char* const end = number.data() + number.size();
+        const bool isOutOfRange =
+            std::from_chars(number.data(), end, value).ec == std::errc::result_out_of_range;
+        if (isOutOfRange && number.find('-') == std::string::npos) {
+            throwDamaged("line " + std::to_string(m_line) + ": the number " +
+                         number.substr(0, kShownDigits) + " is too large");
         }
     }
 

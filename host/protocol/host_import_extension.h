@@ -5,6 +5,8 @@
 #include "db/od_db_3d_solid.h"
 
 #include <array>
+#include <chrono>
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <vector>
@@ -33,6 +35,13 @@ struct HostImport
     std::vector<std::string> warnings;
 };
 
+/// How much one import may use up. Both are more than 0.
+struct HostImportLimits
+{
+    std::chrono::seconds time{300};                      ///< wall clock
+    std::uint64_t memoryBytes = std::uint64_t{8} << 30;  ///< on top of the program's own
+};
+
 /// Told how far an import has come, from 0 to 1, and what it is doing.
 using HostImportProgress = std::function<void(double fraction, std::string const& step)>;
 
@@ -48,10 +57,11 @@ class HostImportExtension : public OdRxObject
 public:
     /// Reads a STEP or BREP file, in a process of its own with limits of time and memory.
     ///
+    /// \param limits    What the process may use up.
     /// \param progress  May be empty.
     /// \throws HostError (file) for a file that is missing, damaged or without solids, and for one
     ///         that goes beyond the limits.
-    virtual HostImport importPart(std::string const& path,
+    virtual HostImport importPart(std::string const& path, HostImportLimits const& limits,
                                   HostImportProgress const& progress) const = 0;
 };
 

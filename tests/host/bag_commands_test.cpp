@@ -398,3 +398,79 @@ TEST_F(BagCommands, ABagOnADamagedObjectIsRefusedAndTheOthersWork)
         runZemhost({"bag", "set", m_drawing.path, m_drawing.second, "Name", "int", "1"}).exitCode,
         0);
 }
+
+TEST_F(BagCommands, ExportTellsOfAnObjectWhoseBagItCannotRead)
+{
+    ASSERT_EQ(set({"Name", "int", "1"}).exitCode, 0);
+    ASSERT_EQ(
+        runZemhost({"bag", "set", m_drawing.path, m_drawing.second, "Name", "int", "1"}).exitCode,
+        0);
+    host_test::damage(m_drawing.path, "first solid");
+    const std::string file = m_folder.file("bags.json");
+    const ProgramResult result = runZemhost({"bag", "export", m_drawing.path, file});
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_THAT(result.errors,
+                AllOf(HasSubstr("object " + m_drawing.first), HasSubstr("left out")));
+    EXPECT_TRUE(Json::parse(host_test::readFile(file)).contains(m_drawing.second));
+}
+
+TEST_F(BagCommands, CompareGoesOnBehindAnObjectThatIsMissingOrDamaged)
+{
+    ASSERT_EQ(set({"Name", "int", "1"}).exitCode, 0);
+    host_test::damage(m_drawing.path, "first solid");
+    const Json bag = {{"Name", {{"type", "int"}, {"value", 1}}}};
+    const Json bags = {{m_drawing.first, bag}, {m_drawing.second, bag}, {"FFFF", bag}};
+    const ProgramResult result =
+        runZemhost({"bag", "compare", m_drawing.path, m_folder.write("bags.json", bags.dump())});
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_THAT(result.output, AllOf(HasSubstr("FFFF: isn't there"),
+                                     HasSubstr(m_drawing.first + ": can't be read"),
+                                     HasSubstr(m_drawing.second + ": Name is missing"),
+                                     HasSubstr("3 differences")));
+}
+
+TEST_F(BagCommands, AFileMayWriteHandlesInAnyWayButEachOnce)
+{
+    ASSERT_EQ(set({"Name", "int", "1"}).exitCode, 0);
+    const Json bag = {{"Name", {{"type", "int"}, {"value", 1}}}};
+    const std::string once =
+        m_folder.write("once.json", Json({{"00" + m_drawing.first, bag}}).dump());
+    EXPECT_EQ(runZemhost({"bag", "compare", m_drawing.path, once}).exitCode, 0);
+    EXPECT_EQ(runZemhost({"bag", "compare", m_drawing.path, once, m_drawing.first}).exitCode, 0);
+    const std::string twice = m_folder.write(
+        "twice.json", Json({{m_drawing.first, bag}, {"00" + m_drawing.first, bag}}).dump());
+    const ProgramResult result = runZemhost({"bag", "import", m_drawing.path, twice});
+    EXPECT_EQ(result.exitCode, 2);
+    EXPECT_THAT(result.errors, HasSubstr("two bags of object"));
+}
+
+TEST_F(BagCommands, ExportReplacesNoDrawing)
+{
+    const std::string before = host_test::readFile(m_drawing.path);
+    EXPECT_EQ(runZemhost({"bag", "export", m_drawing.path, m_drawing.path}).exitCode, 3);
+    EXPECT_TRUE(host_test::readFile(m_drawing.path) == before);
+}
+
+TEST_F(BagCommands, RemovingABagThatIsNotThereIsTold)
+{
+    const ProgramResult result =
+        runZemhost({"bag", "remove", "--all", m_drawing.path, m_drawing.first});
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_THAT(result.errors, HasSubstr("has no bag"));
+}
+
+TEST_F(BagCommands, NumbersThatAreNoneAreToldAsGiven)
+{
+    for (char const* word : {"nan", "inf"}) {
+        const ProgramResult result = set({"Name", "double", word});
+        EXPECT_EQ(result.exitCode, 2) << word;
+        EXPECT_THAT(result.errors, HasSubstr(word)) << word;
+    }
+}
+
+TEST_F(BagCommands, ListShowsTextsAsJsonDoes)
+{
+    ASSERT_EQ(set({"Name", "string", "a\nb \"c\""}).exitCode, 0);
+    const ProgramResult result = runZemhost({"bag", "list", m_drawing.path, m_drawing.first});
+    EXPECT_THAT(result.output, HasSubstr("\"a\\nb \\\"c\\\"\""));
+}

@@ -12,6 +12,7 @@ using host_test::TemporaryFolder;
 using testing::AllOf;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
 
 namespace {
 
@@ -190,4 +191,78 @@ TEST(ImportCommand, ShowsNoProgressWhereNobodyReadsIt)
     const TemporaryFolder folder;
     EXPECT_THAT(runZemhost({"import", makeStepFile(folder), folder.file("new.zdw")}).errors,
                 IsEmpty());
+}
+
+TEST(ImportCommand, ReplacesNoFileOfAnotherKind)
+{
+    const TemporaryFolder folder;
+    const std::string part = makeStepFile(folder);
+    const std::string letter = folder.write("letter.txt", "Dear reader,\n" + std::string(200, 'x'));
+    for (char const* option : {"--replace", "--time-limit=300"}) {
+        const ProgramResult result = runZemhost({"import", option, part, letter});
+        EXPECT_EQ(result.exitCode, 3) << option;
+        EXPECT_THAT(result.errors, AllOf(HasSubstr(letter), HasSubstr("is no drawing"))) << option;
+        EXPECT_THAT(result.errors, Not(HasSubstr("--replace"))) << option;
+    }
+    EXPECT_TRUE(readFile(letter).starts_with("Dear reader"));
+}
+
+TEST(ImportCommand, ReplacesAnEmptyFileAndADamagedDrawing)
+{
+    const TemporaryFolder folder;
+    const std::string part = makeStepFile(folder);
+    const std::string damaged = makeDrawing(folder).path;
+    std::filesystem::resize_file(damaged, 300);
+    for (std::string const& drawing : {folder.write("empty.zdw", ""), damaged}) {
+        EXPECT_EQ(runZemhost({"import", "--replace", part, drawing}).exitCode, 0) << drawing;
+        EXPECT_EQ(solidsOf(drawing).size(), 2U) << drawing;
+    }
+}
+
+TEST(ImportCommand, RefusesAPlaceThatTakesNoDrawingBeforeItReadsThePart)
+{
+    const TemporaryFolder folder;
+    const std::string missing = folder.file("missing.step");
+    std::filesystem::create_directory(folder.file("folder.zdw"));
+    for (std::string const& drawing :
+         {folder.file("folder.zdw"), folder.file(std::string(300, 'x')),
+          std::string("/dev/null")}) {
+        const ProgramResult result = runZemhost({"import", "--replace", missing, drawing});
+        EXPECT_EQ(result.exitCode, 3) << drawing;
+        EXPECT_THAT(result.errors, AllOf(HasSubstr(drawing), Not(HasSubstr("missing.step"))))
+            << drawing;
+    }
+}
+
+TEST(ImportCommand, SaysNothingOfSolidsThatItCouldNotSave)
+{
+    const TemporaryFolder folder;
+    // Nobody can make files there, not even the superuser.
+    const ProgramResult result = runZemhost({"import", makeStepFile(folder), "/proc/self/new.zdw"});
+    EXPECT_EQ(result.exitCode, 3);
+    EXPECT_THAT(result.output, IsEmpty());
+}
+
+TEST(ImportCommand, TellsTheOptionThatAllowsMoreMemory)
+{
+    const TemporaryFolder folder;
+    const ProgramResult result =
+        runZemhost({"import", "--memory-limit", "0", makeStepFile(folder), folder.file("a.zdw")});
+    EXPECT_EQ(result.exitCode, 2);
+    EXPECT_THAT(result.errors, HasSubstr("--memory-limit"));
+}
+
+TEST(ImportCommand, TellsTheOptionThatAllowsMoreTime)
+{
+    const TemporaryFolder folder;
+    std::string more = "DATA;\n#900000=A(";
+    for (int index = 0; index < 300'000; ++index) {
+        more += "1,";  // the kernel takes minutes for a list of this length
+    }
+    std::string step = readFile(makeStepFile(folder));
+    step.replace(step.find("DATA;\n"), 6, more + "1);\n");
+    const ProgramResult result = runZemhost(
+        {"import", "--time-limit", "1", folder.write("slow.step", step), folder.file("a.zdw")});
+    EXPECT_EQ(result.exitCode, 3);
+    EXPECT_THAT(result.errors, AllOf(HasSubstr("longer than 1.0 s"), HasSubstr("--time-limit")));
 }

@@ -143,3 +143,36 @@ TEST(Program, ControlCharactersInAFileNameDoNotReachTheTerminal)
     EXPECT_EQ(result.exitCode, 3);
     EXPECT_THAT(result.errors, testing::Not(HasSubstr("\033")));
 }
+
+TEST(Program, NamesACommandAndAnOptionThatItDoesNotHave)
+{
+    EXPECT_THAT(runZemhost({"frobnicate"}).errors, HasSubstr("no command \"frobnicate\""));
+    EXPECT_THAT(runZemhost({"bag", "frobnicate"}).errors, HasSubstr("no command \"frobnicate\""));
+    EXPECT_THAT(runZemhost({"-v"}).errors, HasSubstr("no option \"-v\""));
+}
+
+TEST(Program, AnEmptyNameOfAFileIsAUsageError)
+{
+    const std::vector<std::vector<std::string>> kCommands = {{"info", ""},
+                                                             {"import", "a.step", ""},
+                                                             {"import", "", "a.zdw"},
+                                                             {"resave", "a.zdw", ""},
+                                                             {"compare", "a.zdw", ""},
+                                                             {"bag", "export", "a.zdw", ""},
+                                                             {"--module", "", "classes"}};
+    for (std::vector<std::string> const& command : kCommands) {
+        const ProgramResult result = runZemhost(command);
+        EXPECT_EQ(result.exitCode, 2) << command.front();
+        EXPECT_THAT(result.errors, HasSubstr("the name is empty")) << command.front();
+    }
+}
+
+TEST(Program, ModuleAndNoModuleExcludeEachOther)
+{
+    EXPECT_EQ(runZemhost({"--module", "a.tx", "--without-module", "classes"}).exitCode, 2);
+}
+
+TEST(Program, ALimitBelowZeroIsRefused)
+{
+    EXPECT_EQ(runZemhost({"info", "--limit", "-1", "a.zdw"}).exitCode, 2);
+}

@@ -11,6 +11,7 @@ using host_test::SampleDrawing;
 using host_test::TemporaryFolder;
 using testing::AllOf;
 using testing::HasSubstr;
+using testing::Not;
 
 namespace {
 
@@ -109,7 +110,7 @@ TEST(ResaveCommand, ADamagedObjectIsCopiedAndTheOthersLive)
     const std::string other = folder.file("other.zdw");
     const ProgramResult result = runZemhost({"resave", "--rewrite", drawing.path, other});
     EXPECT_EQ(result.exitCode, 0) << result.errors;
-    EXPECT_THAT(result.output, HasSubstr("1 damaged object copied as stored"));
+    EXPECT_THAT(result.errors, HasSubstr("1 damaged object copied as stored"));
     EXPECT_EQ(runZemhost({"check", other}).exitCode, 1);
     EXPECT_THAT(runZemhost({"info", other}).output, HasSubstr("second solid"));
 }
@@ -148,4 +149,24 @@ TEST(CompareCommand, AnObjectThatCannotBeReadIsADifference)
     host_test::damage(other, "first solid");
     EXPECT_EQ(runZemhost({"compare", drawing.path, other}).exitCode, 1);
     EXPECT_EQ(runZemhost({"compare", other, other}).exitCode, 1);
+}
+
+TEST(CompareCommand, TellsADamagedObjectFromAMissingOne)
+{
+    const TemporaryFolder folder;
+    const SampleDrawing whole = makeDrawing(folder, "whole.zdw");
+    const SampleDrawing damaged = makeDrawing(folder, "damaged.zdw");
+    host_test::damage(damaged.path, "first solid");
+    const ProgramResult result = runZemhost({"compare", whole.path, damaged.path});
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_THAT(result.output, AllOf(HasSubstr("in the second drawing can't be read"),
+                                     Not(HasSubstr("is only in"))));
+}
+
+TEST(ResaveCommand, ReplacesNoFileOfAnotherKind)
+{
+    const TemporaryFolder folder;
+    const std::string letter = folder.write("letter.txt", "Dear reader");
+    EXPECT_EQ(runZemhost({"resave", makeDrawing(folder).path, letter}).exitCode, 3);
+    EXPECT_EQ(host_test::readFile(letter), "Dear reader");
 }

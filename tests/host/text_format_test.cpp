@@ -37,6 +37,18 @@ TEST(Shortened, CountsCharactersAndNotBytes)
     EXPECT_EQ(zemhost::shortened("", 5), "");
 }
 
+TEST(CharacterCount, CountsCharactersAndNotBytes)
+{
+    EXPECT_EQ(zemhost::characterCount(""), 0U);
+    EXPECT_EQ(zemhost::characterCount("grün"), 4U);
+}
+
+TEST(PrintableJson, LeavesTheEscapesOfJsonAsTheyAre)
+{
+    EXPECT_EQ(zemhost::printableJson("a\nb\033\\\""), "\"a\\nb\\u001b\\\\\\\"\"");
+    EXPECT_EQ(zemhost::printableJson("\x7F\xC2\x9B"), "\"\\u007f\\u009b\"");
+}
+
 TEST(Printable, EscapesWhatCouldSteerATerminalAndNothingElse)
 {
     EXPECT_EQ(zemhost::printable("a \"quoted\" grün"), "a \"quoted\" grün");

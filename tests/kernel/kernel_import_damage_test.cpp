@@ -187,6 +187,10 @@ TEST(DamagedStep, WithABrokenStructureIsToldByItsLine)
         {"comment without an end", "#1=A();\n\n/* more\n", "line 5: the comment has no end"},
         {"absurd number", "#99999999999999999999999=A();\n",
          "line 3: the entity number is too large"},
+        {"infinite number", "#1=A();\n#2=B((0.,-1.5E+400));\n",
+         "line 4: the number 1.5E+400 is too large"},
+        {"number behind a binary", "#1=A(\"9E999\",9E999);\n",
+         "line 3: the number 9E999 is too large"},
     };
     const TemporaryFolder folder;
     for (const StructureCase& row : kCases) {
@@ -201,6 +205,29 @@ TEST(DamagedStep, WithABrokenStructureIsToldByItsLine)
             EXPECT_EQ(error.reason(), row.reason) << row.name;
         }
     }
+}
+
+TEST(DamagedStep, WithListsTooDeepForTheKernelIsToldByItsLine)
+{
+    const TemporaryFolder folder;
+    const std::filesystem::path file = folder.write(
+        "deep.step", "ISO-10303-21;\nDATA;\n#1=A(" + std::string(100'000, '(') +
+                         std::string(100'000, ')') + ");\nENDSEC;\nEND-ISO-10303-21;\n");
+    try {
+        (void)zemhost::importFile(file);
+        ADD_FAILURE() << "no error";
+    } catch (const KernelError& error) {
+        EXPECT_EQ(error.reason(), "line 3: lists nest deeper than 1000 levels");
+    }
+}
+
+TEST(ImportStep, TakesSmallNumbersAndDigitsInNamesForWhatTheyAre)
+{
+    const TemporaryFolder folder;
+    const std::string more = "DATA;\n#900000=A(1.E-400,'1E999',\"01E999\",.E999.,B1E999(2),#16);\n";
+    const std::filesystem::path file =
+        folder.write("numbers.step", kernel_test::replaced(boxStepText(), "DATA;\n", more.c_str()));
+    EXPECT_EQ(zemhost::importFile(file).solids.size(), 1U);
 }
 
 TEST(DamagedStep, WhoseEntitiesReferToThemselvesGivesAnError)
