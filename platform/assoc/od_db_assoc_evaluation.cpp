@@ -222,16 +222,16 @@ void OdDbAssocEvaluation::evaluate(std::vector<OdDbObjectId> const& ids)
         if (!odDbAssocIsOfClass(id, OdDbAssocVariable::desc())) {
             continue;
         }
-        const std::uint32_t node = nodeOf(id);
-        if (id.isErased()) {
-            m_nodes[node].isGiven = true;
+        if (!id.isErased()) {
+            start(id);
             continue;
         }
-        m_nodes[node].isDue = true;
-        const OdDbObjectPtr object = id.openObject();
-        const OdDbAssocVariablePtr variable = OdDbAssocVariable::cast(object.get());
-        if (!variable.isNull()) {
-            variable->findAgain();
+        const OdDbObjectPtr object = id.openObject(OdDb::kForRead, /*openErased=*/true);
+        const OdDbAssocVariablePtr erased = OdDbAssocVariable::cast(object.get());
+        if (!erased.isNull()) {
+            for (OdDbObjectId user : usersOf(*erased)) {
+                start(user);
+            }
         }
     }
     const auto count = static_cast<std::uint32_t>(m_nodes.size());
@@ -239,6 +239,21 @@ void OdDbAssocEvaluation::evaluate(std::vector<OdDbObjectId> const& ids)
         search(node);
     }
     run();
+}
+
+/// Takes a variable among those that are computed in any case.
+void OdDbAssocEvaluation::start(OdDbObjectId id)
+{
+    Node& node = m_nodes[nodeOf(id)];
+    if (node.isDue) {
+        return;
+    }
+    node.isDue = true;
+    const OdDbObjectPtr object = id.openObject();
+    const OdDbAssocVariablePtr variable = OdDbAssocVariable::cast(object.get());
+    if (!variable.isNull()) {
+        variable->findAgain();
+    }
 }
 
 void OdDbAssocEvaluation::evaluateDependents(OdDbAssocVariable const& variable)

@@ -63,6 +63,7 @@ private:
     };
 
     std::uint32_t nodeOf(OdDbObjectId id);
+    void start(OdDbObjectId id);
     void visit(std::uint32_t node);
     void search(std::uint32_t start);
     void finishRing(std::uint32_t node);

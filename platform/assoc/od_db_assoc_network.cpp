@@ -47,7 +47,11 @@ OdDbObjectId networkAt(OdDbObjectId dictionaryId, OdString const& key)
 
 OdDbAssocEvaluationCallback::~OdDbAssocEvaluationCallback() = default;
 
-OdDbAssocNetwork::OdDbAssocNetwork() : m_state(std::make_shared<OdDbAssocNetworkState>()) {}
+OdDbAssocNetwork::OdDbAssocNetwork() : m_state(std::make_shared<OdDbAssocNetworkState>())
+{
+    m_state->isChecked = true;  // it has nothing yet
+}
+
 OdDbAssocNetwork::~OdDbAssocNetwork() = default;
 
 // ---------------------------------------------------------------------------------------------
@@ -155,6 +159,7 @@ void OdDbAssocNetwork::actionErased(OdDbObjectId action)
     state().knowsLiving = false;
     state().knowsNetworks = false;
     state().stale.insert(action);
+    state().freeName(action);
 }
 
 void OdDbAssocNetwork::record(std::uint8_t opcode, OdDbObjectId action, bool owned,
@@ -298,6 +303,43 @@ OdDbObjectId OdDbAssocNetwork::findVariable(OdString const& name) const
     }
     readActions();
     return state().find(name, OdDbObjectId::kNull, m_state);
+}
+
+bool OdDbAssocNetwork::hasVariableOfName(OdString const& name,
+                                         OdDbObjectIdArray const& actions) const
+{
+    if (!name.isEmpty()) {
+        return !state().find(name, OdDbObjectId::kNull, m_state).isNull();
+    }
+    // Variables without a name are not known by it.
+    return std::any_of(actions.begin(), actions.end(), [](OdDbObjectId id) {
+        const OdDbAssocVariablePtr variable = OdDbAssocVariable::cast(id.openObject().get());
+        return !variable.isNull() && variable->name().isEmpty();
+    });
+}
+
+OdString OdDbAssocNetwork::freeVariableName(OdString const& base) const
+{
+    const OdDbObjectIdArray actions = getActions();
+    readActions();
+    if (!hasVariableOfName(base, actions)) {
+        return base;
+    }
+    // Where actions don't tell when they are erased, numbers that were taken may be free.
+    const bool tells = state().knowsLiving;
+    const OdString stem(base.c_str());
+    int number = tells ? state().firstNumber(stem) : 1;
+    OdString name;
+    for (;; ++number) {
+        name.format(L"%ls_%d", stem.c_str(), number);
+        if (!hasVariableOfName(name, actions)) {
+            break;
+        }
+    }
+    if (tells) {
+        state().setFirstNumber(stem, number);
+    }
+    return name;
 }
 
 void OdDbAssocNetwork::readActions() const

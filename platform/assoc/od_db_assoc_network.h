@@ -69,6 +69,10 @@ public:
     /// The variable of a name; null if there is none. Names compare without case. Near constant,
     /// but the first search of an opened drawing reads all variables of the network.
     OdDbObjectId findVariable(OdString const& name) const;
+    /// A name that no variable has: `base`, or else the first of `base_1`, `base_2`, ... that is free.
+    /// Names compare without case. Near constant, also where many names of one base are taken one
+    /// after the other; the first search of an opened drawing reads all variables of the network.
+    OdString freeVariableName(OdString const& base) const;
     /// @}
 
     /// Computes the variables that are out of date, and what depends on them, here and in the
@@ -98,6 +102,7 @@ private:
     void insertAction(unsigned position, OdDbObjectId action, bool owned);
     unsigned takeOutAction(OdDbObjectId action);
     bool isListed(OdDbObjectId action) const;
+    bool hasVariableOfName(OdString const& name, OdDbObjectIdArray const& actions) const;
     bool belongsTo(OdDbObjectId network) const;
     void readActions() const;
 

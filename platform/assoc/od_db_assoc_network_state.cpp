@@ -2,6 +2,8 @@
 #include "assoc/od_db_assoc_variable.h"
 #include "db/od_db_database.h"
 
+#include <algorithm>
+#include <string_view>
 #include <utility>
 
 void OdDbAssocNetworkState::clear()
@@ -13,6 +15,7 @@ void OdDbAssocNetworkState::startNames(OdDbObjectIdArray const& actions)
 {
     m_byName.clear();
     m_names.clear();
+    m_firstNumbers.clear();
     m_unread.assign(actions.begin(), actions.end());
     m_knowsNames = true;
 }
@@ -23,6 +26,7 @@ void OdDbAssocNetworkState::forget(OdDbObjectId action)
     if (known == m_names.end()) {
         return;
     }
+    freeName(known->second);
     const auto named = m_byName.find(known->second);
     if (named != m_byName.end()) {
         Named& entry = named->second;
@@ -39,6 +43,50 @@ void OdDbAssocNetworkState::forget(OdDbObjectId action)
         }
     }
     m_names.erase(known);
+}
+
+int OdDbAssocNetworkState::firstNumber(OdString const& stem) const
+{
+    const auto found = m_firstNumbers.find(stem);
+    return found != m_firstNumbers.end() ? found->second : 1;
+}
+
+void OdDbAssocNetworkState::setFirstNumber(OdString const& stem, int number)
+{
+    m_firstNumbers[stem] = number;
+}
+
+void OdDbAssocNetworkState::freeName(OdDbObjectId action)
+{
+    const auto known = m_names.find(action.record());
+    if (known != m_names.end()) {
+        freeName(known->second);
+    }
+}
+
+void OdDbAssocNetworkState::freeName(OdString const& name)
+{
+    const int mark = name.reverseFind(L'_');
+    if (mark < 0 || m_firstNumbers.empty()) {
+        return;
+    }
+    const std::wstring_view digits = name.wide().substr(static_cast<std::size_t>(mark) + 1);
+    // More digits than a number of names can have, or a leading 0, are not made by numbering.
+    constexpr std::size_t kMaxDigits = 9;
+    if (digits.empty() || digits.size() > kMaxDigits || digits.front() == L'0') {
+        return;
+    }
+    int number = 0;
+    for (wchar_t digit : digits) {
+        if (digit < L'0' || digit > L'9') {
+            return;
+        }
+        number = number * 10 + static_cast<int>(digit - L'0');
+    }
+    const auto found = m_firstNumbers.find(name.left(mark));
+    if (found != m_firstNumbers.end()) {
+        found->second = std::min(found->second, number);
+    }
 }
 
 void OdDbAssocNetworkState::enter(OdString const& name, OdDbObjectId id)

@@ -39,6 +39,12 @@ public:
     /// The living variable of a name that was made first, other than `except`; null if there is none.
     OdDbObjectId find(OdString const& name, OdDbObjectId except,
                       std::shared_ptr<OdDbAssocNetworkState> const& self);
+    /// A number such that every name made of a stem, "_" and a lower one from 1 is taken; holds as
+    /// long as each variable that gives its name up is told of.
+    int firstNumber(OdString const& stem) const;
+    void setFirstNumber(OdString const& stem, int number);
+    /// Says that a variable may have given up its name.
+    void freeName(OdDbObjectId action);
     /// @}
 
     /// \name Actions
@@ -69,9 +75,11 @@ private:
 
     void readNames(std::shared_ptr<OdDbAssocNetworkState> const& self);
     void enter(OdString const& name, OdDbObjectId id);
+    void freeName(OdString const& name);
 
     bool m_knowsNames = false;
     std::vector<OdDbObjectId> m_unread;
     std::unordered_map<OdString, Named, OdStringIHash, OdStringIEqual> m_byName;
     std::unordered_map<OdDbIdRecord const*, OdString> m_names;
+    std::unordered_map<OdString, int, OdStringIHash, OdStringIEqual> m_firstNumbers;
 };

@@ -450,6 +450,7 @@ OdResult OdDbAssocVariable::recompute(bool& hasChanged, OdString& error)
     assertWriteEnabled();
     m_number = number;
     m_type = OdDbEvalVariant::kDouble;
+    m_tellsUsers = false;  // the evaluation that asks goes on to them
     hasChanged = true;
     return kOdOk;
 }

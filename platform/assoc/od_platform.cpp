@@ -10,6 +10,7 @@
 #include "root/od_error.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <iterator>
 
 namespace {
@@ -35,6 +36,7 @@ constexpr ClassEntry kClasses[] = {
 };
 
 int g_starts = 0;
+std::uint64_t g_lastClass = 0;  ///< registration number of the last class of the table
 
 void unregisterFirst(std::size_t count)
 {
@@ -62,6 +64,7 @@ void odPlatformStart()
         odDbStop();
         throw;
     }
+    g_lastClass = odrxClassDictionary()->revision();
     g_starts = 1;
 }
 
@@ -74,6 +77,7 @@ void odPlatformStop()
         if (OdDbDatabase::liveCount() != 0) {
             throw OdError(kOdDatabaseInUse);
         }
+        odRequireNoClassAfter(g_lastClass);
         unregisterFirst(std::size(kClasses));
     }
     --g_starts;
@@ -85,6 +89,6 @@ OdPlatform::~OdPlatform()
     try {
         odPlatformStop();
     } catch (OdError const& error) {
-        odReportAssert("no database is alive", error.what(), __FILE__, __LINE__);
+        odReportAssert("the platform is not needed any more", error.what(), __FILE__, __LINE__);
     }
 }

@@ -8,7 +8,8 @@
 void odPlatformStart();
 
 /// Ends one `odPlatformStart`; the last one takes the classes away.
-/// \throws OdError (database in use) if databases are alive; the platform goes on then.
+/// \throws OdError (database in use) if databases are alive, (module in use) if classes are left that
+///         were registered since the platform started, as by a module; the platform goes on then.
 void odPlatformStop();
 
 /// The platform, started for as long as this object lives.
@@ -18,6 +19,6 @@ public:
     OdPlatform() { odPlatformStart(); }
     OdPlatform(OdPlatform const&) = delete;
     OdPlatform& operator=(OdPlatform const&) = delete;
-    /// Reports living databases through the assertion sink.
+    /// Reports living databases and classes that are left through the assertion sink.
     ~OdPlatform();
 };
