@@ -122,6 +122,55 @@ OdDbObjectId OdDbBlockTableRecord::appendOdDbEntity(OdDbEntity* entity)
     return id;
 }
 
+/// Makes another block the owner of all entities that can be opened.
+void OdDbBlockTableRecord::giveEntitiesTo(OdDbBlockTableRecord& other, OdDbObjectIdArray& given,
+                                          OdDbObjectIdArray& kept) const
+{
+    for (OdDbObjectId id : m_entities) {
+        const OdDbObjectPtr entity = id.openObject(OdDb::kForWrite, /*openErased=*/true);
+        if (entity.isNull()) {
+            kept.append(id);
+        } else {
+            entity->setOwnerId(other.objectId());
+            given.append(id);
+        }
+    }
+}
+
+void OdDbBlockTableRecord::swapEntities(OdDbBlockTableRecord& other)
+{
+    if (database() == nullptr || other.database() == nullptr) {
+        throw OdError(kOdNotInDatabase);
+    }
+    if (database() != other.database()) {
+        throw OdError(kOdWrongDatabase);
+    }
+    assertWriteEnabled();
+    other.assertWriteEnabled();
+    if (this == &other) {
+        return;
+    }
+    const auto requireWelcome = [](OdDbBlockTableRecord const& from,
+                                   OdDbBlockTableRecord const& to) {
+        for (OdDbObjectIteratorPtr at = from.newIterator(); !at->done(); at->step()) {
+            const OdDbEntityPtr entity = at->entity();
+            if (!entity.isNull()) {
+                entity->joiningBlock(to);
+            }
+        }
+    };
+    requireWelcome(*this, other);
+    requireWelcome(other, *this);
+    OdDbObjectIdArray mine;
+    OdDbObjectIdArray theirs;
+    OdDbObjectIdArray given;
+    giveEntitiesTo(other, given, mine);
+    other.giveEntitiesTo(*this, mine, theirs);
+    theirs.append(given);
+    m_entities = mine;
+    other.m_entities = theirs;
+}
+
 OdDbObjectIteratorPtr OdDbBlockTableRecord::newIterator(bool atBeginning, bool skipErased,
                                                         bool /*sorted*/) const
 {

@@ -23,6 +23,11 @@ public:
     /// \throws OdError (not in database), (wrong database), (already in database) for an entity of
     ///         another block, (cyclic reference) for a reference to a block that contains this one.
     OdDbObjectId appendOdDbEntity(OdDbEntity* entity);
+    /// Exchanges the entities of two blocks, which keep their ids and their order; erased ones go with
+    /// them, those that can't be opened stay. Both blocks must be open for write.
+    /// \throws OdError (not in database), (wrong database) for blocks of two drawings, (cyclic
+    ///         reference) if a block would come to contain itself. Nothing has changed then.
+    void swapEntities(OdDbBlockTableRecord& other);
     /// Walks the entities in their order.
     ///
     /// \param atBeginning  False to walk from the last to the first.
@@ -80,6 +85,8 @@ private:
     /// Enters a reference to this block, or takes it out. Part of undo, but no modification of the
     /// block: its content is the same. The block must be open for write.
     void setReference(OdDbObjectId reference, bool isThere);
+    void giveEntitiesTo(OdDbBlockTableRecord& other, OdDbObjectIdArray& given,
+                        OdDbObjectIdArray& kept) const;
     void recordEntity(std::uint8_t opcode, OdDbObjectId id, unsigned position);
 
     OdDbObjectIdArray m_entities;
