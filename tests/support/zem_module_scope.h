@@ -2,6 +2,7 @@
 
 #pragma once
 
+#include "assoc/od_platform.h"
 #include "db/od_db_platform.h"
 #include "root/od_rx_module.h"
 
@@ -21,6 +22,6 @@ public:
     OdRxModule& module() const noexcept { return *m_module; }
 
 private:
-    OdDbPlatform m_platform;
+    OdPlatform m_platform;
     OdRxModule* m_module;
 };

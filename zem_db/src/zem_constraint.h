@@ -7,6 +7,10 @@
 
 #include "zem_properties.h"
 
+#include <cstdint>
+
+class OdDbAssocVariable;
+
 /// Parts of a coordinate system that a constraint can be tied to. The numbers are stored; hosts may
 /// use others.
 enum ECoordinateSystemObject : std::int32_t
@@ -44,11 +48,47 @@ public:
     ZemProperties& properties() noexcept { return m_properties; }
     ZemProperties const& properties() const noexcept { return m_properties; }
 
+    /// \name Place in the manager
+    /// @{
+    /// The manager; null while the constraint is in none.
+    OdDbObjectId owner() const noexcept { return m_owner; }
+    void setOwner(OdDbObjectId owner) noexcept { m_owner = owner; }
+    /// The number under which the manager keeps the constraint; 0 while it is in none.
+    std::uint32_t nodeId() const noexcept { return m_nodeId; }
+    void setNodeId(std::uint32_t nodeId) noexcept { m_nodeId = nodeId; }
+    /// @}
+
+    /// \name Kind
+    /// What the host knows of the constraint's kind; false without a manager or the host's help.
+    /// @{
+    bool isParametric() const;
+    bool isLinearDimension() const;
+    bool isAngularDimension() const;
+    /// @}
+
+    /// \name Variable and value
+    /// @{
+    double userValue() const noexcept { return m_userValue; }
+    /// Sets the value of a constraint that has one by its kind; else nothing happens. The manager, if
+    /// there is one, is raised to write.
+    void setUserValue(double value);
+    /// The variable that the constraint follows; null if there is none.
+    OdDbObjectId userVariable() const;
+    /// Makes the constraint follow none. The caller has the manager open for write.
+    void removeUserVariable();
+    /// The constraint that follows a variable, found through the variable's persistent reactors; null
+    /// if there is none, or for null. The variable is open for read.
+    static OdSmartPtr<ZemConstraint> getDimConstraint(OdDbAssocVariable const* variable);
+    /// @}
+
     /// Puts out the bag; called by the manager's own filing.
     void dwgOutFields(OdDbDwgFiler* filer) const;
     /// Takes in the bag. \return What the bag's reading gives.
     OdResult dwgInFields(OdDbDwgFiler* filer);
 
 private:
+    OdDbObjectId m_owner;
+    std::uint32_t m_nodeId = 0;
+    double m_userValue = 0.0;
     ZemProperties m_properties;
 };

@@ -20,6 +20,13 @@ public:
     ZemDbFeatureManager();
     ~ZemDbFeatureManager() override;
 
+    /// The manager of a block, in the block's extension dictionary; null if there is none, and for an
+    /// id that can't be opened.
+    /// \param create  Whether to make one if there is none.
+    static OdDbObjectId getInstance(OdDbObjectId const& blockId, bool create);
+    /// The sheet-metal parameters of the block; null if there are none. Open for read.
+    OdDbObjectId sheetMetalContext() const;
+
     /// The bag, for reading. \throws OdError (not open for read).
     ZemProperties const& getReadProperties() const;
     /// The bag, for changes, which become part of undo. \throws OdError (not open for write).

@@ -1,10 +1,18 @@
 #include "zem_db_sheet_metal_context.h"
 
 #include "zem_db_class_info.h"
+#include "zem_db_feature_manager.h"
 #include "zem_db_properties_base.h"
 
 ZEM_DEFINE_DB_CLASS(ZemDbSheetMetalContext, OdDbObject, L"ZemDbSheetMetalContext",
                     L"ZEMDBSHEETMETALCONTEXT", kZemAppFeatures);
+
+namespace {
+
+/// Key of the thickness variable in the bag, which stands in drawings.
+const OdString s_thicknessVarIdKey(L"ThicknessVar");
+
+}  // namespace
 
 /// The bag of a `ZemDbSheetMetalContext`.
 class ZemDbSheetMetalContextImpl final : public ZemDbPropertiesBase
@@ -44,4 +52,18 @@ void ZemDbSheetMetalContext::dwgOutFields(OdDbDwgFiler* filer) const
     assertReadEnabled();
     OdDbObject::dwgOutFields(filer);
     m_impl->dwgOutFields(filer);
+}
+
+OdDbObjectId ZemDbSheetMetalContext::getInstance(OdDbObjectId const& blockId)
+{
+    const OdDbObjectId id = ZemDbFeatureManager::getInstance(blockId, /*create=*/false);
+    const auto manager = ZemDbFeatureManager::cast(id.openObject(OdDb::kForRead).get());
+    return manager.isNull() ? OdDbObjectId::kNull : manager->sheetMetalContext();
+}
+
+OdDbObjectId ZemDbSheetMetalContext::getThicknessParameter() const
+{
+    OdDbObjectId variable;
+    (void)getReadProperties().getProperty(s_thicknessVarIdKey, variable);
+    return variable;
 }

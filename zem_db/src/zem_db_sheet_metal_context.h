@@ -18,6 +18,11 @@ public:
     ZemDbSheetMetalContext();
     ~ZemDbSheetMetalContext() override;
 
+    /// The parameters of a block; null if it has none.
+    static OdDbObjectId getInstance(OdDbObjectId const& blockId);
+    /// The variable that the thickness is tied to; null if there is none. Open for read.
+    OdDbObjectId getThicknessParameter() const;
+
     /// The bag, for reading. \throws OdError (not open for read).
     ZemProperties const& getReadProperties() const;
     /// The bag, for changes, which become part of undo. \throws OdError (not open for write).

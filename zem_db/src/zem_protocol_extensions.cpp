@@ -1,6 +1,9 @@
 #include "zem_protocol_extensions.h"
 
+#include "assoc/od_db_assoc_variable.h"
 #include "db/od_db_database.h"
+
+#include "zem_db_variable_utils.h"
 
 #include <algorithm>
 
@@ -318,6 +321,25 @@ unsigned ZemDbISettings::revision() const
 }
 
 void ZemDbISettings::onDefaultsUsed(OdDbDatabase* /*database*/) {}
+
+OdSmartPtr<ZemCVUnitInterface> ZemCVUnitInterface::instance()
+{
+    OdRxClass const* const variableClass = OdDbAssocVariable::desc();
+    return variableClass == nullptr ? OdRxObjectPtr() : variableClass->getX(desc());
+}
+
+OdString ZemCVUnitInterface::getFormattedMeasurement(OdDbAssocVariable* variable)
+{
+    if (variable == nullptr) {
+        return OdString();
+    }
+    const OdSmartPtr<ZemAssocVariableExt> extension = ZemAssocVariableExt::cast(variable);
+    const OdSmartPtr<ZemCVUnitInterface> units = instance();
+    if (extension.isNull() || units.isNull()) {
+        return zemu::getConstExpression(zemu::getValueAsDouble(variable));
+    }
+    return units->formatMeasurement(extension->getMeasurement(/*withValue=*/true));
+}
 
 bool ZemCVUnitInterface::parseMeasurement(OdString const& /*text*/,
                                           ZemAssocVariableExt::Measurement& /*measurement*/)

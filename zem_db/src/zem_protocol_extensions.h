@@ -22,6 +22,7 @@
 #include <vector>
 
 class OdCmEntityColor;
+class OdDbAssocVariable;
 class OdDbEntity;
 class OdDbIdMapping;
 class OdDbUserIO;
@@ -508,6 +509,13 @@ class ZemCVUnitInterface : public OdRxObject
 
 public:
     ~ZemCVUnitInterface() override;
+
+    /// The interface that the host attached; null if it attached none.
+    /// \throws OdError_NotThatKindOfClass if something else is attached in its place.
+    static OdSmartPtr<ZemCVUnitInterface> instance();
+    /// A variable's value as the user is to see it: with its units if the host shows them, else the
+    /// number alone. Empty for null; the variable is open for read.
+    static OdString getFormattedMeasurement(OdDbAssocVariable* variable);
 
     /// How many `to` units one `from` unit is, both given as texts.
     ///
