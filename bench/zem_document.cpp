@@ -1,6 +1,6 @@
 #include "zem_document.h"
 
-#include "db/od_db_platform.h"
+#include "assoc/od_platform.h"
 #include "store/od_db_drawing.h"
 
 #include "bench_object.h"
@@ -31,7 +31,7 @@ public:
     ~Session() { BenchObject::rxUninit(); }
 
 private:
-    OdDbPlatform m_platform;
+    OdPlatform m_platform;
 };
 
 std::vector<OdDbObjectId> fill(OdDbDatabase& db, std::size_t count)

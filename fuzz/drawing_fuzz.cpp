@@ -3,8 +3,8 @@
 //
 // Input: a drawing file.
 
+#include "assoc/od_platform.h"
 #include "db/od_db_filer.h"
-#include "db/od_db_platform.h"
 #include "root/od_error.h"
 #include "store/od_db_drawing.h"
 #include "store/od_db_drawing_check.h"
@@ -96,7 +96,7 @@ void testDrawing(OdString const& path, OdString const& copy)
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    static const OdDbPlatform s_platform;
+    static const OdPlatform s_platform;
     static const Folder s_folder;
     const OdString path = s_folder.file("input.zdw");
     writeInput(path, data, size);

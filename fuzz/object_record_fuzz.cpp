@@ -4,11 +4,11 @@
 // Input: a byte that chooses the class, a byte with the length of the references, the references,
 // then the body.
 
+#include "assoc/od_platform.h"
 #include "db/od_db_3d_solid.h"
 #include "db/od_db_block_table.h"
 #include "db/od_db_curves.h"
 #include "db/od_db_dictionary.h"
-#include "db/od_db_platform.h"
 #include "db/od_db_proxy_object.h"
 #include "db/od_db_simple_tables.h"
 #include "db/od_db_xrecord.h"
@@ -96,7 +96,7 @@ void testRecord(std::uint8_t choice, std::span<std::uint8_t const> body,
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    static const OdDbPlatform s_platform;
+    static const OdPlatform s_platform;
     if (size < kHeaderBytes) {
         return 0;
     }

@@ -4,9 +4,9 @@
 //
 // DRAWING is made, or replaced if it is there.
 
+#include <assoc/od_platform.h>
 #include <db/od_db_database.h>
 #include <db/od_db_dictionary.h>
-#include <db/od_db_platform.h>
 #include <root/od_error.h>
 #include <root/od_rx_module.h>
 #include <store/od_db_drawing.h>
@@ -50,7 +50,7 @@ int main(int argc, char** argv)
     }
     try {
         // In this order: what is made last ends first, and no object outlives its module.
-        const OdDbPlatform platform;
+        const OdPlatform platform;
         const std::unique_ptr<OdModuleHandle> module = odLoadModule(MODULE_PATH);
         writeDrawing(argv[1]);
         readDrawing(argv[1]);

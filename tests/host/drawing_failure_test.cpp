@@ -1,6 +1,6 @@
 // What every command says of drawings that it can't open or save.
 
-#include "db/od_db_platform.h"
+#include "assoc/od_platform.h"
 #include "store/od_db_drawing.h"
 
 #include "host/host_test_support.h"
@@ -149,7 +149,7 @@ TEST(DrawingFailure, ADrawingThatIsOpenForWritingElsewhereCanBeReadButNotWritten
 {
     const TemporaryFolder folder;
     const SampleDrawing drawing = makeDrawing(folder);
-    const OdDbPlatform platform;
+    const OdPlatform platform;
     const OdDbDatabasePtr open =
         odDbOpenDrawing(OdString::fromUtf8(drawing.path), OdDbOpenDrawingMode::kForWriting);
     for (Command const& command : kCommands) {

@@ -1,9 +1,9 @@
 #include "host/host_test_support.h"
 
+#include "assoc/od_platform.h"
 #include "db/od_db_3d_solid.h"
 #include "db/od_db_block_table.h"
 #include "db/od_db_database.h"
-#include "db/od_db_platform.h"
 #include "kernel/kernel_export.h"
 #include "store/od_db_drawing.h"
 
@@ -131,7 +131,7 @@ std::string readFile(std::string const& path)
 
 SampleDrawing makeDrawing(TemporaryFolder const& folder, std::string_view name)
 {
-    const OdDbPlatform platform;
+    const OdPlatform platform;
     SampleDrawing sample;
     sample.path = folder.file(name);
     const OdDbDatabasePtr database = OdDbDatabase::createObject();

@@ -1,9 +1,9 @@
+#include "assoc/od_platform.h"
 #include "db/od_db_block_table.h"
 #include "db/od_db_curves.h"
 #include "db/od_db_database.h"
 #include "db/od_db_dictionary.h"
 #include "db/od_db_memory_filer.h"
-#include "db/od_db_platform.h"
 #include "db/od_db_proxy_object.h"
 #include "root/od_rx_module.h"
 #include "root/root_test_support.h"
@@ -112,7 +112,7 @@ protected:
         }
     }
 
-    OdDbPlatform m_platform;
+    OdPlatform m_platform;
     std::filesystem::path m_folder =
         std::filesystem::temp_directory_path() / ("module_drawing_" + std::to_string(::getpid()));
 };
