@@ -2,8 +2,8 @@
 
 #pragma once
 
+#include "assoc/od_platform.h"
 #include "db/od_db_host_app_services.h"
-#include "db/od_db_platform.h"
 #include "root/od_rx_module.h"
 
 #include "protocol/host_bag_extension.h"
@@ -53,7 +53,7 @@ public:
     HostImportExtension const& importer();
 
 private:
-    OdDbPlatform m_platform;
+    OdPlatform m_platform;
     std::unique_ptr<OdDbHostAppServices> m_services;
     std::uint64_t m_lastPlatformClass = 0;
     std::uint64_t m_lastModuleClass = 0;

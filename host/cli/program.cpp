@@ -1,21 +1,18 @@
 #include "cli/program.h"
 
+#include "cli/block_command_line.h"
+#include "cli/command_line.h"
 #include "cli/commands.h"
 #include "cli/host_session.h"
 #include "cli/text_format.h"
 #include "root/od_error.h"
 
-#include <CLI/CLI.hpp>
-
-#include <functional>
 #include <iostream>
 #include <new>
 
 namespace zemhost {
 
 namespace {
-
-using Run = std::function<ExitCode(HostSession&)>;
 
 constexpr char const* kExitCodes = R"(Exit codes:
   0  done
@@ -69,6 +66,7 @@ private:
 
     CLI::App m_app;
     Run m_run;
+    BlockCommandLine m_blocks;
     SessionOptions m_session;
     ImportRequest m_import;
     InfoRequest m_info;
@@ -108,6 +106,7 @@ CommandLine::CommandLine()
     addImport();
     addInfo();
     addBagCommands();
+    m_blocks.addTo(m_app, m_run);
     addClasses();
     addCheck();
     addResave();
@@ -120,12 +119,7 @@ CLI::App& CommandLine::addCommand(CLI::App& parent, std::string const& name,
                                   Request& request,
                                   ExitCode (*command)(HostSession&, Request const&))
 {
-    CLI::App& added = *parent.add_subcommand(name, description);
-    added.footer(examples);
-    added.callback([this, &request, command] {
-        m_run = [&request, command](HostSession& session) { return command(session, request); };
-    });
-    return added;
+    return zemhost::addCommand(parent, m_run, name, description, examples, request, command);
 }
 
 void CommandLine::addDrawing(CLI::App& command, std::string& drawing)
