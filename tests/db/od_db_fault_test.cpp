@@ -2,6 +2,7 @@
 // memory that is bounded by the size of the stream.
 
 #include "db/db_test_support.h"
+#include "db/entity_samples.h"
 #include "db/od_db_3d_solid.h"
 #include "db/od_db_block_table.h"
 #include "db/od_db_curves.h"
@@ -93,6 +94,11 @@ struct Samples
         const OdDbObjectPtr object = id.openObject(OdDb::kForWrite);
         byClass[object->isA()->name()] = object;
     }
+    /// Keeps the first object of a dictionary.
+    void keepEntry(OdDbObjectId dictionary)
+    {
+        keep(OdDbDictionaryPtr(dictionary.safeOpenObject())->newIterator()->objectId());
+    }
     void addBag(OdDbObjectId reactorId)
     {
         const TestBagPtr bag = TestBag::createObject();
@@ -148,6 +154,13 @@ struct Samples
         space->appendOdDbEntity(line.get());
         space->appendOdDbEntity(solid.get());
         line->setXData(xdataOf(L"APP").get());
+        for (EntitySample const& sample : sampleEntities(*db)) {
+            space->appendOdDbEntity(sample.entity.get());
+            keep(sample.entity->objectId());
+        }
+        keep(db->getMaterialDictionaryId(true));
+        keepEntry(db->getMaterialDictionaryId());
+        keepEntry(db->getVisualStyleDictionaryId());
         for (OdDbObjectId id : {line->objectId(), solid->objectId(), space->objectId()}) {
             keep(id);
         }
