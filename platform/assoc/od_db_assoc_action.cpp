@@ -185,6 +185,15 @@ OdResult OdDbAssocAction::subErase(bool erasing)
     return kOdOk;
 }
 
+void OdDbAssocAction::appendToOwner(OdDbIdPair& pair, OdDbObject* owner, OdDbIdMapping& mapping)
+{
+    OdDbObject::appendToOwner(pair, owner, mapping);
+    const OdDbAssocNetworkPtr network = OdDbAssocNetwork::cast(owner);
+    if (!network.isNull()) {
+        (void)network->addAction(objectId(), /*owned=*/true);  // this is an action of its database
+    }
+}
+
 void OdDbAssocAction::copyFrom(OdRxObject const* source)
 {
     if (database() != nullptr) {

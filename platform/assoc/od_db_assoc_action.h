@@ -74,6 +74,8 @@ public:
     /// @}
 
     OdResult subErase(bool erasing) override;
+    /// As the base; a network lists the clone.
+    void appendToOwner(OdDbIdPair& pair, OdDbObject* owner, OdDbIdMapping& mapping) override;
     OdResult dwgInFields(OdDbDwgFiler* filer) override;
     void dwgOutFields(OdDbDwgFiler* filer) const override;
     /// An action of a database has no copy: its dependencies are its own.

@@ -6,6 +6,7 @@
 #include "assoc/od_expression.h"
 #include "db/od_db_database.h"
 #include "db/od_db_filer.h"
+#include "db/od_db_id_mapping.h"
 #include "root/od_error.h"
 
 #include <algorithm>
@@ -542,6 +543,46 @@ OdResult OdDbAssocVariable::subErase(bool erasing)
         m_tellsUsers = true;
     }
     return result;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Cloning
+
+OdDbObjectPtr OdDbAssocVariable::subDeepClone(OdDbIdMapping& mapping, OdDbObject* owner,
+                                              bool isPrimary) const
+{
+    OdDbObjectPtr clone = OdDbAssocAction::subDeepClone(mapping, owner, isPrimary);
+    if (clone.isNull() || owner == nullptr || owner->objectId() != ownerId()) {
+        return clone;  // the reactors of the variables that are cloned with it are translated
+    }
+    for (OdDbObjectId id : dependencies()) {
+        OdDbIdPair pair(id);
+        const OdDbAssocValueDependencyPtr dependency = openValueDependency(id);
+        if (dependency.isNull() || !mapping.compute(pair) || !pair.isCloned()) {
+            continue;
+        }
+        OdDbIdPair target(dependency->dependentOnObject());
+        if (mapping.compute(target) && target.isCloned()) {
+            continue;
+        }
+        const OdDbAssocVariablePtr used = openVariable(target.key(), OdDb::kForWrite);
+        if (!used.isNull()) {
+            used->addPersistentReactor(pair.value());
+        }
+    }
+    return clone;
+}
+
+void OdDbAssocVariable::appendToOwner(OdDbIdPair& pair, OdDbObject* owner, OdDbIdMapping& mapping)
+{
+    const OdDbAssocNetworkPtr network = OdDbAssocNetwork::cast(owner);
+    if (!network.isNull() && !isAnonymous(m_name)) {
+        const OdString base = m_name;
+        for (int number = 1; !network->findVariable(m_name).isNull(); ++number) {
+            m_name.format(L"%ls_%d", base.c_str(), number);
+        }
+    }
+    OdDbAssocAction::appendToOwner(pair, owner, mapping);
 }
 
 // ---------------------------------------------------------------------------------------------

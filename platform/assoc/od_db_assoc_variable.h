@@ -92,6 +92,11 @@ public:
     /// @}
 
     OdResult subErase(bool erasing) override;
+    /// As the base; a clone in the same network depends on the variables that this one depends on.
+    OdDbObjectPtr subDeepClone(OdDbIdMapping& mapping, OdDbObject* owner,
+                               bool isPrimary) const override;
+    /// As the base; a name that is taken in the network gets a number behind it.
+    void appendToOwner(OdDbIdPair& pair, OdDbObject* owner, OdDbIdMapping& mapping) override;
     OdResult dwgInFields(OdDbDwgFiler* filer) override;
     void dwgOutFields(OdDbDwgFiler* filer) const override;
 

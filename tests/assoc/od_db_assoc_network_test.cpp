@@ -3,7 +3,7 @@
 #include "assoc/assoc_test_support.h"
 #include "assoc/od_expression.h"
 #include "db/od_db_block_table.h"
-#include "db/od_db_proxy_object.h"
+#include "db/od_db_id_mapping.h"
 
 #include <rapidcheck/gtest.h>
 
@@ -19,7 +19,8 @@ class OdDbAssocNetworkTest : public AssocTest
 protected:
     OdDbObjectId addBlock(OdString const& name)
     {
-        const OdSmartPtr<OdDbBlockTable> table = m_db->getBlockTableId().safeOpenObject(OdDb::kForWrite);
+        const OdSmartPtr<OdDbBlockTable> table =
+            m_db->getBlockTableId().safeOpenObject(OdDb::kForWrite);
         const OdDbBlockTableRecordPtr block = OdDbBlockTableRecord::createObject();
         block->setName(name);
         return table->add(block.get());
@@ -322,6 +323,77 @@ TEST_F(OdDbAssocNetworkTest, ActionsOfUnknownClassesAreCarriedAndHarmNobody)
     EXPECT_EQ(again->objects.at(unknown.getHandle().value()).body, body);
     EXPECT_EQ(network(networkId)->removeAction(here(unknown), true), kOdOk);
     EXPECT_EQ(network(networkId)->getActions().size(), 4U);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Clones
+
+TEST_F(OdDbAssocNetworkTest, AClonedBlockHasANetworkOfItsOwn)
+{
+    const OdDbObjectId block = addBlock("part");
+    const OdDbObjectId source = networkOf(block);
+    const OdDbObjectId a = addTo(source, "a", "2");
+    const OdDbObjectId b = addTo(source, "b", "a*2");
+    const dbtest::DatabaseState before = dbtest::livingStateOf(*m_db);
+    m_db->startUndoRecord();
+    const OdSmartPtr<OdDbIdMapping> mapping = OdDbIdMapping::createObject();
+    OdDbObjectIdArray ids;
+    ids.append(block);
+    m_db->deepCloneObjects(ids, m_db->getBlockTableId(), *mapping);
+    OdDbIdPair blockPair(block);
+    OdDbIdPair aPair(a);
+    OdDbIdPair bPair(b);
+    ASSERT_TRUE(mapping->compute(blockPair) && mapping->compute(aPair) && mapping->compute(bPair));
+    const OdDbObjectId cloned = networkOf(blockPair.value(), false);
+    ASSERT_FALSE(cloned.isNull());
+    ASSERT_NE(cloned, source);
+    EXPECT_EQ(network(cloned)->findVariable("A"), aPair.value());
+    EXPECT_EQ(targetsOf(bPair.value()), std::vector<OdDbObjectId>{aPair.value()});
+    EXPECT_EQ(setNumber(aPair.value(), 10), kOdOk);
+    EXPECT_EQ(valueOf(bPair.value()), 20);
+    EXPECT_EQ(valueOf(b), 4);
+    EXPECT_EQ(network(cloned)->evaluate(nullptr), kOdOk);
+    EXPECT_EQ(read(aPair.value())->objectThatOwnsNetworkInstance(), blockPair.value());
+    EXPECT_EQ(m_db->undo(), kOdOk);
+    EXPECT_EQ(dbtest::livingStateOf(*m_db), before);
+}
+
+TEST_F(OdDbAssocNetworkTest, AVariableClonedInItsNetworkIsListedUnderAFreeNameAndFollows)
+{
+    const OdDbObjectId a = add("a", "2");
+    const OdDbObjectId b = add("b", "a*2");
+    const OdSmartPtr<OdDbIdMapping> mapping = OdDbIdMapping::createObject();
+    OdDbObjectIdArray ids;
+    ids.append(b);
+    m_db->deepCloneObjects(ids, m_network, *mapping);
+    OdDbIdPair pair(b);
+    ASSERT_TRUE(mapping->compute(pair));
+    EXPECT_EQ(nameOf(pair.value()), "b_1");
+    EXPECT_EQ(find("b_1"), pair.value());
+    EXPECT_EQ(actions(), (std::vector<OdDbObjectId>{a, b, pair.value()}));
+    EXPECT_EQ(targetsOf(pair.value()), std::vector<OdDbObjectId>{a});
+    EXPECT_EQ(setNumber(a, 7), kOdOk);
+    EXPECT_EQ(valueOf(pair.value()), 14);
+    EXPECT_EQ(valueOf(b), 14);
+}
+
+TEST_F(OdDbAssocNetworkTest, ABlockGoesIntoAnotherDrawingWithItsVariables)
+{
+    const OdDbObjectId block = addBlock("part");
+    const OdDbObjectId a = addTo(networkOf(block), "a", "2");
+    const OdDbObjectId b = addTo(networkOf(block), "b", "a*2");
+    const OdDbDatabasePtr other = OdDbDatabase::createObject();
+    const OdSmartPtr<OdDbIdMapping> mapping = OdDbIdMapping::createObject();
+    OdDbObjectIdArray ids;
+    ids.append(block);
+    other->wblockCloneObjects(ids, other->getBlockTableId(), *mapping,
+                              OdDb::DuplicateRecordCloning::kDrcIgnore);
+    OdDbIdPair aPair(a);
+    OdDbIdPair bPair(b);
+    ASSERT_TRUE(mapping->compute(aPair) && mapping->compute(bPair));
+    EXPECT_EQ(aPair.value().database(), other.get());
+    EXPECT_EQ(setNumber(aPair.value(), 9), kOdOk);
+    EXPECT_EQ(valueOf(bPair.value()), 18);
 }
 
 // ---------------------------------------------------------------------------------------------
