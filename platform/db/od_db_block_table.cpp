@@ -473,7 +473,7 @@ OdString OdDbBlockTable::freeAnonymousName()
 OdDbObjectIterator::OdDbObjectIterator(OdDbBlockTableRecord const& block, bool atBeginning,
                                        bool skipErased)
     : m_block(const_cast<OdDbBlockTableRecord*>(&block)), m_entities(block.m_entities),
-      m_size(block.m_entities.size())
+      m_size(block.m_entities.size()), m_isInDatabase(block.database() != nullptr)
 {
     start(atBeginning, skipErased);
 }

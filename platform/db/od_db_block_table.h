@@ -123,6 +123,7 @@ private:
 using OdDbBlockTablePtr = OdSmartPtr<OdDbBlockTable>;
 
 /// Walks the entities of a block as the list was when the walk began; holds the block open for read.
+/// The walk is over when the block's database goes.
 class OdDbObjectIterator : public OdRxObject
 {
     RX_DECLARE_CLASS(OdDbObjectIterator);
@@ -132,7 +133,11 @@ public:
 
     /// Goes back to the first (or last) entity.
     void start(bool atBeginning = true, bool skipErased = true);
-    bool done() const noexcept { return m_at < 0 || m_at >= static_cast<std::int64_t>(m_size); }
+    bool done() const noexcept
+    {
+        return m_at < 0 || m_at >= static_cast<std::int64_t>(m_size) ||
+               (m_isInDatabase && m_block->database() == nullptr);
+    }
     /// \param forward  False to go back by one.
     void step(bool forward = true, bool skipErased = true);
     /// The id, null at the end.
@@ -148,4 +153,5 @@ private:
     OdDbObjectIdArray m_entities;
     std::size_t m_size = 0;
     std::int64_t m_at = 0;
+    bool m_isInDatabase;  ///< ids of a database that is gone name nothing
 };

@@ -285,7 +285,8 @@ void OdDbDictionary::applyPartialUndo(OdDbDwgFiler* filer, OdRxClass* cls)
 }
 
 OdDbDictionaryIterator::OdDbDictionaryIterator(OdDbDictionary const& dictionary)
-    : m_dictionary(const_cast<OdDbDictionary*>(&dictionary))
+    : m_dictionary(const_cast<OdDbDictionary*>(&dictionary)),
+      m_isInDatabase(dictionary.database() != nullptr)
 {
     settle(dictionary.m_index.entries().begin());
 }
@@ -302,7 +303,7 @@ void OdDbDictionaryIterator::settle(OdDbNameIndex::Entries::const_iterator at)
 
 bool OdDbDictionaryIterator::done() const
 {
-    return m_id.isNull();
+    return objectId().isNull();
 }
 
 bool OdDbDictionaryIterator::next()
@@ -315,15 +316,16 @@ bool OdDbDictionaryIterator::next()
 
 OdString OdDbDictionaryIterator::name() const
 {
-    return m_name;
+    return done() ? OdString() : m_name;
 }
 
 OdDbObjectId OdDbDictionaryIterator::objectId() const
 {
-    return m_id;
+    // Ids of a database that is gone name nothing.
+    return m_isInDatabase && m_dictionary->database() == nullptr ? OdDbObjectId::kNull : m_id;
 }
 
 OdDbObjectPtr OdDbDictionaryIterator::getObject(OdDb::OpenMode mode) const
 {
-    return m_id.openObject(mode);
+    return objectId().openObject(mode);
 }

@@ -88,7 +88,7 @@ private:
 
 using OdDbDictionaryPtr = OdSmartPtr<OdDbDictionary>;
 
-/// Walks a dictionary; holds it open for read.
+/// Walks a dictionary; holds it open for read. The walk is over when the dictionary's database goes.
 class OdDbDictionaryIterator : public OdRxObject
 {
     RX_DECLARE_CLASS(OdDbDictionaryIterator);
@@ -109,4 +109,5 @@ private:
     OdDbDictionaryPtr m_dictionary;
     OdString m_name;  ///< where the walk stands; a name, so that entries may come and go
     OdDbObjectId m_id;
+    bool m_isInDatabase;
 };

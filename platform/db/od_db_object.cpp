@@ -3,6 +3,7 @@
 #include "db/od_db_database_impl.h"
 #include "db/od_db_dictionary.h"
 #include "db/od_db_entity.h"
+#include "db/od_db_reactor_list_impl.h"
 #include "db/od_db_symbol_table.h"
 #include "db/od_db_xdata_impl.h"
 #include "db/od_db_xrecord.h"
@@ -22,9 +23,6 @@ RX_DEFINE_CLASS(OdDbObject, OdGiDrawable, odrxCreate<OdDbObject>, L"OdDbObject",
 namespace {
 
 std::atomic<std::int64_t> g_liveObjects{0};
-
-/// Lists of reactors longer than this get an index, so that attaching many stays linear.
-constexpr unsigned kIndexedReactors = 16;
 
 /// Partial undo records of the base class.
 enum BaseOpcode : std::uint8_t
@@ -116,52 +114,10 @@ std::vector<XDataEntry> readXData(OdDbDwgFiler& filer)
 /// What few objects have.
 struct OdDbObject::Extras
 {
-    OdDbObjectIdArray reactors;
-    /// Derived; empty for short lists. By records, since an id that is redirected gets another hash.
-    std::unordered_set<OdDbIdRecord const*> reactorIndex;
+    OdDbReactorList reactors;
     OdDbObjectId extensionDictionary;
     std::vector<XDataEntry> xData;  ///< in order of application names
 
-    bool hasReactor(OdDbObjectId id) const
-    {
-        if (reactorIndex.empty()) {
-            return reactors.contains(id);
-        }
-        return reactorIndex.count(id.record()) != 0 ||
-               (OdDbObjectId::hasRedirections() && reactors.contains(id));
-    }
-    void rebuildIndex()
-    {
-        reactorIndex.clear();
-        if (reactors.size() > kIndexedReactors) {
-            for (OdDbObjectId id : std::as_const(reactors)) {
-                reactorIndex.insert(id.record());
-            }
-        }
-    }
-    void insertReactor(unsigned position, OdDbObjectId id)
-    {
-        reactors.insertAt(std::min<unsigned>(position, reactors.size()), id);
-        if (!reactorIndex.empty()) {
-            reactorIndex.insert(id.record());
-        } else {
-            rebuildIndex();
-        }
-    }
-    unsigned removeReactor(OdDbObjectId id)
-    {
-        unsigned position = 0;
-        // Reactors mostly leave in the reverse order of their coming.
-        const unsigned size = reactors.size();
-        if (size != 0 && std::as_const(reactors)[size - 1] == id) {
-            position = size - 1;
-        } else {
-            (void)reactors.find(id, position);
-        }
-        reactorIndex.erase(std::as_const(reactors)[position].record());
-        reactors.removeAt(position);
-        return position;
-    }
     std::vector<XDataEntry>::iterator findXData(OdString const& app)
     {
         return std::lower_bound(xData.begin(), xData.end(), app,
@@ -411,7 +367,7 @@ void OdDbObjectAccess::sendRound(OdDbObject& object, Notice const& notice, bool 
     }
     const OdDbDatabasePtr keptAlive(
         object.database());  // a reactor may hold the last pointer to it
-    const OdDbObjectIdArray snapshot = object.m_extras->reactors;
+    const OdDbObjectIdArray snapshot = object.m_extras->reactors.ids();
     ++object.m_roundCount;
     for (OdDbObjectId id : snapshot) {
         if (!object.hasPersistentReactorUnchecked(id)) {
@@ -589,7 +545,7 @@ void OdDbObject::tellOwnerOfLeaving(OdDbObjectId before)
 OdDbObjectIdArray OdDbObject::getPersistentReactors() const
 {
     assertReadEnabled();
-    return m_extras != nullptr ? m_extras->reactors : OdDbObjectIdArray();
+    return m_extras != nullptr ? m_extras->reactors.ids() : OdDbObjectIdArray();
 }
 
 bool OdDbObject::hasPersistentReactor(OdDbObjectId id) const
@@ -600,7 +556,7 @@ bool OdDbObject::hasPersistentReactor(OdDbObjectId id) const
 
 bool OdDbObject::hasPersistentReactorUnchecked(OdDbObjectId id) const
 {
-    return m_extras != nullptr && m_extras->hasReactor(id);
+    return m_extras != nullptr && m_extras->reactors.contains(id);
 }
 
 void OdDbObject::addPersistentReactor(OdDbObjectId id)
@@ -612,11 +568,10 @@ void OdDbObject::addPersistentReactor(OdDbObjectId id)
     if (database() != nullptr && id.originalDatabase() != database()) {
         throw OdError(kOdWrongDatabase);  // it may go before this object does
     }
-    const unsigned position = m_extras != nullptr ? m_extras->reactors.size() : 0;
     if (OdDbDwgFiler* filer = beginBaseChange(kReactorAdded, /*recordModified=*/false)) {
         filer->wrSoftPointerId(id);
     }
-    extras().insertReactor(position, id);
+    extras().reactors.append(id);
 }
 
 void OdDbObject::removePersistentReactor(OdDbObjectId id)
@@ -625,10 +580,10 @@ void OdDbObject::removePersistentReactor(OdDbObjectId id)
     if (!hasPersistentReactorUnchecked(id)) {
         return;
     }
-    const unsigned position = m_extras->removeReactor(id);
+    const OdDbObjectId next = m_extras->reactors.remove(id);
     if (OdDbDwgFiler* filer = beginBaseChange(kReactorRemoved, /*recordModified=*/false)) {
         filer->wrSoftPointerId(id);
-        filer->wrInt32(static_cast<std::int32_t>(position));
+        filer->wrSoftPointerId(next);
     }
 }
 
@@ -770,12 +725,12 @@ void OdDbObject::applyPartialUndo(OdDbDwgFiler* filer, OdRxClass* cls)
         return removePersistentReactor(filer->rdSoftPointerId());
     case kReactorRemoved: {
         const OdDbObjectId id = filer->rdSoftPointerId();
-        const auto position = static_cast<unsigned>(filer->rdInt32());
+        const OdDbObjectId next = filer->rdSoftPointerId();
         if (OdDbDwgFiler* inverse = beginBaseChange(kReactorAdded, true)) {
             inverse->wrSoftPointerId(id);
         }
         if (!hasPersistentReactorUnchecked(id)) {
-            extras().insertReactor(position, id);
+            extras().reactors.insertBefore(id, next);
         }
         return;
     }
@@ -820,8 +775,7 @@ OdResult OdDbObject::dwgInFields(OdDbDwgFiler* filer)
     if (m_extras != nullptr || !reactors.isEmpty() || !extensionDictionary.isNull() ||
         !xData.empty()) {
         Extras& extra = extras();
-        extra.reactors = std::move(reactors);
-        extra.rebuildIndex();
+        extra.reactors.assign(reactors);
         extra.extensionDictionary = extensionDictionary;
         extra.xData = std::move(xData);
     }
@@ -840,9 +794,7 @@ void OdDbObject::dwgOutFields(OdDbDwgFiler* filer) const
         filer->wrInt32(0);
     } else {
         filer->wrInt32(static_cast<std::int32_t>(m_extras->reactors.size()));
-        for (OdDbObjectId id : std::as_const(m_extras->reactors)) {
-            filer->wrSoftPointerId(id);
-        }
+        m_extras->reactors.forEach([filer](OdDbObjectId id) { filer->wrSoftPointerId(id); });
         // An erased one stays known here, so that it can come back; in a file it would be lost.
         const bool isLost = filer->filerType() == OdDb::FilerType::kFileFiler &&
                             m_extras->extensionDictionary.isErased();
@@ -890,7 +842,6 @@ void OdDbObject::copyFrom(OdRxObject const* source)
         m_ownerId = owner;
         if (m_extras != nullptr) {
             m_extras->reactors = own.reactors;
-            m_extras->rebuildIndex();
             m_extras->extensionDictionary = own.extensionDictionary;
         }
     };
@@ -993,7 +944,7 @@ void OdDbObjectAccess::requireIdsOf(OdDbObject const& object, OdDbDatabase const
     const auto isForeign = [&](OdDbObjectId id) {
         return !id.isNull() && id.originalDatabase() != &database;
     };
-    OdDbObjectIdArray const& reactors = object.m_extras->reactors;
+    const OdDbObjectIdArray reactors = object.m_extras->reactors.ids();
     if (isForeign(object.m_extras->extensionDictionary) ||
         std::any_of(reactors.begin(), reactors.end(), isForeign)) {
         throw OdError(kOdWrongDatabase);
@@ -1020,14 +971,13 @@ bool OdDbObjectAccess::hasReactors(OdDbObject const& object) noexcept
 
 OdDbObjectIdArray OdDbObjectAccess::reactors(OdDbObject const& object)
 {
-    return object.m_extras != nullptr ? object.m_extras->reactors : OdDbObjectIdArray();
+    return object.m_extras != nullptr ? object.m_extras->reactors.ids() : OdDbObjectIdArray();
 }
 
 void OdDbObjectAccess::setReactors(OdDbObject& object, OdDbObjectIdArray const& reactors)
 {
     if (object.m_extras != nullptr || !reactors.isEmpty()) {
-        object.extras().reactors = reactors;
-        object.m_extras->rebuildIndex();
+        object.extras().reactors.assign(reactors);
     }
 }
 
@@ -1057,7 +1007,6 @@ void OdDbObjectAccess::orphan(OdDbObject& object)
     object.m_ownerId = OdDbObjectId::kNull;
     if (object.m_extras != nullptr) {
         object.m_extras->reactors.clear();
-        object.m_extras->reactorIndex.clear();
         object.m_extras->extensionDictionary = OdDbObjectId::kNull;
     }
     object.m_record->object = nullptr;

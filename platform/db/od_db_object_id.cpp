@@ -1,6 +1,7 @@
 #include "db/od_db_object_id.h"
 
 #include "db/od_db_database_impl.h"
+#include "db/od_db_reactor_list_impl.h"
 #include "root/od_error.h"
 
 #include <unordered_map>
@@ -14,8 +15,21 @@ struct OdDbRedirections
         static std::unordered_map<OdDbIdRecord const*, OdDbIdRecord*> s_map;
         return s_map;
     }
-    static void count() { OdDbObjectId::s_redirections = map().size(); }
+    static void count()
+    {
+        OdDbObjectId::s_redirections = map().size();
+        ++s_revision;
+    }
+
+    static std::uint64_t s_revision;
 };
+
+std::uint64_t OdDbRedirections::s_revision = 0;
+
+std::uint64_t odDbRedirectionRevision() noexcept
+{
+    return OdDbRedirections::s_revision;
+}
 
 OdDbIdRecord* OdDbObjectId::redirected() const noexcept
 {

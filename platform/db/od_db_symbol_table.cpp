@@ -206,7 +206,7 @@ void OdDbSymbolTable::applyPartialUndo(OdDbDwgFiler* filer, OdRxClass* cls)
 }
 
 OdDbSymbolTableIterator::OdDbSymbolTableIterator(OdDbSymbolTable const& table)
-    : m_table(const_cast<OdDbSymbolTable*>(&table))
+    : m_table(const_cast<OdDbSymbolTable*>(&table)), m_isInDatabase(table.database() != nullptr)
 {
     settle(table.m_index.entries().begin());
 }
@@ -221,6 +221,12 @@ void OdDbSymbolTableIterator::settle(OdDbNameIndex::Entries::const_iterator at)
     m_name = at != entries.end() ? at->first : OdString();
 }
 
+OdDbObjectId OdDbSymbolTableIterator::getRecordId() const noexcept
+{
+    // Ids of a database that is gone name nothing.
+    return m_isInDatabase && m_table->database() == nullptr ? OdDbObjectId::kNull : m_id;
+}
+
 void OdDbSymbolTableIterator::step()
 {
     if (!done()) {
@@ -230,5 +236,5 @@ void OdDbSymbolTableIterator::step()
 
 OdDbSymbolTableRecordPtr OdDbSymbolTableIterator::getRecord(OdDb::OpenMode mode) const
 {
-    return OdDbSymbolTableRecord::cast(m_id.openObject(mode).get());
+    return OdDbSymbolTableRecord::cast(getRecordId().openObject(mode).get());
 }

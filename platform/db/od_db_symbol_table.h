@@ -88,7 +88,7 @@ private:
 
 using OdDbSymbolTablePtr = OdSmartPtr<OdDbSymbolTable>;
 
-/// Walks a symbol table; holds it open for read.
+/// Walks a symbol table; holds it open for read. The walk is over when the table's database goes.
 class OdDbSymbolTableIterator : public OdRxObject
 {
     RX_DECLARE_CLASS(OdDbSymbolTableIterator);
@@ -96,9 +96,9 @@ class OdDbSymbolTableIterator : public OdRxObject
 public:
     explicit OdDbSymbolTableIterator(OdDbSymbolTable const& table);
 
-    bool done() const noexcept { return m_id.isNull(); }
+    bool done() const noexcept { return getRecordId().isNull(); }
     void step();
-    OdDbObjectId getRecordId() const noexcept { return m_id; }
+    OdDbObjectId getRecordId() const noexcept;
     /// The record, opened; null if it can't be opened.
     OdDbSymbolTableRecordPtr getRecord(OdDb::OpenMode mode = OdDb::kForRead) const;
 
@@ -108,4 +108,5 @@ private:
     OdDbSymbolTablePtr m_table;
     OdString m_name;
     OdDbObjectId m_id;
+    bool m_isInDatabase;
 };

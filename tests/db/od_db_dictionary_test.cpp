@@ -317,6 +317,27 @@ TEST_F(Dictionary, LosesTheEntryOfAnObjectThatGetsAnotherOwner)
     EXPECT_EQ(m_dictionary->numEntries(), 0U);
 }
 
+TEST_F(Dictionary, EndsItsWalkWithItsDatabase)
+{
+    set(L"x");
+    set(L"y");
+    const OdDbDictionaryIteratorPtr entries = m_dictionary->newIterator();
+    const OdDbSymbolTableIteratorPtr records =
+        OdDbSymbolTablePtr(m_db->getLayerTableId().openObject())->newIterator();
+    ASSERT_FALSE(entries->done() || records->done());
+    m_dictionary.release();
+    m_db.release();
+    (void)m_asserts.take();  // debug builds report what is held open
+    EXPECT_TRUE(entries->done());
+    EXPECT_FALSE(entries->next());
+    EXPECT_TRUE(entries->objectId().isNull());
+    EXPECT_TRUE(entries->getObject().isNull());
+    EXPECT_TRUE(entries->name().isEmpty());
+    EXPECT_TRUE(records->done());
+    records->step();
+    EXPECT_TRUE(records->getRecord().isNull());
+}
+
 TEST_F(Dictionary, LosesTheNameOfAnObjectThatRefusesToBeErased)
 {
     const OdDbObjectId id = set(L"x");
