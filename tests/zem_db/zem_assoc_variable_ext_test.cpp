@@ -1,0 +1,492 @@
+#include "assoc/od_db_assoc_variable.h"
+#include "db/od_db_block_table.h"
+#include "db/od_db_database.h"
+#include "root/root_test_support.h"
+#include "support/zem_module_scope.h"
+
+#include "zem_database_utils.h"
+#include "zem_db_constraint_manager.h"
+#include "zem_db_feature_manager.h"
+#include "zem_db_sheet_metal_context.h"
+#include "zem_db_variable_reactor.h"
+#include "zem_db_variable_utils.h"
+#include "zem_properties.h"
+#include "zem_protocol_extensions.h"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+namespace {
+
+using Ext = ZemAssocVariableExt;
+using Measurement = ZemAssocVariableExt::Measurement;
+using Units = OdDb::UnitsValue;
+
+class Kinds : public ZemDbConstraintManagerPE
+{
+public:
+    bool isParametric(ZemConstraint const*) const override { return true; }
+    bool isLinearDimension(ZemConstraint const*) const override { return m_isLinear; }
+    bool isAngularDimension(ZemConstraint const*) const override { return !m_isLinear; }
+    OdString generateConstraintName(ZemDbConstraintManager const*,
+                                    ZemConstraint const*) const override
+    {
+        return OdString();
+    }
+
+    bool m_isLinear = true;
+};
+
+/// A host that converts every custom unit by one factor.
+class CustomUnits : public ZemCVUnitInterface
+{
+public:
+    int convertUnits(OdString const& from, OdString const& to, double& factor) override
+    {
+        m_calls.push_back(from + L"->" + to);
+        factor *= m_factor;
+        return m_result;
+    }
+    OdString formatMeasurement(Measurement const& measurement) override
+    {
+        return OdString().format(L"%g %ls", measurement.value, measurement.unitsString.c_str());
+    }
+
+    std::vector<OdString> m_calls;
+    double m_factor = 5.0;
+    int m_result = 0;
+};
+
+/// The host's units for as long as a test asks for them.
+class AttachedUnits
+{
+public:
+    AttachedUnits() { OdDbAssocVariable::desc()->addX(ZemCVUnitInterface::desc(), m_units.get()); }
+    AttachedUnits(AttachedUnits const&) = delete;
+    AttachedUnits& operator=(AttachedUnits const&) = delete;
+    ~AttachedUnits() { OdDbAssocVariable::desc()->delX(ZemCVUnitInterface::desc()); }
+
+    CustomUnits* operator->() const { return m_units.get(); }
+
+private:
+    OdSmartPtr<CustomUnits> m_units = odrxMake<OdRxObjectImpl<CustomUnits>>();
+};
+
+class VariableExtension : public testing::Test
+{
+protected:
+    VariableExtension() { m_database->setINSUNITS(Units::kUnitsMillimeters); }
+
+    OdDbAssocVariablePtr variable(OdDb::OpenMode mode = OdDb::kForRead) const
+    {
+        return m_id.openObject(mode);
+    }
+    OdSmartPtr<Ext> extension() const { return Ext::cast(variable()); }
+
+    void store(OdString const& key, OdString const& text)
+    {
+        const OdSmartPtr<Ext> ext = extension();
+        ext->data().setProperty(key, text);
+        ext->writeData();
+    }
+
+    /// Makes the variable drive a constraint.
+    OdSmartPtr<Kinds> constrain(bool isLinear)
+    {
+        const OdSmartPtr<Kinds> kinds = odrxMake<OdRxObjectImpl<Kinds>>();
+        kinds->m_isLinear = isLinear;
+        ZemDbConstraintManager::desc()->addX(ZemDbConstraintManagerPE::desc(), kinds.get());
+        const OdDbObjectId manager =
+            zemu::getObjInExtDict(m_block, kZemDatabaseKey, ZemDbConstraintManager::desc());
+        const OdSmartPtr<ZemConstraint> constraint = ZemConstraint::desc()->create();
+        constraint->properties().setProperty(L"assocVar", m_id,
+                                             OdDb::ReferenceType::kSoftPointerRef);
+        OdSmartPtr<ZemDbConstraintManager>(manager.openObject(OdDb::kForWrite))
+            ->addConstraint(constraint);
+        variable(OdDb::kForWrite)
+            ->addPersistentReactor(
+                m_database->addOdDbObject(odrxMake<ZemDbVariableReactor>().get(), manager));
+        return kinds;
+    }
+
+    /// Makes the variable the thickness of the block's sheet metal.
+    OdDbObjectId makeThickness()
+    {
+        const OdDbObjectId managerId = ZemDbFeatureManager::getInstance(m_block, true);
+        const OdSmartPtr<ZemDbSheetMetalContext> context = ZemDbSheetMetalContext::desc()->create();
+        const OdDbObjectId contextId = m_database->addOdDbObject(context.get(), managerId);
+        context->getWriteProperties().setProperty(L"ThicknessVar", m_id,
+                                                  OdDb::ReferenceType::kSoftPointerRef);
+        const OdSmartPtr<ZemDbFeatureManager> manager = managerId.openObject(OdDb::kForWrite);
+        manager->getWriteProperties().setProperty(L"SheetMetalContext", contextId,
+                                                  OdDb::ReferenceType::kHardOwnershipRef);
+        return contextId;
+    }
+
+    ZemModuleScope m_scope;
+    OdDbDatabasePtr m_database = OdDbDatabase::createObject();
+    OdDbObjectId m_block = m_database->getModelSpaceId();
+    OdDbObjectId m_id = zemu::getAssocVariable(m_block, L"a", /*create=*/true);
+};
+
+Measurement measure(double value, int type, Units units, OdString const& text)
+{
+    Measurement measurement;
+    measurement.value = value;
+    measurement.type = type;
+    measurement.units = units;
+    measurement.unitsString = text;
+    return measurement;
+}
+
+}  // namespace
+
+TEST_F(VariableExtension, ANullVariableHasNone)
+{
+    EXPECT_TRUE(Ext::cast(static_cast<OdDbAssocVariable*>(nullptr)).isNull());
+    EXPECT_TRUE(Ext::cast(OdDbAssocVariablePtr()).isNull());
+}
+
+TEST_F(VariableExtension, EachCastMakesOneThatReadsAnew)
+{
+    const OdSmartPtr<Ext> first = Ext::cast(variable().get());
+    const OdSmartPtr<Ext> second = extension();
+    EXPECT_NE(first.get(), second.get());
+    EXPECT_FALSE(second->isExposed());
+    first->setExposed(true);
+    EXPECT_FALSE(second->isExposed());
+    EXPECT_TRUE(extension()->isExposed());
+}
+
+TEST_F(VariableExtension, ExposureIsOffUntilItIsSet)
+{
+    EXPECT_FALSE(extension()->isOverriddenExpose());
+    EXPECT_FALSE(extension()->isExposed());
+    extension()->setExposed(false);
+    EXPECT_TRUE(extension()->isOverriddenExpose());
+    EXPECT_FALSE(extension()->isExposed());
+    extension()->setExposed(true);
+    EXPECT_TRUE(extension()->isExposed());
+    extension()->setDefaultExpose();
+    EXPECT_FALSE(extension()->isOverriddenExpose());
+    EXPECT_FALSE(extension()->isExposed());
+    EXPECT_TRUE(variable()->xData(L"ZEM_DB").isNull());
+}
+
+TEST_F(VariableExtension, AChangeRaisesTheVariableToWriteAndGoesWithUndo)
+{
+    m_database->startUndoRecord();
+    {
+        const OdDbAssocVariablePtr held = variable();
+        Ext::cast(held)->setExposed(true);
+        EXPECT_FALSE(held->isWriteEnabled());
+    }
+    ASSERT_EQ(m_database->undo(), kOdOk);
+    EXPECT_FALSE(extension()->isOverriddenExpose());
+}
+
+TEST_F(VariableExtension, ItsBagIsStoredByItsKeys)
+{
+    extension()->setExposed(true);
+    extension()->setMeasurementType(2);
+    extension()->storeExpression();
+    ZemProperties stored;
+    ASSERT_TRUE(stored.readFromDbObject(variable().get()));
+    std::vector<OdString> keys;
+    for (auto const& [key, value] : stored) {
+        keys.push_back(key);
+    }
+    EXPECT_EQ(keys, (std::vector<OdString>{L"expose", L"origExpr", L"units"}));
+    int type = 0;
+    EXPECT_TRUE(stored.getProperty(L"units", type));
+    EXPECT_EQ(type, 2);
+    OdString expression;
+    EXPECT_TRUE(stored.getProperty(L"origExpr", expression));
+    EXPECT_EQ(expression, L"1");
+}
+
+TEST_F(VariableExtension, AValueOfAnotherTypeSaysNothingAndMakesWay)
+{
+    store(L"expose", L"yes");
+    store(L"origExpr", L"2");
+    EXPECT_TRUE(extension()->isOverriddenExpose());
+    EXPECT_FALSE(extension()->isExposed());
+    extension()->setExposed(true);
+    EXPECT_TRUE(extension()->isExposed());
+    const OdSmartPtr<Ext> ext = extension();
+    ext->data().removeProperty(L"origExpr");
+    ext->data().setProperty(L"origExpr", 5);
+    ext->storeExpression();
+    OdString expression;
+    EXPECT_TRUE(ext->data().getProperty(L"origExpr", expression));
+}
+
+TEST_F(VariableExtension, AMeasurementTypeIsSetAndTakenBack)
+{
+    EXPECT_EQ(extension()->measurementType(), 0);
+    extension()->setMeasurementType(3);
+    EXPECT_EQ(extension()->measurementType(), 3);
+    EXPECT_FALSE(extension()->isLinearDimension());
+    extension()->setMeasurementType(1);
+    EXPECT_TRUE(extension()->isLinearDimension());
+    extension()->setMeasurementType(0);
+    EXPECT_EQ(extension()->measurementType(), 0);
+    EXPECT_TRUE(variable()->xData(L"ZEM_DB").isNull());
+}
+
+TEST_F(VariableExtension, AMeasurementTypeWipesACustomUnit)
+{
+    store(L"units", L"kg/mm^3");
+    EXPECT_EQ(extension()->unitsAsString(), L"kg/mm^3");
+    EXPECT_EQ(extension()->measurementType(), 0);
+    extension()->setMeasurementType(0);
+    EXPECT_EQ(extension()->unitsAsString(), L"");
+}
+
+TEST_F(VariableExtension, ATypeIsNotStoredWhereTheConstraintMakesTheVariableALength)
+{
+    constrain(/*isLinear=*/true);
+    extension()->setMeasurementType(1);
+    EXPECT_TRUE(extension()->data().getProperty(L"units").isNull());
+    EXPECT_EQ(extension()->getMeasurement(true).type, 1);
+    EXPECT_EQ(extension()->unitsAsString(), L"mm");
+    EXPECT_TRUE(extension()->isLinearDimension());
+    EXPECT_FALSE(extension()->isAngularDimension());
+    ZemDbConstraintManager::desc()->delX(ZemDbConstraintManagerPE::desc());
+}
+
+TEST_F(VariableExtension, AConstraintCanMakeTheVariableAnAngle)
+{
+    EXPECT_FALSE(extension()->isAngularDimension());
+    constrain(/*isLinear=*/false);
+    EXPECT_TRUE(extension()->isAngularDimension());
+    EXPECT_FALSE(extension()->isLinearDimension());
+    ZemDbConstraintManager::desc()->delX(ZemDbConstraintManagerPE::desc());
+    EXPECT_FALSE(extension()->isAngularDimension());
+}
+
+TEST_F(VariableExtension, TheThicknessOfSheetMetalIsALength)
+{
+    EXPECT_FALSE(extension()->isSMThickness());
+    EXPECT_FALSE(extension()->isLinearDimension());
+    const OdDbObjectId context = makeThickness();
+    EXPECT_EQ(ZemDbSheetMetalContext::getInstance(m_block), context);
+    EXPECT_TRUE(extension()->isSMThickness());
+    EXPECT_TRUE(extension()->isLinearDimension());
+    extension()->setMeasurementType(1);
+    EXPECT_TRUE(extension()->data().getProperty(L"units").isNull());
+    const OdDbObjectId other = zemu::getAssocVariable(m_block, L"b", /*create=*/true);
+    EXPECT_FALSE(Ext::cast(OdDbAssocVariablePtr(other.openObject()))->isSMThickness());
+    ASSERT_EQ(context.openObject(OdDb::kForWrite)->erase(), kOdOk);
+    EXPECT_FALSE(extension()->isSMThickness());
+}
+
+TEST_F(VariableExtension, AVariableInNoNetworkHasNoUnits)
+{
+    const OdDbAssocVariablePtr loose = OdDbAssocVariable::createObject();
+    EXPECT_EQ(Ext::cast(loose)->getBlockUnits(), Units::kUnitsUndefined);
+    EXPECT_FALSE(Ext::cast(loose)->isSMThickness());
+    EXPECT_EQ(Ext::cast(loose)->getMeasurement(true).value, 0.0);
+}
+
+TEST_F(VariableExtension, UnitsAreThoseOfTheBlockOrForModelSpaceOfTheDrawing)
+{
+    EXPECT_EQ(extension()->getBlockUnits(), Units::kUnitsMillimeters);
+    const OdDbBlockTableRecordPtr block = OdDbBlockTableRecord::createObject();
+    block->setName(L"Part");
+    block->setBlockInsertUnits(Units::kUnitsInches);
+    const OdDbObjectId blockId =
+        OdSmartPtr<OdDbBlockTable>(m_database->getBlockTableId().openObject(OdDb::kForWrite))
+            ->add(block.get());
+    const OdDbObjectId inBlock = zemu::getAssocVariable(blockId, L"a", /*create=*/true);
+    EXPECT_EQ(Ext::cast(OdDbAssocVariablePtr(inBlock.openObject()))->getBlockUnits(),
+              Units::kUnitsInches);
+}
+
+TEST_F(VariableExtension, UnitsHaveShortNames)
+{
+    struct Row
+    {
+        int units;
+        wchar_t const* name;
+    };
+    constexpr Row rows[] = {{0, L""},         {1, L"in"},       {2, L"ft"},     {3, L"miles"},
+                            {4, L"mm"},       {5, L"cm"},       {6, L"meters"}, {7, L"km"},
+                            {8, L"\u00B5in"}, {9, L"mils"},     {10, L"yd"},    {11, L"angstroms"},
+                            {12, L"nm"},      {13, L"microns"}, {14, L"dm"},    {15, L"dam"},
+                            {16, L"hm"},      {17, L"Gm"},      {18, L"AU"},    {19, L"ly"},
+                            {20, L"pc"},      {21, L""},        {-1, L""}};
+    for (Row const& row : rows) {
+        EXPECT_EQ(Ext::unitsToString(static_cast<Units>(row.units)), row.name) << row.units;
+    }
+}
+
+TEST_F(VariableExtension, UnitTextsFollowTheMeasurementType)
+{
+    const Units mm = Units::kUnitsMillimeters;
+    EXPECT_EQ(Ext::measurementTypeToString(mm, 1), L"mm");
+    EXPECT_EQ(Ext::measurementTypeToString(mm, 2), L"mm^2");
+    EXPECT_EQ(Ext::measurementTypeToString(mm, 3), L"mm^3");
+    for (int type : {0, 4, -1}) {
+        EXPECT_EQ(Ext::measurementTypeToString(mm, type), L"");
+    }
+    for (int type : {1, 2, 3}) {
+        EXPECT_EQ(Ext::measurementTypeToString(Units::kUnitsUndefined, type), L"");
+    }
+}
+
+TEST_F(VariableExtension, AMeasurementHoldsValueTypeUnitsAndText)
+{
+    ASSERT_EQ(zemu::setConstExpression(variable(OdDb::kForWrite).get(), 8), kOdOk);
+    extension()->setMeasurementType(2);
+    const Measurement with = extension()->getMeasurement(true);
+    EXPECT_EQ(with.value, 8.0);
+    EXPECT_EQ(with.type, 2);
+    EXPECT_EQ(with.units, Units::kUnitsMillimeters);
+    EXPECT_EQ(with.unitsString, L"mm^2");
+    EXPECT_EQ(extension()->getMeasurement(false).value, 1.0);
+    EXPECT_EQ(extension()->unitsAsString(), L"mm^2");
+}
+
+TEST_F(VariableExtension, ConversionToTheSameUnitKeepsValueAndText)
+{
+    const AttachedUnits units;
+    const Measurement same = Ext::convertMeasurement(
+        Units::kUnitsMillimeters, measure(3, 0, Units::kUnitsMillimeters, L"kg/mm"));
+    EXPECT_EQ(same.value, 3.0);
+    EXPECT_EQ(same.units, Units::kUnitsMillimeters);
+    EXPECT_EQ(same.unitsString, L"kg/mm");
+    EXPECT_TRUE(units->m_calls.empty());
+}
+
+TEST_F(VariableExtension, ConversionScalesByTheMeasurementType)
+{
+    struct Row
+    {
+        int type;
+        double factor;
+        wchar_t const* text;
+    };
+    constexpr Row rows[] = {{1, 0.1, L"cm"}, {2, 0.01, L"cm^2"}, {3, 0.001, L"cm^3"}};
+    for (Row const& row : rows) {
+        const Measurement converted = Ext::convertMeasurement(
+            Units::kUnitsCentimeters, measure(7, row.type, Units::kUnitsMillimeters, L"x"));
+        EXPECT_NEAR(converted.value, 7 * row.factor, 1e-12);
+        EXPECT_EQ(converted.type, row.type);
+        EXPECT_EQ(converted.units, Units::kUnitsCentimeters);
+        EXPECT_EQ(converted.unitsString, row.text);
+    }
+}
+
+TEST_F(VariableExtension, ConversionFromOrToNoUnitKeepsTheValueAlone)
+{
+    const Measurement length = measure(7, 1, Units::kUnitsMillimeters, L"mm");
+    for (Measurement const& converted :
+         {Ext::convertMeasurement(Units::kUnitsUndefined, length),
+          Ext::convertMeasurement(Units::kUnitsMeters,
+                                  measure(7, 1, Units::kUnitsUndefined, L""))}) {
+        EXPECT_EQ(converted.value, 7.0);
+        EXPECT_EQ(converted.type, 1);
+        EXPECT_EQ(converted.units, Units::kUnitsUndefined);
+        EXPECT_EQ(converted.unitsString, L"");
+    }
+}
+
+TEST_F(VariableExtension, TheHostConvertsCustomUnits)
+{
+    const AttachedUnits units;
+    const Measurement density = measure(2, 0, Units::kUnitsMillimeters, L"kg/mm/mm");
+    const Measurement converted = Ext::convertMeasurement(Units::kUnitsCentimeters, density);
+    EXPECT_EQ(units->m_calls, std::vector<OdString>{L"kg/mm/mm->kg/cm/cm"});
+    EXPECT_EQ(converted.value, 10.0);
+    EXPECT_EQ(converted.units, Units::kUnitsCentimeters);
+    EXPECT_EQ(converted.unitsString, L"kg/cm/cm");
+}
+
+TEST_F(VariableExtension, ACustomUnitThatCanNotBeConvertedLosesItsText)
+{
+    const Measurement density = measure(2, 0, Units::kUnitsMillimeters, L"kg/mm");
+    const Measurement noHost = Ext::convertMeasurement(Units::kUnitsCentimeters, density);
+    const AttachedUnits units;
+    units->m_result = 1;
+    const Measurement failed = Ext::convertMeasurement(Units::kUnitsCentimeters, density);
+    const Measurement noText = Ext::convertMeasurement(
+        Units::kUnitsCentimeters, measure(2, 0, Units::kUnitsMillimeters, L""));
+    const Measurement noUnitInText = Ext::convertMeasurement(
+        Units::kUnitsCentimeters, measure(2, 0, Units::kUnitsMillimeters, L"kg"));
+    for (Measurement const& result : {noHost, failed, noText, noUnitInText}) {
+        EXPECT_EQ(result.value, 2.0);
+        EXPECT_EQ(result.units, Units::kUnitsCentimeters);
+        EXPECT_EQ(result.unitsString, L"");
+    }
+    EXPECT_EQ(units->m_calls.size(), 1u);
+}
+
+TEST_F(VariableExtension, TheVariablesOwnMeasurementIsConverted)
+{
+    ASSERT_EQ(zemu::setConstExpression(variable(OdDb::kForWrite).get(), 20), kOdOk);
+    extension()->setMeasurementType(1);
+    EXPECT_NEAR(extension()->convertMeasurement(Units::kUnitsCentimeters).value, 2.0, 1e-12);
+    EXPECT_NEAR(extension()->getScaleFactor(Units::kUnitsCentimeters), 0.1, 1e-12);
+}
+
+TEST_F(VariableExtension, AnExpressionIsKeptAndGivenBack)
+{
+    zemu::getAssocVariable(m_block, L"b", /*create=*/true);
+    ASSERT_EQ(variable(OdDb::kForWrite)->setExpression(L"b*2"), kOdOk);
+    extension()->storeExpression();
+    ASSERT_EQ(zemu::setConstExpression(variable(OdDb::kForWrite).get(), 9), kOdOk);
+    extension()->restoreExpression();
+    EXPECT_EQ(variable()->expression(), L"b*2");
+    EXPECT_EQ(zemu::getValueAsDouble(variable().get()), 2.0);
+    EXPECT_TRUE(extension()->data().getProperty(L"origExpr").isNull());
+    ASSERT_EQ(zemu::setConstExpression(variable(OdDb::kForWrite).get(), 9), kOdOk);
+    extension()->restoreExpression();
+    EXPECT_EQ(variable()->expression(), L"9");
+}
+
+TEST_F(VariableExtension, AKeptExpressionThatCameToARingIsForgotten)
+{
+    const OdDbObjectId b = zemu::getAssocVariable(m_block, L"b", /*create=*/true);
+    ASSERT_EQ(variable(OdDb::kForWrite)->setExpression(L"b"), kOdOk);
+    extension()->storeExpression();
+    ASSERT_EQ(zemu::setConstExpression(variable(OdDb::kForWrite).get(), 9), kOdOk);
+    ASSERT_EQ(OdDbAssocVariablePtr(b.openObject(OdDb::kForWrite))->setExpression(L"a"), kOdOk);
+    extension()->restoreExpression();
+    EXPECT_EQ(variable()->expression(), L"9");
+    EXPECT_TRUE(extension()->data().getProperty(L"origExpr").isNull());
+}
+
+TEST_F(VariableExtension, UnitsOfTheHostAreFoundWhileTheyAreAttached)
+{
+    EXPECT_TRUE(ZemCVUnitInterface::instance().isNull());
+    {
+        const AttachedUnits units;
+        EXPECT_FALSE(ZemCVUnitInterface::instance().isNull());
+    }
+    EXPECT_TRUE(ZemCVUnitInterface::instance().isNull());
+}
+
+TEST_F(VariableExtension, AFormattedMeasurementIsTheHostsOrTheBareNumber)
+{
+    ASSERT_EQ(zemu::setConstExpression(variable(OdDb::kForWrite).get(), 2.5), kOdOk);
+    extension()->setMeasurementType(1);
+    EXPECT_EQ(ZemCVUnitInterface::getFormattedMeasurement(variable().get()), L"2.5");
+    EXPECT_EQ(ZemCVUnitInterface::getFormattedMeasurement(nullptr), L"");
+    const AttachedUnits units;
+    EXPECT_EQ(ZemCVUnitInterface::getFormattedMeasurement(variable().get()), L"2.5 mm");
+}
+
+TEST_F(VariableExtension, WithoutAVariableItIsEmptyAndSafe)
+{
+    const OdSmartPtr<Ext> ext = Ext::desc()->create();
+    ext->setExposed(true);
+    ext->setMeasurementType(2);
+    ext->storeExpression();
+    ext->restoreExpression();
+    EXPECT_FALSE(ext->isAngularDimension());
+    EXPECT_FALSE(ext->isSMThickness());
+    EXPECT_EQ(ext->getBlockUnits(), Units::kUnitsUndefined);
+    EXPECT_EQ(ext->getMeasurement(true).value, -1.0);
+}
