@@ -34,21 +34,23 @@ private:
     namespace {                                                                                    \
     OdRxUnixModule<Module, Module>* g_pSingletonModule = nullptr;                                  \
     }                                                                                              \
-    extern "C" OdRxModule* odrxCreateModuleObject(void* sysData, wchar_t const* moduleName)        \
+    OD_MODULE_ENTRY_POINT OdRxModule* odrxCreateModuleObject(void* sysData,                        \
+                                                             wchar_t const* moduleName)            \
     {                                                                                              \
         if (g_pSingletonModule == nullptr) {                                                       \
             g_pSingletonModule = new OdRxUnixModule<Module, Module>(sysData, moduleName);          \
         }                                                                                          \
         return g_pSingletonModule;                                                                 \
     }                                                                                              \
-    extern "C" void odrxGetAPIVersion(int* major, int* minor, int* majorBuild, int* minorBuild)    \
+    OD_MODULE_ENTRY_POINT void odrxGetAPIVersion(int* major, int* minor, int* majorBuild,          \
+                                                 int* minorBuild)                                  \
     {                                                                                              \
         *major = kOdApiVersion[0];                                                                 \
         *minor = kOdApiVersion[1];                                                                 \
         *majorBuild = kOdApiVersion[2];                                                            \
         *minorBuild = kOdApiVersion[3];                                                            \
     }                                                                                              \
-    extern "C" void deleteModuleObject()                                                           \
+    OD_MODULE_ENTRY_POINT void deleteModuleObject()                                                \
     {                                                                                              \
         g_pSingletonModule = nullptr;                                                              \
     }                                                                                              \

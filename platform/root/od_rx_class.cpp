@@ -20,7 +20,23 @@ public:
     ~RegisteredClass() override = default;
 };
 
-/// The root and the class of descriptions describe themselves, so they are made by hand.
+/// The numbers of living objects by class name. A class whose objects outlive it, as those of a
+/// module may, finds them counted when it is registered again.
+std::map<OdString, std::atomic<std::int64_t>>& livingCounts()
+{
+    // Never destroyed: objects may end while the process does.
+    static auto* const s_counts = new std::map<OdString, std::atomic<std::int64_t>>;
+    return *s_counts;
+}
+
+void forgetLivingCount(OdString const& name)
+{
+    const auto found = livingCounts().find(name);
+    if (found != livingCounts().end() && found->second.load(std::memory_order_relaxed) == 0) {
+        livingCounts().erase(found);
+    }
+}
+
 void requireRegistered(OdRxClass const* cls)
 {
     if (cls == nullptr) {
@@ -96,6 +112,14 @@ bool OdRxObject::isEqualTo(OdRxObject const* other) const
 void odThrowNotThatKindOfClass(OdRxObject const* object, OdRxClass const* to)
 {
     throw OdError_NotThatKindOfClass(object != nullptr ? object->isA() : nullptr, to);
+}
+
+OdRxLivingMark::OdRxLivingMark(OdRxClass const* cls) noexcept
+    : m_count(cls != nullptr ? cls->m_livingCount : nullptr)
+{
+    if (m_count != nullptr) {
+        m_count->fetch_add(1, std::memory_order_relaxed);
+    }
 }
 
 OdRxClass::~OdRxClass() = default;
@@ -236,6 +260,7 @@ OdRxClass* newOdRxClass(OdString const& className, OdRxClass* base, OdPseudoCons
     description.m_maintenanceVersion = maintenanceVersion;
     description.m_proxyFlags = proxyFlags;
     description.m_customFlags = customFlags;
+    description.m_livingCount = &livingCounts()[className];
     dictionary.m_classes.emplace(className, &description);
     description.m_registrationNumber = ++dictionary.m_revision;
     return cls.release();
@@ -247,7 +272,8 @@ void deleteOdRxClass(OdRxClass* cls)
         return;
     }
     OdRxClassDictionary& dictionary = *odrxClassDictionary();
-    dictionary.m_classes.erase(cls->m_name);
+    const OdString className = cls->m_name;
+    dictionary.m_classes.erase(className);
     ++dictionary.m_revision;
     // The destructor of an extension may use the dictionary, so none runs before this is done.
     std::vector<OdRxObjectPtr> dropped;
@@ -260,11 +286,15 @@ void deleteOdRxClass(OdRxClass* cls)
             host->m_parent = cls->m_parent;  // left behind by a module that forgot it
         }
     }
-    const auto own = std::exchange(cls->m_extensions, {});
+    auto own = std::exchange(cls->m_extensions, {});
     for (OdRxOverrule* overrule : std::exchange(cls->m_overrules, {})) {
         overrule->release();
     }
     delete static_cast<RegisteredClass*>(cls);
+    own.clear();
+    dropped.clear();
+    // Only now: the extensions that have just ended may have been objects of the class.
+    forgetLivingCount(className);
 }
 
 OdRxObjectPtr odrxCreateObject(OdString const& className)

@@ -6,6 +6,7 @@
 #include "root/od_smart_ptr.h"
 #include "root/od_string.h"
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <map>
@@ -77,7 +78,19 @@ public:
     OdRxObjectPtr addX(OdRxClass* protocol, OdRxObject* extension);
     /// Takes an extension away. \return The one taken, or null.
     OdRxObjectPtr delX(OdRxClass* protocol);
+    /// What is attached to this class alone, each with the class that it is attached under.
+    std::vector<std::pair<OdRxClass const*, OdRxObjectPtr>> const& extensions() const noexcept
+    {
+        return m_extensions;
+    }
     /// @}
+
+    /// How many objects of this very class are alive that `OdRxObjectImpl` counts references for,
+    /// also those made before the class was last registered.
+    std::int64_t livingCount() const noexcept
+    {
+        return m_livingCount->load(std::memory_order_relaxed);
+    }
 
     /// Overrules of this class alone, first called first; bases have their own.
     std::vector<OdRxOverrule*> const& overrules() const noexcept { return m_overrules; }
@@ -91,6 +104,7 @@ private:
                                    OdString const&, OdString const&, OdAppNameChangeFunction,
                                    unsigned);
     friend void deleteOdRxClass(OdRxClass*);
+    friend class OdRxLivingMark;
     friend class OdRxOverrule;
 
     OdString m_name;
@@ -104,6 +118,7 @@ private:
     int m_proxyFlags = 0;
     unsigned m_customFlags = 0;
     std::uint64_t m_registrationNumber = 0;
+    std::atomic<std::int64_t>* m_livingCount = nullptr;
     std::vector<std::pair<OdRxClass const*, OdRxObjectPtr>> m_extensions;
     std::vector<OdRxOverrule*> m_overrules;
 

@@ -6,8 +6,10 @@
 #include <link.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdio>
 #include <iterator>
+#include <map>
 #include <vector>
 
 RX_DEFINE_CLASS(OdRxModule, OdRxObject, odrxCreateNothing, L"OdRxModule");
@@ -28,6 +30,74 @@ std::vector<OdRxModule*>& strandedModules()
 {
     static auto* const s_modules = new std::vector<OdRxModule*>;
     return *s_modules;
+}
+
+std::vector<OdRxModule*>& loadedModules()
+{
+    static auto* const s_modules = new std::vector<OdRxModule*>;
+    return *s_modules;
+}
+
+bool contains(std::vector<OdRxClass const*> const& classes, OdRxClass const* cls)
+{
+    return std::find(classes.begin(), classes.end(), cls) != classes.end();
+}
+
+std::vector<OdString> classesRegisteredAfter(std::uint64_t revision)
+{
+    std::vector<OdString> names;
+    for (auto const& [name, cls] : *odrxClassDictionary()) {
+        if (cls->registrationNumber() > revision) {
+            names.push_back(name);
+        }
+    }
+    return names;
+}
+
+/// By class, the objects that live by nothing but attachments that end with one of the classes.
+std::map<OdRxClass const*, std::int64_t>
+extensionsThatEndWith(std::vector<OdRxClass const*> const& classes)
+{
+    std::map<OdRxObject const*, long> attachments;
+    for (auto const& [name, host] : *odrxClassDictionary()) {
+        for (auto const& [protocol, extension] : host->extensions()) {
+            if (contains(classes, host) || contains(classes, protocol)) {
+                ++attachments[extension.get()];
+            }
+        }
+    }
+    std::map<OdRxClass const*, std::int64_t> result;
+    for (auto const& [object, count] : attachments) {
+        if (object->numRefs() == count) {
+            ++result[object->isA()];
+        }
+    }
+    return result;
+}
+
+/// Why the file that registered classes of these names is still needed; empty if it isn't.
+std::string reasonToStay(std::vector<OdString> const& classNames)
+{
+    std::vector<OdRxClass const*> classes;
+    for (OdString const& name : classNames) {
+        if (OdRxClass const* const cls = odrxClassDictionary()->getAt(name)) {
+            classes.push_back(cls);
+        }
+    }
+    auto ending = extensionsThatEndWith(classes);
+    for (auto const& [name, cls] : *odrxClassDictionary()) {
+        OdRxClass const* const own = cls;
+        const bool isConcerned =
+            std::any_of(classes.begin(), classes.end(),
+                        [own](OdRxClass const* base) { return own->isDerivedFrom(base); });
+        const std::int64_t count = isConcerned ? own->livingCount() - ending[own] : 0;
+        if (count > 0) {
+            std::string text = std::to_string(count) + " objects of class ";
+            name.appendUtf8To(text);
+            return text + " are still alive";
+        }
+    }
+    return {};
 }
 
 OdString utf8(std::string const& text)
@@ -104,18 +174,33 @@ std::unique_ptr<OdModuleHandle> odLoadModule(std::string const& path, void* sysD
 
     std::unique_ptr<OdModuleHandle> handle(new OdModuleHandle);
     handle->m_path = path;
-    OdRxModule* module = create(sysData, utf8(fileName(path)).c_str());
+    OdRxModule* module = nullptr;
+    try {
+        module = create(sysData, utf8(fileName(path)).c_str());
+    } catch (...) {
+        // What is thrown may be of a class of the file.
+        (void)library.release();
+        throw;
+    }
     if (module == nullptr) {
         throw loadError(kOdModuleNotLoaded, path, "makes no module object");
     }
+    auto& loaded = loadedModules();
+    if (std::find(loaded.begin(), loaded.end(), module) != loaded.end()) {
+        throw loadError(kOdModuleInUse, path, "is loaded already");
+    }
+    loaded.reserve(loaded.size() + 1);
+    const std::uint64_t revision = odrxClassDictionary()->revision();
     try {
         module->initApp();
+        handle->m_classNames = classesRegisteredAfter(revision);
     } catch (...) {
         // Classes registered before the failure stay, and their code lies in the file.
         (void)library.release();
         strandedModules().push_back(module);
         throw;
     }
+    loaded.push_back(module);
     handle->m_module = module;
     handle->m_library = library.release();
     return handle;
@@ -125,8 +210,10 @@ OdModuleHandle::~OdModuleHandle()
 {
     try {
         unload();
-    } catch (OdError const& error) {
+    } catch (std::exception const& error) {
         std::fprintf(stderr, "%s\n", error.what());
+    } catch (...) {
+        std::fprintf(stderr, "%s can't be unloaded\n", m_path.c_str());
     }
 }
 
@@ -141,7 +228,12 @@ void OdModuleHandle::unload()
             throw loadError(kOdModuleInUse, m_path, reason);
         }
     }
+    const std::string reason = reasonToStay(m_classNames);
+    if (!reason.empty()) {
+        throw loadError(kOdModuleInUse, m_path, reason);
+    }
     m_module->uninitApp();
+    std::erase(loadedModules(), m_module);
     std::exchange(m_module, nullptr)->deleteModule();
     dlclose(std::exchange(m_library, nullptr));
 }

@@ -9,6 +9,7 @@
 #include <memory>
 #include <new>
 #include <string>
+#include <vector>
 
 /// A loadable module. The object is made by the file's entry point `odrxCreateModuleObject`.
 class OdRxModule : public OdRxObject
@@ -35,6 +36,10 @@ extern "C"
     void odrxGetAPIVersion(int* major, int* minor, int* majorBuild, int* minorBuild);
     void deleteModuleObject();
 }
+
+/// Stands in front of the definitions of the three entry points. Every module file has functions of
+/// these names, and one file may be brought in by another that needs it: each calls its own.
+#define OD_MODULE_ENTRY_POINT extern "C" __attribute__((visibility("protected")))
 
 /// The version of the platform's interface that a module must be built for: 4.3.1.0.
 constexpr int kOdApiVersion[4] = {4, 3, 1, 0};
@@ -93,7 +98,9 @@ public:
     std::string const& path() const noexcept { return m_path; }
 
     /// Runs `uninitApp` and `deleteModule` and closes the file.
-    /// \throws OdError (module in use) if objects that need the module's code are alive; the module
+    /// \throws OdError (module in use) if objects that need the module's code are alive: database
+    ///         objects, and objects on the heap of the classes that the module registered or of
+    ///         classes derived from them, but for extensions that end with these classes; the module
     ///         then stays loaded.
     void unload();
 
@@ -102,6 +109,7 @@ private:
     OdModuleHandle() = default;
 
     std::string m_path;
+    std::vector<OdString> m_classNames;  ///< that the module registered
     void* m_library = nullptr;
     OdRxModule* m_module = nullptr;
 };
@@ -110,9 +118,10 @@ private:
 /// module object and runs `initApp`.
 ///
 /// \throws OdError (module not loaded) with the loader's reason, or if the file makes no module
-///         object, (module version) if it was built for another version, and whatever the entry
-///         points and `initApp` throw; the file is closed again then, except after a failed
-///         `initApp`, whose classes point into the file.
+///         object, (module version) if it was built for another version, (module in use) if it is
+///         loaded already, and whatever the entry points and `initApp` throw; the file is closed
+///         again then, except after a failed entry point or `initApp`, as the exception and the
+///         classes registered so far may need its code.
 std::unique_ptr<OdModuleHandle> odLoadModule(std::string const& path, void* sysData = nullptr);
 
 /// Adds a question that is asked before a module is unloaded: empty if nothing stands against it,

@@ -4,6 +4,9 @@
 
 #include "root/od_result.h"
 
+#include <atomic>
+#include <cstdint>
+
 class OdRxClass;
 template <class T>
 class OdSmartPtr;
@@ -77,6 +80,26 @@ private:
     static OdRxClass* g_pDesc;
 };
 
+/// Counts an object among the living ones of its class for as long as it lives, so that the loader
+/// knows whether the code of a module is still needed. The count outlives the class's registration.
+class OdRxLivingMark
+{
+public:
+    /// \param cls  Null, for a class that isn't registered, counts nothing.
+    explicit OdRxLivingMark(OdRxClass const* cls) noexcept;
+    OdRxLivingMark(OdRxLivingMark const&) = delete;
+    OdRxLivingMark& operator=(OdRxLivingMark const&) = delete;
+    ~OdRxLivingMark()
+    {
+        if (m_count != nullptr) {
+            m_count->fetch_sub(1, std::memory_order_relaxed);
+        }
+    }
+
+private:
+    std::atomic<std::int64_t>* m_count;
+};
+
 /// Reference counting for an object on the heap: born with one reference, deleted with the last.
 ///
 /// The count is not atomic: objects belong to one thread. `T` derives from `OdRxObject` and leaves
@@ -97,6 +120,7 @@ public:
     long numRefs() const override { return m_refs; }
 
 private:
+    OdRxLivingMark m_living{T::desc()};
     long m_refs = 1;
 };
 

@@ -38,7 +38,9 @@ OdRxOverrule* odrxFindOverrule(OdRxObject const* object, OdRxClass const* kind,
 {
     bool passed = after == nullptr;
     for (OdRxClass const* cls = object->isA(); cls != nullptr; cls = cls->parent()) {
-        for (OdRxOverrule* overrule : cls->overrules()) {
+        // By index: an overrule that is asked may attach others.
+        for (std::size_t index = 0; index < cls->overrules().size(); ++index) {
+            OdRxOverrule* const overrule = cls->overrules()[index];
             if (!passed) {
                 passed = overrule == after;
                 continue;

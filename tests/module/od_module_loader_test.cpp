@@ -8,6 +8,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <exception>
 #include <string>
 
 namespace {
@@ -103,4 +104,46 @@ TEST_F(OdModuleLoader, PassesOnWhatInitialisationThrowsAndKeepsTheFile)
     EXPECT_EQ(m_code, kOdNotApplicable);
     EXPECT_EQ(m_calls.initialised, 1);
     EXPECT_TRUE(isMapped(modulePath("test_module_failing")));
+}
+
+TEST_F(OdModuleLoader, PassesOnWhatAnEntryPointThrowsAndKeepsTheFile)
+{
+    std::string text;
+    try {
+        odLoadModule(modulePath("test_module_throwing"), &m_calls);
+    } catch (std::exception const& error) {
+        text = error.what();
+    }
+    EXPECT_EQ(text, "own failure");
+    EXPECT_TRUE(isMapped(modulePath("test_module_throwing")));
+}
+
+TEST_F(OdModuleLoader, RefusesAFileWhoseEntryPointsLieInALibraryThatItNeeds)
+{
+    refuse("test_module_bare");
+    EXPECT_EQ(m_code, kOdModuleNotLoaded);
+    EXPECT_THAT(m_text, testing::HasSubstr("it has no entry point odrxGetAPIVersion"));
+    EXPECT_FALSE(isMapped(modulePath("test_module_bare")));
+}
+
+TEST_F(OdModuleLoader, RefusesAModuleThatIsLoadedAlready)
+{
+    const auto handle = odLoadModule(modulePath("zem_db"));
+    refuse("zem_db");
+    EXPECT_EQ(m_code, kOdModuleInUse);
+    EXPECT_THAT(m_text, testing::HasSubstr("is loaded already"));
+
+    handle->unload();
+    EXPECT_FALSE(isMapped(modulePath("zem_db")));
+}
+
+TEST_F(OdModuleLoader, EachFileForgetsItsOwnModuleObjectEvenIfAnotherBroughtItIn)
+{
+    const auto dependent = odLoadModule(modulePath("test_module_dependent"), &m_calls);
+    int data = 0;
+    odLoadModule(modulePath("zem_db"), &data)->unload();
+    EXPECT_TRUE(isMapped(modulePath("zem_db")));
+
+    const auto again = odLoadModule(modulePath("zem_db"));
+    EXPECT_EQ(again->module()->sysData(), nullptr);
 }

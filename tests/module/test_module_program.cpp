@@ -5,6 +5,8 @@
 
 #include "module/test_module.h"
 
+#include <exception>
+
 #if !defined(TEST_MODULE_MINOR)
 #define TEST_MODULE_MINOR 3
 #endif
@@ -43,15 +45,31 @@ private:
     TestModuleCalls* m_calls = nullptr;
 };
 
+#if defined(TEST_MODULE_THROWS)
+/// What only this file knows.
+class OwnFailure : public std::exception
+{
+public:
+    char const* what() const noexcept override { return "own failure"; }
+};
+#endif
+
+#if !defined(TEST_MODULE_WITHOUT_ENTRY_POINTS)
 OdRxModule* g_pModule = nullptr;
+#endif
 
 }  // namespace
 
-extern "C" OdRxModule* odrxCreateModuleObject(void* sysData, wchar_t const* moduleName)
+#if !defined(TEST_MODULE_WITHOUT_ENTRY_POINTS)
+
+OD_MODULE_ENTRY_POINT OdRxModule* odrxCreateModuleObject(void* sysData, wchar_t const* moduleName)
 {
     if (sysData != nullptr) {
         ++static_cast<TestModuleCalls*>(sysData)->created;
     }
+#if defined(TEST_MODULE_THROWS)
+    throw OwnFailure();
+#endif
 #if defined(TEST_MODULE_WITHOUT_OBJECT)
     (void)moduleName;
     return nullptr;
@@ -61,7 +79,8 @@ extern "C" OdRxModule* odrxCreateModuleObject(void* sysData, wchar_t const* modu
 #endif
 }
 
-extern "C" void odrxGetAPIVersion(int* major, int* minor, int* majorBuild, int* minorBuild)
+OD_MODULE_ENTRY_POINT void odrxGetAPIVersion(int* major, int* minor, int* majorBuild,
+                                             int* minorBuild)
 {
     *major = 4;
     *minor = TEST_MODULE_MINOR;
@@ -69,7 +88,9 @@ extern "C" void odrxGetAPIVersion(int* major, int* minor, int* majorBuild, int* 
     *minorBuild = 0;
 }
 
-extern "C" void deleteModuleObject()
+OD_MODULE_ENTRY_POINT void deleteModuleObject()
 {
     g_pModule = nullptr;
 }
+
+#endif

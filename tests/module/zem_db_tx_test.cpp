@@ -207,6 +207,45 @@ TEST_F(ZemDbTx, StaysLoadedWhileDatabaseObjectsAreAlive)
     EXPECT_FALSE(isMapped("zem_db.tx"));
 }
 
+TEST_F(ZemDbTx, StaysLoadedWhileTransientObjectsOfItsClassesAreAlive)
+{
+    const auto handle = odLoadModule(ZEM_MODULE_PATH);
+    for (wchar_t const* const name : {L"ZemFeature", L"ZemDbConstraint", L"ZemAssocVariableExt"}) {
+        OdRxObjectPtr object = odrxCreateObject(name);
+        EXPECT_EQ(thrownCode([&] { handle->unload(); }), kOdModuleInUse);
+        EXPECT_EQ(registeredClasses(), 40u);
+    }
+    EXPECT_EQ(thrownCode([&] { handle->unload(); }), kOdOk);
+    EXPECT_FALSE(isMapped("zem_db.tx"));
+}
+
+TEST_F(ZemDbTx, StaysLoadedWhileObjectsFromBeforeItsLastStartAreAlive)
+{
+    const auto handle = odLoadModule(ZEM_MODULE_PATH);
+    const OdRxObjectPtr feature = odrxCreateObject(L"ZemFeature");
+    handle->module()->uninitApp();
+    handle->module()->initApp();
+    EXPECT_EQ(thrownCode([&] { handle->unload(); }), kOdModuleInUse);
+}
+
+TEST_F(ZemDbTx, IsUnloadedWithTheExtensionsThatOnlyItsClassesHold)
+{
+    const auto handle = odLoadModule(ZEM_MODULE_PATH);
+    OdRxClass* const feature = odrxClassDictionary()->getAt(L"ZemFeature");
+    OdDbDatabase::desc()->addX(feature, feature->create().get());
+    feature->addX(feature, feature->create().get());
+    EXPECT_EQ(thrownCode([&] { handle->unload(); }), kOdOk);
+    EXPECT_FALSE(isMapped("zem_db.tx"));
+}
+
+TEST_F(ZemDbTx, StaysLoadedWhileAnExtensionOfAnotherClassIsOneOfItsObjects)
+{
+    const auto handle = odLoadModule(ZEM_MODULE_PATH);
+    OdDbDatabase::desc()->addX(OdRxObject::desc(), odrxCreateObject(L"ZemFeature").get());
+    EXPECT_EQ(thrownCode([&] { handle->unload(); }), kOdModuleInUse);
+    OdDbDatabase::desc()->delX(OdRxObject::desc());
+}
+
 TEST_F(ZemDbTx, DatabasesSurviveTheLossOfTheClassesOfTheirObjects)
 {
     const auto handle = odLoadModule(ZEM_MODULE_PATH);

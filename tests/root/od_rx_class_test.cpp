@@ -333,6 +333,46 @@ TEST_F(ProtocolExtension, GoesWithItsProtocolClass)
     EXPECT_TRUE(RxDog::desc()->getX(RxVoice::desc()).isNull());
 }
 
+TEST_F(ProtocolExtension, GoesFromEveryClassWithItsProtocolAndLeavesTheOthers)
+{
+    OdRxClass* const protocol = newOdRxClass(L"Other voice", RxVoice::desc(), nullptr);
+    RxAnimal::desc()->addX(RxVoice::desc(), makeVoice(1).get());
+    RxDog::desc()->addX(RxVoice::desc(), makeVoice(2).get());
+    OdRxObject::desc()->addX(RxVoice::desc(), makeVoice(3).get());
+    const RxDogPtr dog = odrxMake<RxDog>();
+    RxDog::desc()->addX(RxAnimal::desc(), dog.get());
+
+    RxVoice::rxUninit();
+    EXPECT_EQ(RxBark::s_alive, 0);
+    EXPECT_EQ(RxDog::desc()->getX(RxAnimal::desc()).get(), dog.get());
+    EXPECT_EQ(protocol->parent(), OdRxObject::desc());
+    deleteOdRxClass(protocol);
+    RxDog::desc()->delX(RxAnimal::desc());
+}
+
+/// A voice that looks its class up in its last moment.
+class CuriousVoice : public RxVoice
+{
+public:
+    ~CuriousVoice() override
+    {
+        s_wasFound = odrxClassDictionary()->getAt(L"RxVoice") != nullptr;
+        RxDog::desc()->delX(RxVoice::desc());
+    }
+    int sound() const override { return 0; }
+
+    static bool s_wasFound;
+};
+
+bool CuriousVoice::s_wasFound = true;
+
+TEST_F(ProtocolExtension, MayUseTheDictionaryWhileItEndsWithItsClass)
+{
+    RxDog::desc()->addX(RxVoice::desc(), odrxMake<CuriousVoice>().get());
+    RxVoice::rxUninit();
+    EXPECT_FALSE(CuriousVoice::s_wasFound);
+}
+
 TEST_F(ProtocolExtension, NeedsARegisteredProtocol)
 {
     const RxVoicePtr voice = makeVoice(1);
@@ -376,6 +416,35 @@ TEST_F(RxClass, CountsReferencesOnTheHeapAndNoneOnTheStack)
     EXPECT_EQ(animal->numRefs(), 2);
     animal->release();
     EXPECT_EQ(RxAnimal::s_alive, 1);
+}
+
+TEST_F(RxClass, CountsItsLivingObjectsButNotThoseOfDerivedClasses)
+{
+    EXPECT_EQ(RxAnimal::desc()->livingCount(), 0);
+    RxAnimalPtr animal = odrxMake<RxAnimal>();
+    const RxDogPtr dog = odrxMake<RxDog>();
+    EXPECT_EQ(RxAnimal::desc()->livingCount(), 1);
+    EXPECT_EQ(RxDog::desc()->livingCount(), 1);
+    animal.release();
+    EXPECT_EQ(RxAnimal::desc()->livingCount(), 0);
+}
+
+TEST_F(RxClass, CountsAnImplementationThatIsNoClassOfItsOwnAsItsInterface)
+{
+    const RxVoicePtr voice = makeVoice(1);
+    EXPECT_EQ(RxVoice::desc()->livingCount(), 1);
+}
+
+TEST_F(RxClass, StillCountsLivingObjectsWhenItIsRegisteredAgain)
+{
+    RxDogPtr dog = odrxMake<RxDog>();
+    RxDog::rxUninit();
+    RxDog::rxInit();
+    EXPECT_EQ(RxDog::desc()->livingCount(), 1);
+    RxDog::rxUninit();
+    dog.release();
+    RxDog::rxInit();
+    EXPECT_EQ(RxDog::desc()->livingCount(), 0);
 }
 
 }  // namespace

@@ -136,4 +136,25 @@ TEST_F(RxOverrule, GoesWithTheClassItIsAttachedTo)
     EXPECT_EQ(find(), nullptr);
 }
 
+/// An overrule that attaches many others as soon as it is asked.
+class BreedingOverrule : public OdRxOverrule
+{
+public:
+    bool isApplicable(OdRxObject const*) const override
+    {
+        for (int i = 0; i < 64; ++i) {
+            OdRxOverrule::addOverrule(RxDog::desc(), makeOverrule(100).get(), /*atEnd=*/true);
+        }
+        return false;
+    }
+};
+
+TEST_F(RxOverrule, MayAttachOthersWhileItIsAsked)
+{
+    const Overrule breeding = odrxMake<BreedingOverrule>();
+    OdRxOverrule::addOverrule(RxDog::desc(), breeding.get());
+    EXPECT_EQ(find(), nullptr);
+    EXPECT_EQ(RxDog::desc()->overrules().size(), 65U);
+}
+
 }  // namespace

@@ -177,6 +177,19 @@ TEST_F(ZemDbModuleFrame, DeletingTheModuleForgetsIt)
     EXPECT_EQ(m_module->moduleName(), OdString(L"second"));
 }
 
+TEST_F(ZemDbModuleFrame, DeletingTheModuleTakesItsOverruleAwayEvenIfItIsStillInitialised)
+{
+    m_module->initApp();
+    EXPECT_EQ(OdDb3dSolid::desc()->overrules().size(), 1u);
+    m_module->deleteModule();
+    EXPECT_TRUE(OdDb3dSolid::desc()->overrules().empty());
+    const OdDb3dSolidPtr solid = OdDb3dSolid::createObject();
+    EXPECT_EQ(odrxFindOverrule(solid.get(), OdRxOverrule::desc()), nullptr);
+
+    m_module = odrxCreateModuleObject(nullptr, L"second");
+    m_module->uninitApp();
+}
+
 TEST_F(ZemDbModuleFrame, AnswersTheVersionItIsBuiltFor)
 {
     int version[4] = {};

@@ -106,7 +106,7 @@ void ZemDbModule::uninitApp()
     }
 }
 
-extern "C" OdRxModule* odrxCreateModuleObject(void* sysData, wchar_t const* moduleName)
+OD_MODULE_ENTRY_POINT OdRxModule* odrxCreateModuleObject(void* sysData, wchar_t const* moduleName)
 {
     if (g_pSingletonModule == nullptr) {
         g_pSingletonModule = new OdRxUnixModule<ZemDbModule, ZemDbModule>(sysData, moduleName);
@@ -114,7 +114,8 @@ extern "C" OdRxModule* odrxCreateModuleObject(void* sysData, wchar_t const* modu
     return g_pSingletonModule;
 }
 
-extern "C" void odrxGetAPIVersion(int* major, int* minor, int* majorBuild, int* minorBuild)
+OD_MODULE_ENTRY_POINT void odrxGetAPIVersion(int* major, int* minor, int* majorBuild,
+                                             int* minorBuild)
 {
     *major = kOdApiVersion[0];
     *minor = kOdApiVersion[1];
@@ -122,7 +123,7 @@ extern "C" void odrxGetAPIVersion(int* major, int* minor, int* majorBuild, int* 
     *minorBuild = kOdApiVersion[3];
 }
 
-extern "C" void deleteModuleObject()
+OD_MODULE_ENTRY_POINT void deleteModuleObject()
 {
     g_pSingletonModule = nullptr;
 }
