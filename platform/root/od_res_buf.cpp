@@ -87,9 +87,9 @@ bool OdResBuf::isXDataCode(int groupCode) noexcept
 /// long chain would overrun the stack.
 OdResBuf::~OdResBuf()
 {
-    OdResBufPtr record = std::move(m_next);
+    OdResBufPtr record = takeNext();
     while (!record.isNull() && record->numRefs() == 1) {
-        OdResBufPtr behind = std::move(record->m_next);
+        OdResBufPtr behind = record->takeNext();
         record = std::move(behind);
     }
 }
@@ -103,10 +103,43 @@ OdResBufPtr OdResBuf::newRb(int groupCode)
 
 void OdResBuf::setNext(OdResBuf* next)
 {
-    if (next == this) {
+    if (standsBehind(next)) {
         throw OdError(kOdCyclicReference);
     }
-    m_next = next;
+    link(next);
+}
+
+/// Whether the chain that starts with `first` holds this record. Nothing but the first record of a
+/// chain can be met without something in front of it, so building a chain from its end is cheap.
+bool OdResBuf::standsBehind(OdResBuf const* first) const noexcept
+{
+    if (m_predecessors == 0) {
+        return first == this;
+    }
+    for (OdResBuf const* record = first; record != nullptr; record = record->m_next.get()) {
+        if (record == this) {
+            return true;
+        }
+    }
+    return false;
+}
+
+void OdResBuf::link(OdResBufPtr next)
+{
+    if (!next.isNull()) {
+        ++next->m_predecessors;
+    }
+    // Let go of last: the record that was there may end, and a long chain with it.
+    OdResBufPtr const former = takeNext();
+    m_next = std::move(next);
+}
+
+OdResBufPtr OdResBuf::takeNext() noexcept
+{
+    if (!m_next.isNull()) {
+        --m_next->m_predecessors;
+    }
+    return std::move(m_next);
 }
 
 OdResBufPtr OdResBuf::last()
@@ -123,7 +156,7 @@ OdResBufPtr OdResBuf::cloneChain() const
     OdResBufPtr const first = copyRecord();
     OdResBuf* end = first.get();
     for (OdResBuf const* record = m_next.get(); record != nullptr; record = record->m_next.get()) {
-        end->m_next = record->copyRecord();
+        end->link(record->copyRecord());
         end = end->m_next.get();
     }
     return first;

@@ -73,8 +73,9 @@ public:
     /// @{
     static OdResBufPtr newRb(int groupCode = 0);
     OdResBufPtr next() const { return m_next; }
-    /// Links a record behind this one and lets go of what was there; null ends the chain.
-    /// \throws OdError (cyclic reference) for the record itself.
+    /// Links a record behind this one and lets go of what was there; null ends the chain. Takes
+    /// time with the length of what is linked, unless this record is the first of its chain.
+    /// \throws OdError (cyclic reference) if this record stands in the chain that `next` starts.
     void setNext(OdResBuf* next);
     /// The last record of the chain, which may be this one. Takes time with its length.
     OdResBufPtr last();
@@ -135,6 +136,9 @@ private:
 
     static Value defaultOf(Kind kind);
     OdResBufPtr copyRecord() const;
+    bool standsBehind(OdResBuf const* first) const noexcept;
+    void link(OdResBufPtr next);
+    OdResBufPtr takeNext() noexcept;
     [[noreturn]] static void throwWrongKind();
 
     template <class T>
@@ -160,4 +164,5 @@ private:
     Value m_value;
     OdResBufPtr m_next;
     int m_groupCode = 0;
+    int m_predecessors = 0;  ///< records that this one is linked behind
 };

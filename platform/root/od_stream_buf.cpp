@@ -105,10 +105,11 @@ void OdMemoryStream::addPages(std::uint64_t newLength)
     std::uint64_t const needed = newLength / m_pageSizeBytes + (newLength % m_pageSizeBytes != 0);
     try {
         while (m_pages.size() < needed) {
-            m_pages.emplace_back(static_cast<std::uint8_t*>(odrxAlloc(m_pageSizeBytes)));
-            if (m_pages.back() == nullptr) {
+            Page page(static_cast<std::uint8_t*>(odrxAlloc(m_pageSizeBytes)));
+            if (page == nullptr) {
                 throw OdError(kOdOutOfMemory);
             }
+            m_pages.push_back(std::move(page));
         }
     } catch (...) {
         m_pages.resize(oldCount);

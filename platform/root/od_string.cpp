@@ -797,6 +797,16 @@ void OdString::releaseBuffer(int newLength)
     if (m_buffer == nullptr) {
         return;
     }
+    if (!isUnique() || !m_buffer->isWide) {
+        // A text that was not taken by getBuffer: its characters aren't this string's to look into.
+        if (newLength > getLength()) {
+            throw OdError(kOdInvalidInput);
+        }
+        if (newLength >= 0) {
+            keepRange(0, static_cast<std::size_t>(newLength));
+        }
+        return;
+    }
     std::size_t const capacity = m_buffer->capacity;
     if (newLength < 0) {
         setLength(std::wcslen(m_buffer->wideData()));

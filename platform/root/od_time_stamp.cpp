@@ -21,12 +21,23 @@ std::int64_t fractionOf(std::int64_t milliseconds)
     return remainder < 0 ? remainder + kMillisecondsPerSecond : remainder;
 }
 
+/// \throws OdError (bad input) for a moment that can't be counted.
+std::int64_t millisecondsOf(std::time_t second, std::int64_t fraction)
+{
+    std::int64_t result = 0;
+    if (__builtin_mul_overflow(std::int64_t{second}, kMillisecondsPerSecond, &result) ||
+        __builtin_add_overflow(result, fraction, &result)) {
+        throw OdError(kOdInvalidInput);
+    }
+    return result;
+}
+
 }  // namespace
 
 OdTimeStamp OdTimeStamp::fromTm(std::tm const& fields, int milliseconds)
 {
     std::tm copy = fields;
-    return OdTimeStamp(std::int64_t{::timegm(&copy)} * kMillisecondsPerSecond + milliseconds);
+    return OdTimeStamp(millisecondsOf(::timegm(&copy), milliseconds));
 }
 
 OdTimeStamp OdTimeStamp::now()
@@ -60,8 +71,7 @@ void OdTimeStamp::localToUniversal()
 {
     std::tm fields = toTm();
     fields.tm_isdst = -1;
-    m_milliseconds =
-        std::int64_t{std::mktime(&fields)} * kMillisecondsPerSecond + fractionOf(m_milliseconds);
+    m_milliseconds = millisecondsOf(std::mktime(&fields), fractionOf(m_milliseconds));
 }
 
 std::tm OdTimeStamp::toTm() const

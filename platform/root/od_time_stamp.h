@@ -22,6 +22,7 @@ public:
     }
     /// From date and time of day; fields outside of their range carry over, and the time zone and
     /// daylight fields are ignored.
+    /// \throws OdError (bad input) for a moment that can't be counted.
     static OdTimeStamp fromTm(std::tm const& fields, int milliseconds = 0);
     /// The present moment in universal time.
     static OdTimeStamp now();

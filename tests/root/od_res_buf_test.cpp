@@ -180,6 +180,51 @@ TEST(OdResBufChain, LinksRecords)
     EXPECT_EQ(thrownCode([&] { head->setNext(head.get()); }), kOdCyclicReference);
 }
 
+TEST(OdResBufChain, NeverLeadsBackToItself)
+{
+    OdResBufPtr const first = OdResBuf::newRb(1);
+    OdResBufPtr const second = OdResBuf::newRb(2);
+    OdResBufPtr const third = OdResBuf::newRb(3);
+    first->setNext(second.get());
+    second->setNext(third.get());
+    for (OdResBuf* const back : {first.get(), second.get(), third.get()}) {
+        EXPECT_EQ(thrownCode([&] { third->setNext(back); }), kOdCyclicReference);
+    }
+    EXPECT_EQ(thrownCode([&] { first->setNext(first.get()); }), kOdCyclicReference);
+    EXPECT_EQ(first->last(), third);
+    EXPECT_TRUE(third->next().isNull());
+
+    first->setNext(nullptr);
+    third->setNext(first.get());
+    EXPECT_EQ(second->last(), first);
+}
+
+TEST(OdResBufChain, OfAMillionRecordsIsBuiltFromItsEndAsWell)
+{
+    OdResBufPtr head = OdResBuf::newRb(1);
+    for (int i = 0; i < 1000000; ++i) {
+        OdResBufPtr const front = OdResBuf::newRb(1);
+        front->setNext(head.get());
+        head = front;
+    }
+    EXPECT_FALSE(head->next().isNull());
+}
+
+TEST(OdResBufChain, MayShareItsTail)
+{
+    OdResBufPtr const tail = OdResBuf::newRb(3);
+    {
+        OdResBufPtr const one = OdResBuf::newRb(1);
+        OdResBufPtr const other = OdResBuf::newRb(2);
+        one->setNext(tail.get());
+        other->setNext(tail.get());
+        EXPECT_EQ(thrownCode([&] { tail->setNext(other.get()); }), kOdCyclicReference);
+    }
+    OdResBufPtr const one = OdResBuf::newRb(1);
+    tail->setNext(one.get());
+    EXPECT_EQ(tail->last(), one);
+}
+
 TEST(OdResBufChain, OfAMillionRecordsEndsWithoutRecursion)
 {
     OdResBufPtr head = OdResBuf::newRb(1001);

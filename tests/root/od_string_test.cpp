@@ -764,4 +764,20 @@ RC_GTEST_PROP(OdStringProperties, ChangesAsAModelDoes, ())
     }
 }
 
+TEST(OdStringReleaseBuffer, LeavesATextThatWasNotTakenAsItIs)
+{
+    OdString narrow = OdString::fromUtf8("abc", 3);
+    narrow.releaseBuffer();
+    EXPECT_EQ(narrow, OdString(L"abc"));
+    EXPECT_EQ(thrownCode([&] { narrow.releaseBuffer(4); }), kOdInvalidInput);
+    narrow.releaseBuffer(2);
+    EXPECT_EQ(narrow, OdString(L"ab"));
+
+    OdString text(L"abc");
+    const OdString copy = text;
+    text.releaseBuffer(1);
+    EXPECT_EQ(text, OdString(L"a"));
+    EXPECT_EQ(copy, OdString(L"abc"));
+}
+
 }  // namespace

@@ -142,4 +142,16 @@ RC_GTEST_PROP(OdTimeStampProperties, ComesBackFromItsFields, ())
     RC_ASSERT(back == stamp);
 }
 
+TEST(OdTimeStamp, RefusesMomentsThatCannotBeCounted)
+{
+    const TimeZone west("EST5");
+    OdTimeStamp last(std::numeric_limits<std::int64_t>::max());
+    EXPECT_EQ(thrownCode([&] { last.localToUniversal(); }), kOdInvalidInput);
+    EXPECT_EQ(last.totalMilliseconds(), std::numeric_limits<std::int64_t>::max());
+
+    std::tm fields{};
+    fields.tm_year = std::numeric_limits<int>::max();
+    EXPECT_EQ(thrownCode([&] { (void)OdTimeStamp::fromTm(fields); }), kOdInvalidInput);
+}
+
 }  // namespace
