@@ -41,7 +41,7 @@ public:
     }
 
 private:
-    static constexpr std::uint64_t kLookedAtOneByOne = 1'000'000;
+    static constexpr std::uint64_t kLookedAtOneByOne = 200'000;
 
     struct Box
     {

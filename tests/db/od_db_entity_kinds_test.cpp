@@ -1,10 +1,10 @@
 // What holds for every kind of entity: filing, moving, mirroring, measuring, drawing, undo.
 
 #include "db/db_test_support.h"
-#include "db/entity_samples.h"
 #include "db/od_db_block_table.h"
 #include "db/od_db_curves.h"
 #include "ge/od_ge_plane.h"
+#include "support/entity_samples.h"
 #include "support/gi_recorder.h"
 
 #include <gtest/gtest.h>

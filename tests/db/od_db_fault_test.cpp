@@ -2,13 +2,13 @@
 // memory that is bounded by the size of the stream.
 
 #include "db/db_test_support.h"
-#include "db/entity_samples.h"
 #include "db/od_db_3d_solid.h"
 #include "db/od_db_block_table.h"
 #include "db/od_db_curves.h"
 #include "db/od_db_proxy_object.h"
 #include "db/od_db_simple_tables.h"
 #include "db/od_db_xrecord.h"
+#include "support/entity_samples.h"
 
 #include <rapidcheck/gtest.h>
 

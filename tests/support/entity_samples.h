@@ -1,9 +1,12 @@
-#include "db/entity_samples.h"
+// One entity of every kind, with something in each field.
+
+#pragma once
 
 #include "db/od_db_3d_solid.h"
 #include "db/od_db_block_reference.h"
 #include "db/od_db_block_table.h"
 #include "db/od_db_curves.h"
+#include "db/od_db_database.h"
 #include "db/od_db_dictionary.h"
 #include "db/od_db_dimension.h"
 #include "db/od_db_hatch.h"
@@ -13,25 +16,33 @@
 #include "db/od_db_viewport.h"
 #include "db/od_db_visual_style.h"
 
+#include <string>
 #include <utility>
+#include <vector>
 
 namespace dbtest {
 
-namespace {
+struct EntitySample
+{
+    std::string name;
+    OdDbEntityPtr entity;
+};
 
-const OdGeVector3d kTilted(2.0, -3.0, 6.0);  // of length 7
-const OdGePoint3d kSomewhere(10.0, 20.0, 30.0);
+namespace samples {
+
+inline const OdGeVector3d kTilted(2.0, -3.0, 6.0);  // of length 7
+inline const OdGePoint3d kSomewhere(10.0, 20.0, 30.0);
 
 /// What was put under a name before, or a new object there.
 template <class T>
-OdDbObjectId named(OdDbObjectId dictionary, wchar_t const* name)
+inline OdDbObjectId named(OdDbObjectId dictionary, wchar_t const* name)
 {
     const OdDbDictionaryPtr holder = dictionary.safeOpenObject(OdDb::kForWrite);
     const OdDbObjectId present = holder->getAt(name);
     return present.isNull() ? holder->setAt(name, T::createObject().get()) : present;
 }
 
-OdDbObjectId sampleBlock(OdDbDatabase& db)
+inline OdDbObjectId sampleBlock(OdDbDatabase& db)
 {
     const OdDbBlockTablePtr table = db.getBlockTableId().safeOpenObject(OdDb::kForWrite);
     const OdDbObjectId present = table->getAt(L"Sample");
@@ -48,7 +59,7 @@ OdDbObjectId sampleBlock(OdDbDatabase& db)
     return id;
 }
 
-OdDbPolylineVertexArray sampleVertices()
+inline OdDbPolylineVertexArray sampleVertices()
 {
     OdDbPolylineVertexArray vertices;
     vertices.append({{0.0, 0.0}, 0.0, 0.0, 0.0});
@@ -58,7 +69,7 @@ OdDbPolylineVertexArray sampleVertices()
     return vertices;
 }
 
-OdGePoint3dArray samplePath()
+inline OdGePoint3dArray samplePath()
 {
     // In the tilted plane through the point.
     const OdGeMatrix3d plane = OdGeMatrix3d::translation(kSomewhere.asVector()) *
@@ -70,7 +81,7 @@ OdGePoint3dArray samplePath()
     return points;
 }
 
-OdDbEntityPtr sampleHatch()
+inline OdDbEntityPtr sampleHatch()
 {
     OdDbHatchPtr hatch = OdDbHatch::createObject();
     hatch->setNormal(kTilted);
@@ -127,7 +138,7 @@ OdSmartPtr<Dimension> sampleDimension()
     return dimension;
 }
 
-OdDbEntityPtr sampleText()
+inline OdDbEntityPtr sampleText()
 {
     OdDbTextPtr text = OdDbText::createObject();
     text->setTextString(L"Gr\x00F6\x00DF"
@@ -145,7 +156,7 @@ OdDbEntityPtr sampleText()
     return text;
 }
 
-OdDbEntityPtr sampleMText()
+inline OdDbEntityPtr sampleMText()
 {
     OdDbMTextPtr text = OdDbMText::createObject();
     text->setContents(L"one two\\Pthree");
@@ -160,7 +171,7 @@ OdDbEntityPtr sampleMText()
     return text;
 }
 
-OdDbEntityPtr sampleArcText()
+inline OdDbEntityPtr sampleArcText()
 {
     OdDbArcAlignedTextPtr text = OdDbArcAlignedText::createObject();
     text->setTextString(L"round");
@@ -176,7 +187,7 @@ OdDbEntityPtr sampleArcText()
     return text;
 }
 
-OdDbEntityPtr sampleViewport(OdDbDatabase& db)
+inline OdDbEntityPtr sampleViewport(OdDbDatabase& db)
 {
     OdDbViewportPtr viewport = OdDbViewport::createObject();
     viewport->setNumber(2);
@@ -194,7 +205,7 @@ OdDbEntityPtr sampleViewport(OdDbDatabase& db)
     return viewport;
 }
 
-OdDbEntityPtr sampleSolid()
+inline OdDbEntityPtr sampleSolid()
 {
     OdDb3dSolidPtr solid = OdDb3dSolid::createObject();
     OdBinaryData body;
@@ -207,10 +218,12 @@ OdDbEntityPtr sampleSolid()
     return solid;
 }
 
-}  // namespace
+}  // namespace samples
 
-void giveProperties(OdDbDatabase& db, OdDbEntity& entity)
+/// Gives an entity properties that differ from those it starts with.
+inline void giveProperties(OdDbDatabase& db, OdDbEntity& entity)
 {
+    using namespace samples;
     entity.setLayer(db.getLayerZeroId());
     entity.setColor(OdCmEntityColor(10, 20, 30));
     entity.setMaterial(named<OdDbMaterial>(db.getMaterialDictionaryId(true), L"Sample"));
@@ -221,8 +234,11 @@ void giveProperties(OdDbDatabase& db, OdDbEntity& entity)
     entity.setVisible(false);
 }
 
-std::vector<EntitySample> sampleEntities(OdDbDatabase& db)
+/// Entities outside any database, which refer to objects of `db`. Their planes are tilted, and they
+/// lie off the origin.
+inline std::vector<EntitySample> sampleEntities(OdDbDatabase& db)
 {
+    using namespace samples;
     std::vector<EntitySample> samples;
     const auto add = [&](char const* name, OdDbEntityPtr const& entity) {
         giveProperties(db, *entity);
@@ -308,7 +324,7 @@ std::vector<EntitySample> sampleEntities(OdDbDatabase& db)
     return samples;
 }
 
-namespace {
+namespace samples {
 
 template <class T>
 bool takeNormal(OdDbEntity const& entity, OdGeVector3d& normal)
@@ -321,10 +337,12 @@ bool takeNormal(OdDbEntity const& entity, OdGeVector3d& normal)
     return true;
 }
 
-}  // namespace
+}  // namespace samples
 
-OdGeVector3d normalOf(OdDbEntity const& entity)
+/// The normal of an entity of one of the plane kinds; the zero vector for others.
+inline OdGeVector3d normalOf(OdDbEntity const& entity)
 {
+    using namespace samples;
     OdGeVector3d normal;
     (void)(takeNormal<OdDb2dPolyline>(entity, normal) || takeNormal<OdDbArc>(entity, normal) ||
            takeNormal<OdDbArcAlignedText>(entity, normal) ||
