@@ -6,11 +6,19 @@
 
 #include "assoc/od_platform.h"
 #include "db/od_db_3d_solid.h"
+#include "db/od_db_block_reference.h"
 #include "db/od_db_block_table.h"
 #include "db/od_db_curves.h"
 #include "db/od_db_dictionary.h"
+#include "db/od_db_dimension.h"
+#include "db/od_db_hatch.h"
+#include "db/od_db_material.h"
+#include "db/od_db_polylines.h"
 #include "db/od_db_proxy_object.h"
 #include "db/od_db_simple_tables.h"
+#include "db/od_db_text.h"
+#include "db/od_db_viewport.h"
+#include "db/od_db_visual_style.h"
 #include "db/od_db_xrecord.h"
 #include "root/od_error.h"
 #include "store/od_db_file_filer.h"
@@ -52,6 +60,22 @@ OdDbObjectPtr makeObject(std::uint8_t choice)
         [] { return OdDbObjectPtr(odrxMake<OdDbBlockTableRecord>()); },
         [] { return OdDbObjectPtr(odrxMake<OdDbLine>()); },
         [] { return OdDbObjectPtr(odrxMake<OdDb3dSolid>()); },
+        [] { return OdDbObjectPtr(odrxMake<OdDbPoint>()); },
+        [] { return OdDbObjectPtr(odrxMake<OdDbCircle>()); },
+        [] { return OdDbObjectPtr(odrxMake<OdDbArc>()); },
+        [] { return OdDbObjectPtr(odrxMake<OdDbEllipse>()); },
+        [] { return OdDbObjectPtr(odrxMake<OdDb2dPolyline>()); },
+        [] { return OdDbObjectPtr(odrxMake<OdDbMline>()); },
+        [] { return OdDbObjectPtr(odrxMake<OdDbLeader>()); },
+        [] { return OdDbObjectPtr(odrxMake<OdDbText>()); },
+        [] { return OdDbObjectPtr(odrxMake<OdDbMText>()); },
+        [] { return OdDbObjectPtr(odrxMake<OdDbArcAlignedText>()); },
+        [] { return OdDbObjectPtr(odrxMake<OdDbHatch>()); },
+        [] { return OdDbObjectPtr(odrxMake<OdDbRotatedDimension>()); },
+        [] { return OdDbObjectPtr(odrxMake<OdDbBlockReference>()); },
+        [] { return OdDbObjectPtr(odrxMake<OdDbViewport>()); },
+        [] { return OdDbObjectPtr(odrxMake<OdDbMaterial>()); },
+        [] { return OdDbObjectPtr(odrxMake<OdDbVisualStyle>()); },
     };
     return kMakers[choice % std::size(kMakers)]();
 }
