@@ -198,7 +198,10 @@ ZemuTraceIndenter::ZemuTraceIndenter(int, char const*, int) noexcept
 
 ZemuTraceIndenter::~ZemuTraceIndenter()
 {
-    --t_indentDepth;
+    // A guard that ends on another thread than it began on has nothing to take back there.
+    if (t_indentDepth > 0) {
+        --t_indentDepth;
+    }
 }
 
 unsigned ZemuTraceIndenter::depth() noexcept

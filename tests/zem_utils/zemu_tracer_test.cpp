@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <iomanip>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -81,6 +82,23 @@ TEST(ZemuTracer, GoesOnAfterASinkThatThrew)
     EXPECT_EQ(text, "kept");
 }
 
+TEST(ZemuTracer, MayReplaceTheSinkThatRuns)
+{
+    std::string text;
+    ZemuTracer tracer;
+    const std::string own(64, 'x');
+    tracer.setSink([&tracer, &text, own](std::string_view piece) {
+        tracer.setSink(appendTo(text));
+        tracer << "from the sink itself";
+        text += own;
+        text += piece;
+    });
+
+    tracer << "first" << std::endl << "second";
+
+    EXPECT_EQ(text, own + "first\nsecond");
+}
+
 TEST(ZemuTracerStr, EndsALineThatWasBegun)
 {
     std::string text;
@@ -146,4 +164,18 @@ TEST(ZemuTraceIndenter, CountsForItsOwnThreadOnly)
 
     EXPECT_EQ(depthElsewhere, 0U);
     EXPECT_EQ(ZemuTraceIndenter::depth(), 1U);
+}
+
+TEST(ZemuTraceIndenter, ThatEndsOnAnotherThreadLeavesThatOneWithoutIndentation)
+{
+    std::unique_ptr<ZemuTraceIndenter> indenter;
+    std::thread([&] { indenter = std::make_unique<ZemuTraceIndenter>(0, "", 0); }).join();
+    std::string text;
+    std::thread([&] {
+        indenter.reset();
+        ZemuTracer tracer(appendTo(text));
+        tracer << "line";
+    }).join();
+
+    EXPECT_EQ(text, "line");
 }
