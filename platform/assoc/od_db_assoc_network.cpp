@@ -121,14 +121,12 @@ bool OdDbAssocNetwork::isListed(OdDbObjectId action) const
 {
     OdDbAssocNetworkState& known = state();
     if (!known.knowsMembers) {
-        known.members.clear();
-        known.members.reserve(m_actions.size());
         for (OdDbObjectId id : m_actions) {
-            known.members.insert(id.record());
+            known.addMember(id);
         }
         known.knowsMembers = true;
     }
-    return known.members.count(action.record()) != 0;
+    return known.hasMember(action);
 }
 
 OdDbObjectIdArray OdDbAssocNetwork::getActions() const
@@ -187,7 +185,7 @@ void OdDbAssocNetwork::insertAction(unsigned position, OdDbObjectId action, bool
     if (!owned) {
         m_notOwned.insert(action.record());
     }
-    known.members.insert(action.record());
+    known.addMember(action);
     known.renamed(action);
     known.knowsLiving = known.knowsLiving && atEnd && owned && !action.isErased() &&
                         odDbAssocIsOfClass(action, OdDbAssocAction::desc());
@@ -213,7 +211,7 @@ unsigned OdDbAssocNetwork::takeOutAction(OdDbObjectId action)
     record(kActionRemoved, action, m_notOwned.count(action.record()) == 0, position);
     m_actions.removeAt(position);
     m_notOwned.erase(action.record());
-    known.members.erase(action.record());
+    known.removeMember(action);
     known.forget(action);
     known.stale.erase(action);
     known.knowsLiving = false;

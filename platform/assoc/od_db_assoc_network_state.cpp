@@ -3,6 +3,7 @@
 #include "db/od_db_database.h"
 
 #include <algorithm>
+#include <functional>
 #include <string_view>
 #include <utility>
 
@@ -14,35 +15,76 @@ void OdDbAssocNetworkState::clear()
 void OdDbAssocNetworkState::startNames(OdDbObjectIdArray const& actions)
 {
     m_byName.clear();
-    m_names.clear();
     m_firstNumbers.clear();
     m_unread.assign(actions.begin(), actions.end());
     m_knowsNames = true;
 }
 
+OdDbAssocNetworkState::Member* OdDbAssocNetworkState::findMember(OdDbObjectId action)
+{
+    return m_members.find(std::hash<void const*>()(action.record()),
+                          [&](Member const& member) { return member.record == action.record(); });
+}
+
+bool OdDbAssocNetworkState::hasMember(OdDbObjectId action)
+{
+    return findMember(action) != nullptr;
+}
+
+void OdDbAssocNetworkState::addMember(OdDbObjectId action)
+{
+    if (!hasMember(action)) {
+        m_members.insert({std::hash<void const*>()(action.record()), true, action.record()});
+    }
+}
+
+void OdDbAssocNetworkState::removeMember(OdDbObjectId action)
+{
+    if (Member* const member = findMember(action)) {
+        m_members.erase(member);
+    }
+}
+
+OdDbAssocNetworkState::Named* OdDbAssocNetworkState::findNamed(OdString const& name)
+{
+    return m_byName.find(OdStringIHash()(name),
+                         [&](Named const& named) { return odIcmp(named.name, name) == 0; });
+}
+
+/// A variable knows itself under which name it was entered.
 void OdDbAssocNetworkState::forget(OdDbObjectId action)
 {
-    const auto known = m_names.find(action.record());
-    if (known == m_names.end()) {
+    if (!m_knowsNames || !odDbAssocIsOfClass(action, OdDbAssocVariable::desc())) {
         return;
     }
-    freeName(known->second);
-    const auto named = m_byName.find(known->second);
-    if (named != m_byName.end()) {
-        Named& entry = named->second;
-        if (entry.others != nullptr) {
-            entry.others->erase(action);
-        }
-        if (entry.id == action) {
-            if (entry.others == nullptr || entry.others->empty()) {
-                m_byName.erase(named);
-            } else {
-                entry.id = *entry.others->begin();
-                entry.others->erase(entry.others->begin());
-            }
-        }
+    const OdDbObjectPtr object = action.openObject(OdDb::kForRead, /*openErased=*/true);
+    const OdDbAssocVariablePtr variable = OdDbAssocVariable::cast(object.get());
+    if (!variable.isNull()) {
+        leave(*variable);
     }
-    m_names.erase(known);
+}
+
+void OdDbAssocNetworkState::leave(OdDbAssocVariable const& variable)
+{
+    const OdString name = std::exchange(variable.m_enteredName, OdString());
+    freeName(name);
+    Named* const named = name.isEmpty() ? nullptr : findNamed(name);
+    if (named == nullptr) {
+        return;
+    }
+    const OdDbObjectId id = variable.objectId();
+    if (named->others != nullptr) {
+        named->others->erase(id);
+    }
+    if (named->id != id) {
+        return;
+    }
+    if (named->others == nullptr || named->others->empty()) {
+        m_byName.erase(named);
+        return;
+    }
+    named->id = *named->others->begin();
+    named->others->erase(named->others->begin());
 }
 
 int OdDbAssocNetworkState::firstNumber(OdString const& stem) const
@@ -58,9 +100,13 @@ void OdDbAssocNetworkState::setFirstNumber(OdString const& stem, int number)
 
 void OdDbAssocNetworkState::freeName(OdDbObjectId action)
 {
-    const auto known = m_names.find(action.record());
-    if (known != m_names.end()) {
-        freeName(known->second);
+    if (m_firstNumbers.empty() || !odDbAssocIsOfClass(action, OdDbAssocVariable::desc())) {
+        return;
+    }
+    const OdDbObjectPtr object = action.openObject(OdDb::kForRead, /*openErased=*/true);
+    const OdDbAssocVariablePtr variable = OdDbAssocVariable::cast(object.get());
+    if (!variable.isNull()) {
+        freeName(variable->m_enteredName);
     }
 }
 
@@ -89,38 +135,40 @@ void OdDbAssocNetworkState::freeName(OdString const& name)
     }
 }
 
-void OdDbAssocNetworkState::enter(OdString const& name, OdDbObjectId id)
+void OdDbAssocNetworkState::enter(OdDbAssocVariable const& variable)
 {
-    const auto [entry, isNew] = m_byName.try_emplace(name);
-    Named& named = entry->second;
-    if (isNew) {
-        named.id = id;
-    } else {
-        if (named.others == nullptr) {
-            named.others = std::make_unique<Ids>();
-        }
-        named.others->insert(id);
+    const OdString name = variable.name();
+    if (name.isEmpty()) {
+        return;
     }
-    m_names.insert_or_assign(id.record(), name);
+    if (Named* const named = findNamed(name)) {
+        if (named->others == nullptr) {
+            named->others = std::make_unique<Ids>();
+        }
+        named->others->insert(variable.objectId());
+    } else {
+        Named made;
+        made.hash = OdStringIHash()(name);
+        made.name = name;
+        made.id = variable.objectId();
+        m_byName.insert(std::move(made));
+    }
+    variable.m_enteredName = name;
 }
 
 void OdDbAssocNetworkState::readNames(std::shared_ptr<OdDbAssocNetworkState> const& self)
 {
     for (std::size_t index = 0; index < m_unread.size(); ++index) {
         const OdDbObjectId id = m_unread[index];
-        forget(id);
-        if (members.count(id.record()) == 0 || !odDbAssocIsOfClass(id, OdDbAssocVariable::desc())) {
+        if (!odDbAssocIsOfClass(id, OdDbAssocVariable::desc()) || !hasMember(id)) {
             continue;
         }
         const OdDbObjectPtr object = id.openObject(OdDb::kForRead, /*openErased=*/true);
         const OdDbAssocVariablePtr variable = OdDbAssocVariable::cast(object.get());
-        if (variable.isNull()) {
-            continue;
-        }
-        variable->setNetworkState(self);
-        const OdString name = variable->name();
-        if (!name.isEmpty()) {
-            enter(name, id);
+        if (!variable.isNull()) {
+            variable->setNetworkState(self);
+            leave(*variable);
+            enter(*variable);
         }
     }
     m_unread.clear();
@@ -130,8 +178,8 @@ OdDbObjectId OdDbAssocNetworkState::find(OdString const& name, OdDbObjectId exce
                                          std::shared_ptr<OdDbAssocNetworkState> const& self)
 {
     readNames(self);
-    const auto found = m_byName.find(name);
-    if (found == m_byName.end()) {
+    Named const* const named = findNamed(name);
+    if (named == nullptr) {
         return OdDbObjectId::kNull;
     }
     OdDbObjectId first;
@@ -140,9 +188,9 @@ OdDbObjectId OdDbAssocNetworkState::find(OdString const& name, OdDbObjectId exce
             first = id;
         }
     };
-    consider(found->second.id);
-    if (found->second.others != nullptr) {
-        for (OdDbObjectId id : *found->second.others) {
+    consider(named->id);
+    if (named->others != nullptr) {
+        for (OdDbObjectId id : *named->others) {
             consider(id);
         }
     }

@@ -2,13 +2,13 @@
 
 #pragma once
 
+#include "assoc/od_db_assoc_flat_table_impl.h"
 #include "assoc/od_db_assoc_network.h"
 #include "root/od_string.h"
 
 #include <memory>
 #include <set>
 #include <unordered_map>
-#include <unordered_set>
 #include <vector>
 
 /// State of a network that follows from its actions. It is never saved; what is not known is found
@@ -53,7 +53,9 @@ public:
     bool knowsLiving = false;  ///< whether `living` and `hasErased` hold
     bool hasErased = false;
     bool knowsMembers = false;
-    std::unordered_set<OdDbIdRecord const*> members;
+    bool hasMember(OdDbObjectId action);
+    void addMember(OdDbObjectId action);
+    void removeMember(OdDbObjectId action);
     bool knowsNetworks = false;
     std::vector<OdDbObjectId> networks;  ///< those among the actions
     /// @}
@@ -69,17 +71,29 @@ private:
     /// Nearly every name has one variable.
     struct Named
     {
+        std::size_t hash = 0;
+        bool isUsed = false;
+        OdString name;
         OdDbObjectId id;
         std::unique_ptr<Ids> others;
     };
+    struct Member
+    {
+        std::size_t hash = 0;
+        bool isUsed = false;
+        OdDbIdRecord const* record = nullptr;
+    };
 
+    Member* findMember(OdDbObjectId action);
+    Named* findNamed(OdString const& name);
     void readNames(std::shared_ptr<OdDbAssocNetworkState> const& self);
-    void enter(OdString const& name, OdDbObjectId id);
+    void leave(OdDbAssocVariable const& variable);
+    void enter(OdDbAssocVariable const& variable);
     void freeName(OdString const& name);
 
     bool m_knowsNames = false;
     std::vector<OdDbObjectId> m_unread;
-    std::unordered_map<OdString, Named, OdStringIHash, OdStringIEqual> m_byName;
-    std::unordered_map<OdDbIdRecord const*, OdString> m_names;
+    OdDbAssocFlatTable<Named> m_byName;
+    OdDbAssocFlatTable<Member> m_members;
     std::unordered_map<OdString, int, OdStringIHash, OdStringIEqual> m_firstNumbers;
 };

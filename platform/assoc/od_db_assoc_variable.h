@@ -107,6 +107,7 @@ protected:
 
 private:
     friend class OdDbAssocEvaluation;
+    friend class OdDbAssocNetworkState;
 
     using Values = std::vector<std::optional<double>>;
     /// What changed with this variable and is told of behind it.
@@ -140,6 +141,7 @@ private:
     OdDbEvalVariant::Type m_type = OdDbEvalVariant::kDouble;
     bool m_tellsUsers = false;  ///< what depends on the variable is out of date
     int m_round = 0;
+    mutable OdString m_enteredName;  ///< under which the network finds the variable, derived
     std::vector<Told> m_told;
     mutable std::unique_ptr<OdExpression::Parser> m_parser;  ///< of the expression, derived
 };
