@@ -174,6 +174,7 @@ void requireTarget(std::string const& source, std::string const& target, bool re
         throw HostError(ExitCode::kUsage, target, "is the drawing itself",
                         "name another drawing to write to");
     }
+    checkTarget(target);
     if (!replace && fs::exists(fs::symlink_status(target, error))) {
         throw HostError(ExitCode::kFile, target, "is there already",
                         "give --replace to replace it");

@@ -43,10 +43,10 @@ void requireNewBlockName(OdDbDatabase& database, std::string const& name);
 /// the platform refuses the values, else as `guardDrawing`.
 void guardValues(std::string const& subject, std::function<void()> const& operation);
 
-/// Refuses to write over a file, or over the drawing that is read.
+/// Refuses to write over a file, or over the drawing that is read, and what `checkTarget` refuses.
 ///
 /// \param source   The drawing that is read.
-/// \param replace  Whether a file at `target` may be replaced.
+/// \param replace  Whether a file at `target` may be replaced if it is a drawing.
 /// \throws HostError (file), and (usage) if both are the same file.
 void requireTarget(std::string const& source, std::string const& target, bool replace);
 

@@ -1,6 +1,11 @@
 #include "cli/drawing_tree.h"
 
+#include "assoc/od_db_assoc_dependency.h"
 #include "cli/drawing.h"
+#include "cli/drawing_blocks.h"
+#include "cli/driven_inserts.h"
+#include "cli/external_drawings.h"
+#include "cli/network_view.h"
 #include "db/od_db_3d_solid.h"
 #include "db/od_db_block_table.h"
 #include "db/od_db_curves.h"
@@ -9,11 +14,15 @@
 #include "db/od_db_proxy_object.h"
 #include "db/od_db_simple_tables.h"
 #include "db/od_db_xrecord.h"
+#include "store/od_db_page.h"
 
 #include "protocol/host_error.h"
 
 #include <array>
+#include <cstdio>
 #include <limits>
+#include <numbers>
+#include <unordered_map>
 #include <unordered_set>
 
 namespace zemhost {
@@ -23,31 +32,17 @@ namespace {
 /// Dictionaries in dictionaries that are followed; a damaged drawing may nest them without end.
 constexpr int kMaxDepth = 64;
 
-constexpr std::array<char const*, 21> kUnits = {"undefined",
-                                                "inches",
-                                                "feet",
-                                                "miles",
-                                                "millimeters",
-                                                "centimeters",
-                                                "meters",
-                                                "kilometers",
-                                                "microinches",
-                                                "mils",
-                                                "yards",
-                                                "angstroms",
-                                                "nanometers",
-                                                "microns",
-                                                "decimeters",
-                                                "dekameters",
-                                                "hectometers",
-                                                "gigameters",
-                                                "astronomical units",
-                                                "light years",
-                                                "parsecs"};
-
 Json pointJson(OdGePoint3d const& point)
 {
     return Json::array({point.x, point.y, point.z});
+}
+
+/// In hexadecimal, so that bodies can be compared without being shown.
+std::string checksumOf(OdBinaryData const& bytes)
+{
+    std::array<char, 16> text{};
+    std::snprintf(text.data(), text.size(), "%08x", odDbChecksum({bytes.getPtr(), bytes.size()}));
+    return text.data();
 }
 
 char const* placeName(BagPlace place)
@@ -63,6 +58,9 @@ public:
         : m_database(database), m_bags(bags),
           m_limit(limit == 0 ? std::numeric_limits<std::size_t>::max() : limit)
     {
+        for (ExternalDrawing const& drawing : loadExternalDrawings(database)) {
+            m_externals[drawing.block.getHandle().value()] = externalJson(drawing);
+        }
     }
 
     Json tables();
@@ -78,6 +76,13 @@ private:
     void addProxy(Json& json, OdDbProxyObject const& proxy);
     void addSolid(Json& json, OdDb3dSolid const& solid);
     void addBlock(Json& json, OdDbBlockTableRecord const& block, int depth);
+    void addExternal(Json& json, OdDbBlockTableRecord const& block);
+    void addInsert(Json& json, OdDbBlockReference const& insert);
+    void addScaleDrive(Json& json, OdDbBlockReference const& insert);
+    void addNetwork(Json& json, OdDbAssocNetwork const& network, int depth);
+    void addVariable(Json& json, OdDbAssocVariable const& variable);
+    void addDependency(Json& json, OdDbAssocDependency const& dependency);
+    void addDependencies(Json& json, OdDbAssocAction const& action);
     void addLayer(Json& json, OdDbLayerTableRecord const& layer);
     void addXrecord(Json& json, OdDbXrecord const& record);
     void addDictionary(Json& json, OdDbDictionary const& dictionary, int depth);
@@ -90,6 +95,7 @@ private:
     HostBagExtension const* m_bags;
     std::size_t m_limit;
     std::unordered_set<std::uint64_t> m_seen;  ///< handles of objects that the tree holds or counts
+    std::unordered_map<std::uint64_t, Json> m_externals;  ///< by the handles of their blocks
     std::uint64_t m_objectCount = 0;
 };
 
@@ -135,6 +141,14 @@ void TreeBuilder::addClassContent(Json& json, OdDbObject const& object, int dept
         addBlock(json, *block, depth);
     } else if (const auto solid = OdDb3dSolid::cast(&object); !solid.isNull()) {
         addSolid(json, *solid);
+    } else if (const auto insert = OdDbBlockReference::cast(&object); !insert.isNull()) {
+        addInsert(json, *insert);
+    } else if (const auto network = OdDbAssocNetwork::cast(&object); !network.isNull()) {
+        addNetwork(json, *network, depth);
+    } else if (const auto variable = OdDbAssocVariable::cast(&object); !variable.isNull()) {
+        addVariable(json, *variable);
+    } else if (const auto dependency = OdDbAssocDependency::cast(&object); !dependency.isNull()) {
+        addDependency(json, *dependency);
     } else if (const auto line = OdDbLine::cast(&object); !line.isNull()) {
         json["start"] = pointJson(line->startPoint());
         json["end"] = pointJson(line->endPoint());
@@ -167,12 +181,109 @@ void TreeBuilder::addSolid(Json& json, OdDb3dSolid const& solid)
     json["vertices"] = solid.counts().vertices;
     json["bodyFormat"] = toUtf8(solid.bodyFormat());
     json["bodyBytes"] = solid.body().size();
+    json["bodyChecksum"] = checksumOf(solid.body());
+}
+
+void TreeBuilder::addExternal(Json& json, OdDbBlockTableRecord const& block)
+{
+    json["path"] = toUtf8(block.pathName());
+    Json& external = m_externals[block.handle().value()];
+    json["external"] = external;
+    // The entities are objects of the other drawing, with handles of their own.
+    json["entityCount"] = external.value("entities", std::uint64_t{0});
+}
+
+void TreeBuilder::addInsert(Json& json, OdDbBlockReference const& insert)
+{
+    const OdDbObjectId id = insert.blockTableRecord();
+    const auto block = OdDbBlockTableRecord::cast(id.openObject().get());
+    json["block"] = block.isNull() ? Json() : Json(toUtf8(block->getName()));
+    json["blockHandle"] = toText(id.getHandle());
+    json["position"] = pointJson(insert.position());
+    const OdGeScale3d scale = insert.scaleFactors();
+    json["scale"] = Json::array({scale.sx, scale.sy, scale.sz});
+    json["rotationDegrees"] = insert.rotation() * 180 / std::numbers::pi;
+    const OdGeVector3d normal = insert.normal();
+    json["normal"] = Json::array({normal.x, normal.y, normal.z});
+    addScaleDrive(json, insert);
+}
+
+void TreeBuilder::addScaleDrive(Json& json, OdDbBlockReference const& insert)
+{
+    if (m_bags == nullptr || m_bags->form(insert).place == BagPlace::kNone) {
+        return;
+    }
+    try {
+        const std::optional<ScaleDrive> drive = scaleDriveOf(*m_bags, insert);
+        if (drive.has_value()) {
+            json["scaleVariable"] = toUtf8(drive->variable);
+        }
+    } catch (HostError const& error) {
+        json["scaleProblem"] = error.what();
+    }
+}
+
+void TreeBuilder::addNetwork(Json& json, OdDbAssocNetwork const& network, int depth)
+{
+    std::uint64_t count = 0;
+    Json actions = Json::array();
+    for (OdDbObjectId id : network.getActions()) {
+        if (++count <= m_limit) {
+            actions.push_back(node(id, depth + 1));
+        } else {
+            m_seen.insert(id.getHandle().value());
+        }
+    }
+    json["actionCount"] = count;
+    json["actions"] = std::move(actions);
+    addDependencies(json, network);
+}
+
+void TreeBuilder::addVariable(Json& json, OdDbAssocVariable const& variable)
+{
+    json["name"] = toUtf8(variable.name());
+    double value = 0;
+    (void)variable.value()->getNumber(value);  // a variable's value always is one
+    json["value"] = value;
+    if (!variable.expression().isEmpty()) {
+        json["expression"] = toUtf8(variable.expression());
+    }
+    if (const OdString error = variable.evaluationError(); !error.isEmpty()) {
+        json["expressionProblem"] = toUtf8(error);
+    }
+    addDependencies(json, variable);
+}
+
+void TreeBuilder::addDependency(Json& json, OdDbAssocDependency const& dependency)
+{
+    json["dependsOn"] = toText(dependency.dependentOnObject().getHandle());
+}
+
+void TreeBuilder::addDependencies(Json& json, OdDbAssocAction const& action)
+{
+    OdDbObjectIdArray dependencies;
+    (void)action.getDependencies(/*read=*/true, /*write=*/false, dependencies);  // always 0
+    Json handles = Json::array();
+    for (OdDbObjectId id : dependencies) {
+        m_seen.insert(id.getHandle().value());
+        const auto dependency = OdDbAssocDependency::cast(id.openObject().get());
+        if (!dependency.isNull()) {
+            handles.push_back(toText(dependency->dependentOnObject().getHandle()));
+        }
+    }
+    if (!handles.empty()) {
+        json["dependsOn"] = std::move(handles);
+    }
 }
 
 void TreeBuilder::addBlock(Json& json, OdDbBlockTableRecord const& block, int depth)
 {
+    json["units"] = unitsName(block.blockInsertUnits());
+    json["origin"] = pointJson(block.origin());
+    json["references"] = block.getBlockReferenceIds().size();
     if (block.isFromExternalReference()) {
-        json["path"] = toUtf8(block.pathName());
+        addExternal(json, block);
+        return;
     }
     std::uint64_t count = 0;
     Json entities = Json::array();
@@ -368,12 +479,6 @@ Json TreeBuilder::classes()
         list.push_back(std::move(json));
     }
     return list;
-}
-
-std::string unitsName(OdDb::UnitsValue units)
-{
-    const auto index = static_cast<std::size_t>(units);
-    return index < kUnits.size() ? kUnits[index] : "unknown";
 }
 
 }  // namespace

@@ -7,6 +7,7 @@ namespace zemhost {
 namespace {
 
 constexpr std::size_t kShownTypes = 8;
+constexpr std::size_t kShownExpression = 72;
 
 std::string text(Json const& json, char const* key)
 {
@@ -43,6 +44,49 @@ std::string bagText(Json const& bag)
     return line;
 }
 
+std::string externalText(Json const& external)
+{
+    if (!external.contains("state")) {
+        return "external drawing";
+    }
+    std::string line =
+        "external drawing from " + text(external, "path") + ", " + text(external, "state");
+    if (external.contains("problem")) {
+        line += " (" + text(external, "problem") + ')';
+    }
+    return external["overlay"].get<bool>() ? line + ", overlay" : line;
+}
+
+std::string insertText(Json const& insert)
+{
+    std::string line =
+        "of " + (insert["block"].is_null() ? std::string("nothing") : text(insert, "block")) +
+        " at " + pointText(insert["position"]);
+    Json const& scale = insert["scale"];
+    const bool isEven = scale[0] == scale[1] && scale[1] == scale[2];
+    line += ", scale " + (isEven ? shortNumber(scale[0].get<double>()) : pointText(scale));
+    const double rotation = insert["rotationDegrees"].get<double>();
+    if (rotation != 0) {
+        line += ", turned by " + shortNumber(rotation) + " degrees";
+    }
+    if (insert.contains("scaleVariable")) {
+        line += ", driven by " + text(insert, "scaleVariable");
+    }
+    return insert.contains("scaleProblem") ? line + "; " + text(insert, "scaleProblem") : line;
+}
+
+std::string variableText(Json const& variable)
+{
+    std::string line = "value " + shortNumber(variable["value"].get<double>());
+    if (variable.contains("expression")) {
+        line += " from " + shortened(text(variable, "expression"), kShownExpression);
+    }
+    if (variable.contains("expressionProblem")) {
+        line += "; can't be computed: " + text(variable, "expressionProblem");
+    }
+    return line;
+}
+
 /// What stands behind handle, name and class of a node, on its line.
 std::string details(Json const& node)
 {
@@ -58,11 +102,23 @@ std::string details(Json const& node)
     if (node.contains("start")) {
         add(pointText(node["start"]) + " to " + pointText(node["end"]));
     }
-    if (node.contains("path")) {
-        add("from " + text(node, "path"));
+    if (node.contains("external")) {
+        add(externalText(node["external"]));
     }
     if (node.contains("entityCount")) {
         add(counted(number(node, "entityCount"), "entity"));
+    }
+    if (node.contains("references") && number(node, "references") != 0) {
+        add(counted(number(node, "references"), "insert"));
+    }
+    if (node.contains("position")) {
+        add(insertText(node));
+    }
+    if (node.contains("actionCount")) {
+        add(counted(number(node, "actionCount"), "action"));
+    }
+    if (node.contains("value")) {
+        add(variableText(node));
     }
     for (char const* state : {"off", "frozen", "locked"}) {
         if (node.contains(state) && node[state].get<bool>()) {
@@ -167,6 +223,9 @@ private:
         }
         if (node.contains("entries")) {
             printList(node["entries"], number(node, "count"), depth + 1);
+        }
+        if (node.contains("actions")) {
+            printList(node["actions"], number(node, "actionCount"), depth + 1);
         }
     }
 

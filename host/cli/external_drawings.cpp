@@ -78,15 +78,20 @@ OdResult nestedResult(OdDbObjectId block)
     return leadsBack(host, toUtf8(file)) ? kOdCyclicReference : kOdFileCorrupt;
 }
 
+/// Whether a block is external and seen: overlaid drawings aren't where their host is attached.
+bool isShown(OdDbObjectId block, bool isNested)
+{
+    const auto record = OdDbBlockTableRecord::cast(block.openObject().get());
+    return record->isFromExternalReference() && !(isNested && record->isFromOverlayReference());
+}
+
 std::vector<ExternalDrawing> drawingsOf(OdDbDatabase& database, bool isNested)
 {
     std::vector<ExternalDrawing> views;
     for (OdDbObjectId id : blocksOf(database)) {
-        const auto record = OdDbBlockTableRecord::cast(id.openObject().get());
-        if (!record->isFromExternalReference() || (isNested && record->isFromOverlayReference())) {
-            continue;
+        if (isShown(id, isNested)) {
+            views.push_back(isNested ? viewOf(id, nestedResult(id)) : loadExternalDrawing(id));
         }
-        views.push_back(isNested ? viewOf(id, nestedResult(id)) : loadExternalDrawing(id));
     }
     return views;
 }
