@@ -23,8 +23,11 @@ parts=(
 )
 
 mkdir -p "$work"
-rm -f "$work"/{parts,before,copy}.zdw "$work"/{bags,bags-at-the-end}.json
+rm -f "$work"/{parts,before,copy,assembly,library,assembly-before,assembly-copy}.zdw
+rm -f "$work"/{bags,bags-at-the-end,screw}.json
 drawing="$work/parts.zdw"
+assembly="$work/assembly.zdw"
+library="$work/library.zdw"
 started=$SECONDS
 
 step() {
@@ -79,6 +82,38 @@ for saved in "$drawing" "$work/copy.zdw"; do
     run check "$saved"
 done
 run bag export "$work/copy.zdw" "$work/bags-at-the-end.json"
+
+step "6. Make a block of an imported part, clone it, and write it to a second drawing"
+run import "$(plain_part "${parts[1]}")" "$assembly"
+"$zemhost" info --json "$assembly" >"$work/screw.json"
+run block make --replace "$assembly" screw
+run block clone "$assembly" screw screw-clone
+run block wblock "$assembly" "$library" screw
+
+step "7. Attach the second drawing, and drive the scale of two inserts by a variable"
+run xref attach "$assembly" "$library"
+run vars set "$assembly" size 2
+run vars set "$assembly" growth "size*1.5 + 1"
+run block insert "$assembly" screw-clone --at 60,0,0 --scale-variable growth
+run block insert "$assembly" library --at 120,0,0 --rotation 90 --scale 1,1,-1 \
+    --scale-variable growth
+run vars set "$assembly" size 3
+
+step "8. Reopen in new processes, look at it and compare it with what went in"
+run block list "$assembly"
+run vars list "$assembly"
+run xref list "$assembly"
+run check "$assembly"
+echo
+scripts/main_job_blocks.py "$work/screw.json" "$zemhost" "$assembly" "$library"
+
+step "9. Save it again without the module, and compare again"
+cp "$assembly" "$work/assembly-before.zdw"
+run --without-module resave --rewrite "$assembly" "$work/assembly-copy.zdw"
+run compare "$work/assembly-before.zdw" "$work/assembly-copy.zdw"
+run check "$work/assembly-copy.zdw"
+echo
+scripts/main_job_blocks.py "$work/screw.json" "$zemhost" "$work/assembly-copy.zdw" "$library"
 
 step "Nothing is lost. Done in $((SECONDS - started)) s; the drawings are in $work"
 ls -l --time-style=+ "$work" | awk 'NR > 1 { printf "  %10d bytes  %s\n", $5, $6 }'

@@ -58,3 +58,46 @@ TEST(MainJob, APartGoesIntoADrawingAndComesBackWhole)
         EXPECT_EQ(runZemhost({"check", saved}).exitCode, 0);
     }
 }
+
+TEST(MainJob, APartBecomesABlockThatIsClonedWrittenAttachedAndDriven)
+{
+    const TemporaryFolder folder;
+    const std::string assembly = folder.file("assembly.zdw");
+    const std::string library = folder.file("library.zdw");
+    const std::string copy = folder.file("copy.zdw");
+    const std::vector<std::vector<std::string>> steps = {
+        {"import", host_test::screwStepPath(), assembly},
+        {"block", "make", "--replace", assembly, "screw"},
+        {"block", "clone", assembly, "screw", "screw-clone"},
+        {"block", "wblock", assembly, library, "screw"},
+        {"xref", "attach", assembly, library},
+        {"vars", "set", assembly, "size", "2"},
+        {"vars", "set", assembly, "growth", "size*1.5 + 1"},
+        {"block", "insert", assembly, "screw-clone", "--scale-variable", "growth"},
+        {"block", "insert", assembly, "library", "--scale-variable", "growth"},
+        {"vars", "set", assembly, "size", "3"},
+        {"--without-module", "resave", "--rewrite", assembly, copy},
+        {"compare", assembly, copy},
+        {"check", assembly},
+        {"check", library},
+        {"check", copy},
+    };
+    for (std::vector<std::string> const& step : steps) {
+        const ProgramResult result = runZemhost(step);
+        ASSERT_EQ(result.exitCode, 0) << step[0] << ' ' << step[1] << ": " << result.errors;
+    }
+
+    nlohmann::json blocks;
+    const nlohmann::json tree = runZemhost({"info", "--json", copy}).json();
+    for (auto const& record : tree["tables"][0]["records"]) {
+        blocks[record["name"].get<std::string>()] = record;
+    }
+    const nlohmann::json inserts = blocks["*Model_Space"]["entities"];
+    ASSERT_EQ(inserts.size(), 3U);
+    EXPECT_EQ(inserts[0]["scale"], nlohmann::json({1.0, 1.0, 1.0}));
+    EXPECT_EQ(inserts[1]["scale"], nlohmann::json({5.5, 5.5, 5.5}));
+    EXPECT_EQ(inserts[2]["scale"], nlohmann::json({5.5, 5.5, 5.5}));
+    EXPECT_EQ(blocks["library"]["external"]["state"], "loaded");
+    EXPECT_EQ(blocks["screw-clone"]["entities"][0]["bodyChecksum"],
+              blocks["screw"]["entities"][0]["bodyChecksum"]);
+}
