@@ -150,11 +150,15 @@ std::uint32_t OdDbDatabaseImpl::classIndexOf(OdRxClass const* cls)
     if (cls == nullptr) {
         throw OdError(kOdClassNotRegistered);
     }
-    if (m_lastClass == cls && classes[m_lastClassIndex].name == cls->name()) {
+    // By number, since a class that is registered again may lie where it lay before.
+    if (m_lastClassNumber == cls->registrationNumber()) {
         return m_lastClassIndex;
     }
-    m_lastClassIndex = addClass(odDbClassRecordOf(*cls));
-    m_lastClass = cls;
+    const OdDbClassRecord record = odDbClassRecordOf(*cls);
+    m_lastClassIndex = addClass(record);
+    // What the database remembered may come from another version of the module.
+    classes[m_lastClassIndex] = record;
+    m_lastClassNumber = cls->registrationNumber();
     return m_lastClassIndex;
 }
 

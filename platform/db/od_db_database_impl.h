@@ -174,7 +174,8 @@ private:
     bool canReplaceProxy(OdDbIdRecord const& record);
 
     std::map<OdString, std::uint32_t> m_classNumbers;
-    OdRxClass const* m_lastClass = nullptr;  ///< objects mostly come in runs of one class
+    /// Registration number of the class met last: objects mostly come in runs of one class.
+    std::uint64_t m_lastClassNumber = 0;
     std::uint32_t m_lastClassIndex = 0;
     std::vector<OdRxClass*> m_resolved;  ///< registered classes by number, derived
     std::uint64_t m_resolvedRevision = 0;

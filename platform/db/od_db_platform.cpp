@@ -27,6 +27,7 @@
 #include "root/od_stream_buf.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <iterator>
 #include <string>
 
@@ -114,6 +115,7 @@ constexpr ClassEntry kClasses[] = {
 };
 
 int g_starts = 0;
+std::uint64_t g_lastClass = 0;  ///< registration number of the last class of the table
 
 void unregisterFirst(std::size_t count)
 {
@@ -147,6 +149,7 @@ void odDbStart()
         unregisterFirst(registered);
         throw;
     }
+    g_lastClass = odrxClassDictionary()->revision();
     g_starts = 1;
 }
 
@@ -156,10 +159,21 @@ void odDbStop()
         if (OdDbDatabase::liveCount() != 0) {
             throw OdError(kOdDatabaseInUse);
         }
+        // Their bases would go from under them, and with them what a module is hooked into.
+        odRequireNoClassAfter(g_lastClass);
         unregisterFirst(std::size(kClasses));
     }
     if (g_starts > 0) {
         --g_starts;
+    }
+}
+
+void odRequireNoClassAfter(std::uint64_t registrationNumber)
+{
+    for (auto const& [name, cls] : *odrxClassDictionary()) {
+        if (cls->registrationNumber() > registrationNumber) {
+            throw OdError(kOdModuleInUse, L"class " + name + L" is still registered");
+        }
     }
 }
 
@@ -168,6 +182,6 @@ OdDbPlatform::~OdDbPlatform()
     try {
         odDbStop();
     } catch (OdError const& error) {
-        odReportAssert("no database is alive", error.what(), __FILE__, __LINE__);
+        odReportAssert("the platform is not needed any more", error.what(), __FILE__, __LINE__);
     }
 }

@@ -4,8 +4,10 @@
 #include "db/od_db_entity.h"
 #include "db/od_db_host_app_services.h"
 #include "db/od_db_id_mapping.h"
+#include "db/od_db_object_store.h"
 #include "db/od_db_simple_tables.h"
 #include "db/od_db_subent.h"
+#include "db/od_db_xrecord.h"
 #include "root/od_alloc.h"
 
 #include <unistd.h>
@@ -159,6 +161,18 @@ TEST_F(Database, FindsAClassAgainThatWasRegisteredAnew)
     EXPECT_EQ(before.objectClass(), TestBag::desc());
     addBag();
     EXPECT_EQ(m_db->classCount(), classes);
+}
+
+TEST_F(Database, TakesOverWhatAClassIsRegisteredAnewWith)
+{
+    const OdDbObjectId before = addBag();
+    const std::uint32_t number = OdDbStorageAccess(*m_db).state(before.getHandle()).classIndex;
+    TestReactor::rxUninit();
+    TestBag::rxUninit();
+    TestBag::rxInit([](OdRxClass const*, OdString& appName, int) { appName = L"Newer"; });
+    TestReactor::rxInit();
+    addBag();
+    EXPECT_EQ(m_db->classRecord(number).appName, OdString(L"Newer"));
 }
 
 TEST_F(Database, KeepsItsFileNameOutOfUndo)
@@ -440,6 +454,39 @@ TEST(PlatformLife, GoesOnWhileADatabaseIsAlive)
     db.release();
     odDbStop();
     EXPECT_EQ(OdDbObject::desc(), nullptr);
+}
+
+TEST(PlatformLife, GoesOnWhileAModulesClassesAreRegistered)
+{
+    AssertRecorder asserts;
+    {
+        const OdDbPlatform platform;
+        TestBag::rxInit();
+    }
+    EXPECT_EQ(asserts.take().size(), 1U);
+    EXPECT_EQ(thrownCode([] { odDbStop(); }), kOdModuleInUse);
+    EXPECT_EQ(TestBag::desc()->parent(), OdDbObject::desc());
+    TestBag::rxUninit();
+    odDbStop();
+    EXPECT_EQ(OdDbObject::desc(), nullptr);
+}
+
+TEST(PlatformLife, RegistersNothingIfAClassNameIsTaken)
+{
+    // A stranger in the middle of the table, so that there is something to take back.
+    OdRxClass* const base = newOdRxClass(L"OdRxObject", nullptr, nullptr);
+    OdRxClass* const stranger = newOdRxClass(L"OdDbXrecord", base, nullptr);
+    deleteOdRxClass(base);
+    EXPECT_EQ(thrownCode([] { odDbStart(); }), kOdClassAlreadyRegistered);
+    EXPECT_EQ(odrxClassDictionary()->size(), 1U);
+    EXPECT_EQ(OdRxObject::desc(), nullptr);
+    EXPECT_EQ(OdDbObject::desc(), nullptr);
+
+    deleteOdRxClass(stranger);
+    odDbStart();
+    EXPECT_NE(OdDbXrecord::desc(), nullptr);
+    odDbStop();
+    EXPECT_EQ(odrxClassDictionary()->size(), 0U);
 }
 
 TEST(PlatformLife, RegistersAModulesClassesAgainAfterTheyWereTakenAway)
