@@ -142,6 +142,16 @@ TEST_F(Tracing, ObjectsWhoseClassIsGonePrintWithoutItsName)
     m_scope.module().initApp();
 }
 
+TEST_F(Tracing, ObjectsOfADatabaseKeepTheNameOfAClassThatIsGone)
+{
+    const OdDbObjectPtr object = odrxCreateObject(L"ZemDbFeatureManager");
+    const OdDbObjectId id = m_database->addOdDbObject(object.get());
+    m_scope.module().uninitApp();
+    EXPECT_EQ(withoutRefs(traced(object)),
+              "h " + hex(id) + " ZemDbFeatureManager numRefs: n Erased: false");
+    m_scope.module().initApp();
+}
+
 TEST_F(Tracing, BlocksAlsoPrintNameAndUses)
 {
     const OdDbObjectPtr block = m_database->getModelSpaceId().openObject();

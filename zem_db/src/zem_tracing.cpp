@@ -1,8 +1,10 @@
 #include "zem_tracing.h"
 
 #include "db/od_db_block_table.h"
+#include "db/od_db_database.h"
 #include "db/od_db_entity.h"
 #include "db/od_db_id_mapping.h"
+#include "db/od_db_object_store.h"
 #include "ge/od_ge_extents3d.h"
 #include "ge/od_ge_matrix3d.h"
 #include "ge/od_ge_point2d.h"
@@ -33,6 +35,21 @@ ZemuTracer& traceText(ZemuTracer& tracer, OdString const& text)
 OdDbObjectPtr openAnyway(OdDbObjectId id)
 {
     return id.openObject(OdDb::kForRead, /*openErased=*/true);
+}
+
+/// The registered name of an object's class. An object of a database is known by it even when its
+/// class is gone; empty for another one then.
+OdString classNameOf(OdDbObject const& object)
+{
+    if (OdRxClass const* const cls = object.isA()) {
+        return cls->name();
+    }
+    OdDbDatabase* const database = object.database();
+    if (database == nullptr) {
+        return OdString();
+    }
+    const OdDbObjectState state = OdDbStorageAccess(*database).state(object.objectId().getHandle());
+    return state.object == &object ? database->classRecord(state.classIndex).name : OdString();
 }
 
 /// What only a block has to tell.
@@ -229,7 +246,7 @@ ZemuTracer& operator<<(ZemuTracer& tracer, OdDbObject const* object)
     }
     OdRxClass const* const cls = object->isA();
     tracer << "h " << object->objectId() << " ";
-    traceText(tracer, cls != nullptr ? cls->name() : OdString());
+    traceText(tracer, classNameOf(*object));
     tracer << " numRefs: " << object->numRefs();
     tracer << (object->isErased() ? " Erased: true" : " Erased: false");
     if (cls == nullptr || !cls->isDerivedFrom(OdDbBlockTableRecord::desc())) {
