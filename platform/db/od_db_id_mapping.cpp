@@ -1,14 +1,21 @@
 #include "db/od_db_id_mapping.h"
 
 #include "db/od_db_clone_impl.h"
+#include "db/od_db_id_table_impl.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 #include <utility>
 
 RX_DEFINE_CLASS(OdDbIdMapping, OdRxObject, odrxCreate<OdDbIdMapping>, L"OdDbIdMapping");
 RX_DEFINE_CLASS(OdDbIdMappingIterator, OdRxObject, odrxCreateNothing, L"OdDbIdMappingIterator");
 RX_DEFINE_CLASS(OdDbDeepCloneFiler, OdDbMemoryFiler, odrxCreateNothing, L"OdDbDeepCloneFiler");
+
+struct OdDbIdMapping::Page
+{
+    std::array<Slot, OdDbStorageAccess::kHandlesInBlock> slots;
+};
 
 OdDbIdMapping::OdDbIdMapping() = default;
 
@@ -32,14 +39,14 @@ OdDbCloneOperation& OdDbIdMapping::operation()
     return *m_operation;
 }
 
-/// The place of a record, or the free one where it would lie. There is always a free one.
-std::size_t OdDbIdMapping::placeOf(OdDbIdRecord const* record) const noexcept
+/// The place of a block's page, or the free one where it would lie. There is always a free one.
+std::size_t OdDbIdMapping::placeOf(OdDbIdBlock const* block) const noexcept
 {
     constexpr std::uint64_t kSpread = 0x9E3779B97F4A7C15U;
-    const std::size_t mask = m_slots.size() - 1;
-    const auto address = static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(record));
+    const std::size_t mask = m_table.size() - 1;
+    const auto address = static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(block));
     std::size_t place = static_cast<std::size_t>((address * kSpread) >> 20) & mask;
-    while (m_slots[place].record != nullptr && m_slots[place].record != record) {
+    while (m_table[place].block != nullptr && m_table[place].block != block) {
         place = (place + 1) & mask;
     }
     return place;
@@ -47,36 +54,37 @@ std::size_t OdDbIdMapping::placeOf(OdDbIdRecord const* record) const noexcept
 
 OdDbIdMapping::Slot const* OdDbIdMapping::slotOf(OdDbIdRecord const* record) const noexcept
 {
-    if (record == nullptr || m_slots.empty()) {
+    if (record == nullptr || m_table.empty()) {
         return nullptr;
     }
-    Slot const& slot = m_slots[placeOf(record)];
-    return slot.record != nullptr ? &slot : nullptr;
+    Page const* page = m_table[placeOf(&OdDbIdBlock::of(*record))].page;
+    return page != nullptr ? &page->slots[record->slot] : nullptr;
 }
 
 void OdDbIdMapping::grow()
 {
     constexpr std::size_t kFirstSize = 16;
-    const std::size_t size = m_slots.empty() ? kFirstSize : m_slots.size() * 2;
-    const std::vector<Slot> old = std::exchange(m_slots, std::vector<Slot>(size));
-    for (Slot const& slot : old) {
-        if (slot.record != nullptr) {
-            m_slots[placeOf(slot.record)] = slot;
+    const std::size_t size = m_table.empty() ? kFirstSize : m_table.size() * 2;
+    const std::vector<Place> old = std::exchange(m_table, std::vector<Place>(size));
+    for (Place const& place : old) {
+        if (place.block != nullptr) {
+            m_table[placeOf(place.block)] = place;
         }
     }
 }
 
-OdDbIdMapping::Slot& OdDbIdMapping::slotFor(OdDbIdRecord const* record)
+OdDbIdMapping::Slot& OdDbIdMapping::slotFor(OdDbIdRecord const& record)
 {
-    if (m_slotCount * 2 >= m_slots.size()) {
+    if (m_pages.size() * 2 >= m_table.size()) {
         grow();
     }
-    Slot& slot = m_slots[placeOf(record)];
-    if (slot.record == nullptr) {
-        slot.record = record;
-        ++m_slotCount;
+    OdDbIdBlock const& block = OdDbIdBlock::of(record);
+    Place& place = m_table[placeOf(&block)];
+    if (place.block == nullptr) {
+        m_pages.push_back(std::make_unique<Page>());
+        place = {&block, m_pages.back().get()};
     }
-    return slot;
+    return place.page->slots[record.slot];
 }
 
 OdDbIdPair const* OdDbIdMapping::find(OdDbObjectId key) const noexcept
@@ -89,6 +97,16 @@ bool OdDbIdMapping::isValue(OdDbObjectId id) const noexcept
 {
     Slot const* slot = slotOf(id.redirected());
     return slot != nullptr && slot->epoch == m_epoch;
+}
+
+bool OdDbIdMapping::translate(OdDbObjectId id, OdDbObjectId& result) const noexcept
+{
+    Slot const* slot = slotOf(id.redirected());
+    if (slot == nullptr || (slot->epoch != m_epoch && slot->pairNumber == 0)) {
+        return false;
+    }
+    result = slot->epoch == m_epoch ? id : slot->value;
+    return true;
 }
 
 bool OdDbIdMapping::compute(OdDbIdPair& pair) const
@@ -107,24 +125,25 @@ void OdDbIdMapping::assign(OdDbIdPair const& pair)
     if (key == nullptr) {
         return;  // nothing is known under the null id
     }
-    Slot& slot = slotFor(key);
+    Slot& slot = slotFor(*key);
     if (slot.pairNumber != 0) {
         m_pairs[slot.pairNumber - 1] = pair;
     } else {
         m_pairs.push_back(pair);
         slot.pairNumber = static_cast<std::uint32_t>(m_pairs.size());
     }
+    slot.value = pair.value();
     OdDbIdRecord const* value = pair.value().redirected();
     if (pair.isCloned() && value != nullptr) {
-        slotFor(value).epoch = m_epoch;
+        slotFor(*value).epoch = m_epoch;
     }
 }
 
 void OdDbIdMapping::dropPairs(std::size_t count)
 {
     const std::vector<OdDbIdPair> pairs = std::exchange(m_pairs, {});
-    m_slots.clear();
-    m_slotCount = 0;
+    m_pages.clear();
+    m_table.clear();
     ++m_epoch;
     for (std::size_t index = 0; index < std::min(count, pairs.size()); ++index) {
         if (!pairs[index].isCloned() || !pairs[index].value().isErased()) {

@@ -10,6 +10,7 @@
 #include <vector>
 
 class OdDbCloneOperation;
+struct OdDbIdBlock;
 
 /// One object met in a clone operation and what stands for it in the destination.
 class OdDbIdPair
@@ -76,6 +77,9 @@ public:
     OdDbIdPair const* find(OdDbObjectId key) const noexcept;
     /// Whether an id is that of a clone made since the last translation.
     bool isValue(OdDbObjectId id) const noexcept;
+    /// What an id is to be replaced by: itself if it is that of a clone made since the last
+    /// translation, else the value of its pair. \return Whether it is either.
+    bool translate(OdDbObjectId id, OdDbObjectId& result) const noexcept;
 
     OdDb::DeepCloneType deepCloneContext() const noexcept { return m_context; }
     void setDeepCloneContext(OdDb::DeepCloneType context) noexcept { m_context = context; }
@@ -99,23 +103,30 @@ private:
     /// What is known of one id.
     struct Slot
     {
-        OdDbIdRecord const* record = nullptr;
-        std::uint32_t pairNumber =
-            0;                    ///< place of the pair with this key, from 1; 0 if there is none
-        std::uint32_t epoch = 0;  ///< in which it was last entered as a clone; 0 for never
+        OdDbObjectId value;            ///< of the pair with this key
+        std::uint32_t pairNumber = 0;  ///< place of the pair with this key, from 1; 0 for none
+        std::uint32_t epoch = 0;       ///< in which it was last entered as a clone; 0 for never
+    };
+    /// Slots of ids with neighbouring handles: clones are met in the order of their handles, mostly.
+    struct Page;
+    struct Place
+    {
+        OdDbIdBlock const* block = nullptr;
+        Page* page = nullptr;
     };
 
     Slot const* slotOf(OdDbIdRecord const* record) const noexcept;
-    Slot& slotFor(OdDbIdRecord const* record);
-    std::size_t placeOf(OdDbIdRecord const* record) const noexcept;
+    Slot& slotFor(OdDbIdRecord const& record);
+    std::size_t placeOf(OdDbIdBlock const* block) const noexcept;
     void grow();
     /// Takes out the pairs of a failed operation: those behind the first `count` ones, and any whose
     /// clone is erased.
     void dropPairs(std::size_t count);
 
     std::vector<OdDbIdPair> m_pairs;
-    std::vector<Slot> m_slots;  ///< open addressing; the size is a power of two
-    std::size_t m_slotCount = 0;
+    std::vector<std::unique_ptr<Page>> m_pages;
+    /// Pages by block; open addressing, the size is a power of two.
+    std::vector<Place> m_table;
     std::uint32_t m_epoch = 1;  ///< goes up with each translation
     OdDbDatabase* m_origDb = nullptr;
     OdDbDatabase* m_destDb = nullptr;

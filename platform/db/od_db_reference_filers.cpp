@@ -10,11 +10,9 @@ OdDbIdXlateFiler::OdDbIdXlateFiler(OdDbDatabase* database, OdDbIdMapping const& 
 
 OdDbObjectId OdDbIdXlateFiler::translate(OdDbObjectId id, bool isOwnership) const
 {
-    if (id.isNull() || m_mapping.isValue(id)) {
-        return id;
-    }
-    if (OdDbIdPair const* pair = m_mapping.find(id)) {
-        return pair->value();
+    OdDbObjectId result;
+    if (id.isNull() || m_mapping.translate(id, result)) {
+        return result;
     }
     return isOwnership || id.database() != database() ? OdDbObjectId::kNull : id;
 }

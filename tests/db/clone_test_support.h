@@ -4,7 +4,6 @@
 
 #include "db/db_test_support.h"
 #include "db/od_db_block_table.h"
-#include "db/od_db_clone_impl.h"
 #include "db/od_db_curves.h"
 #include "db/od_db_id_mapping.h"
 #include "db/od_db_simple_tables.h"
