@@ -3,6 +3,10 @@
 #include "zem_database_utils.h"
 #include "zem_db_class_info.h"
 #include "zem_db_properties_base.h"
+#include "zem_feature.h"
+#include "zem_naming_service.h"
+
+#include <utility>
 
 ZEM_DEFINE_DB_CLASS(ZemDbFeatureManager, OdDbObject, L"ZemDbFeatureManager", L"ZEMDBFEATUREMANAGER",
                     kZemAppFeatures);
@@ -12,7 +16,9 @@ namespace {
 /// \name Names that stand in drawings
 /// @{
 const OdString s_featureManagerKey(L"FEATURE_MANAGER");
+const OdString s_featuresKey(L"Features");
 const OdString s_sheetMetalContextKey(L"SheetMetalContext");
+const OdString s_featureNameKey(L"Name");
 /// @}
 
 }  // namespace
@@ -24,7 +30,36 @@ public:
     ZemDbFeatureManagerImpl() : ZemDbPropertiesBase(kZemPropsDropErasedIds, /*version=*/1) {}
 };
 
-ZemDbFeatureManager::ZemDbFeatureManager() : m_impl(std::make_unique<ZemDbFeatureManagerImpl>()) {}
+/// Collects the names of a manager's features.
+class ZemDbFeatureManager::NamingService final : public ZemNamingService
+{
+public:
+    explicit NamingService(ZemDbFeatureManager& manager) : m_manager(manager) {}
+
+protected:
+    void fillCacheImpl() override
+    {
+        OdDbObjectIdArray features;
+        (void)m_manager.m_impl->properties().getProperty(s_featuresKey, features);
+        for (OdDbObjectId id : std::as_const(features)) {
+            const auto feature = ZemDbFeatureData::cast(id.openObject(OdDb::kForRead).get());
+            OdString name;
+            if (!feature.isNull() &&
+                feature->getReadProperties().getProperty(s_featureNameKey, name)) {
+                cacheName(name);
+            }
+        }
+    }
+
+private:
+    ZemDbFeatureManager& m_manager;
+};
+
+ZemDbFeatureManager::ZemDbFeatureManager()
+    : m_impl(std::make_unique<ZemDbFeatureManagerImpl>()),
+      m_namingService(std::make_unique<NamingService>(*this))
+{
+}
 
 ZemDbFeatureManager::~ZemDbFeatureManager() = default;
 
@@ -43,6 +78,7 @@ ZemProperties& ZemDbFeatureManager::getWriteProperties()
 OdResult ZemDbFeatureManager::dwgInFields(OdDbDwgFiler* filer)
 {
     assertWriteEnabled(true, true);
+    m_namingService->invalidateCache();
     const OdResult result = OdDbObject::dwgInFields(filer);
     return result == kOdOk ? m_impl->dwgInFields(filer) : result;
 }

@@ -7,6 +7,7 @@
 #include <memory>
 
 class ZemDbFeatureManagerImpl;
+class ZemNamingService;
 class ZemProperties;
 
 /// Keeps the features of one block in the order in which they are updated.
@@ -26,6 +27,9 @@ public:
     static OdDbObjectId getInstance(OdDbObjectId const& blockId, bool create);
     /// The sheet-metal parameters of the block; null if there are none. Open for read.
     OdDbObjectId sheetMetalContext() const;
+    /// Makes names unique among those of the features; lives as long as the manager. Names are read
+    /// when they are first needed, and then again after the manager is read.
+    ZemNamingService& getNamingService() noexcept { return *m_namingService; }
 
     /// The bag, for reading. \throws OdError (not open for read).
     ZemProperties const& getReadProperties() const;
@@ -38,5 +42,8 @@ public:
     void dwgOutFields(OdDbDwgFiler* filer) const override;
 
 private:
+    class NamingService;
+
     std::unique_ptr<ZemDbFeatureManagerImpl> m_impl;
+    std::unique_ptr<ZemNamingService> m_namingService;
 };

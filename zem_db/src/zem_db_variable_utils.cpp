@@ -39,7 +39,8 @@ OdDbAssocVariablePtr openVariable(OdDbObjectId id)
 /// Asks the first variable of a network, which answers for all of them.
 OdDbObjectId findByFirstVariable(OdDbAssocNetwork const& network, OdString const& name)
 {
-    for (OdDbObjectId id : network.getActions()) {
+    const OdDbObjectIdArray actions = network.getActions();  // const, so that it stays shared
+    for (OdDbObjectId id : actions) {
         const OdDbAssocVariablePtr variable = openVariable(id);
         if (!variable.isNull()) {
             return variable->findObjectByName(name, OdDbAssocVariable::desc());
@@ -191,7 +192,8 @@ void getVariableNames(OdDbObjectId block, std::set<OdString>& names)
     if (network.isNull()) {
         return;
     }
-    for (OdDbObjectId id : network->getActions()) {
+    const OdDbObjectIdArray actions = network->getActions();
+    for (OdDbObjectId id : actions) {
         const OdDbAssocVariablePtr variable = openVariable(id);
         if (!variable.isNull()) {
             names.insert(variable->name().makeUpper());

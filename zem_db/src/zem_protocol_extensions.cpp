@@ -3,7 +3,9 @@
 #include "assoc/od_db_assoc_variable.h"
 #include "db/od_db_database.h"
 
+#include "zem_db_feature_manager.h"
 #include "zem_db_variable_utils.h"
+#include "zem_naming_service.h"
 
 #include <algorithm>
 
@@ -72,6 +74,22 @@ void ZemDbConstraintManagerPE::onConstraintModified(ZemDbConstraintManager* /*ma
 }
 
 void ZemDbConstraintManagerPE::onStatusChanged(ZemDbConstraintManager* /*manager*/) {}
+
+OdString ZemDbNamingPolicyPE::generateFeatureName(ZemDbFeatureManager* manager, OdRxClass* cls,
+                                                  OdString const& name, bool appendFirst)
+{
+    OdString result = name;
+    if (manager == nullptr) {
+        return result;
+    }
+    if (name.isEmpty()) {
+        result = baseName(cls) + L"_1";
+    } else if (appendFirst) {
+        result += L"_1";
+    }
+    manager->getNamingService().makeNameUnique(result);
+    return result;
+}
 
 bool ZemDbAssemblyPE::isComponent(OdDbObjectId /*insertId*/) const
 {

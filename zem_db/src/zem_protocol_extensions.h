@@ -130,13 +130,14 @@ class ZemDbNamingPolicyPE : public OdRxObject
 public:
     ~ZemDbNamingPolicyPE() override;
 
-    /// The name that a feature is to get.
+    /// The name that a feature is to get: `name`, or the base name of its class and "_1" if that is
+    /// empty, with a number that makes it unique among the features of the manager.
     ///
     /// \param manager      The manager in which the name is to be free; null leaves `name` as it is.
     /// \param cls          Class of the feature; gives the name if `name` is empty.
     /// \param appendFirst  Whether even the first feature of a name gets a number.
     virtual OdString generateFeatureName(ZemDbFeatureManager* manager, OdRxClass* cls,
-                                         OdString const& name, bool appendFirst) = 0;
+                                         OdString const& name, bool appendFirst);
     /// Whether the policy names features of a class.
     virtual bool isApplicable(OdRxClass* cls) const = 0;
     /// The base name of features of a class, to which numbers are appended.
