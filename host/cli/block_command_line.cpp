@@ -6,7 +6,7 @@ namespace {
 
 void addDrawing(CLI::App& command, std::string& drawing)
 {
-    command.add_option("DRAWING", drawing, "The drawing (.zdw)")->required();
+    command.add_option("DRAWING", drawing, "The drawing (.zdw)")->required()->check(fileName());
 }
 
 void addVarsSubject(CLI::App& command, VarsRequest& request)
@@ -138,7 +138,9 @@ void BlockCommandLine::addBlockCopies(CLI::App& block, Run& run)
                    "  zemhost block wblock --replace bracket.zdw clean.zdw",
                    m_blockWblock, runBlockWblock);
     addDrawing(wblock, m_blockWblock.drawing);
-    wblock.add_option("TARGET", m_blockWblock.target, "The other drawing")->required();
+    wblock.add_option("TARGET", m_blockWblock.target, "The other drawing")
+        ->required()
+        ->check(fileName());
     wblock.add_option("BLOCK", m_blockWblock.block, "The block (default: the whole drawing)");
     wblock.add_flag("--replace", m_blockWblock.replace, "Replace a drawing that is there");
 }
@@ -241,7 +243,9 @@ void BlockCommandLine::addXrefAttach(CLI::App& xref, Run& run)
                            example,
                        request, command);
         addDrawing(added, request.drawing);
-        added.add_option("FILE", request.file, "The other drawing (.zdw)")->required();
+        added.add_option("FILE", request.file, "The other drawing (.zdw)")
+            ->required()
+            ->check(fileName());
         added.add_option("--name", request.name, "Name of the block (default: that of the file)");
         added.add_flag("--absolute", request.absolute, "Store the path from the root");
         added.add_flag("--missing", request.missing,

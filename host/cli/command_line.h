@@ -16,6 +16,14 @@ namespace zemhost {
 /// A command with its request, ready to be run.
 using Run = std::function<ExitCode(HostSession&)>;
 
+/// Checks the name of a file: an empty one comes from a variable that a script forgot to set.
+inline CLI::Validator fileName()
+{
+    return CLI::Validator(
+        [](std::string const& name) { return name.empty() ? "the name is empty" : std::string(); },
+        "");
+}
+
 /// Adds a command that makes `run` its own when the command line names it.
 ///
 /// \param run, request  Live as long as the parser; the parser's options point into the request.

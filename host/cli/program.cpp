@@ -24,10 +24,6 @@ constexpr char const* kExitCodes = R"(Exit codes:
 
 'zemhost COMMAND --help' tells more of each command, with examples.)";
 
-/// Name of a file: an empty one comes from a variable that a script forgot to set.
-const CLI::Validator kFileName(
-    [](std::string const& name) { return name.empty() ? "the name is empty" : std::string(); }, "");
-
 constexpr char const* kHandleHelp = "Handle of the object, hexadecimal, as 'zemhost info' shows it";
 
 /// The command line: options and what they fill, one command for each subcommand.
@@ -98,7 +94,7 @@ CommandLine::CommandLine()
             .add_option("--module", m_session.modulePath,
                         "The module's file (default: zem_db.tx beside the program or in the "
                         "library folder of its tree)")
-            ->check(kFileName);
+            ->check(fileName());
     m_app
         .add_flag("--without-module", m_session.withoutModule,
                   "Work without the module: its objects are carried as they are")
@@ -124,7 +120,7 @@ CLI::App& CommandLine::addCommand(CLI::App& parent, std::string const& name,
 
 void CommandLine::addDrawing(CLI::App& command, std::string& drawing)
 {
-    command.add_option("DRAWING", drawing, "The drawing (.zdw)")->required()->check(kFileName);
+    command.add_option("DRAWING", drawing, "The drawing (.zdw)")->required()->check(fileName());
 }
 
 void CommandLine::addBag(CLI::App& command, BagRequest& bag)
@@ -154,7 +150,7 @@ void CommandLine::addImport()
         m_import, runImport);
     command.add_option("PART", m_import.part, "The part: .step, .stp, .brep or .brp")
         ->required()
-        ->check(kFileName);
+        ->check(fileName());
     addDrawing(command, m_import.drawing);
     auto* const replace = command.add_flag_callback(
         "--replace", [this] { m_import.target = ImportTarget::kReplace; },
@@ -228,7 +224,7 @@ void CommandLine::addResave()
     command
         .add_option("TARGET", m_resave.target,
                     "The other drawing, which is replaced if it is there (default: in place)")
-        ->check(kFileName);
+        ->check(fileName());
     command.add_flag("--rewrite", m_resave.rewrite,
                      "Load every object and file it anew, not only those that have changed");
     command
@@ -245,10 +241,10 @@ void CommandLine::addCompare()
                                    "Example:\n"
                                    "  zemhost compare bracket.zdw copy.zdw",
                                    m_compare, runCompare);
-    command.add_option("A", m_compare.left, "A drawing")->required()->check(kFileName);
+    command.add_option("A", m_compare.left, "A drawing")->required()->check(fileName());
     command.add_option("B", m_compare.right, "The drawing to compare it with")
         ->required()
-        ->check(kFileName);
+        ->check(fileName());
     addJson(command, m_compare.json);
 }
 
@@ -340,7 +336,7 @@ void CommandLine::addBagFiles(CLI::App& bag)
     addDrawing(exported, m_bagExport.drawing);
     exported.add_option("FILE", m_bagExport.file, std::string(kFileHelp) + "output")
         ->required()
-        ->check(kFileName);
+        ->check(fileName());
     exported.add_option("HANDLE", m_bagExport.handles, "Objects (default: all that have a bag)");
 
     CLI::App& imported = addCommand(bag, "import", "Replace bags by those of a JSON file",
@@ -350,7 +346,7 @@ void CommandLine::addBagFiles(CLI::App& bag)
     addDrawing(imported, m_bagImport.drawing);
     imported.add_option("FILE", m_bagImport.file, std::string(kFileHelp) + "input")
         ->required()
-        ->check(kFileName);
+        ->check(fileName());
     imported.add_option("HANDLE", m_bagImport.handles, "Only these objects (default: all of FILE)");
 
     CLI::App& compared =
@@ -362,7 +358,7 @@ void CommandLine::addBagFiles(CLI::App& bag)
     addDrawing(compared, m_bagCompare.drawing);
     compared.add_option("FILE", m_bagCompare.file, std::string(kFileHelp) + "input")
         ->required()
-        ->check(kFileName);
+        ->check(fileName());
     compared.add_option("HANDLE", m_bagCompare.handles,
                         "Only these objects (default: all of FILE and of the drawing)");
 }

@@ -10,6 +10,7 @@
 #include <cmath>
 #include <iostream>
 #include <map>
+#include <unordered_map>
 
 namespace zemhost {
 
@@ -58,16 +59,33 @@ std::vector<DrivenInsert> insertsDriven(HostBagExtension const* bags, OdDbObject
     return bags != nullptr ? drivenInserts(*bags, block) : std::vector<DrivenInsert>();
 }
 
-std::vector<DrivenInsert> insertsDrivenBy(std::vector<DrivenInsert> const& driven,
-                                          std::string const& name)
+/// The name in the form that is the same for all names that compare equal.
+std::string comparedName(OdString name)
 {
-    std::vector<DrivenInsert> found;
+    return toUtf8(name.makeUpper());
+}
+
+std::string comparedName(std::string const& name)
+{
+    return comparedName(OdString::fromUtf8(name));
+}
+
+/// Inserts by the compared names of the variables that drive them.
+using InsertsByVariable = std::unordered_map<std::string, std::vector<DrivenInsert>>;
+
+InsertsByVariable byVariable(std::vector<DrivenInsert> const& driven)
+{
+    InsertsByVariable inserts;
     for (DrivenInsert const& insert : driven) {
-        if (insert.drive.variable.iCompare(OdString::fromUtf8(name)) == 0) {
-            found.push_back(insert);
-        }
+        inserts[comparedName(insert.drive.variable)].push_back(insert);
     }
-    return found;
+    return inserts;
+}
+
+std::vector<DrivenInsert> insertsDrivenBy(InsertsByVariable const& driven, std::string const& name)
+{
+    const auto found = driven.find(comparedName(name));
+    return found != driven.end() ? found->second : std::vector<DrivenInsert>();
 }
 
 std::vector<std::string> handlesOf(std::vector<DrivenInsert> const& inserts)
@@ -312,7 +330,7 @@ std::string usersText(VariableView const& variable, std::vector<DrivenInsert> co
 }
 
 Json listJson(VarsRequest const& request, Subject const& subject,
-              std::vector<VariableView> const& variables, std::vector<DrivenInsert> const& driven)
+              std::vector<VariableView> const& variables, InsertsByVariable const& driven)
 {
     Json json;
     json["drawing"] = request.drawing;
@@ -329,7 +347,7 @@ Json listJson(VarsRequest const& request, Subject const& subject,
 }
 
 void printList(VarsRequest const& request, Subject const& subject,
-               std::vector<VariableView> const& variables, std::vector<DrivenInsert> const& driven)
+               std::vector<VariableView> const& variables, InsertsByVariable const& driven)
 {
     std::cout << printable(request.drawing) << ", " << subject.text << ": "
               << counted(variables.size(), "variable") << '\n';
@@ -366,10 +384,11 @@ ExitCode runVarsList(HostSession& session, VarsRequest const& request)
     guardDrawing([&] {
         const std::vector<VariableView> variables =
             variablesOf(OdDbAssocNetwork::getInstanceFromObject(subject.block));
-        const std::vector<DrivenInsert> driven =
+        const std::vector<DrivenInsert> inserts =
             variables.empty() || !session.hasModule()
                 ? std::vector<DrivenInsert>()
                 : insertsDriven(bagsForInserts(session, subject.block), subject.block);
+        const InsertsByVariable driven = byVariable(inserts);
         if (request.json) {
             std::cout << toText(listJson(request, subject, variables, driven), 2) << '\n';
         } else {
@@ -411,7 +430,7 @@ ExitCode runVarsRename(HostSession& session, VarsRenameRequest const& request)
     OdResult result = kOdOk;
     guardDrawing([&] {
         HostBagExtension const* const bags = bagsForInserts(session, subject.block);
-        inserts = insertsDrivenBy(insertsDriven(bags, subject.block), request.name);
+        inserts = insertsDrivenBy(byVariable(insertsDriven(bags, subject.block)), request.name);
         expressions = viewOf(subject, id).usedBy.size();
         const OdDbAssocVariablePtr variable =
             OdDbAssocVariable::cast(id.safeOpenObject(OdDb::kForWrite).get());
@@ -447,7 +466,7 @@ ExitCode runVarsRemove(HostSession& session, VarsRemoveRequest const& request)
     guardDrawing([&] {
         HostBagExtension const* const bags = bagsForInserts(session, subject.block);
         const std::vector<DrivenInsert> inserts =
-            insertsDrivenBy(insertsDriven(bags, subject.block), request.name);
+            insertsDrivenBy(byVariable(insertsDriven(bags, subject.block)), request.name);
         users = usersText(viewOf(subject, id), inserts);
         if (!users.empty() && !request.force) {
             throw HostError(ExitCode::kFindings, request.name, users,

@@ -61,9 +61,6 @@ using Attach = OdDbObjectId (*)(OdDbDatabase& host, OdString const& path, OdStri
 
 ExitCode attach(HostSession& session, XrefAttachRequest const& request, Attach operation)
 {
-    if (request.file.empty()) {
-        throw HostError(ExitCode::kUsage, "FILE", "is empty", "name the drawing to attach");
-    }
     const OdDbDatabasePtr database =
         openDrawing(session, request.drawing, OdDbOpenDrawingMode::kForWriting);
     const std::string path = pathToStore(request);
