@@ -7,6 +7,7 @@
 #include "db/od_db_id_mapping.h"
 #include "db/od_db_proxy_object.h"
 #include "db/od_db_viewport.h"
+#include "db/od_db_xrecord.h"
 #include "db/od_db_xref_man.h"
 #include "root/root_test_support.h"
 #include "store/od_db_drawing.h"
@@ -14,6 +15,8 @@
 
 #include "zem_block_utils.h"
 #include "zem_database_utils.h"
+#include "zem_db_object.h"
+#include "zem_db_object_dependency.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -91,6 +94,15 @@ protected:
     OdDbDatabasePtr m_other = OdDbDatabase::createObject();
     OdDbObjectId m_first = addBlock(*m_database, L"First");
     OdDbObjectId m_second = addBlock(*m_database, L"Second");
+};
+
+/// Counts how often an object was to be drawn again.
+class RedrawCounter : public OdDbXrecord
+{
+public:
+    void modifiedGraphics(OdDbObject const*) override { ++m_count; }
+
+    int m_count = 0;
 };
 
 /// A drawing on disk with one line, as an external drawing of another one.
@@ -635,4 +647,45 @@ TEST(PaperToWorld, FollowsTheView)
     ASSERT_TRUE(zemu::getPaperDcsToWcsMatrix(viewport, matrix));
     EXPECT_TRUE((matrix * OdGePoint3d(10, 20, 0)).isEqualTo(OdGePoint3d(100, 1, 2)));
     EXPECT_FALSE(zemu::getPaperDcsToWcsMatrix(OdDbViewportPtr(), matrix));
+}
+
+TEST_F(Blocks, EntitiesThatLinksLeadToAreDrawnAgainOnce)
+{
+    const OdDbObjectId line = append<OdDbLine>(m_first);
+    const OdDbObjectId reference = appendReference(m_second, m_first);
+    const OdSmartPtr<RedrawCounter> counter = odrxMake<RedrawCounter>();
+    reference.openObject(OdDb::kForWrite)
+        ->addPersistentReactor(m_database->addOdDbObject(counter.get()));
+    OdSmartPtr<ZemDbObject> companion = odrxMake<ZemDbObject>();
+    m_database->addOdDbObject(companion.get());
+    companion->attachTo(reference);
+    companion.release();
+    OdDbObjectIdArray links{OdDbObjectId(), line, nowhere()};
+    for (int count = 0; count < 3; ++count) {
+        const OdSmartPtr<ZemDbObjectDependency> link = odrxMake<ZemDbObjectDependency>();
+        links.append(m_database->addOdDbObject(link.get()));
+        if (count > 0) {
+            link->setLinkObject(OdDbFullSubentPath({reference, line}, OdDbSubentId()));
+            EXPECT_EQ(link->getInsertId(), reference);
+        }
+    }
+    m_database->startUndoRecord();
+    zemu::markEntToRedraw(links);
+    EXPECT_EQ(counter->m_count, 1);
+    ASSERT_EQ(m_database->undo(), kOdOk);
+    EXPECT_EQ(counter->m_count, 2);
+    ASSERT_EQ(m_database->redo(), kOdOk);
+    EXPECT_EQ(counter->m_count, 3);
+}
+
+TEST_F(Blocks, AnEntityWithoutACompanionIsNotDrawnAgain)
+{
+    const OdDbObjectId line = append<OdDbLine>(m_first);
+    const OdSmartPtr<ZemDbObjectDependency> link = odrxMake<ZemDbObjectDependency>();
+    const OdDbObjectId id = m_database->addOdDbObject(link.get());
+    link->setLinkObject(OdDbFullSubentPath({line}, OdDbSubentId()));
+    zemu::markEntToRedraw({id});
+    EXPECT_TRUE(ZemDbObject::openZemDbObject(line, OdDb::kForRead, false).isNull());
+    EXPECT_TRUE(ZemDbObject::openZemDbObject(nullptr, OdDb::kForRead, false).isNull());
+    EXPECT_FALSE(line.openObject()->isModified());
 }

@@ -10,10 +10,13 @@
 #include "root/od_error.h"
 
 #include "zem_database_utils.h"
+#include "zem_db_object.h"
+#include "zem_db_object_dependency.h"
 #include "zem_db_variable_utils.h"
 #include "zem_open_guard_impl.h"
 
 #include <algorithm>
+#include <set>
 
 namespace zemu {
 namespace {
@@ -369,6 +372,24 @@ OdResult makeIdArray(OdArray<OdDbHandle> const& handles, OdDbObjectIdArray& ids,
         ids.append(id);
     }
     return kOdOk;
+}
+
+void markEntToRedraw(OdDbObjectIdArray const& links)
+{
+    std::set<OdDbObjectId, less_safeObjectId> inserts;
+    for (OdDbObjectId id : links) {
+        const auto link = ZemDbObjectDependency::cast(id.openObject(OdDb::kForRead).get());
+        if (!link.isNull()) {
+            inserts.insert(link->getInsertId());
+        }
+    }
+    for (OdDbObjectId id : inserts) {
+        const OdSmartPtr<ZemDbObject> object =
+            ZemDbObject::openZemDbObject(id, OdDb::kForWrite, /*openErased=*/false);
+        if (!object.isNull()) {
+            object->triggerObjectRedraw();
+        }
+    }
 }
 
 OdDbObjectId getXrefBlock(OdDbObjectId reference)

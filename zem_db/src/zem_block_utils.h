@@ -108,6 +108,9 @@ bool isAssociativeArray(OdDbObject* object);
 ///         loaded, or handles without an id to start from.
 OdResult makeIdArray(OdArray<OdDbHandle> const& handles, OdDbObjectIdArray& ids,
                      bool openErased = false);
+/// Draws the entities again that links lead to: each entity with a model object once, in order of
+/// ids. Ids that are no links are passed over.
+void markEntToRedraw(OdDbObjectIdArray const& links);
 /// @}
 
 /// \name External drawings

@@ -34,3 +34,15 @@ void ZemDbObjectDependency::dwgOutFields(OdDbDwgFiler* filer) const
     OdDbObject::dwgOutFields(filer);
     m_properties.dwgOutFields(filer);
 }
+
+void ZemDbObjectDependency::setLinkObject(OdDbFullSubentPath const& path)
+{
+    assertWriteEnabled(true, true);
+    m_path = path;
+}
+
+OdDbObjectId ZemDbObjectDependency::getInsertId() const
+{
+    assertReadEnabled();
+    return m_path.objectIds().isEmpty() ? OdDbObjectId::kNull : m_path.objectIds().first();
+}

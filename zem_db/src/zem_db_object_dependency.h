@@ -3,6 +3,7 @@
 #pragma once
 
 #include "db/od_db_object.h"
+#include "db/od_db_subent.h"
 
 #include "zem_properties.h"
 
@@ -15,6 +16,15 @@ public:
     ZemDbObjectDependency();
     ~ZemDbObjectDependency() override;
 
+    /// \name Link, kept in memory
+    /// @{
+    /// Makes this a link to a sub-entity. \throws OdError (not open for write).
+    void setLinkObject(OdDbFullSubentPath const& path);
+    /// The object in the drawing's own block that the link starts from: the outermost reference, or
+    /// the entity itself; null for a link that leads nowhere. \throws OdError (not open for read).
+    OdDbObjectId getInsertId() const;
+    /// @}
+
     /// The bag, for reading. \throws OdError (not open for read).
     ZemProperties const& getReadProperties() const;
     /// The bag, for changes, which become part of undo. \throws OdError (not open for write).
@@ -26,5 +36,6 @@ public:
     void dwgOutFields(OdDbDwgFiler* filer) const override;
 
 private:
+    OdDbFullSubentPath m_path;
     ZemProperties m_properties;
 };
