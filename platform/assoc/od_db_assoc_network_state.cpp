@@ -34,7 +34,7 @@ bool OdDbAssocNetworkState::hasMember(OdDbObjectId action)
 void OdDbAssocNetworkState::addMember(OdDbObjectId action)
 {
     if (!hasMember(action)) {
-        m_members.insert({std::hash<void const*>()(action.record()), true, action.record()});
+        m_members.insert({std::hash<void const*>()(action.record()), action.record()});
     }
 }
 

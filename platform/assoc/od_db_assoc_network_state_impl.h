@@ -72,7 +72,6 @@ private:
     struct Named
     {
         std::size_t hash = 0;
-        bool isUsed = false;
         OdString name;
         OdDbObjectId id;
         std::unique_ptr<Ids> others;
@@ -80,7 +79,6 @@ private:
     struct Member
     {
         std::size_t hash = 0;
-        bool isUsed = false;
         OdDbIdRecord const* record = nullptr;
     };
 

@@ -173,8 +173,8 @@ OdResult OdDbAssocVariable::setExpression(OdString const& expression,
         return result;
     }
     changeText(expression);
-    if (parser->size() <= kMostKeptSteps) {
-        m_parser = std::move(parser);
+    if (!targets.empty() && parser->size() <= kMostKeptSteps) {
+        m_parser = std::move(parser);  // what depends on nothing is hardly computed again
     }
     dependOn(targets);
     OdDbAssocNetworkState* const known = findNetworkState();
