@@ -401,7 +401,9 @@ TEST_F(OdDbAssocNetworkTest, ABlockGoesIntoAnotherDrawingWithItsVariables)
 
 OdDbMemoryFiler::Bytes filed(OdDbObject const& object, OdDb::FilerType type)
 {
-    return dbtest::bytesOf(object, type);
+    OdStaticRxObject<OdDbMemoryFiler> filer(type);
+    object.dwgOutFields(&filer);
+    return filer.bytes();
 }
 
 /// Little-endian bytes of the memory filer, which files ids by value.
