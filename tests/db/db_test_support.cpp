@@ -280,8 +280,13 @@ int TestReactor::count(NoticeKind kind) const
 
 OdDbMemoryFiler::Bytes bytesOf(OdDbObject const& object, OdDb::FilerType type)
 {
-    OdStaticRxObject<OdDbMemoryFiler> filer(type, object.database());
-    OdDbStorageAccess(*object.database()).fileOut(object, filer);
+    OdDbDatabase* const database = object.database();
+    OdStaticRxObject<OdDbMemoryFiler> filer(type, database);
+    if (database == nullptr) {
+        object.dwgOutFields(&filer);
+    } else {
+        OdDbStorageAccess(*database).fileOut(object, filer);
+    }
     return filer.bytes();
 }
 

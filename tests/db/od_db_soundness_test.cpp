@@ -119,16 +119,6 @@ TEST_F(Soundness, ExtendedDataFindsItsApplicationWithoutCase)
     EXPECT_FALSE(layer->xData(L"aPP").isNull());
 }
 
-TEST_F(Soundness, ExtendedDataRefusesAChainThatIsARing)
-{
-    m_db->newRegApp(L"APP");
-    const OdDbObjectPtr layer = m_db->getLayerZeroId().safeOpenObject(OdDb::kForWrite);
-    const OdResBufPtr chain = chainOf(L"APP");
-    chain->next()->setNext(chain.get());
-    EXPECT_EQ(codeOf([&] { layer->setXData(chain.get()); }), kOdCyclicReference);
-    chain->next()->setNext(nullptr);
-}
-
 TEST_F(Soundness, ARepeatedReactorInAStreamIsReadOnce)
 {
     OdStaticRxObject<OdDbMemoryFiler> filer(OdDb::FilerType::kCopyFiler, m_db.get());
