@@ -10,7 +10,6 @@ namespace {
 
 constexpr auto kSoftPointer = OdDb::ReferenceType::kSoftPointerRef;
 constexpr auto kHardPointer = OdDb::ReferenceType::kHardPointerRef;
-constexpr auto kHardOwner = OdDb::ReferenceType::kHardOwnershipRef;
 using Style = OdDb::DuplicateRecordCloning;
 
 class WblockCloneObjects : public CloneTest
