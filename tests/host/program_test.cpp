@@ -153,14 +153,14 @@ TEST(Program, NamesACommandAndAnOptionThatItDoesNotHave)
 
 TEST(Program, AnEmptyNameOfAFileIsAUsageError)
 {
-    const std::vector<std::vector<std::string>> kCommands = {{"info", ""},
-                                                             {"import", "a.step", ""},
-                                                             {"import", "", "a.zdw"},
-                                                             {"resave", "a.zdw", ""},
-                                                             {"compare", "a.zdw", ""},
-                                                             {"bag", "export", "a.zdw", ""},
-                                                             {"--module", "", "classes"}};
-    for (std::vector<std::string> const& command : kCommands) {
+    const std::vector<std::vector<std::string>> kEmptyNames = {{"info", ""},
+                                                               {"import", "a.step", ""},
+                                                               {"import", "", "a.zdw"},
+                                                               {"resave", "a.zdw", ""},
+                                                               {"compare", "a.zdw", ""},
+                                                               {"bag", "export", "a.zdw", ""},
+                                                               {"--module", "", "classes"}};
+    for (std::vector<std::string> const& command : kEmptyNames) {
         const ProgramResult result = runZemhost(command);
         EXPECT_EQ(result.exitCode, 2) << command.front();
         EXPECT_THAT(result.errors, HasSubstr("the name is empty")) << command.front();
