@@ -674,6 +674,11 @@ void OdDbDatabase::abortTransaction()
     m_impl->undo.abortTransaction();
 }
 
+std::size_t OdDbDatabase::numUndoMarks() const noexcept
+{
+    return m_impl->undo.markCount();
+}
+
 int OdDbDatabase::numActiveTransactions() const noexcept
 {
     return m_impl->undo.transactionCount();

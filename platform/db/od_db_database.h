@@ -97,6 +97,8 @@ public:
     /// Sets a mark to which `undo` goes back.
     void startUndoRecord();
     bool hasUndo() const noexcept;
+    /// How many marks there are to go back to.
+    std::size_t numUndoMarks() const noexcept;
     bool hasRedo() const noexcept;
     /// Goes back to the latest mark and takes it away; a mark with nothing recorded after it takes
     /// nothing back. Inside a transaction, or while recording is stopped, there is no redo of it.

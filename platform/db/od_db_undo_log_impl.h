@@ -43,6 +43,7 @@ public:
     /// @{
     void startUndoRecord();
     bool hasUndo() const noexcept { return !m_undo.marks.empty(); }
+    std::size_t markCount() const noexcept { return m_undo.marks.size(); }
     bool hasRedo() const noexcept { return !m_redo.marks.empty() && !hasRecordedSinceUndo(); }
     OdResult undo();
     OdResult redo();

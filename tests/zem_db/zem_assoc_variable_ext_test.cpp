@@ -244,7 +244,7 @@ TEST_F(VariableExtension, AMeasurementTypeWipesACustomUnit)
     EXPECT_EQ(extension()->unitsAsString(), L"");
 }
 
-TEST_F(VariableExtension, ATypeIsNotStoredWhereTheConstraintMakesTheVariableALength)
+TEST_F(VariableExtension, ATypeIsNotStoredButStillReportedWhereAConstraintMakesALength)
 {
     constrain(/*isLinear=*/true);
     extension()->setMeasurementType(1);
@@ -349,7 +349,7 @@ TEST_F(VariableExtension, AMeasurementHoldsValueTypeUnitsAndText)
     EXPECT_EQ(extension()->unitsAsString(), L"mm^2");
 }
 
-TEST_F(VariableExtension, ConversionToTheSameUnitKeepsValueAndText)
+TEST_F(VariableExtension, ConversionToTheSameUnitKeepsValueAndTextAndAsksNobody)
 {
     const AttachedUnits units;
     const Measurement same = Ext::convertMeasurement(
@@ -360,7 +360,7 @@ TEST_F(VariableExtension, ConversionToTheSameUnitKeepsValueAndText)
     EXPECT_TRUE(units->m_calls.empty());
 }
 
-TEST_F(VariableExtension, ConversionScalesByTheMeasurementType)
+TEST_F(VariableExtension, ConversionOfAnAreaSquaresAndOfAVolumeCubesTheFactor)
 {
     struct Row
     {

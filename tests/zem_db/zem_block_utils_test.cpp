@@ -182,6 +182,27 @@ TEST_F(Blocks, AreNotEqualWithAnotherOrder)
     EXPECT_FALSE(zemu::isEqualBTR(m_first, m_second));
 }
 
+TEST_F(Blocks, AreNotWrittenIntoABlockThatTheyWouldShow)
+{
+    const OdDbObjectId shown = addBlock(*m_database, L"Shown");
+    append<OdDbLine>(shown);
+    appendReference(m_first, shown);
+    const OdDbObjectId target = addBlock(*m_other, L"Shown");
+    m_other->setINSUNITS(OdDb::UnitsValue::kUnitsInches);
+    EXPECT_THROW(zemu::wblockBlock(m_first, m_other.get(), true, {}, target), OdError);
+    EXPECT_EQ(open(target)->entityCount(), 0U);
+    EXPECT_EQ(open(target)->blockInsertUnits(), OdDb::UnitsValue::kUnitsUndefined);
+    EXPECT_EQ(m_other->numActiveTransactions(), 0);
+}
+
+TEST_F(Blocks, AreNotWrittenIntoABlockOfTheirOwnThatTheyShow)
+{
+    append<OdDbLine>(m_second);
+    appendReference(m_first, m_second);
+    EXPECT_THROW(zemu::wblockBlock(m_first, m_database.get(), true, {}, m_second), OdError);
+    EXPECT_EQ(open(m_second)->entityCount(), 1U);
+}
+
 TEST_F(Blocks, AreNotEqualWithTheSameClassesAndAnotherLength)
 {
     append<OdDbLine>(m_first);

@@ -141,6 +141,12 @@ TEST_F(Clones, AReverseMappingSetsTheValueEvenIfItFindsNothing)
     EXPECT_EQ(pair.value(), m_second);
 }
 
+TEST_F(Clones, AnEmptyReverseMappingFindsNothing)
+{
+    OdDbIdPair pair;
+    EXPECT_FALSE(ZemDbReverseIdMapping(*OdDbIdMapping::createObject()).compute(m_first, pair));
+}
+
 TEST_F(Clones, AReverseMappingAnswersWithTheFirstOfSeveralKeys)
 {
     m_mapping->assign(OdDbIdPair(m_second, m_first, true));

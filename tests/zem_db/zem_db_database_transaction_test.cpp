@@ -82,6 +82,72 @@ TEST_P(Scopes, Nest)
     EXPECT_FALSE(outer.isErased());
 }
 
+TEST_P(Scopes, ThatWereKeptGoWithTheOuterOne)
+{
+    OdDbObjectId outer;
+    OdDbObjectId inner;
+    {
+        ZemDbDatabaseTransaction outerScope(m_database.get(), false, GetParam());
+        outer = appendLine();
+        {
+            ZemDbDatabaseTransaction innerScope(m_database.get(), false, GetParam());
+            inner = appendLine();
+            innerScope.setNoAbort();
+        }
+        EXPECT_FALSE(inner.isErased());
+    }
+    EXPECT_TRUE(inner.isErased());
+    EXPECT_TRUE(outer.isErased());
+    EXPECT_EQ(m_database->numActiveTransactions(), 0);
+    EXPECT_EQ(m_database->numUndoMarks(), 0U);
+}
+
+TEST_P(Scopes, TakeBackTransactionsThatWereLeftOpenInThem)
+{
+    OdDbObjectId line;
+    {
+        ZemDbDatabaseTransaction scope(m_database.get(), false, GetParam());
+        m_database->startTransaction();
+        line = appendLine();
+    }
+    EXPECT_TRUE(line.isErased());
+    EXPECT_EQ(m_database->numActiveTransactions(), 0);
+}
+
+TEST_P(Scopes, DoNotTakeBackWhatWasBeforeThem)
+{
+    m_database->startUndoRecord();
+    m_database->startTransaction();
+    const OdDbObjectId before = appendLine();
+    int reports = 0;
+    const OdAssertSink sink = odSetAssertSink([&reports](OdAssertReport const&) { ++reports; });
+    {
+        ZemDbDatabaseTransaction scope(m_database.get(), false, GetParam());
+        if (GetParam()) {
+            EXPECT_EQ(m_database->undo(), kOdOk);
+        } else {
+            m_database->endTransaction();
+        }
+    }
+    odSetAssertSink(sink);
+    EXPECT_EQ(reports, 1);
+    EXPECT_FALSE(before.isErased());
+    EXPECT_EQ(m_database->numActiveTransactions(), 1);
+    EXPECT_EQ(m_database->numUndoMarks(), 1U);
+    m_database->endTransaction();
+}
+
+TEST_P(Scopes, ForgetAnActiveViewportThatWasMadeInThem)
+{
+    {
+        ZemDbDatabaseTransaction scope(m_database.get(), true, GetParam());
+        m_database->setActiveViewportId(
+            OdDbBlockTableRecordPtr(m_database->getPaperSpaceId().openObject(OdDb::kForWrite))
+                ->appendOdDbEntity(OdDbViewport::createObject().get()));
+    }
+    EXPECT_TRUE(m_database->activeViewportId().isNull());
+}
+
 TEST_P(Scopes, KeepTheActiveViewportIfAskedTo)
 {
     const OdDbBlockTableRecordPtr paper = m_database->getPaperSpaceId().openObject(OdDb::kForWrite);

@@ -199,6 +199,14 @@ TEST_F(Variables, AnEmptyNetworkFindsNothing)
     EXPECT_TRUE(find(L"a").isNull());
 }
 
+TEST_F(Variables, AnEmptyNetworkGetsANewVariableThatStartsAtOne)
+{
+    OdDbAssocNetwork::getInstanceFromObject(m_block, /*create=*/true);
+    const OdDbObjectId id = zemu::getAssocVariable(m_block, L"a", /*create=*/true);
+    ASSERT_FALSE(id.isNull());
+    EXPECT_EQ(open(id)->expression(), L"1");
+}
+
 TEST_F(Variables, ANewVariableStartsAtOne)
 {
     const OdDbObjectId id = zemu::getAssocVariable(m_block, L"a", /*create=*/true);
@@ -363,7 +371,7 @@ TEST_F(Variables, UsedVariablesUpToDepthOneAreTheGivenOnes)
     }
 }
 
-TEST_F(Variables, UsedVariablesAreFoundTheNearestFirst)
+TEST_F(Variables, UsedVariablesAboveDepthOneAreAllTheNearestFirst)
 {
     const OdDbObjectId a = add(L"a");
     const OdDbObjectId b = add(L"b", L"a");

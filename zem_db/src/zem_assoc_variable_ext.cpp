@@ -129,6 +129,9 @@ ZemAssocVariableExt::cast(OdSmartPtr<OdDbAssocVariable> const& variable)
         throw OdError(kOdClassNotRegistered);
     }
     const OdSmartPtr<ZemAssocVariableExt> extension = desc()->create();
+    if (extension.isNull()) {
+        throw OdError(kOdNullObjectPointer);
+    }
     extension->getDbObject() = variable;
     return extension;
 }

@@ -10,6 +10,7 @@
 #include "root/od_error.h"
 
 #include "zem_database_utils.h"
+#include "zem_db_database_transaction.h"
 #include "zem_db_object.h"
 #include "zem_db_object_dependency.h"
 #include "zem_db_variable_utils.h"
@@ -17,6 +18,7 @@
 
 #include <algorithm>
 #include <set>
+#include <unordered_set>
 
 namespace zemu {
 namespace {
@@ -64,13 +66,15 @@ OdDbObjectIdArray entitiesOf(OdDbBlockTableRecord const& block)
 /// \throws OdError (cyclic reference).
 void requireNoCycle(OdDbObjectIdArray const& entities, OdDbBlockTableRecord const& target)
 {
+    std::unordered_set<OdDbObjectId> shown;
     for (OdDbObjectId id : entities) {
         const OdRxClass* const entityClass = id.objectClass();
         if (entityClass == nullptr || !entityClass->isDerivedFrom(OdDbBlockReference::desc())) {
             continue;
         }
         const OdDbBlockReferencePtr reference = openReference(id);
-        if (!reference.isNull() && target.isContainedIn(reference->blockTableRecord())) {
+        if (!reference.isNull() && shown.insert(reference->blockTableRecord()).second &&
+            target.isContainedIn(reference->blockTableRecord())) {
             throw OdError(kOdCyclicReference);
         }
     }
@@ -252,11 +256,16 @@ OdDbObjectId cloneBlock(OdDbObjectId source, OdDbObjectId target, bool /*withCon
     }
     const OdDbObjectIdArray entities = entitiesOf(*from);
     requireNoCycle(entities, *to);
+    ZemDbDatabaseTransaction scope(from->database(), /*keepActiveViewport=*/false,
+                                   /*useUndo=*/false);
     copyBlockSettings(source, target);
     if (mapping.isNull()) {
         mapping = OdDbIdMapping::createObject();
     }
     from->database()->deepCloneObjects(entities, target, *mapping, !translateNow);
+    // The caller's mapping may lead references to blocks that the sources didn't show.
+    requireNoCycle(entitiesOf(*to), *to);
+    scope.setNoAbort();
     return target;
 }
 
@@ -272,8 +281,12 @@ OdDbObjectId cloneBlock(OdDbObjectId source, bool withConstruction,
     if (openBlock(source).isNull()) {
         return OdDbObjectId::kNull;
     }
+    ZemDbDatabaseTransaction scope(source.database(), /*keepActiveViewport=*/false,
+                                   /*useUndo=*/false);
     const OdDbObjectId target = createEmptyAnonymousBlock(source.database());
-    return cloneBlock(source, target, withConstruction, mapping, /*translateNow=*/true);
+    (void)cloneBlock(source, target, withConstruction, mapping, /*translateNow=*/true);
+    scope.setNoAbort();
+    return target;
 }
 
 OdDbObjectId wblockBlock(OdDbObjectId source, OdDbDatabase* target, bool /*withConstruction*/,
@@ -283,14 +296,17 @@ OdDbObjectId wblockBlock(OdDbObjectId source, OdDbDatabase* target, bool /*withC
     if (from.isNull() || target == nullptr) {
         return OdDbObjectId::kNull;
     }
+    if (!targetBlock.isNull()) {
+        if (openBlock(targetBlock).isNull()) {
+            return OdDbObjectId::kNull;
+        }
+        if (targetBlock.database() != target) {
+            throw OdError(kOdWrongDatabase);
+        }
+    }
+    ZemDbDatabaseTransaction scope(target, /*keepActiveViewport=*/false, /*useUndo=*/false);
     if (targetBlock.isNull()) {
         targetBlock = createEmptyAnonymousBlock(target);
-    }
-    if (openBlock(targetBlock).isNull()) {
-        return OdDbObjectId::kNull;
-    }
-    if (targetBlock.database() != target) {
-        throw OdError(kOdWrongDatabase);
     }
     const ZemParameterCopyModeElevate elevated(target);
     copyBlockSettings(source, targetBlock);
@@ -299,6 +315,10 @@ OdDbObjectId wblockBlock(OdDbObjectId source, OdDbDatabase* target, bool /*withC
     }
     target->wblockCloneObjects(entitiesOf(*from), targetBlock, *mapping,
                                OdDb::DuplicateRecordCloning::kDrcIgnore);
+    // A block of the target that has the name of one that the source shows stands for it.
+    const OdDbBlockTableRecordPtr to = openBlock(targetBlock);
+    requireNoCycle(entitiesOf(*to), *to);
+    scope.setNoAbort();
     return targetBlock;
 }
 

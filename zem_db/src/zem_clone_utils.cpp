@@ -143,7 +143,9 @@ OdDbObjectId mapPathElement(OdDbIdMapping& mapping, ZemDbIdMapping const& blocks
     const OdDbObjectPtr object = element.openObject(OdDb::kForRead, /*openErased=*/true);
     const OdDbObjectId otherBlock =
         object.isNull() ? OdDbObjectId::kNull : blocks.find(object->ownerId());
-    const OdDbObjectId byPosition = findCorrespondingEntityByIndexInBTR(element, otherBlock);
+    const OdDbObjectId byPosition = otherBlock.isNull()
+                                        ? OdDbObjectId::kNull
+                                        : findCorrespondingEntityByIndexInBTR(element, otherBlock);
     if (!byPosition.isNull()) {
         return byPosition;
     }
@@ -156,6 +158,12 @@ bool isOwnedByAction(OdDbObject const& dependency)
 {
     const OdDbObjectPtr owner = dependency.ownerId().openObject(OdDb::kForRead);
     return !owner.isNull() && owner->isKindOf(OdDbAssocAction::desc());
+}
+
+/// Whether an owner was named that can't be opened; a clone for it would be listed by nobody.
+bool isMissing(OdDbObjectId owner, OdDbObjectPtr const& opened)
+{
+    return !owner.isNull() && opened.isNull();
 }
 
 /// Whether the owners of an object lead up to a dictionary that lists the object below it.
@@ -180,16 +188,18 @@ OdDbObjectPtr deepCloneObject(OdDbObjectId object, OdDbObjectId owner, OdDbIdMap
 {
     const OdDbObjectPtr source = object.openObject(OdDb::kForRead);
     const OdDbObjectPtr ownerObject = owner.openObject(OdDb::kForRead);
-    return source.isNull() ? OdDbObjectPtr()
-                           : source->deepClone(mapping, ownerObject.get(), /*isPrimary=*/true);
+    return source.isNull() || isMissing(owner, ownerObject)
+               ? OdDbObjectPtr()
+               : source->deepClone(mapping, ownerObject.get(), /*isPrimary=*/true);
 }
 
 OdDbObjectPtr wblockCloneObject(OdDbObjectId object, OdDbObjectId owner, OdDbIdMapping& mapping)
 {
     const OdDbObjectPtr source = object.openObject(OdDb::kForRead);
     const OdDbObjectPtr ownerObject = owner.openObject(OdDb::kForRead);
-    return source.isNull() ? OdDbObjectPtr()
-                           : source->wblockClone(mapping, ownerObject.get(), /*isPrimary=*/true);
+    return source.isNull() || isMissing(owner, ownerObject)
+               ? OdDbObjectPtr()
+               : source->wblockClone(mapping, ownerObject.get(), /*isPrimary=*/true);
 }
 
 bool tryCompute(OdDbIdMapping& mapping, IdMap& extra, OdDbIdPair& pair)

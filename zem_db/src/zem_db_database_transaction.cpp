@@ -1,6 +1,7 @@
 #include "zem_db_database_transaction.h"
 
 #include "db/od_db_database.h"
+#include "root/od_error.h"
 #include "zem_utils/zemc_assert.h"
 
 #include <exception>
@@ -11,16 +12,18 @@ namespace {
 class PausedRecording
 {
 public:
-    explicit PausedRecording(OdDbDatabase& database) : m_database(database)
+    explicit PausedRecording(OdDbDatabase& database)
+        : m_database(database), m_wasOn(database.undoRecording())
     {
         m_database.disableUndoRecording(true);
     }
     PausedRecording(PausedRecording const&) = delete;
     PausedRecording& operator=(PausedRecording const&) = delete;
-    ~PausedRecording() { m_database.disableUndoRecording(false); }
+    ~PausedRecording() { m_database.disableUndoRecording(!m_wasOn); }
 
 private:
     OdDbDatabase& m_database;
+    bool m_wasOn;
 };
 
 }  // namespace
@@ -29,13 +32,8 @@ ZemDbDatabaseTransaction::ZemDbDatabaseTransaction(OdDbDatabase* database, bool 
                                                    bool useUndo)
     : m_useUndo(useUndo), m_keepActiveViewport(keepActiveViewport), m_database(database)
 {
-    if (m_database == nullptr) {
-        return;
-    }
-    if (m_useUndo) {
-        m_database->startUndoRecord();
-    } else {
-        m_database->startTransaction();
+    if (m_database != nullptr) {
+        start();
     }
 }
 
@@ -53,28 +51,67 @@ ZemDbDatabaseTransaction::~ZemDbDatabaseTransaction()
     }
 }
 
+void ZemDbDatabaseTransaction::start()
+{
+    m_transactionsBefore = m_database->numActiveTransactions();
+    m_marksBefore = m_database->numUndoMarks();
+    if (m_useUndo) {
+        m_database->startUndoRecord();
+    } else {
+        m_database->startTransaction();
+    }
+}
+
 void ZemDbDatabaseTransaction::finish()
 {
     if (m_active) {
         const OdDbObjectId viewport =
             m_keepActiveViewport ? m_database->activeViewportId() : OdDbObjectId::kNull;
         abort();
-        if (!viewport.isNull()) {
+        // One that was made in the scope is gone with it.
+        if (!viewport.isNull() && !viewport.isErased()) {
             m_database->setActiveViewportId(viewport);
         }
     } else if (!m_useUndo) {
-        m_database->endTransaction();
+        endTransactions();
     }
 }
 
 void ZemDbDatabaseTransaction::abort()
 {
-    if (!m_useUndo) {
-        m_database->abortTransaction();
-        return;
+    abortTransactions();
+    if (m_useUndo) {
+        undo();
     }
+}
+
+void ZemDbDatabaseTransaction::abortTransactions()
+{
+    if (!m_useUndo && m_database->numActiveTransactions() <= m_transactionsBefore) {
+        throw OdError(kOdNoTransaction);  // what is open now is the caller's
+    }
+    while (m_database->numActiveTransactions() > m_transactionsBefore) {
+        m_database->abortTransaction();
+    }
+}
+
+void ZemDbDatabaseTransaction::endTransactions()
+{
+    if (m_database->numActiveTransactions() <= m_transactionsBefore) {
+        throw OdError(kOdNoTransaction);  // what is open now is the caller's
+    }
+    while (m_database->numActiveTransactions() > m_transactionsBefore) {
+        m_database->endTransaction();
+    }
+}
+
+void ZemDbDatabaseTransaction::undo()
+{
     const PausedRecording paused(*m_database);
-    const OdResult res = m_database->undo();
+    OdResult res = m_database->numUndoMarks() > m_marksBefore ? kOdOk : kOdNoUndo;
+    while (res == kOdOk && m_database->numUndoMarks() > m_marksBefore) {
+        res = m_database->undo();
+    }
     if (res != kOdOk) {
         zemcCallAssert("eOk == res", odResultText(res), __FILE__, __LINE__);
     }
@@ -87,6 +124,9 @@ AutoSaveSolidProperties::AutoSaveSolidProperties(OdDbEntityPtr entity) : m_entit
     if (!m_entity.isNull()) {
         // Of the same class, so that what the class adds for its parts is kept as well.
         m_properties = m_entity->isA()->create();
+        if (m_properties.isNull()) {
+            throw OdError(kOdNotApplicable);
+        }
         m_properties->setPropertiesFrom(m_entity.get(), /*alsoSubentities=*/true);
     }
 }

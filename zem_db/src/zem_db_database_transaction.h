@@ -7,7 +7,8 @@
 class OdDbDatabase;
 
 /// A scope of changes to a database: its end takes them back unless `setNoAbort` was called, also
-/// when an exception passes. Scopes nest.
+/// when an exception passes. Scopes nest: what an inner one kept goes with the outer one, and so do
+/// undo marks and transactions that the scope left behind. What was there before it stays.
 ///
 /// A failure while they are taken back is reported as an assertion and goes no further.
 class ZemDbDatabaseTransaction
@@ -27,13 +28,19 @@ public:
     void setNoAbort() noexcept { m_active = false; }
 
 private:
+    void start();
     void abort();
+    void abortTransactions();
+    void endTransactions();
+    void undo();
     void finish();
 
     bool m_active = true;
     bool m_useUndo;
     bool m_keepActiveViewport;
     OdDbDatabase* m_database;
+    int m_transactionsBefore = 0;
+    std::size_t m_marksBefore = 0;
 };
 
 namespace zemu {
@@ -45,6 +52,7 @@ class AutoSaveSolidProperties
 public:
     /// \param entity  Open for read; must be open for write, or erased, at the end of the scope. Null
     ///                makes a scope without effect.
+    /// \throws OdError (not applicable) for an entity of a class that makes no objects.
     explicit AutoSaveSolidProperties(OdDbEntityPtr entity);
     AutoSaveSolidProperties(AutoSaveSolidProperties const&) = delete;
     AutoSaveSolidProperties& operator=(AutoSaveSolidProperties const&) = delete;

@@ -55,7 +55,11 @@ OdDbAssocVariablePtr makeVariable()
     if (variableClass == nullptr) {
         throw OdError(kOdClassNotRegistered);
     }
-    return variableClass->create();
+    OdDbAssocVariablePtr variable = variableClass->create();
+    if (variable.isNull()) {
+        throw OdError(kOdNullObjectPointer);
+    }
+    return variable;
 }
 
 /// Appends what an action depends on by value.
