@@ -390,7 +390,12 @@ OdResult OdDbAssocNetwork::evaluate(OdDbAssocEvaluationCallback* callback)
         }
         known.isChecked = true;
         known.stale.clear();
-        evaluation.evaluate(variables);
+        try {
+            evaluation.evaluate(variables);
+        } catch (...) {
+            network->state().stale.insert(variables.begin(), variables.end());
+            throw;
+        }
     }
     evaluation.close();
     return evaluation.firstFailure();

@@ -50,6 +50,19 @@ void reportFailure(char const* text)
     odReportAssert("clone operation is taken back", text, __FILE__, __LINE__);
 }
 
+/// Does a step that the rest of a failed operation must not depend on.
+template <class Step>
+void runReporting(Step const& step) noexcept
+{
+    try {
+        step();
+    } catch (std::exception const& error) {
+        reportFailure(error.what());
+    } catch (...) {
+        reportFailure("unknown exception");
+    }
+}
+
 OdDbDatabase& databaseOf(OdDbObject const& source)
 {
     if (source.objectId().isNull()) {
@@ -178,34 +191,27 @@ void OdDbCloneOperation::abandon() noexcept
     m_entering = nullptr;
     m_takesRoots = false;
     m_level = 0;
-    try {
-        // Nobody was told of the clones, and what they refer to may lie in another database.
+    // Nobody was told of the clones, and what they refer to may lie in another database.
+    runReporting([&] {
         OdStaticRxObject<OdDbIdXlateFiler> filer(m_keptDest.get(), m_mapping);
         for (std::size_t index = m_waitingBefore; index < m_waiting.size(); ++index) {
             Waiting const& waiting = m_waiting[index];
-            if (waiting.isReplaced) {
-                continue;
+            if (!waiting.isReplaced) {
+                OdDbObjectAccess::setReactors(*waiting.clone, {});
             }
-            OdDbObjectAccess::setReactors(*waiting.clone, {});
-            try {
-                translate(filer, m_scratch.bytes, waiting);
-            } catch (std::exception const& error) {
-                reportFailure(error.what());
-            }
+            runReporting([&] { translate(filer, m_scratch.bytes, waiting); });
         }
-        m_keptDest->abortTransaction();
-        // The transaction has no record of them if recording is stopped.
-        for (std::size_t index = m_waiting.size(); index > m_waitingBefore; --index) {
-            Waiting const& waiting = m_waiting[index - 1];
-            if (!waiting.isReplaced && !waiting.clone->isErased()) {
+    });
+    runReporting([&] { m_keptDest->abortTransaction(); });
+    // The transaction has no record of them if recording is stopped.
+    for (std::size_t index = m_waiting.size(); index > m_waitingBefore; --index) {
+        Waiting const& waiting = m_waiting[index - 1];
+        if (!waiting.isReplaced && !waiting.clone->isErased()) {
+            runReporting([&] {
                 OdDbObjectAccess::setErased(*waiting.clone, true);
                 OdDbObjectAccess::tellOwnerOfErase(*waiting.clone, true);
-            }
+            });
         }
-    } catch (std::exception const& error) {
-        reportFailure(error.what());
-    } catch (...) {
-        reportFailure("unknown exception");
     }
     m_mapping.dropPairs(m_pairsBefore);
     m_waiting.resize(m_waitingBefore);
@@ -222,15 +228,11 @@ void OdDbCloneOperation::finishLeftOver() noexcept
     if (m_waiting.empty() && m_putOff.empty() && m_reached.empty()) {
         return;
     }
-    try {
+    runReporting([&] {
         const OdDbDatabasePtr orig(m_mapping.origDb());
         const OdDbDatabasePtr dest(m_mapping.destDb());
         run(*orig, *dest, /*isDeferred=*/false, [] {});
-    } catch (std::exception const& error) {
-        reportFailure(error.what());
-    } catch (...) {
-        reportFailure("unknown exception");
-    }
+    });
 }
 
 /// What is owned comes before what is pointed to, so that an object that is both is owned.
@@ -280,7 +282,6 @@ void OdDbCloneOperation::translate(OdDbIdXlateFiler& filer, OdDbMemoryFiler::Byt
         OdDbIdPair const* pair = m_mapping.find(waiting.sourceOwner);
         owner = pair != nullptr ? pair->value() : OdDbObjectId::kNull;
     }
-    OdDbObjectAccess::recordState(clone);
     bytes.clear();
     filer.writeTo(bytes);
     OdDbObjectAccess::fileOut(clone, filer);
@@ -311,17 +312,22 @@ OdDbObjectPtr OdDbCloneOperation::clone(OdDb::FilerType type, OdDbObject const& 
     }
     const OdDbObjectId key = source.objectId();
     OdDbIdPair const* known = m_mapping.find(key);
-    if (source.isErased() || (known != nullptr && known->isCloned())) {
+    if (source.isErased() ||
+        (known != nullptr && known->isCloned() && !known->value().isErased())) {
         return OdDbObjectPtr();
     }
     if (owner != nullptr && owner->objectId().isNull()) {
         owner = nullptr;  // the database itself
     }
-    const bool isListed = owner != nullptr && (isPrimary || m_entering == &source);
-    m_entering = nullptr;
+    const bool isEntered = m_entering == &source;
+    if (isEntered) {
+        m_entering = nullptr;
+    }
+    const bool isListed = owner != nullptr && (isPrimary || isEntered);
     OdDbObjectPtr replaced;
     if (m_takesRoots && known != nullptr && isRootOfDestination(known->value())) {
         replaced = known->value().safeOpenObject(OdDb::kForWrite);
+        replaced->assertWriteEnabled();
     } else if (isListed && type == OdDb::FilerType::kWblockCloneFiler) {
         OdDbObjectId present;
         switch (meet(source, *owner, present)) {
@@ -340,6 +346,10 @@ OdDbObjectPtr OdDbCloneOperation::clone(OdDb::FilerType type, OdDbObject const& 
     }
     std::vector<OdDbObjectId> owned;
     const bool isNew = replaced.isNull();
+    if (!isNew && replaced->isA() != source.isA()) {
+        // Its reader would take the stream, in which ids lie as pointers, for something else.
+        throw OdError_NotThatKindOfClass(replaced->isA(), source.isA());
+    }
     OdDbObjectPtr result = copy(type, source, owner, isPrimary, std::move(replaced), owned);
     if (isListed && isNew) {
         list(*result, *owner, key, isPrimary);
@@ -367,7 +377,7 @@ OdDbObjectPtr OdDbCloneOperation::newInstance(OdDbObject const& source, OdDbObje
         throw OdError(kOdClassNotRegistered);
     }
     OdDbObjectPtr object = OdDbObjectPtr::attach(OdDbObjectPtr::internalQueryX(made.get()));
-    if (object.isNull()) {
+    if (object.isNull() || object->isA() != cls) {
         throw OdError(kOdClassNotRegistered);
     }
     dest.add(*object, owner, OdDbHandle());

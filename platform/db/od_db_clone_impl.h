@@ -147,7 +147,7 @@ private:
     bool isRootOfDestination(OdDbObjectId id) const;
     void merge(OdDbObject const& source, OdDbObjectId target);
     OdDbObjectPtr emptied(OdDbObjectId id);
-    void reach(OdDbObjectId id);
+    void reach(OdDbObjectId id, int depth = 0);
     OdDbObjectId counterpartOf(OdDbObjectId owner, int depth);
     OdDbObjectId counterpartOfDictionary(OdDbObject const& dictionary, int depth);
 

@@ -295,9 +295,9 @@ void OdDbCloneOperation::enter(OdDbObjectId id, OdDbObject& owner)
     if (source.isNull() || source->database() != m_mapping.origDb()) {
         return;
     }
-    m_entering = source.get();
+    OdDbObject const* const before = std::exchange(m_entering, source.get());
     (void)source->subWblockClone(m_mapping, &owner, /*isPrimary=*/false);
-    m_entering = nullptr;
+    m_entering = before;
 }
 
 void OdDbCloneOperation::cloneExtensionDictionary(OdDbObject const& source, OdDbObject& target)
@@ -321,7 +321,7 @@ void OdDbCloneOperation::cloneExtensionDictionary(OdDbObject const& source, OdDb
 // ---------------------------------------------------------------------------------------------
 // What hard pointers lead to
 
-void OdDbCloneOperation::reach(OdDbObjectId id)
+void OdDbCloneOperation::reach(OdDbObjectId id, int depth)
 {
     if (m_mapping.find(id) != nullptr || m_mapping.isValue(id)) {
         return;
@@ -331,7 +331,7 @@ void OdDbCloneOperation::reach(OdDbObjectId id)
         return;
     }
     const OdDbObjectId sourceOwner = source->ownerId();
-    const OdDbObjectId ownerId = counterpartOf(sourceOwner, 0);
+    const OdDbObjectId ownerId = counterpartOf(sourceOwner, depth);
     if (m_mapping.find(id) != nullptr) {
         return;  // it came with its owner
     }
@@ -342,9 +342,9 @@ void OdDbCloneOperation::reach(OdDbObjectId id)
         m_mapping.assign(OdDbIdPair(id, OdDbObjectId::kNull, /*isCloned=*/false));
         return;  // an entity of a block for which the destination has one of its own
     }
-    m_entering = source.get();
+    OdDbObject const* const before = std::exchange(m_entering, source.get());
     (void)source->subWblockClone(m_mapping, owner.get(), /*isPrimary=*/false);
-    m_entering = nullptr;
+    m_entering = before;
 }
 
 /// What owns in the destination what `owner` owns in the source; null if nothing does.
@@ -369,7 +369,7 @@ OdDbObjectId OdDbCloneOperation::counterpartOf(OdDbObjectId owner, int depth)
     if (!object->isKindOf(OdDbBlockTableRecord::desc())) {
         return OdDbObjectId::kNull;
     }
-    reach(owner);  // the block comes whole
+    reach(owner, depth + 1);  // the block comes whole
     OdDbIdPair const* pair = m_mapping.find(owner);
     return pair != nullptr && pair->isCloned() ? pair->value() : OdDbObjectId::kNull;
 }

@@ -2,6 +2,7 @@
 
 #include "db/od_db_clone_impl.h"
 #include "db/od_db_id_table_impl.h"
+#include "root/od_error.h"
 
 #include <algorithm>
 #include <array>
@@ -141,16 +142,27 @@ void OdDbIdMapping::assign(OdDbIdPair const& pair)
 
 void OdDbIdMapping::dropPairs(std::size_t count)
 {
-    const std::vector<OdDbIdPair> pairs = std::exchange(m_pairs, {});
+    std::vector<OdDbIdPair> pairs = std::exchange(m_pairs, {});
+    pairs.resize(std::min(count, pairs.size()));
+    // Clones that wait since an earlier operation still stand in the destination.
+    std::vector<OdDbObjectId> values;
+    for (OdDbIdPair const& pair : pairs) {
+        if (isValue(pair.value()) && !pair.value().isErased()) {
+            values.push_back(pair.value());
+        }
+    }
     m_pages.clear();
     m_table.clear();
     ++m_epoch;
-    for (std::size_t index = 0; index < std::min(count, pairs.size()); ++index) {
-        if (!pairs[index].isCloned() || !pairs[index].value().isErased()) {
-            assign(pairs[index]);
+    for (OdDbIdPair const& pair : pairs) {
+        if (!pair.isCloned() || !pair.value().isErased()) {
+            assign(pair);
         }
     }
     ++m_epoch;
+    for (OdDbObjectId id : values) {
+        slotFor(*id.redirected()).epoch = m_epoch;
+    }
 }
 
 OdSmartPtr<OdDbIdMappingIterator> OdDbIdMapping::newIterator() const
@@ -173,7 +185,10 @@ void OdDbIdMappingIterator::next()
     ++m_at;
 }
 
-OdDbIdPair const& OdDbIdMappingIterator::getMap() const
+OdDbIdPair OdDbIdMappingIterator::getMap() const
 {
-    return m_mapping->m_pairs.at(m_at);
+    if (done()) {
+        throw OdError_InvalidIndex();
+    }
+    return m_mapping->m_pairs[m_at];
 }

@@ -147,7 +147,8 @@ public:
 
     bool done() const;
     void next();
-    OdDbIdPair const& getMap() const;
+    /// The pair. \throws OdError_InvalidIndex at the end.
+    OdDbIdPair getMap() const;
 
 private:
     OdDbIdMappingPtr m_mapping;

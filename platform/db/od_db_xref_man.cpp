@@ -6,6 +6,7 @@
 #include "db/od_db_id_mapping.h"
 #include "root/od_error.h"
 
+#include <exception>
 #include <filesystem>
 #include <system_error>
 #include <utility>
@@ -127,6 +128,8 @@ OdResult Loader::read(OdDbBlockTableRecord const& record, OdDbDatabasePtr& exter
         external = g_reader(file, host.appServices());
     } catch (OdError const& error) {
         return error.code();
+    } catch (std::exception const&) {
+        return kOdFileAccess;
     }
     ++m_loaded;
     return external.isNull() ? kOdFileAccess : kOdOk;
@@ -241,6 +244,9 @@ void bindAttached(OdDbDatabase& external, OdDbXRefMan::BindStyle style)
 {
     for (OdDbObjectId block : externalBlocks(external)) {
         const OdDbBlockTableRecordPtr record = openExternal(block);
+        if (record.isNull()) {
+            continue;  // detached while another one was bound
+        }
         if (record->isFromOverlayReference() || record->isUnloaded() ||
             OdDbXRefMan::bind(block, style) != kOdOk) {
             setAbsolutePath(*record);
@@ -356,6 +362,8 @@ OdResult OdDbXRefMan::bind(OdDbObjectId block, BindStyle style)
         bindLoaded(*openExternal(block), *table.loaded(block.getHandle()), style);
     } catch (OdError const& error) {
         result = error.code();
+    } catch (std::exception const&) {
+        result = kOdFileAccess;
     }
     table.unload(block.getHandle());
     if (result != kOdOk) {

@@ -75,6 +75,7 @@ void OdDbXrefTable::unload(Entry& entry)
 {
     entry.unloaded.push_back(entry.database);
     entry.database = OdDbDatabasePtr();
+    entry.unloaded.back()->impl().xrefBlock = OdDbObjectId::kNull;
     entry.unloaded.back()->impl().empty();
 }
 

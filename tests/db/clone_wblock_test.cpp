@@ -339,6 +339,39 @@ TEST_F(WblockCloneObjects, LeavesTheDestinationAsItWasWhenItFails)
     EXPECT_EQ(livingStateOf(*m_other), before);
 }
 
+TEST_F(WblockCloneObjects, EndsWhereBlocksOwnOneAnother)
+{
+    const OdDbObjectId first = addBlock(*m_db, L"first");
+    const OdDbObjectId second = addBlock(*m_db, L"second");
+    first.safeOpenObject(OdDb::kForWrite)->setOwnerId(second);
+    second.safeOpenObject(OdDb::kForWrite)->setOwnerId(first);
+    const OdDbObjectId node = addNode(1);
+    refer(node, kHardPointer, first);
+    wblock({node}, addNodeTo(*m_other, 2));
+    EXPECT_FALSE(cloneOf(node).isNull());
+    expectNoForeignIds(*m_other);
+}
+
+TEST_F(WblockCloneObjects, IsTakenBackWhateverAClassThrows)
+{
+    CloneNode::s_onClone = [](CloneNode const&, OdDbIdMapping&, OdDbObject*,
+                              bool) -> OdDbObjectPtr { throw 42; };
+    const OdDbObjectId line = addLine(m_db->getModelSpaceId(), 1.0);
+    EXPECT_THROW(wblock({line, addNode(1)}, otherSpace()), int);
+    EXPECT_EQ(m_other->numActiveTransactions(), 0);
+    EXPECT_TRUE(entitiesOf(otherSpace()).isEmpty());
+}
+
+TEST_F(WblockCloneObjects, MakesACloneAnewAfterItWasUndone)
+{
+    m_other->startUndoRecord();
+    const OdDbObjectId line = addLine(m_db->getModelSpaceId(), 1.0);
+    wblock({line}, otherSpace());
+    ASSERT_EQ(m_other->undo(), kOdOk);
+    wblock({line}, otherSpace());
+    EXPECT_EQ(entitiesOf(otherSpace()).size(), 1U);
+}
+
 TEST_F(WblockCloneObjects, RefusesIdsOfSeveralDatabases)
 {
     const OdDbObjectId line = addLine(m_db->getModelSpaceId(), 1.0);

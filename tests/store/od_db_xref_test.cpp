@@ -410,6 +410,19 @@ TEST_F(OdDbXRefManTest, AnExternalDrawingMayOutliveItsHost)
     EXPECT_EQ(entitiesOf(external->getModelSpaceId()).size(), 1U);
 }
 
+TEST_F(OdDbXRefManTest, AnUnloadedDrawingThatIsHeldForgetsItsHost)
+{
+    saveDrawing("part.zdw", 7);
+    OdDbDatabasePtr external;
+    {
+        const OdDbDatabasePtr host = makeHost();
+        const OdDbObjectId block = OdDbXRefMan::attach(*host, L"part.zdw");
+        external = externalOf(block);
+        OdDbXRefMan::unload(block);
+    }
+    EXPECT_TRUE(external->xrefBlockId().isNull());
+}
+
 TEST_F(OdDbXRefManTest, AHostGoesWithItsUnloadedDrawings)
 {
     saveDrawing("part.zdw", 7);
