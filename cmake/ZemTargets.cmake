@@ -146,11 +146,12 @@ function(zem_add_tests folder)
     if(needs)
         add_dependencies(${target} ${needs})
     endif()
+    # Random tests draw the same sequences in each run; scripts/random_tests.sh draws others.
     gtest_discover_tests(${target}
         TEST_PREFIX "${folder}/"
         DISCOVERY_MODE PRE_TEST
         DISCOVERY_TIMEOUT 60
-        PROPERTIES TIMEOUT 300 LABELS ${folder})
+        PROPERTIES TIMEOUT 300 LABELS ${folder} ENVIRONMENT RC_PARAMS=seed=1)
     set(ZEM_TEST_TARGET ${target})
     include("${source_dir}/programs.cmake" OPTIONAL)
 endfunction()

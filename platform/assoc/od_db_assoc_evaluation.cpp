@@ -184,7 +184,7 @@ void OdDbAssocEvaluation::compute(Node& node)
         node.isCyclic ? kOdCyclicReference : variable->recompute(hasChanged, error);
     if (result != kOdOk) {
         if (node.isCyclic) {
-            error = L"the variable depends on itself";
+            error = ringText();
         }
         if (OdDbAssocNetworkState* state = variable->findNetworkState()) {
             state->stale.insert(node.id);

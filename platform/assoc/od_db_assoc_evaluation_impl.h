@@ -47,6 +47,8 @@ public:
     /// Whether `variable` would depend on itself if it used `targets`.
     static bool wouldDependOnItself(OdDbAssocVariable const& variable,
                                     std::vector<OdDbObjectId> const& targets);
+    /// What is told of a variable that does.
+    static wchar_t const* ringText() noexcept { return L"the variable depends on itself"; }
 
 private:
     struct Node

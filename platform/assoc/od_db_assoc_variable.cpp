@@ -103,13 +103,17 @@ OdResult OdDbAssocVariable::setName(OdString const& name, bool updateOthers)
 /// something else by it, a constant or a variable that it has lost, and must not come to mean this.
 OdResult OdDbAssocVariable::rewriteUsers(OdString const& newName)
 {
+    const bool isOther = odIcmp(newName, m_name) != 0;
+    if (isOther && OdExpression::mentions(m_expression, newName)) {
+        return kOdDuplicateName;
+    }
     std::vector<OdDbAssocVariablePtr> users;
     for (OdDbObjectId id : OdDbAssocEvaluation::usersOf(*this)) {
         OdDbAssocVariablePtr user = openVariable(id);
         if (user.isNull()) {
             continue;
         }
-        if (odIcmp(newName, m_name) != 0 && OdExpression::mentions(user->m_expression, newName)) {
+        if (isOther && OdExpression::mentions(user->m_expression, newName)) {
             return kOdDuplicateName;
         }
         users.push_back(std::move(user));
@@ -430,10 +434,19 @@ OdString OdDbAssocVariable::evaluationError() const
     assertReadEnabled();
     OdString error;
     double value = 0;
-    if (!m_expression.isEmpty()) {
-        (void)compute(value, error);
+    if (m_expression.isEmpty() || compute(value, error) != kOdOk) {
+        return error;
     }
-    return error;
+    std::vector<OdDbObjectId> targets;
+    for (OdDbObjectId id : dependencies()) {
+        const OdDbAssocValueDependencyPtr dependency = openValueDependency(id);
+        if (!dependency.isNull()) {
+            targets.push_back(dependency->dependentOnObject());
+        }
+    }
+    return OdDbAssocEvaluation::wouldDependOnItself(*this, targets)
+               ? OdString(OdDbAssocEvaluation::ringText())
+               : error;
 }
 
 OdResult OdDbAssocVariable::recompute(bool& hasChanged, OdString& error)

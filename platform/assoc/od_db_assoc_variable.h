@@ -42,8 +42,8 @@ public:
     /// \param updateOthers  Whether expressions that use the variable are rewritten. They are not
     ///                      for a name with "*", and can't be computed from then on.
     /// \return 0; (invalid key) for a text that is no name; (duplicate name) if another living
-    ///         variable of the network has it, or if an expression to be rewritten mentions it
-    ///         already. Nothing has changed then.
+    ///         variable of the network has it, or if an expression to be rewritten or its own
+    ///         mentions it already. Nothing has changed then.
     OdResult setName(OdString const& name, bool updateOthers);
     /// The variable of a name in this variable's network, if it is of a class; see
     /// `OdDbAssocNetwork::findVariable`.
@@ -74,7 +74,8 @@ public:
     /// column.
     /// \param errorText  Set after a failure; may be null.
     OdResult setExpression(OdString const& expression, OdString* errorText = nullptr);
-    /// Why the expression can't be computed now; empty if it can, and without expression.
+    /// Why the expression can't be computed now, be it that the variable depends on itself; empty
+    /// if it can, and without expression.
     OdString evaluationError() const;
     /// @}
 

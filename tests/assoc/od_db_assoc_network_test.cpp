@@ -711,8 +711,8 @@ RC_GTEST_FIXTURE_PROP(OdDbAssocNetworkTest, RandomEditsKeepValuesNamesAndUndoInS
     for (int i = 0; i < edits; ++i) {
         history.push_back(Model::of(*m_db, ids));
         m_db->startUndoRecord();
-        const OdDbObjectId id = *rc::gen::elementOf(ids);
-        const OdDbObjectId other = *rc::gen::elementOf(ids);
+        const OdDbObjectId id = ids[*rc::gen::inRange<std::size_t>(0, ids.size())];
+        const OdDbObjectId other = ids[*rc::gen::inRange<std::size_t>(0, ids.size())];
         const std::string otherName = std::string(read(other, /*openErased=*/true)->name().utf8());
         const OdDbObjectPtr object = id.openObject(OdDb::kForWrite, /*openErased=*/true);
         auto& variable = static_cast<OdDbAssocVariable&>(*object);

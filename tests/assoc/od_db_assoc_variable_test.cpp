@@ -627,6 +627,28 @@ TEST_F(OdDbAssocVariableTest, AVariableThatComesBackIsUsedAgain)
     EXPECT_EQ(valueOf(c), 20);
 }
 
+TEST_F(OdDbAssocVariableTest, AVariableDoesNotTakeTheNameOfALostOneThatItUses)
+{
+    const OdDbObjectId lost = add("lost", "1");
+    const OdDbObjectId a = add("a", "lost*2+1");
+    EXPECT_EQ(eraseObject(lost), kOdOk);
+    EXPECT_EQ(rename(a, "lost"), kOdDuplicateName);
+    EXPECT_EQ(nameOf(a), "a");
+}
+
+TEST_F(OdDbAssocVariableTest, ARingThatComesOfALostNameIsTold)
+{
+    const OdDbObjectId lost = add("lost", "1");
+    const OdDbObjectId a = add("a", "lost*2+1");
+    const OdDbObjectId b = add("b", "a");
+    EXPECT_EQ(eraseObject(lost), kOdOk);
+    EXPECT_EQ(rename(b, "lost", /*updateOthers=*/false), kOdOk);
+    EXPECT_EQ(network(m_network)->evaluate(nullptr), kOdCyclicReference);
+    EXPECT_EQ(read(a)->evaluationError(), OdString("the variable depends on itself"));
+    EXPECT_EQ(read(b)->evaluationError(), OdString("the variable depends on itself"));
+    EXPECT_EQ(valueOf(a), 3);
+}
+
 TEST_F(OdDbAssocVariableTest, ANewVariableOfTheNameTakesThePlaceOfAnErasedOne)
 {
     const OdDbObjectId a = add("a", "2");
