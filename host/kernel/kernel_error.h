@@ -25,6 +25,8 @@ enum class KernelFailure
     kBadArgument,     ///< a size or number outside the documented range
     kWriteFailed,     ///< a file could not be written
     kSystem,          ///< the operating system refused a process or a pipe
+    kEditFailed,      ///< the kernel can't do an edit, or its result is no good solid
+    kLostReference,   ///< a face or edge that an edit works on isn't there, or isn't the only one
 };
 
 /// A failure of the solid kernel, with the text parts that a user needs to act on it.
