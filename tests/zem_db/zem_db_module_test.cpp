@@ -416,7 +416,6 @@ std::vector<BagRow> bagRows()
         bagRow<ZemDbSheetMetalContext>(L"ZemDbSheetMetalContext", 0, 1),
         bagRow<ZemDbConstraintManager>(L"ZemDbConstraintManager", 0, 0),
         bagRow<ZemDbConfigurationTable>(L"ZemDbConfigurationTable", 0, 0),
-        bagRow<ZemDbObjectDependency>(L"ZemDbObjectDependency", 0, 0),
         bagRow<ZemDbObject>(L"ZemDbObject", 0, 0),
         bagRow<ZemDbExtensionData>(L"ZemDbExtensionData", 0, 0),
     };

@@ -1,48 +1,298 @@
 #include "zem_db_object_dependency.h"
 
+#include "db/od_db_filer.h"
+#include "root/od_error.h"
+
+#include "zem_constraint_maintenance.h"
 #include "zem_db_class_info.h"
+#include "zem_properties.h"
+
+#include <algorithm>
 
 ZEM_DEFINE_DB_CLASS(ZemDbObjectDependency, OdDbObject, L"ZemDbObjectDependency",
                     L"ZEMDBOBJECTDEPENDENCY", kZemAppConstraints);
 
-ZemDbObjectDependency::ZemDbObjectDependency() : m_properties(/*config=*/0) {}
+const OdString kTagKey(L"entity_tag");
+const OdString kBodyHashKey(L"body_top_hash");
+
+namespace {
+
+/// Stands in the place of the part's type in a stream; what follows is a version.
+constexpr std::int32_t kHasVersion = -1;
+
+/// Versions of the extended form. They stand in drawings and never change.
+enum LinkVersion : std::int32_t
+{
+    kLinkWithoutBag = 1,  ///< and all below: chain and part
+    kLinkWithTexts = 2,   ///< a map of texts, and what nobody reads any more
+    kLinkWithBag = 3      ///< bag, chain and part
+};
+
+/// Drawings of a lower version have links in the oldest form.
+constexpr int kFirstExtendedDwgVersion = OdDb::kDwgVersion30;
+
+/// Version that is told to the reader of the chain; all chains that links have are of this one.
+constexpr int kChainVersion = 0;
+
+bool isFile(OdDbDwgFiler const& filer)
+{
+    return filer.filerType() == OdDb::FilerType::kFileFiler;
+}
+
+bool isOpenable(OdDbObjectId id)
+{
+    return !id.openObject(OdDb::kForRead).isNull();
+}
+
+void writeInt(OdDbDwgFiler& filer, OdString const& name, std::int32_t value)
+{
+    filer.wrString(name);
+    filer.wrInt8(kZemIntType);
+    filer.wrInt32(value);
+}
+
+}  // namespace
+
+ZemDbObjectDependency::ZemDbObjectDependency() = default;
 
 ZemDbObjectDependency::~ZemDbObjectDependency() = default;
+
+//--------------------------------------------------------------------------------------------------
+// Path, tag and hash
+
+OdResult ZemDbObjectDependency::getLinkObject(OdDbFullSubentPath& path, bool openErased) const
+{
+    assertReadEnabled();
+    path.setSubentId(m_subentId);
+    return m_compoundId.getFullPathEx(path.objectIds(), openErased);
+}
+
+OdDbFullSubentPath ZemDbObjectDependency::getLinkObject(bool openErased) const
+{
+    OdDbFullSubentPath path;
+    (void)getLinkObject(path, openErased);  // a part of the path is what such a link has
+    return path;
+}
+
+void ZemDbObjectDependency::setLinkObject(OdDbFullSubentPath const& path)
+{
+    assertWriteEnabled(true, true);
+    m_compoundId.setFullPath(path.objectIds(), /*keepTail=*/false);
+    m_subentId = path.subentId();
+}
+
+OdDbObjectId ZemDbObjectDependency::getInsertId() const
+{
+    assertReadEnabled();
+    return m_compoundId.topId();
+}
+
+ZemCompoundObjectId const& ZemDbObjectDependency::compoundId() const
+{
+    assertReadEnabled();
+    return m_compoundId;
+}
+
+void ZemDbObjectDependency::setCompoundId(ZemCompoundObjectId const& compoundId)
+{
+    assertWriteEnabled(true, true);
+    m_compoundId = compoundId;
+}
+
+OdDbSubentId const& ZemDbObjectDependency::subentId() const
+{
+    assertReadEnabled();
+    return m_subentId;
+}
+
+int ZemDbObjectDependency::entityTag() const
+{
+    assertReadEnabled();
+    return m_entityTag;
+}
+
+void ZemDbObjectDependency::setEntityTag(int tag)
+{
+    assertWriteEnabled(true, true);
+    m_entityTag = tag;
+}
+
+int ZemDbObjectDependency::bodyHash() const
+{
+    assertReadEnabled();
+    return m_bodyHash;
+}
+
+void ZemDbObjectDependency::setBodyHash(int hash)
+{
+    assertWriteEnabled(true, true);
+    m_bodyHash = hash;
+}
+
+bool ZemDbObjectDependency::isWatched() const
+{
+    assertReadEnabled();
+    const OdDbObjectIdArray reactors = getPersistentReactors();
+    return std::any_of(reactors.begin(), reactors.end(), isOpenable);
+}
+
+OdSmartPtr<ZemDbObjectDependency> ZemDbObjectDependency::clone(OdDbFullSubentPath const& path) const
+{
+    assertReadEnabled();
+    if (desc() == nullptr) {
+        throw OdError(kOdClassNotRegistered);
+    }
+    const OdSmartPtr<ZemDbObjectDependency> link = desc()->create();
+    link->setLinkObject(path);
+    link->m_bodyHash = m_bodyHash;
+    link->m_entityTag = m_entityTag;
+    return link;
+}
+
+//--------------------------------------------------------------------------------------------------
+// Bag
+
+std::unique_ptr<ZemProperties> ZemDbObjectDependency::makeProperties() const
+{
+    auto* const self =
+        const_cast<ZemDbObjectDependency*>(this);  // the bag writes only where we may
+    auto properties = std::make_unique<ZemProperties>(/*config=*/0);
+    properties->mapProperty(kTagKey, &self->m_entityTag, 0);
+    properties->mapProperty(kBodyHashKey, &self->m_bodyHash, 0);
+    return properties;
+}
+
+ZemProperties& ZemDbObjectDependency::properties() const
+{
+    if (m_properties == nullptr) {
+        m_properties = makeProperties();
+    }
+    return *m_properties;
+}
 
 ZemProperties const& ZemDbObjectDependency::getReadProperties() const
 {
     assertReadEnabled();
-    return m_properties;
+    return properties();
 }
 
 ZemProperties& ZemDbObjectDependency::getWriteProperties()
 {
     assertWriteEnabled(true, true);
-    return m_properties;
+    return properties();
 }
 
-OdResult ZemDbObjectDependency::dwgInFields(OdDbDwgFiler* filer)
+//--------------------------------------------------------------------------------------------------
+// Filing
+//
+// A link as operations of the filer, behind the fields of its base:
+//
+//     wrHardPointerId in files, wrSoftPointerId elsewhere: the first id of the path
+//     if the drawing's version is 30 or above, and tag, hash or references are to be kept:
+//         wrInt32 -1, wrInt32 3, the bag, the chain of ids
+//     wrInt32 type of the part, wrInt32 lower half of its index
+//
+// Readers tell the two forms apart by the sign of the first number. Extended forms of versions up to
+// 1 lack the bag; version 2 goes on with a map of texts, behind which nothing is read.
+
+bool ZemDbObjectDependency::isPlain() const noexcept
 {
-    assertWriteEnabled(true, true);
-    const OdResult result = OdDbObject::dwgInFields(filer);
-    return result == kOdOk ? m_properties.dwgInFields(filer) : result;
+    return m_entityTag == 0 && m_bodyHash == 0 && m_compoundId.isSimpleObjectId();
+}
+
+/// Writes the bag; one that nobody has asked for as what it would hold, in order of names.
+void ZemDbObjectDependency::fileProperties(OdDbDwgFiler& filer) const
+{
+    if (m_properties != nullptr) {
+        m_properties->dwgOutFields(&filer);
+        return;
+    }
+    filer.wrInt32(2);
+    writeInt(filer, kBodyHashKey, m_bodyHash);
+    writeInt(filer, kTagKey, m_entityTag);
 }
 
 void ZemDbObjectDependency::dwgOutFields(OdDbDwgFiler* filer) const
 {
     assertReadEnabled();
     OdDbObject::dwgOutFields(filer);
-    m_properties.dwgOutFields(filer);
+    // In a file the link keeps what it starts from against purging. Clones don't follow it.
+    if (isFile(*filer)) {
+        filer->wrHardPointerId(m_compoundId.topId());
+    } else {
+        filer->wrSoftPointerId(m_compoundId.topId());
+    }
+    if (filer->dwgVersion() >= kFirstExtendedDwgVersion && !isPlain()) {
+        filer->wrInt32(kHasVersion);
+        filer->wrInt32(kLinkWithBag);
+        fileProperties(*filer);
+        m_compoundId.dwgOutFields(filer, database());
+    }
+    filer->wrInt32(static_cast<std::int32_t>(m_subentId.type()));
+    filer->wrInt32(static_cast<std::int32_t>(m_subentId.index()));
 }
 
-void ZemDbObjectDependency::setLinkObject(OdDbFullSubentPath const& path)
+/// Reads the bag, and keeps it if the stream holds more than tag and hash.
+OdResult ZemDbObjectDependency::readProperties(OdDbDwgFiler& filer)
+{
+    if (m_properties != nullptr) {
+        return m_properties->dwgInFields(&filer);
+    }
+    std::unique_ptr<ZemProperties> properties = makeProperties();
+    const OdResult result = properties->dwgInFields(&filer);
+    if (std::any_of(properties->begin(), properties->end(),
+                    [](auto const& entry) { return !entry.second->isMapped(); })) {
+        m_properties = std::move(properties);
+    }
+    return result;
+}
+
+OdResult ZemDbObjectDependency::readOldProperties(OdDbDwgFiler& filer)
+{
+    ZemProperties& bag = properties();
+    if (zemu::dwgInOldPropertyMap(&filer, bag) != kOdOk) {
+        return kOdBadStream;
+    }
+    // The reader has taken out what is bound, too.
+    bag.mapProperty(kTagKey, &m_entityTag, 0);
+    bag.mapProperty(kBodyHashKey, &m_bodyHash, 0);
+    return kOdRejectedVersion;
+}
+
+OdResult ZemDbObjectDependency::dwgInFields(OdDbDwgFiler* filer)
 {
     assertWriteEnabled(true, true);
-    m_path = path;
-}
-
-OdDbObjectId ZemDbObjectDependency::getInsertId() const
-{
-    assertReadEnabled();
-    return m_path.objectIds().isEmpty() ? OdDbObjectId::kNull : m_path.objectIds().first();
+    const OdResult base = OdDbObject::dwgInFields(filer);
+    if (base != kOdOk) {
+        return base;
+    }
+    const OdDbObjectId topId = isFile(*filer) ? filer->rdHardPointerId() : filer->rdSoftPointerId();
+    std::int32_t type = filer->rdInt32();
+    std::int32_t index = filer->rdInt32();
+    if (type >= 0) {
+        m_compoundId.setTopId(topId);
+        m_entityTag = 0;
+        m_bodyHash = 0;
+    } else {
+        const std::int32_t version = index;
+        if (version > kLinkWithBag) {
+            return kOdNewerLinkFormat;
+        }
+        if (version == kLinkWithTexts) {
+            return readOldProperties(*filer);
+        }
+        if (version == kLinkWithBag) {
+            if (const OdResult result = readProperties(*filer); result != kOdOk) {
+                return result;
+            }
+        }
+        (void)m_compoundId.dwgInFields(filer, kChainVersion);  // 0 for every version told here
+        type = filer->rdInt32();
+        index = filer->rdInt32();
+    }
+    if (type < 0 || index < 0) {
+        return kOdBadStream;
+    }
+    m_subentId = OdDbSubentId(static_cast<OdDb::SubentType>(type), index);
+    return kOdOk;
 }

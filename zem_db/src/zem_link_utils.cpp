@@ -3,6 +3,11 @@
 #include "db/od_db_block_reference.h"
 #include "db/od_db_database.h"
 #include "root/od_error.h"
+#include "zem_utils/zemc_path.h"
+
+#include "zem_db_object_dependency.h"
+
+#include <string>
 
 namespace zemu {
 namespace {
@@ -44,7 +49,64 @@ bool isContentOf(OdDbObjectId owner, OdDbObjectId block)
     return (external != nullptr && owner == external->getModelSpaceId()) || owner == block;
 }
 
+/// The name of an id's drawing, without folders; empty for one that was never saved.
+OdString fileNameOf(OdDbObjectId id)
+{
+    // The drawing in which the id has its handle, also where it stands for an object of another one.
+    OdDbDatabase const* const database = id.originalDatabase();
+    return database == nullptr ? OdString()
+                               : OdString::fromUtf8(ZemcPath::extractBasename(
+                                     std::string(database->getFilename().utf8())));
+}
+
+OdString strUnresolvedLink(ZemDbObjectDependency const& link, bool withDatabase)
+{
+    ZemCompoundObjectId const& chain = link.compoundId();
+    const OdDbObjectIdArray prefix = chain.getPathPrefix();
+    OdString text = L"invalid:" + strObjectIdArray(prefix, withDatabase);
+    for (unsigned at = prefix.size(); at < chain.size(); ++at) {
+        text += L" | ";
+        text += chain.getHandle(at).ascii();
+    }
+    return text + L":" + strSubentId(link.subentId());
+}
+
 }  // namespace
+
+OdDbObjectId getInsertId(OdDbFullSubentPath const& path)
+{
+    return path.objectIds().isEmpty() ? OdDbObjectId::kNull : path.objectIds().first();
+}
+
+OdDbObjectId getLeafId(OdDbFullSubentPath const& path)
+{
+    return path.objectIds().isEmpty() ? OdDbObjectId::kNull : path.objectIds().last();
+}
+
+bool isSimplePath(OdDbFullSubentPath const& path) noexcept
+{
+    return path.objectIds().size() == 1;
+}
+
+bool isLongPath(OdDbFullSubentPath const& path) noexcept
+{
+    return path.objectIds().size() > 1;
+}
+
+bool isSubentId(OdDbSubentId const& id) noexcept
+{
+    return id.type() != OdDb::SubentType::kNullSubentType;
+}
+
+bool isSubentPath(OdDbFullSubentPath const& path) noexcept
+{
+    return isSubentId(path.subentId());
+}
+
+bool isNullObjectLink(OdDbFullSubentPath const& path)
+{
+    return getInsertId(path).isNull();
+}
 
 bool isValidObjectIdPath(OdDbObjectIdArray const& ids, bool checkOwner)
 {
@@ -64,6 +126,81 @@ bool isValidObjectIdPath(OdDbObjectIdArray const& ids, bool checkOwner)
     } catch (OdError const&) {
         return false;  // a path comes from a drawing: what can't be followed is no path
     }
+}
+
+bool doesPathExist(OdDbFullSubentPath const& path)
+{
+    if (!isValidObjectIdPath(path.objectIds(), /*checkOwner=*/false)) {
+        return false;
+    }
+    if (!isSubentPath(path)) {
+        return true;
+    }
+    const OdDbEntityPtr entity = getLeafId(path).safeOpenObject(OdDb::kForRead);
+    // The entity is asked as one of its own block, whatever references lead to it.
+    const OdDbFullSubentPath part({entity->objectId()}, path.subentId());
+    return !entity->subentPtr(part).isNull();
+}
+
+OdString strSubentId(OdDbSubentId const& id)
+{
+    constexpr std::wstring_view kLetters = L"fev";
+    const auto number = static_cast<std::uint32_t>(id.type()) - 1u;  // past the letters for others
+    const wchar_t letter = number < kLetters.size() ? kLetters[number] : L'0';
+    return OdString().format(L"%lc_%lld", static_cast<std::wint_t>(letter),
+                             static_cast<long long>(id.index()));
+}
+
+OdString strObjectIdArray(OdDbObjectIdArray const& ids, bool withDatabase)
+{
+    OdString text;
+    for (OdDbObjectId id : ids) {
+        if (!text.isEmpty()) {
+            text += L':';
+        }
+        text += id.getHandle().ascii();
+        if (withDatabase) {
+            text += L"[" + fileNameOf(id) + L"]";
+        }
+    }
+    return text;
+}
+
+OdString strFullSubentPath(OdDbFullSubentPath const& path, bool withDatabase)
+{
+    OdString text = L"0x" + strObjectIdArray(path.objectIds(), withDatabase);
+    if (path.subentId() != OdDbSubentId()) {
+        text += L":" + strSubentId(path.subentId());
+    }
+    return text;
+}
+
+OdString strFullSubentPathArray(OdArray<OdDbFullSubentPath> const& paths)
+{
+    if (paths.isEmpty()) {
+        return L"empty";
+    }
+    OdString text;
+    for (OdDbFullSubentPath const& path : paths) {
+        text += strFullSubentPath(path, /*withDatabase=*/false) + L" ";
+    }
+    return text;
+}
+
+OdString strFSPFromDependency(OdDbObjectId id, bool withDatabase)
+{
+    const OdDbObjectPtr object = id.openObject(OdDb::kForRead);
+    if (object.isNull()) {
+        return L"invalid";
+    }
+    const auto link = ZemDbObjectDependency::cast(object.get());
+    if (link.isNull()) {
+        return L"invalid path";
+    }
+    OdDbFullSubentPath path;
+    const bool isResolved = link->getLinkObject(path, /*openErased=*/false) == kOdOk;
+    return isResolved ? strFullSubentPath(path, withDatabase)
+                      : strUnresolvedLink(*link, withDatabase);
 }
 
 }  // namespace zemu
