@@ -328,11 +328,19 @@ TEST_F(VariableExtension, UnitTextsFollowTheMeasurementType)
     EXPECT_EQ(Ext::measurementTypeToString(mm, 1), L"mm");
     EXPECT_EQ(Ext::measurementTypeToString(mm, 2), L"mm^2");
     EXPECT_EQ(Ext::measurementTypeToString(mm, 3), L"mm^3");
+}
+
+TEST_F(VariableExtension, UnitTextsAreEmptyForAnUnknownType)
+{
     for (int type : {0, 4, -1}) {
-        EXPECT_EQ(Ext::measurementTypeToString(mm, type), L"");
+        EXPECT_EQ(Ext::measurementTypeToString(Units::kUnitsMillimeters, type), L"") << type;
     }
+}
+
+TEST_F(VariableExtension, UnitTextsAreEmptyWithoutAUnit)
+{
     for (int type : {1, 2, 3}) {
-        EXPECT_EQ(Ext::measurementTypeToString(Units::kUnitsUndefined, type), L"");
+        EXPECT_EQ(Ext::measurementTypeToString(Units::kUnitsUndefined, type), L"") << type;
     }
 }
 

@@ -553,6 +553,18 @@ TEST_F(SerializedObject, GoesIntoTheExtensionDataOfATargetWhoseHostHasNoBagForIt
     EXPECT_TRUE(read().isNull());
 }
 
+TEST_F(SerializedObject, WithTextThatIsTooLongLeavesWhatWasStored)
+{
+    write();
+    m_source->getWriteProperties().setProperty(L"Name", OdString(L'x', 32768));
+    EXPECT_EQ(thrownCode([&] { write(); }), kOdBadStream);
+    EXPECT_EQ(nameOf(read()), OdString(L"box"));
+    ZemProperties& bag = giveOwnBag();
+    EXPECT_EQ(thrownCode([&] { write(); }), kOdBadStream);
+    EXPECT_TRUE(bag.isEmpty());
+    EXPECT_EQ(nameOf(read()), OdString(L"box"));
+}
+
 TEST_F(SerializedObject, OfAClassThatIsGoneCantBeWritten)
 {
     OdRxClass* const key = OdDbXrecord::desc();

@@ -728,6 +728,42 @@ TEST_F(BagReentry, AnArrayThatShrinksWhileItIsFiledIsAnInvalidIndex)
     EXPECT_THROW((void)m_bag.dwgInFields(&reader), OdError_InvalidIndex);
 }
 
+TEST_F(BagReentry, ASetterThatOmitsDefaultsDoesSoFromTheNextStreamOn)
+{
+    int first = 9;
+    m_bag.mapProperty(L"a", &first, 1);
+    m_bag.mapProperty<int>(
+        L"b", [] { return 0; }, [&](int) { m_bag.setConfig(kZemPropsOmitDefaults); }, 0);
+    EXPECT_EQ(readBag(m_bag, count(2) + intItem('a', 5) + intItem('b', 6)), kOdOk);
+    EXPECT_EQ(first, 5) << "what the stream named isn't reset";
+    EXPECT_EQ(readBag(m_bag, count(0)), kOdOk);
+    EXPECT_EQ(first, 1);
+}
+
+TEST_F(BagReentry, AGetterThatChangesTheConfigDoesSoFromTheNextStreamOn)
+{
+    const OdDbObjectId erased = addErasedObject();
+    OdDbObjectId id = erased;
+    m_bag.mapProperty<int>(
+        L"a",
+        [&] {
+            m_bag.setConfig(kZemPropsDropErasedIds);
+            return 0;
+        },
+        [](int) {});
+    m_bag.mapProperty(L"b", &id, kHardPointer);
+    for (OdDbObjectId const& expected : {erased, OdDbObjectId::kNull}) {
+        MemoryFiler filer(OdDb::FilerType::kFileFiler);
+        m_bag.dwgOutFields(&filer);
+        filer.rewindForReading();
+        ZemProperties read;
+        ASSERT_EQ(read.dwgInFields(&filer), kOdOk);
+        OdDbObjectId readId;
+        ASSERT_TRUE(read.getProperty(L"b", readId));
+        EXPECT_TRUE(readId == expected);
+    }
+}
+
 TEST_F(BagReentry, AGetterMayRemoveItsOwnEntryWhenItIsAskedForOrAssignedTo)
 {
     const auto map = [this] {
@@ -986,6 +1022,47 @@ TEST_F(BagOnObject, IsFalseForMalformedContent)
     }
 }
 
+TEST_F(BagOnObject, CutAtAnyLengthIsFalseInBothForms)
+{
+    m_bag.setVersion(1);
+    m_bag.setProperty(L"A", 5);
+    m_bag.setProperty(L"B", sample<MapOf<OdString>>());
+    const Blob whole = flatten(m_bag);
+    for (std::size_t length = 0; length < whole.size(); ++length) {
+        const Blob cut(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(length));
+        ZemProperties bag;
+        attach(m_object, cut);
+        EXPECT_FALSE(read(bag, m_object)) << length;
+        attach(m_object, Blob());
+        ZemDbExtensionDataImpl::writeToDictionary(m_object.safeOpenObject(OdDb::kForWrite).get(),
+                                                  cut, L"ZEM_DB");
+        EXPECT_FALSE(read(bag, m_object)) << length << " in the dictionary";
+    }
+}
+
+TEST_F(BagOnObject, WithAnyBitFlippedIsReadOrFalseInBothForms)
+{
+    m_bag.setVersion(1);
+    m_bag.setProperty(L"A", 5);
+    m_bag.setProperty(L"B", sample<MapOf<OdString>>());
+    const Blob whole = flatten(m_bag);
+    for (std::size_t bit = 0; bit < whole.size() * 8; ++bit) {
+        Blob damaged = whole;
+        damaged[bit / 8] = static_cast<char>(damaged[bit / 8] ^ (1 << (bit % 8)));
+        ZemProperties expected;
+        const bool isRead = tryReadBag(expected, damaged) == kOdOk;
+        ZemProperties bag;
+        attach(m_object, damaged);
+        EXPECT_EQ(read(bag, m_object), isRead) << bit;
+        EXPECT_TRUE(isSame(bag, expected)) << bit;
+        attach(m_object, Blob());
+        ZemDbExtensionDataImpl::writeToDictionary(m_object.safeOpenObject(OdDb::kForWrite).get(),
+                                                  damaged, L"ZEM_DB");
+        EXPECT_EQ(read(bag, m_object), isRead) << bit << " in the dictionary";
+        EXPECT_TRUE(isSame(bag, expected)) << bit << " in the dictionary";
+    }
+}
+
 TEST_F(BagOnObject, LetsExceptionsOtherThanItsOwnPass)
 {
     m_bag.setProperty(L"A", 5);
@@ -1036,6 +1113,155 @@ TEST_F(BagOnObject, IsUndoneInBothForms)
     ASSERT_EQ(m_database->redo(), kOdOk);
     EXPECT_TRUE(read(other, m_object));
     EXPECT_TRUE(isSame(other, m_bag));
+}
+
+//--------------------------------------------------------------------------------------------------
+// Random changes of what an object has attached
+
+/// What an object has attached: numbers that stand for bags and for a serialised object, 0 for none.
+struct Attached
+{
+    int inExtendedData = 0;
+    int inDictionary = 0;
+    int otherBlob = 0;
+};
+
+/// An object with a bag and another blob attached, beside what there should be.
+class AttachedModel
+{
+public:
+    void write(int number, bool isLarge)
+    {
+        ZemProperties bag;
+        fill(bag, number, isLarge);
+        bag.writeToDbObject(open(OdDb::kForWrite).get());
+        if (number == 0) {
+            m_state = Attached();
+        } else if (isLarge) {
+            m_state = Attached{0, number, m_state.otherBlob};
+        } else {
+            m_state.inExtendedData = number;
+        }
+        m_undone.clear();
+    }
+    void writeOther(int number)
+    {
+        const OdDbObjectPtr object = open(OdDb::kForWrite);
+        if (number == 0) {
+            ZemDbExtensionDataImpl::eraseFromDictionary(object.get(), L"other");
+            m_state.inDictionary = 0;
+        } else {
+            ZemDbExtensionDataImpl::writeToDictionary(object.get(), bytes({number}), L"other");
+        }
+        m_state.otherBlob = number;
+        m_undone.clear();
+    }
+    void mark()
+    {
+        m_database->startUndoRecord();
+        m_done.push_back(m_state);
+    }
+    void undo()
+    {
+        if (!m_done.empty()) {
+            RC_ASSERT(m_database->undo() == kOdOk);
+            m_undone.push_back(std::exchange(m_state, m_done.back()));
+            m_done.pop_back();
+        }
+    }
+    void redo()
+    {
+        if (!m_undone.empty()) {
+            RC_ASSERT(m_database->redo() == kOdOk);
+            m_done.push_back(std::exchange(m_state, m_undone.back()));
+            m_undone.pop_back();
+        }
+    }
+    /// Keeps the extension dictionary and what is in it open, as a caller may.
+    void hold(OdDb::OpenMode mode)
+    {
+        m_held.clear();
+        const OdDbObjectPtr object = open(OdDb::kForRead);
+        m_held.push_back(object->extensionDictionary().openObject(mode));
+        m_held.push_back(
+            ZemDbExtensionDataImpl::getObjInExtDict(object.get(), false).openObject(mode));
+    }
+    void check() const
+    {
+        const OdDbObjectPtr object = open(OdDb::kForRead);
+        const int number =
+            m_state.inExtendedData != 0 ? m_state.inExtendedData : m_state.inDictionary;
+        ZemProperties bag;
+        RC_ASSERT(bag.readFromDbObject(object.get()) == (number != 0));
+        ZemProperties expected;
+        fill(expected, number, m_state.inExtendedData == 0);
+        RC_ASSERT(isSame(bag, expected));
+        Blob other;
+        const bool hasOther =
+            ZemDbExtensionDataImpl::readFromDictionary(object.get(), other, L"other");
+        RC_ASSERT(hasOther == (m_state.otherBlob != 0));
+        RC_ASSERT(!hasOther || other == bytes({m_state.otherBlob}));
+        RC_ASSERT(object->extensionDictionary().isNull() ==
+                  (m_state.inDictionary == 0 && m_state.otherBlob == 0));
+    }
+
+private:
+    static void fill(ZemProperties& bag, int number, bool isLarge)
+    {
+        if (number != 0) {
+            bag.setProperty(L"number", number);
+            bag.setProperty(L"blob", Blob(isLarge ? 16000 : 200, 'x'));
+        }
+    }
+    OdDbObjectPtr open(OdDb::OpenMode mode) const { return m_id.safeOpenObject(mode); }
+    OdDbObjectId addObject() const
+    {
+        const OdDbObjectPtr object = OdDbXrecord::createObject();
+        return m_database->addOdDbObject(object.get());
+    }
+
+    ZemModuleScope m_scope;
+    OdDbDatabasePtr m_database = OdDbDatabase::createObject();
+    OdDbObjectId m_id = addObject();
+    Attached m_state;
+    std::vector<Attached> m_done;
+    std::vector<Attached> m_undone;
+    std::vector<OdDbObjectPtr> m_held;
+};
+
+RC_GTEST_PROP(BagOnObjectModel, GivesWhatWasAttachedLastThroughUndoAndRedo, ())
+{
+    AttachedModel model;
+    const int steps = *rc::gen::inRange(1, 25);
+    for (int step = 0; step < steps; ++step) {
+        const int number = *rc::gen::inRange(0, 4);
+        const int kind = *rc::gen::inRange(0, 8);
+        if (kind < 3 && *rc::gen::arbitrary<bool>()) {
+            model.mark();
+        }
+        switch (kind) {
+        case 0:
+        case 1:
+            model.write(number, /*isLarge=*/kind == 1);
+            break;
+        case 2:
+            model.writeOther(number);
+            break;
+        case 3:
+        case 4:
+            model.undo();
+            break;
+        case 5:
+            model.redo();
+            break;
+        case 6:
+            model.hold(OdDb::kForRead);
+            break;
+        default:
+            model.hold(OdDb::kForWrite);
+        }
+        model.check();
+    }
 }
 
 //--------------------------------------------------------------------------------------------------

@@ -83,7 +83,8 @@ public:
 /// \param target  In a database; in none, nothing happens. Open for write if it has a bag of its
 ///                own, or no extension dictionary yet.
 /// \throws OdError (not open for write) for such a target, with neither place changed; (not open
-///         for read) for the source; (class not registered) if the source's class, or that of the
+///         for read) for the source; (bad stream) for a source with text of more than 32767 bytes,
+///         with neither place changed; (class not registered) if the source's class, or that of the
 ///         extension data, is not there.
 void ZemWriteSerializedObject(OdRxClass* key, OdDbObject const* source, OdDbObject* target);
 

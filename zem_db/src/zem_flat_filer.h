@@ -20,8 +20,9 @@ class OdResBuf;
 /// to survive is filed as a handle. Doubles that are denormal, infinite or no number read as 0.
 ///
 /// `clear` starts a stream to be written, `setBinaryData` or `setBinaryChunk` one to be read;
-/// without one of them the filer is empty. Reading past the end throws OdError (bad stream) and
-/// reads nothing. Use it on the stack, for one call, as `OdStaticRxObject<ZemFlatFiler>`.
+/// without one of them the filer is empty. Reading past the end throws OdError (bad stream); of a
+/// text or of coordinates the parts in front of the missing one are read then, of all else nothing.
+/// Use it on the stack, for one call, as `OdStaticRxObject<ZemFlatFiler>`.
 class ZemFlatFiler : public OdDbDwgFiler
 {
 public:

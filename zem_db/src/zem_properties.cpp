@@ -244,6 +244,8 @@ std::vector<ZemProperties::Item> ZemProperties::writableItems() const
 
 void ZemProperties::dwgOutFields(OdDbDwgFiler* filer) const
 {
+    // Kept, as a getter may set other bits: one stream is written by one rule.
+    const int config = m_config;
     const std::vector<Item> items = writableItems();
     const bool writesVersion = m_version > 0;
     filer->wrInt32(static_cast<std::int32_t>(items.size() + (writesVersion ? 1 : 0)));
@@ -254,7 +256,7 @@ void ZemProperties::dwgOutFields(OdDbDwgFiler* filer) const
     }
     for (auto const& [name, node] : items) {
         filer->wrString(name);
-        node->writeUnchecked(filer, m_config);
+        node->writeUnchecked(filer, config);
     }
 }
 
@@ -263,7 +265,8 @@ class ZemProperties::Reader
 {
 public:
     Reader(ZemProperties& bag, OdDbDwgFiler& filer)
-        : m_bag(bag), m_filer(filer), m_next(bag.m_entries.begin()), m_erasures(bag.m_erasures)
+        : m_bag(bag), m_filer(filer), m_config(bag.m_config), m_next(bag.m_entries.begin()),
+          m_erasures(bag.m_erasures)
     {
     }
 
@@ -277,7 +280,7 @@ public:
             return readVersion();
         }
         const bool isThere = find(name);
-        if (m_bag.omitsDefaults()) {
+        if (omitsDefaults()) {
             m_names.insert(name);
         }
         return isThere ? readEntry() : readNewEntry(std::move(name));
@@ -287,7 +290,7 @@ public:
     /// each step looks for the next name anew.
     OdResult resetUnread()
     {
-        if (!m_bag.omitsDefaults()) {
+        if (!omitsDefaults()) {
             return kOdOk;
         }
         Entries const& entries = m_bag.m_entries;
@@ -302,10 +305,9 @@ public:
     }
 
 private:
-    ZemPropertyDataPtr createNode()
-    {
-        return ZemPropertyData::createFromDwg(&m_filer, m_bag.m_config);
-    }
+    bool omitsDefaults() const noexcept { return (m_config & kZemPropsOmitDefaults) != 0; }
+
+    ZemPropertyDataPtr createNode() { return ZemPropertyData::createFromDwg(&m_filer, m_config); }
 
     OdResult readVersion()
     {
@@ -350,7 +352,7 @@ private:
             zemcCallAssert("!val.isNull()", nullptr, __FILE__, __LINE__);
             return kOdBadStream;
         }
-        return val->readFromDwg(&m_filer, m_bag.m_config) ? kOdOk : kOdBadStream;
+        return val->readFromDwg(&m_filer, m_config) ? kOdOk : kOdBadStream;
     }
 
     OdResult readNewEntry(OdString&& name)
@@ -366,6 +368,9 @@ private:
 
     ZemProperties& m_bag;
     OdDbDwgFiler& m_filer;
+    /// As it was at the start: a setter that sets other bits must not have entries reset whose names
+    /// nobody noted.
+    const int m_config;
     Entries::iterator m_next;
     std::uint32_t m_erasures;    ///< those of the bag while `m_next` is good
     std::set<OdString> m_names;  ///< filled only where defaults are omitted
