@@ -72,16 +72,21 @@ OdDbObjectId OdDbAssocAction::objectThatOwnsNetworkInstance() const
                                                                  : OdDbObjectId::kNull;
 }
 
+OdDbAssocNetworkState* OdDbAssocAction::networkState() const noexcept
+{
+    return m_network != nullptr && m_network->network == ownerId() ? m_network.get() : nullptr;
+}
+
 OdDbAssocNetworkState* OdDbAssocAction::findNetworkState() const
 {
-    if (m_network == nullptr && odDbAssocIsOfClass(ownerId(), OdDbAssocNetwork::desc())) {
+    if (networkState() == nullptr && odDbAssocIsOfClass(ownerId(), OdDbAssocNetwork::desc())) {
         const OdDbObjectPtr owner = ownerId().openObject(OdDb::kForRead, /*openErased=*/true);
         const OdDbAssocNetworkPtr network = OdDbAssocNetwork::cast(owner.get());
         if (!network.isNull()) {
             m_network = network->sharedState();
         }
     }
-    return m_network.get();
+    return networkState();
 }
 
 void OdDbAssocAction::joinedNetwork() {}
@@ -218,9 +223,9 @@ OdResult OdDbAssocAction::dwgInFields(OdDbDwgFiler* filer)
         }
     }
     m_dependencies = dependencies;
-    if (m_network != nullptr) {
-        m_network->knowsLiving = false;  // undo may have changed whether it is erased
-        m_network->knowsNetworks = false;
+    if (OdDbAssocNetworkState* const known = networkState()) {
+        known->knowsLiving = false;  // undo may have changed whether it is erased
+        known->knowsNetworks = false;
     }
     return kOdOk;
 }

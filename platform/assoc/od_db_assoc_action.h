@@ -91,7 +91,7 @@ protected:
     void setDependencies(OdDbObjectIdArray const& ids) { m_dependencies = ids; }
     /// What the owning network knows of its actions in memory; null if the action is in none, or if
     /// the network hasn't met it yet.
-    OdDbAssocNetworkState* networkState() const noexcept { return m_network.get(); }
+    OdDbAssocNetworkState* networkState() const noexcept;
     /// The same; asks the network if it hasn't met this action yet.
     OdDbAssocNetworkState* findNetworkState() const;
     void setNetworkState(std::shared_ptr<OdDbAssocNetworkState> state) const noexcept
@@ -104,7 +104,8 @@ protected:
 private:
     OdDbObjectIdArray m_dependencies;
     OdDbObjectId m_body;
-    mutable std::shared_ptr<OdDbAssocNetworkState> m_network;  ///< derived
+    /// Derived; of a network that was the owner once, if undo has taken a move back.
+    mutable std::shared_ptr<OdDbAssocNetworkState> m_network;
 };
 
 using OdDbAssocActionPtr = OdSmartPtr<OdDbAssocAction>;

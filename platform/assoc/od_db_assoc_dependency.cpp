@@ -81,6 +81,15 @@ OdResult OdDbAssocDependency::subErase(bool erasing)
     return result;
 }
 
+void OdDbAssocDependency::cloneFinished(OdDbIdMapping& mapping)
+{
+    OdDbObject::cloneFinished(mapping);
+    const OdDbObjectPtr object = m_object.openObject(OdDb::kForRead, /*openErased=*/true);
+    if (!object.isNull() && !object->hasPersistentReactor(objectId())) {
+        listAtObject(true);
+    }
+}
+
 OdResult OdDbAssocDependency::dwgInFields(OdDbDwgFiler* filer)
 {
     const OdResult result = OdDbObject::dwgInFields(filer);

@@ -28,6 +28,8 @@ public:
     void detachDependentOnObject();
 
     OdResult subErase(bool erasing) override;
+    /// As the base; the clone sits at the object as well.
+    void cloneFinished(OdDbIdMapping& mapping) override;
     OdResult dwgInFields(OdDbDwgFiler* filer) override;
     void dwgOutFields(OdDbDwgFiler* filer) const override;
 

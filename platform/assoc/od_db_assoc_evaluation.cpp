@@ -21,8 +21,12 @@ std::vector<OdDbObjectId> OdDbAssocEvaluation::usersOf(OdDbAssocVariable const& 
         }
         auto const& dependency = static_cast<OdDbAssocValueDependency const&>(*object);
         const OdDbObjectId user = dependency.ownerId();
-        if (dependency.dependentOnObject() == variable.objectId() && !user.isErased() &&
-            odDbAssocIsOfClass(user, OdDbAssocVariable::desc())) {
+        if (dependency.dependentOnObject() != variable.objectId() || user.isErased() ||
+            !odDbAssocIsOfClass(user, OdDbAssocVariable::desc())) {
+            continue;
+        }
+        const OdDbObjectPtr opened = user.openObject();
+        if (!opened.isNull() && opened->ownerId() == variable.ownerId()) {
             users.push_back(user);
         }
     }

@@ -42,7 +42,7 @@ public:
 
     /// Closes variables from the first to the last.
     static void closeAll(Changed changed);
-    /// The variables whose expressions use a variable; loads their dependencies.
+    /// The variables of its network whose expressions use a variable; loads them.
     static std::vector<OdDbObjectId> usersOf(OdDbAssocVariable const& variable);
     /// Whether `variable` would depend on itself if it used `targets`.
     static bool wouldDependOnItself(OdDbAssocVariable const& variable,

@@ -9,7 +9,7 @@
 
 /// Entries in the order in which they were made, found by hash through a table of small slots. The
 /// slots of many entries fit into the processor's cache, and what is looked up in the order of its
-/// making lies one behind the other. `Entry` has a `std::size_t hash`.
+/// making lies one behind the other. `Entry` has a member `hash`.
 ///
 /// Pointers to entries hold until the next change.
 template <class Entry>
@@ -58,11 +58,8 @@ public:
         m_entries.pop_back();
     }
 
-    void clear()
-    {
-        m_slots.clear();
-        m_entries.clear();
-    }
+    /// All entries. Their hashes may not be changed.
+    std::vector<Entry>& entries() noexcept { return m_entries; }
 
 private:
     struct Slot

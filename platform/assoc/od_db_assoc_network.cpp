@@ -117,7 +117,13 @@ OdDbObjectId OdDbAssocNetwork::getInstanceFromObject(OdDbObjectId objectId, bool
 // ---------------------------------------------------------------------------------------------
 // Actions
 
-bool OdDbAssocNetwork::isListed(OdDbObjectId action) const
+std::shared_ptr<OdDbAssocNetworkState> const& OdDbAssocNetwork::sharedState() const noexcept
+{
+    m_state->network = objectId();
+    return m_state;
+}
+
+void OdDbAssocNetwork::readMembers() const
 {
     OdDbAssocNetworkState& known = state();
     if (!known.knowsMembers) {
@@ -126,7 +132,12 @@ bool OdDbAssocNetwork::isListed(OdDbObjectId action) const
         }
         known.knowsMembers = true;
     }
-    return known.hasMember(action);
+}
+
+bool OdDbAssocNetwork::isListed(OdDbObjectId action) const
+{
+    readMembers();
+    return state().hasMember(action);
 }
 
 OdDbObjectIdArray OdDbAssocNetwork::getActions() const
@@ -178,7 +189,7 @@ void OdDbAssocNetwork::record(std::uint8_t opcode, OdDbObjectId action, bool own
 void OdDbAssocNetwork::insertAction(unsigned position, OdDbObjectId action, bool owned)
 {
     OdDbAssocNetworkState& known = state();
-    (void)isListed(action);  // the members are known from here on
+    readMembers();
     record(kActionAdded, action, owned, position);
     const bool atEnd = position >= m_actions.size();
     m_actions.insertAt(std::min<unsigned>(position, m_actions.size()), action);
@@ -200,7 +211,7 @@ void OdDbAssocNetwork::insertAction(unsigned position, OdDbObjectId action, bool
 unsigned OdDbAssocNetwork::takeOutAction(OdDbObjectId action)
 {
     OdDbAssocNetworkState& known = state();
-    (void)isListed(action);
+    readMembers();
     unsigned position = 0;
     const unsigned size = m_actions.size();
     if (size != 0 && std::as_const(m_actions)[size - 1] == action) {
@@ -262,7 +273,7 @@ OdResult OdDbAssocNetwork::addAction(OdDbObjectId actionId, bool owned)
         insertAction(takeOutAction(actionId), actionId, owned);
     }
     if (owned) {
-        action->setNetworkState(m_state);
+        action->setNetworkState(sharedState());
         action->joinedNetwork();
     }
     return kOdOk;
@@ -280,17 +291,27 @@ OdResult OdDbAssocNetwork::removeAction(OdDbObjectId actionId, bool erase)
         return object->erase(true);  // stays in the list, and can come back
     }
     (void)takeOutAction(actionId);
-    if (object.isNull()) {
+    if (object.isNull() || object->ownerId() != objectId()) {
         return kOdOk;
-    }
-    if (object->ownerId() == objectId()) {
-        object->setOwnerId(OdDbObjectId::kNull);
     }
     const OdDbAssocActionPtr action = OdDbAssocAction::cast(object.get());
     if (!action.isNull()) {
+        leaveUsersBehind(*action);
         action->setNetworkState(nullptr);
     }
+    object->setOwnerId(OdDbObjectId::kNull);
     return kOdOk;
+}
+
+/// What uses a variable that goes away is out of date here.
+void OdDbAssocNetwork::leaveUsersBehind(OdDbAssocAction const& action)
+{
+    if (action.isKindOf(OdDbAssocVariable::desc())) {
+        for (OdDbObjectId user :
+             OdDbAssocEvaluation::usersOf(static_cast<OdDbAssocVariable const&>(action))) {
+            state().stale.insert(user);
+        }
+    }
 }
 
 OdDbObjectId OdDbAssocNetwork::findVariable(OdString const& name) const
@@ -300,19 +321,25 @@ OdDbObjectId OdDbAssocNetwork::findVariable(OdString const& name) const
         return OdDbObjectId::kNull;
     }
     readActions();
-    return state().find(name, OdDbObjectId::kNull, m_state);
+    return state().find(name, OdDbObjectId::kNull, sharedState());
 }
 
 bool OdDbAssocNetwork::hasVariableOfName(OdString const& name,
                                          OdDbObjectIdArray const& actions) const
 {
-    if (!name.isEmpty()) {
-        return !state().find(name, OdDbObjectId::kNull, m_state).isNull();
+    if (!name.isEmpty() && !state().find(name, OdDbObjectId::kNull, sharedState()).isNull()) {
+        return true;
     }
-    // Variables without a name are not known by it.
-    return std::any_of(actions.begin(), actions.end(), [](OdDbObjectId id) {
+    if (!name.isEmpty() && m_notOwned.empty()) {
+        return false;
+    }
+    // Variables without a name, and those that others own, are not known by it.
+    return std::any_of(actions.begin(), actions.end(), [&](OdDbObjectId id) {
+        if (!name.isEmpty() && m_notOwned.count(id.record()) == 0) {
+            return false;
+        }
         const OdDbAssocVariablePtr variable = OdDbAssocVariable::cast(id.openObject().get());
-        return !variable.isNull() && variable->name().isEmpty();
+        return !variable.isNull() && odIcmp(variable->name(), name) == 0;
     });
 }
 
@@ -342,7 +369,7 @@ OdString OdDbAssocNetwork::freeVariableName(OdString const& base) const
 
 void OdDbAssocNetwork::readActions() const
 {
-    (void)isListed(OdDbObjectId::kNull);
+    readMembers();
     if (!state().knowsNames()) {
         state().startNames(m_actions);
     }

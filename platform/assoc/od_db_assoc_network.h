@@ -66,12 +66,14 @@ public:
     /// \param erase  Whether it is erased; else it is left without owner if this network owned it.
     /// \return 0; (key not found) for an id that isn't listed or is erased; what erasing gave.
     OdResult removeAction(OdDbObjectId action, bool erase);
-    /// The variable of a name; null if there is none. Names compare without case. Near constant,
-    /// but the first search of an opened drawing reads all variables of the network.
+    /// The variable of a name, among those that the network owns; null if there is none. Names
+    /// compare without case. Near constant, but the first search of an opened drawing reads all
+    /// variables of the network.
     OdDbObjectId findVariable(OdString const& name) const;
     /// A name that no variable has: `base`, or else the first of `base_1`, `base_2`, ... that is free.
     /// Names compare without case. Near constant, also where many names of one base are taken one
-    /// after the other; the first search of an opened drawing reads all variables of the network.
+    /// after the other, but for variables that others own, all of which are looked at; the first
+    /// search of an opened drawing reads all variables of the network.
     OdString freeVariableName(OdString const& base) const;
     /// @}
 
@@ -95,13 +97,15 @@ private:
     friend class OdDbAssocVariable;
 
     /// What is known in memory; never null.
-    std::shared_ptr<OdDbAssocNetworkState> const& sharedState() const noexcept { return m_state; }
+    std::shared_ptr<OdDbAssocNetworkState> const& sharedState() const noexcept;
     OdDbAssocNetworkState& state() const noexcept { return *m_state; }
     void actionErased(OdDbObjectId action);
     void record(std::uint8_t opcode, OdDbObjectId action, bool owned, unsigned position);
     void insertAction(unsigned position, OdDbObjectId action, bool owned);
     unsigned takeOutAction(OdDbObjectId action);
     bool isListed(OdDbObjectId action) const;
+    void readMembers() const;
+    void leaveUsersBehind(OdDbAssocAction const& action);
     bool hasVariableOfName(OdString const& name, OdDbObjectIdArray const& actions) const;
     bool belongsTo(OdDbObjectId network) const;
     void readActions() const;

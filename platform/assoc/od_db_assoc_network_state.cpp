@@ -9,12 +9,14 @@
 
 void OdDbAssocNetworkState::clear()
 {
+    const OdDbObjectId id = network;
     *this = OdDbAssocNetworkState();
+    network = id;
 }
 
 void OdDbAssocNetworkState::startNames(OdDbObjectIdArray const& actions)
 {
-    m_byName.clear();
+    m_names.clear();
     m_firstNumbers.clear();
     m_unread.assign(actions.begin(), actions.end());
     m_knowsNames = true;
@@ -45,13 +47,8 @@ void OdDbAssocNetworkState::removeMember(OdDbObjectId action)
     }
 }
 
-OdDbAssocNetworkState::Named* OdDbAssocNetworkState::findNamed(OdString const& name)
-{
-    return m_byName.find(OdStringIHash()(name),
-                         [&](Named const& named) { return odIcmp(named.name, name) == 0; });
-}
-
-/// A variable knows itself under which name it was entered.
+/// A variable knows itself under which name it was entered, and where: another network may merely
+/// list it.
 void OdDbAssocNetworkState::forget(OdDbObjectId action)
 {
     if (!m_knowsNames || !odDbAssocIsOfClass(action, OdDbAssocVariable::desc())) {
@@ -59,7 +56,7 @@ void OdDbAssocNetworkState::forget(OdDbObjectId action)
     }
     const OdDbObjectPtr object = action.openObject(OdDb::kForRead, /*openErased=*/true);
     const OdDbAssocVariablePtr variable = OdDbAssocVariable::cast(object.get());
-    if (!variable.isNull()) {
+    if (!variable.isNull() && variable->networkState() == this) {
         leave(*variable);
     }
 }
@@ -67,24 +64,10 @@ void OdDbAssocNetworkState::forget(OdDbObjectId action)
 void OdDbAssocNetworkState::leave(OdDbAssocVariable const& variable)
 {
     const OdString name = std::exchange(variable.m_enteredName, OdString());
-    freeName(name);
-    Named* const named = name.isEmpty() ? nullptr : findNamed(name);
-    if (named == nullptr) {
-        return;
+    if (!name.isEmpty()) {
+        freeName(name);
+        m_names.leave(name, variable.objectId());
     }
-    const OdDbObjectId id = variable.objectId();
-    if (named->others != nullptr) {
-        named->others->erase(id);
-    }
-    if (named->id != id) {
-        return;
-    }
-    if (named->others == nullptr || named->others->empty()) {
-        m_byName.erase(named);
-        return;
-    }
-    named->id = *named->others->begin();
-    named->others->erase(named->others->begin());
 }
 
 int OdDbAssocNetworkState::firstNumber(OdString const& stem) const
@@ -135,27 +118,6 @@ void OdDbAssocNetworkState::freeName(OdString const& name)
     }
 }
 
-void OdDbAssocNetworkState::enter(OdDbAssocVariable const& variable)
-{
-    const OdString name = variable.name();
-    if (name.isEmpty()) {
-        return;
-    }
-    if (Named* const named = findNamed(name)) {
-        if (named->others == nullptr) {
-            named->others = std::make_unique<Ids>();
-        }
-        named->others->insert(variable.objectId());
-    } else {
-        Named made;
-        made.hash = OdStringIHash()(name);
-        made.name = name;
-        made.id = variable.objectId();
-        m_byName.insert(std::move(made));
-    }
-    variable.m_enteredName = name;
-}
-
 void OdDbAssocNetworkState::readNames(std::shared_ptr<OdDbAssocNetworkState> const& self)
 {
     for (std::size_t index = 0; index < m_unread.size(); ++index) {
@@ -165,10 +127,16 @@ void OdDbAssocNetworkState::readNames(std::shared_ptr<OdDbAssocNetworkState> con
         }
         const OdDbObjectPtr object = id.openObject(OdDb::kForRead, /*openErased=*/true);
         const OdDbAssocVariablePtr variable = OdDbAssocVariable::cast(object.get());
-        if (!variable.isNull()) {
-            variable->setNetworkState(self);
-            leave(*variable);
-            enter(*variable);
+        // While a network is cloned, it lists the actions of its source.
+        if (variable.isNull() || variable->ownerId() != network) {
+            continue;
+        }
+        variable->setNetworkState(self);
+        leave(*variable);
+        const OdString name = variable->name();
+        if (!name.isEmpty()) {
+            m_names.enter(name, id);
+            variable->m_enteredName = name;
         }
     }
     m_unread.clear();
@@ -178,21 +146,11 @@ OdDbObjectId OdDbAssocNetworkState::find(OdString const& name, OdDbObjectId exce
                                          std::shared_ptr<OdDbAssocNetworkState> const& self)
 {
     readNames(self);
-    Named const* const named = findNamed(name);
-    if (named == nullptr) {
-        return OdDbObjectId::kNull;
-    }
     OdDbObjectId first;
-    const auto consider = [&](OdDbObjectId id) {
+    m_names.forEach(name, [&](OdDbObjectId id) {
         if (!id.isErased() && id != except && (first.isNull() || id < first)) {
             first = id;
         }
-    };
-    consider(named->id);
-    if (named->others != nullptr) {
-        for (OdDbObjectId id : *named->others) {
-            consider(id);
-        }
-    }
+    });
     return first;
 }

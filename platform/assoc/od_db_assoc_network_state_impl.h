@@ -3,6 +3,7 @@
 #pragma once
 
 #include "assoc/od_db_assoc_flat_table_impl.h"
+#include "assoc/od_db_assoc_name_table_impl.h"
 #include "assoc/od_db_assoc_network.h"
 #include "root/od_string.h"
 
@@ -20,10 +21,13 @@
 class OdDbAssocNetworkState
 {
 public:
-    /// Forgets everything.
+    OdDbObjectId network;  ///< that this is the state of; null until somebody shares it
+
+    /// Forgets everything but the network.
     void clear();
 
     /// \name Names
+    /// Of the variables that the network owns: those of others have their names elsewhere.
     /// @{
     /// Takes all actions as unread. The members have to be known.
     void startNames(OdDbObjectIdArray const& actions);
@@ -67,15 +71,6 @@ public:
     /// @}
 
 private:
-    using Ids = std::set<OdDbObjectId>;
-    /// Nearly every name has one variable.
-    struct Named
-    {
-        std::size_t hash = 0;
-        OdString name;
-        OdDbObjectId id;
-        std::unique_ptr<Ids> others;
-    };
     struct Member
     {
         std::size_t hash = 0;
@@ -83,15 +78,13 @@ private:
     };
 
     Member* findMember(OdDbObjectId action);
-    Named* findNamed(OdString const& name);
     void readNames(std::shared_ptr<OdDbAssocNetworkState> const& self);
     void leave(OdDbAssocVariable const& variable);
-    void enter(OdDbAssocVariable const& variable);
     void freeName(OdString const& name);
 
     bool m_knowsNames = false;
     std::vector<OdDbObjectId> m_unread;
-    OdDbAssocFlatTable<Named> m_byName;
+    OdDbAssocNameTable m_names;
     OdDbAssocFlatTable<Member> m_members;
     std::unordered_map<OdString, int, OdStringIHash, OdStringIEqual> m_firstNumbers;
 };

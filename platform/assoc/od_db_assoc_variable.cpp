@@ -107,7 +107,8 @@ OdResult OdDbAssocVariable::rewriteUsers(OdString const& newName)
     if (isOther && OdExpression::mentions(m_expression, newName)) {
         return kOdDuplicateName;
     }
-    std::vector<OdDbAssocVariablePtr> users;
+    const OdExpression::Renames names{{m_name, newName}};
+    std::vector<std::pair<OdDbAssocVariablePtr, OdString>> users;
     for (OdDbObjectId id : OdDbAssocEvaluation::usersOf(*this)) {
         OdDbAssocVariablePtr user = openVariable(id);
         if (user.isNull()) {
@@ -116,16 +117,19 @@ OdResult OdDbAssocVariable::rewriteUsers(OdString const& newName)
         if (isOther && OdExpression::mentions(user->m_expression, newName)) {
             return kOdDuplicateName;
         }
-        users.push_back(std::move(user));
-    }
-    for (OdDbAssocVariablePtr const& user : users) {
-        const OdString text = OdExpression::renamed(user->m_expression, m_name, newName);
-        if (text != user->m_expression) {
-            user->upgradeOpen();
-            user->assertWriteEnabled();
-            user->changeText(text);
-            user->downgradeOpen();
+        std::optional<OdString> text = OdExpression::renamed(user->m_expression, names);
+        if (!text.has_value()) {
+            return kOdInvalidInput;
         }
+        if (*text != user->m_expression) {
+            users.emplace_back(std::move(user), std::move(*text));
+        }
+    }
+    for (auto const& [user, text] : users) {
+        user->upgradeOpen();
+        user->assertWriteEnabled();
+        user->changeText(text);
+        user->downgradeOpen();
     }
     return kOdOk;
 }
@@ -278,7 +282,7 @@ void OdDbAssocVariable::dependOn(std::vector<OdDbObjectId> const& targets)
             continue;
         }
         const OdDbAssocValueDependencyPtr dependency = openValueDependency(id);
-        if (dependency.isNull()) {
+        if (dependency.isNull() || dependency->ownerId() != objectId()) {
             others.append(id);
         } else if (!present.try_emplace(dependency->dependentOnObject().record(), id).second) {
             surplus.push_back(id);
@@ -317,9 +321,15 @@ void OdDbAssocVariable::joinedNetwork()
     if (known != nullptr) {
         known->renamed(objectId());
     }
+    // Who used it before may have missed a change while it was outside.
+    m_tellsUsers = m_tellsUsers || !getPersistentReactors().isEmpty();
     OdDbObjectIdArray living;
     (void)getDependencies(true, true, living);
-    if (m_expression.isEmpty() || !living.isEmpty()) {
+    if (m_expression.isEmpty()) {
+        return;
+    }
+    if (!living.isEmpty()) {
+        settle();
         return;
     }
     std::vector<OdDbObjectId> found;
@@ -347,7 +357,7 @@ void OdDbAssocVariable::findAgain()
         dependsOnAny = dependsOnAny ||
                        (!id.isErased() && odDbAssocIsOfClass(id, OdDbAssocValueDependency::desc()));
     }
-    if (m_expression.isEmpty() || !dependsOnAny) {
+    if (m_expression.isEmpty() || !dependsOnAny || !ownsDependencies()) {
         return;
     }
     OdExpression::Parser const& parsed = parser();
@@ -374,6 +384,45 @@ void OdDbAssocVariable::findAgain()
     downgradeOpen();
 }
 
+/// Whether this is no clone whose references are those of its source.
+bool OdDbAssocVariable::ownsDependencies() const
+{
+    OdDbObjectIdArray const& ids = dependencies();
+    return std::all_of(ids.begin(), ids.end(), [&](OdDbObjectId id) {
+        const OdDbAssocValueDependencyPtr dependency = openValueDependency(id);
+        return dependency.isNull() || dependency->ownerId() == objectId();
+    });
+}
+
+/// Makes what the variable depends on that of its network: lets go of variables of other ones, and
+/// finds those that have their names here.
+void OdDbAssocVariable::settle()
+{
+    if (!ownsDependencies()) {
+        return;
+    }
+    for (OdDbObjectId id : OdDbObjectIdArray(dependencies())) {
+        const OdDbAssocValueDependencyPtr dependency = openValueDependency(id);
+        if (dependency.isNull()) {
+            continue;
+        }
+        const OdDbObjectId targetId = dependency->dependentOnObject();
+        if (!odDbAssocIsOfClass(targetId, OdDbAssocVariable::desc())) {
+            continue;
+        }
+        const OdDbObjectPtr target = targetId.openObject(OdDb::kForRead, /*openErased=*/true);
+        if (!target.isNull() && target->ownerId() != ownerId()) {
+            dependency->upgradeOpen();
+            dependency->detachDependentOnObject();
+            dependency->downgradeOpen();
+        }
+    }
+    findAgain();
+    if (OdDbAssocNetworkState* const known = findNetworkState()) {
+        known->stale.insert(objectId());
+    }
+}
+
 OdExpression::Parser& OdDbAssocVariable::parser() const
 {
     if (m_parser == nullptr) {
@@ -395,7 +444,7 @@ OdDbAssocVariable::Values OdDbAssocVariable::collectValues(OdExpression::Parser 
         const OdDbAssocVariablePtr target = dependency.isNull()
                                                 ? OdDbAssocVariablePtr()
                                                 : openVariable(dependency->dependentOnObject());
-        if (target.isNull()) {
+        if (target.isNull() || target->ownerId() != ownerId()) {
             continue;
         }
         if (next < names.size() && odIcmp(names[next].text, target->m_name) == 0) {
@@ -561,41 +610,55 @@ OdResult OdDbAssocVariable::subErase(bool erasing)
 // ---------------------------------------------------------------------------------------------
 // Cloning
 
-OdDbObjectPtr OdDbAssocVariable::subDeepClone(OdDbIdMapping& mapping, OdDbObject* owner,
-                                              bool isPrimary) const
-{
-    OdDbObjectPtr clone = OdDbAssocAction::subDeepClone(mapping, owner, isPrimary);
-    if (clone.isNull() || owner == nullptr || owner->objectId() != ownerId()) {
-        return clone;  // the reactors of the variables that are cloned with it are translated
-    }
-    for (OdDbObjectId id : dependencies()) {
-        OdDbIdPair pair(id);
-        const OdDbAssocValueDependencyPtr dependency = openValueDependency(id);
-        if (dependency.isNull() || !mapping.compute(pair) || !pair.isCloned()) {
-            continue;
-        }
-        OdDbIdPair target(dependency->dependentOnObject());
-        if (mapping.compute(target) && target.isCloned()) {
-            continue;
-        }
-        const OdDbAssocVariablePtr used = openVariable(target.key(), OdDb::kForWrite);
-        if (!used.isNull()) {
-            used->addPersistentReactor(pair.value());
-        }
-    }
-    return clone;
-}
-
 void OdDbAssocVariable::appendToOwner(OdDbIdPair& pair, OdDbObject* owner, OdDbIdMapping& mapping)
 {
     const OdDbAssocNetworkPtr network = OdDbAssocNetwork::cast(owner);
-    if (!network.isNull() && !isAnonymous(m_name)) {
-        const OdString base = m_name;
-        for (int number = 1; !network->findVariable(m_name).isNull(); ++number) {
-            m_name.format(L"%ls_%d", base.c_str(), number);
+    if (!network.isNull() && !m_name.isEmpty() && !isAnonymous(m_name)) {
+        const OdString name = network->freeVariableName(m_name);
+        if (name != m_name) {
+            m_sourceName = std::exchange(m_name, name);
         }
     }
     OdDbAssocAction::appendToOwner(pair, owner, mapping);
+}
+
+void OdDbAssocVariable::cloneFinished(OdDbIdMapping& mapping)
+{
+    OdDbAssocAction::cloneFinished(mapping);
+    // The list came from the source: its users that were not cloned don't use this one.
+    for (OdDbObjectId id : getPersistentReactors()) {
+        const OdDbObjectPtr object = odDbAssocIsOfClass(id, OdDbAssocDependency::desc())
+                                         ? id.openObject(OdDb::kForRead, /*openErased=*/true)
+                                         : OdDbObjectPtr();
+        const OdDbAssocDependencyPtr dependency = OdDbAssocDependency::cast(object.get());
+        if (!dependency.isNull() && dependency->dependentOnObject() != objectId()) {
+            removePersistentReactor(id);
+        }
+    }
+    if (!m_expression.isEmpty() && !dependencies().isEmpty()) {
+        useClones(mapping);
+        settle();
+    }
+}
+
+/// Calls variables that were cloned with this one by their new names.
+void OdDbAssocVariable::useClones(OdDbIdMapping const& mapping)
+{
+    OdExpression::Renames names;
+    for (OdDbObjectId id : dependencies()) {
+        const OdDbAssocValueDependencyPtr dependency = openValueDependency(id);
+        const OdDbAssocVariablePtr target = dependency.isNull()
+                                                ? OdDbAssocVariablePtr()
+                                                : openVariable(dependency->dependentOnObject());
+        if (!target.isNull() && !target->m_sourceName.isEmpty() &&
+            mapping.isValue(target->objectId())) {
+            names.emplace(target->m_sourceName, target->m_name);
+        }
+    }
+    if (!names.empty()) {
+        // A text that would be too long stays, and means variables that have the names now.
+        changeText(OdExpression::renamed(m_expression, names).value_or(m_expression));
+    }
 }
 
 // ---------------------------------------------------------------------------------------------

@@ -18,6 +18,8 @@ class Parser;
 /// it keeps the value that was set.
 ///
 /// For each variable that the expression names, the variable owns an `OdDbAssocValueDependency`.
+/// Names mean variables of the same network: one that goes to another network, or is cloned into it
+/// alone, uses what has the names there. Clones that get other names use one another by these.
 /// When the value changes, everything that depends on it is computed at the end of the write period:
 /// all values first, then the notices, of this variable first and then of each dependent whose value
 /// has changed. A new variable has no name, no expression and the value 0.0.
@@ -43,7 +45,8 @@ public:
     ///                      for a name with "*", and can't be computed from then on.
     /// \return 0; (invalid key) for a text that is no name; (duplicate name) if another living
     ///         variable of the network has it, or if an expression to be rewritten or its own
-    ///         mentions it already. Nothing has changed then.
+    ///         mentions it already; (bad input) if an expression would become too long to be parsed.
+    ///         Nothing has changed then.
     OdResult setName(OdString const& name, bool updateOthers);
     /// The variable of a name in this variable's network, if it is of a class; see
     /// `OdDbAssocNetwork::findVariable`.
@@ -93,11 +96,10 @@ public:
     /// @}
 
     OdResult subErase(bool erasing) override;
-    /// As the base; a clone in the same network depends on the variables that this one depends on.
-    OdDbObjectPtr subDeepClone(OdDbIdMapping& mapping, OdDbObject* owner,
-                               bool isPrimary) const override;
     /// As the base; a name that is taken in the network gets a number behind it.
     void appendToOwner(OdDbIdPair& pair, OdDbObject* owner, OdDbIdMapping& mapping) override;
+    /// As the base; the clone's expression uses the variables that were cloned with it.
+    void cloneFinished(OdDbIdMapping& mapping) override;
     OdResult dwgInFields(OdDbDwgFiler* filer) override;
     void dwgOutFields(OdDbDwgFiler* filer) const override;
 
@@ -131,6 +133,9 @@ private:
     /// Ties the expression to variables that have the names in it, where those it was tied to have
     /// lost them or were erased.
     void findAgain();
+    void settle();
+    void useClones(OdDbIdMapping const& mapping);
+    bool ownsDependencies() const;
     void dependOn(std::vector<OdDbObjectId> const& targets);
     void assign(double number, OdDbEvalVariant::Type type);
     OdResult rewriteUsers(OdString const& newName);
@@ -143,6 +148,8 @@ private:
     bool m_tellsUsers = false;  ///< what depends on the variable is out of date
     int m_round = 0;
     mutable OdString m_enteredName;  ///< under which the network finds the variable, derived
+    OdString m_sourceName;  ///< of what this was cloned from, if it got another one; for the clones
+                            ///< of the same operation
     std::vector<Told> m_told;
     mutable std::unique_ptr<OdExpression::Parser> m_parser;  ///< of the expression, derived
 };

@@ -369,22 +369,41 @@ bool isName(OdString const& text)
 
 OdString renamed(OdString const& text, OdString const& oldName, OdString const& newName)
 {
+    return renamed(text, Renames{{oldName, newName}}).value_or(text);
+}
+
+std::optional<OdString> renamed(OdString const& text, Renames const& names)
+{
     Scanner scanner(text.wide());
     OdString result;
     std::size_t copied = 0;
+    std::int64_t length = text.getLength();
     for (Token token = scanner.next(); token.kind != TokenKind::kEnd; token = scanner.next()) {
         if (token.kind == TokenKind::kUnknown) {
             break;
         }
-        if (token.kind != TokenKind::kName || scanner.isCallNext() ||
-            odIcmp(OdString::fromWide(scanner.textOf(token)), oldName) != 0) {
+        if (token.kind != TokenKind::kName || scanner.isCallNext()) {
             continue;
         }
+        const auto found = names.find(OdString::fromWide(scanner.textOf(token)));
+        if (found == names.end()) {
+            continue;
+        }
+        length += found->second.getLength() - static_cast<std::int64_t>(token.length);
+        if (result.getLength() + found->second.getLength() > kMaxLength) {
+            return std::nullopt;  // what follows can only make it longer
+        }
         result += OdString::fromWide(text.wide().substr(copied, token.start - copied));
-        result += newName;
+        result += found->second;
         copied = token.start + token.length;
     }
-    return copied == 0 ? text : result + OdString::fromWide(text.wide().substr(copied));
+    if (copied == 0) {
+        return text;
+    }
+    if (length > kMaxLength) {
+        return std::nullopt;
+    }
+    return result + OdString::fromWide(text.wide().substr(copied));
 }
 
 bool mentions(OdString const& text, OdString const& name)

@@ -21,7 +21,13 @@ bool isName(OdString const& text);
 /// The text with every mention of a name replaced; what only contains the name stays. Names compare
 /// without case, and names of functions are another matter: `sin(sin)` mentions one name.
 /// A text that holds a sign which expressions don't know is changed up to there.
+/// A text that would become longer than any that is parsed stays as it is.
 OdString renamed(OdString const& text, OdString const& oldName, OdString const& newName);
+/// New names by old ones.
+using Renames = std::unordered_map<OdString, OdString, OdStringIHash, OdStringIEqual>;
+/// The same for several names at once, so that one may get a name that another one loses.
+/// \return Nothing for a text that would become longer than any that is parsed.
+std::optional<OdString> renamed(OdString const& text, Renames const& names);
 /// Whether a text mentions a name, as `renamed` understands it.
 bool mentions(OdString const& text, OdString const& name);
 
