@@ -11,8 +11,9 @@ double angleFrom(double angleRad, double from)
 {
     const double turns = std::floor((angleRad - from) / kFullTurn);
     const double result = angleRad - turns * kFullTurn;
-    // Rounding may put an angle just before `from` a full turn behind it.
-    return result < from + kFullTurn ? result : from;
+    // Rounding may put an angle just before `from` a full turn behind it; one that is many turns away
+    // may land anywhere.
+    return result >= from && result < from + kFullTurn ? result : from;
 }
 
 double endAngleAfter(double startAngle, double endAngle)

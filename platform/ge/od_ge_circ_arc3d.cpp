@@ -109,9 +109,14 @@ bool OdGeCircArc3d::transformBy(OdGeMatrix3d const& matrix)
     // angle keeps its point.
     const OdGeVector3d refVec = matrix * m_refVec;
     const OdGeVector3d across = matrix * m_normal.crossProduct(m_refVec);
-    m_center = matrix * m_center;
-    m_radius *= refVec.length();
-    setAxes(refVec.crossProduct(across) / refVec.lengthSqrd(), refVec / refVec.length());
+    const double scale = refVec.length();
+    const OdGePoint3d center = matrix * m_center;
+    if (!std::isfinite(center.asVector().length()) || !std::isfinite(m_radius * scale)) {
+        return false;
+    }
+    m_center = center;
+    m_radius *= scale;
+    setAxes((refVec / scale).crossProduct(across / scale), refVec / scale);
     return true;
 }
 

@@ -136,7 +136,8 @@ double OdGeEllipArc3d::length() const
     const double larger = swapped ? m_minorRadius : m_majorRadius;
     const double smaller = swapped ? m_majorRadius : m_minorRadius;
     const double span = m_endAngle - m_startAngle;
-    if (!(larger > 0.0) || !std::isfinite(m_startAngle) || !std::isfinite(span)) {
+    if (!(larger > 0.0) || !std::isfinite(larger) || !std::isfinite(smaller) ||
+        !std::isfinite(m_startAngle) || !std::isfinite(span)) {
         return 0.0;
     }
     const double ratio = smaller / larger;
@@ -188,10 +189,20 @@ bool OdGeEllipArc3d::transformBy(OdGeMatrix3d const& matrix)
     }
     OdGeVector3d first = matrix * (m_majorAxis * m_majorRadius);
     OdGeVector3d second = matrix * (m_minorAxis * m_minorRadius);
-    if (first.isZeroLength() || second.isZeroLength() || first.isParallelTo(second)) {
+    const OdGePoint3d center = matrix * m_center;
+    // Shares of the longer one from here on: sizes that overflow when squared are no matter.
+    const double size = std::fmax(first.length(), second.length());
+    if (!std::isnormal(size) || !std::isfinite(center.asVector().length()) ||
+        !std::isfinite(first.length()) || !std::isfinite(second.length())) {
         return false;
     }
-    if (!first.isPerpendicularTo(second)) {
+    first /= size;
+    second /= size;
+    if (first.length() == 0.0 || second.length() == 0.0 ||
+        (first / first.length()).isParallelTo(second / second.length())) {
+        return false;
+    }
+    if (!(first / first.length()).isPerpendicularTo(second / second.length())) {
         // The two are conjugate half diameters; the axes lie where the length of the half diameter
         // is extreme, at the parameter t with tan(2 t) = 2 first second / (first^2 - second^2).
         const double shift = 0.5 * std::atan2(2.0 * first.dotProduct(second),
@@ -202,9 +213,9 @@ bool OdGeEllipArc3d::transformBy(OdGeMatrix3d const& matrix)
         m_startAngle -= shift;
         m_endAngle -= shift;
     }
-    m_center = matrix * m_center;
-    setRadii(first.length(), second.length());
-    setAxes(first / m_majorRadius, second / m_minorRadius);
+    m_center = center;
+    setRadii(first.length() * size, second.length() * size);
+    setAxes(first / first.length(), second / second.length());
     return true;
 }
 

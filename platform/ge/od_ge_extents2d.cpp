@@ -1,6 +1,7 @@
 #include "ge/od_ge_extents2d.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace {
 
@@ -21,6 +22,11 @@ bool OdGeExtents2d::isValidExtents() const
 
 OdGeExtents2d& OdGeExtents2d::addPoint(OdGePoint2d const& point)
 {
+    for (unsigned i = 0; i < kAxes; ++i) {
+        if (std::isnan(point[i])) {
+            return *this;
+        }
+    }
     if (!isValidExtents()) {
         return set(point, point);
     }
@@ -70,7 +76,8 @@ bool OdGeExtents2d::contains(OdGePoint2d const& point, OdGeTol const& tol) const
         return false;
     }
     for (unsigned i = 0; i < kAxes; ++i) {
-        if (point[i] < m_min[i] - tol.equalPoint() || point[i] > m_max[i] + tol.equalPoint()) {
+        // Written so that what is no number lies nowhere.
+        if (!(point[i] >= m_min[i] - tol.equalPoint() && point[i] <= m_max[i] + tol.equalPoint())) {
             return false;
         }
     }

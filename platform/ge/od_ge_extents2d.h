@@ -33,6 +33,7 @@ public:
 
     /// \name Growing
     /// @{
+    /// A point with a coordinate that is no number adds nothing.
     OdGeExtents2d& addPoint(OdGePoint2d const& point);
     /// Adds another box; an empty one adds nothing.
     OdGeExtents2d& addExt(OdGeExtents2d const& extents);

@@ -3,6 +3,7 @@
 #include "ge/od_ge_matrix3d.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace {
 
@@ -23,6 +24,11 @@ bool OdGeExtents3d::isValidExtents() const
 
 OdGeExtents3d& OdGeExtents3d::addPoint(OdGePoint3d const& point)
 {
+    for (unsigned i = 0; i < kAxes; ++i) {
+        if (std::isnan(point[i])) {
+            return *this;
+        }
+    }
     if (!isValidExtents()) {
         return set(point, point);
     }
@@ -88,7 +94,8 @@ bool OdGeExtents3d::contains(OdGePoint3d const& point, OdGeTol const& tol) const
         return false;
     }
     for (unsigned i = 0; i < kAxes; ++i) {
-        if (point[i] < m_min[i] - tol.equalPoint() || point[i] > m_max[i] + tol.equalPoint()) {
+        // Written so that what is no number lies nowhere.
+        if (!(point[i] >= m_min[i] - tol.equalPoint() && point[i] <= m_max[i] + tol.equalPoint())) {
             return false;
         }
     }

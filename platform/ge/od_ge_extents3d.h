@@ -35,6 +35,7 @@ public:
 
     /// \name Growing
     /// @{
+    /// A point with a coordinate that is no number adds nothing.
     OdGeExtents3d& addPoint(OdGePoint3d const& point);
     /// Adds another box; an empty one adds nothing.
     OdGeExtents3d& addExt(OdGeExtents3d const& extents);

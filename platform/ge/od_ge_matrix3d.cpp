@@ -65,6 +65,38 @@ void subtractRow(double* row, double const* other, double factor)
     }
 }
 
+/// A matrix's three axes with lengths around 1, and what they were divided by: powers of two, so no
+/// digit is lost, and products of the axes neither overflow nor vanish.
+struct ModerateAxes
+{
+    OdGeVector3d axes[3];
+    int exponents[3] = {0, 0, 0};
+    bool isValid = true;  ///< each axis has a direction
+
+    explicit ModerateAxes(OdGeMatrix3d const& matrix)
+    {
+        for (unsigned i = 0; i < 3; ++i) {
+            const OdGeVector3d axis = matrix.column(i);
+            const double length = axis.length();
+            if (!std::isfinite(length) || length == 0.0) {
+                isValid = false;
+                return;
+            }
+            static_cast<void>(std::frexp(length, &exponents[i]));
+            axes[i].set(std::ldexp(axis.x, -exponents[i]), std::ldexp(axis.y, -exponents[i]),
+                        std::ldexp(axis.z, -exponents[i]));
+        }
+    }
+
+    double volume() const { return axes[0].crossProduct(axes[1]).dotProduct(axes[2]); }
+    double boxVolume() const { return axes[0].length() * axes[1].length() * axes[2].length(); }
+    bool arePerpendicular(OdGeTol const& tol) const
+    {
+        return axes[0].isPerpendicularTo(axes[1], tol) && axes[1].isPerpendicularTo(axes[2], tol) &&
+               axes[2].isPerpendicularTo(axes[0], tol);
+    }
+};
+
 }  // namespace
 
 OdGeMatrix3d OdGeMatrix3d::operator*(OdGeMatrix3d const& right) const
@@ -126,19 +158,13 @@ double OdGeMatrix3d::det() const
            upper(1, 2) * lower(0, 3) - upper(1, 3) * lower(0, 2) + upper(2, 3) * lower(0, 1);
 }
 
-double OdGeMatrix3d::axesVolume() const
-{
-    return column(0).crossProduct(column(1)).dotProduct(column(2));
-}
-
 bool OdGeMatrix3d::isSingular(OdGeTol const& tol) const
 {
     if (isPerspective(tol)) {
         return !OdGeMatrix3d(*this).invertPerspective();
     }
-    const double boxVolume = column(0).length() * column(1).length() * column(2).length();
-    // Written so that numbers which are not finite count as singular.
-    return !(std::fabs(axesVolume()) > tol.equalVector() * boxVolume);
+    const ModerateAxes axes(*this);
+    return !axes.isValid || !(std::fabs(axes.volume()) > tol.equalVector() * axes.boxVolume());
 }
 
 bool OdGeMatrix3d::invert(OdGeTol const& tol)
@@ -150,18 +176,22 @@ bool OdGeMatrix3d::invert(OdGeTol const& tol)
         return false;
     }
     // The rows of the inverse are the cross products of the axes over their volume.
-    const double volume = axesVolume();
-    const OdGeVector3d rows[] = {column(1).crossProduct(column(2)) / volume,
-                                 column(2).crossProduct(column(0)) / volume,
-                                 column(0).crossProduct(column(1)) / volume};
+    const ModerateAxes from(*this);
+    const double volume = from.volume();
     const OdGeVector3d offset = translation();
-    setToIdentity();
+    OdGeMatrix3d result;
     for (unsigned row = 0; row < 3; ++row) {
+        const OdGeVector3d across =
+            from.axes[(row + 1) % 3].crossProduct(from.axes[(row + 2) % 3]) / volume;
         for (unsigned column = 0; column < 3; ++column) {
-            m_rows[row][column] = rows[row][column];
+            result(row, column) = std::ldexp(across[column], -from.exponents[row]);
         }
-        m_rows[row][3] = -rows[row].dotProduct(offset);
+        result(row, 3) = -std::ldexp(across.dotProduct(offset), -from.exponents[row]);
     }
+    if (!result.isFinite()) {
+        return false;
+    }
+    *this = result;
     return true;
 }
 
@@ -188,6 +218,9 @@ bool OdGeMatrix3d::invertPerspective()
                 subtractRow(right[row], right[i], share);
             }
         }
+    }
+    if (!right.isFinite()) {
+        return false;
     }
     *this = right;
     return true;
@@ -405,18 +438,28 @@ double OdGeMatrix3d::scale() const
 bool OdGeMatrix3d::isPerspective(OdGeTol const& tol) const
 {
     for (unsigned column = 0; column < kSize; ++column) {
-        if (std::fabs(m_rows[3][column] - kIdentity(3, column)) > tol.equalVector()) {
+        // Written so that what is no number counts as perspective.
+        if (!(std::fabs(m_rows[3][column] - kIdentity(3, column)) <= tol.equalVector())) {
             return true;
         }
     }
     return false;
 }
 
+bool OdGeMatrix3d::isFinite() const
+{
+    for (double const(&row)[kSize] : m_rows) {
+        if (!std::all_of(row, row + kSize, [](double value) { return std::isfinite(value); })) {
+            return false;
+        }
+    }
+    return true;
+}
+
 bool OdGeMatrix3d::isScaledOrtho(OdGeTol const& tol) const
 {
-    return !isPerspective(tol) && column(0).isPerpendicularTo(column(1), tol) &&
-           column(1).isPerpendicularTo(column(2), tol) &&
-           column(2).isPerpendicularTo(column(0), tol);
+    const ModerateAxes axes(*this);
+    return !isPerspective(tol) && axes.isValid && axes.arePerpendicular(tol);
 }
 
 bool OdGeMatrix3d::isUniScaledOrtho(OdGeTol const& tol) const

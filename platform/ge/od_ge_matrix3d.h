@@ -57,7 +57,8 @@ public:
     /// vectors, as a share of that of a box of their lengths. So a small scale alone is no matter.
     bool isSingular(OdGeTol const& tol = OdGeContext::gTol) const;
     /// Becomes its own inverse.
-    /// \return false, and nothing changed, if it is singular.
+    /// \return false, and nothing changed, if it is singular or the inverse's numbers would not be
+    ///         finite.
     [[nodiscard]] bool invert(OdGeTol const& tol = OdGeContext::gTol);
     /// The inverse; a singular matrix is returned as it is, see `invert`.
     OdGeMatrix3d inverse(OdGeTol const& tol = OdGeContext::gTol) const;
@@ -120,9 +121,13 @@ public:
     constexpr OdGeVector3d translation() const { return column(3); }
     /// The length of the longest axis.
     double scale() const;
-    /// Whether the last row differs from (0, 0, 0, 1) by more than the tolerance for vectors.
+    /// Whether the last row differs from (0, 0, 0, 1) by more than the tolerance for vectors, or has
+    /// something that is no number.
     bool isPerspective(OdGeTol const& tol = OdGeContext::gTol) const;
-    /// Whether the axes are mutually perpendicular and none is zero.
+    /// Whether no element is infinite or no number.
+    bool isFinite() const;
+    /// Whether the axes are mutually perpendicular, all have a length, and no perspective is there.
+    /// Lengths don't matter, the tolerance is for angles.
     bool isScaledOrtho(OdGeTol const& tol = OdGeContext::gTol) const;
     /// As `isScaledOrtho`, with axes of equal length: angles stay as they are.
     bool isUniScaledOrtho(OdGeTol const& tol = OdGeContext::gTol) const;
@@ -135,7 +140,6 @@ public:
     /// @}
 
 private:
-    double axesVolume() const;
     bool invertPerspective();
 
     double m_rows[kSize][kSize] = {

@@ -1,5 +1,7 @@
 #include "ge/od_ge_vector2d.h"
 
+#include "ge/od_ge_vector3d.h"
+
 #include <cmath>
 #include <numbers>
 
@@ -42,7 +44,7 @@ double OdGeVector2d::angle() const
 
 double OdGeVector2d::angleTo(OdGeVector2d const& v) const
 {
-    return std::atan2(std::fabs(crossProduct(v)), dotProduct(v));
+    return OdGeVector3d(x, y, 0.0).angleTo(OdGeVector3d(v.x, v.y, 0.0));
 }
 
 OdGeVector2d& OdGeVector2d::rotateBy(double angleRad)

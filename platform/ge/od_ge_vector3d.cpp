@@ -2,6 +2,7 @@
 
 #include "ge/od_ge_matrix3d.h"
 
+#include <algorithm>
 #include <cmath>
 #include <numbers>
 
@@ -43,19 +44,41 @@ OdGeVector3d OdGeVector3d::perpVector() const
     return perpendicular / perpendicular.length();
 }
 
+namespace {
+
+/// The vector with its longest coordinate brought between 1/2 and 1, which changes no digit: products
+/// of such neither overflow nor vanish.
+OdGeVector3d ofModerateLength(OdGeVector3d const& v)
+{
+    const double longest = std::max({std::fabs(v.x), std::fabs(v.y), std::fabs(v.z)});
+    if (!std::isfinite(longest) || longest == 0.0) {
+        return v;
+    }
+    int exponent = 0;
+    static_cast<void>(std::frexp(longest, &exponent));
+    return {std::ldexp(v.x, -exponent), std::ldexp(v.y, -exponent), std::ldexp(v.z, -exponent)};
+}
+
+}  // namespace
+
 double OdGeVector3d::angleTo(OdGeVector3d const& v) const
 {
     // The arc tangent keeps its precision at small and at straight angles, unlike the arc cosine.
-    return std::atan2(crossProduct(v).length(), dotProduct(v));
+    const OdGeVector3d from = ofModerateLength(*this);
+    const OdGeVector3d to = ofModerateLength(v);
+    return std::atan2(from.crossProduct(to).length(), from.dotProduct(to));
 }
 
 double OdGeVector3d::angleTo(OdGeVector3d const& v, OdGeVector3d const& refVec) const
 {
+    constexpr double kFullTurn = 2.0 * std::numbers::pi;
     const double angleRad = angleTo(v);
-    if (crossProduct(v).dotProduct(refVec) >= 0.0) {
+    const OdGeVector3d side = ofModerateLength(*this).crossProduct(ofModerateLength(v));
+    if (!(side.dotProduct(ofModerateLength(refVec)) < 0.0)) {
         return angleRad;
     }
-    return 2.0 * std::numbers::pi - angleRad;
+    // A tiny angle less than the full turn rounds to the full turn, which is the angle 0.
+    return kFullTurn - angleRad < kFullTurn ? kFullTurn - angleRad : 0.0;
 }
 
 double OdGeVector3d::lengthAlong(OdGeVector3d const& direction) const

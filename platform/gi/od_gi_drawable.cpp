@@ -5,7 +5,9 @@ RX_DEFINE_CLASS(OdGiDrawableOverrule, OdRxOverrule, odrxCreateNothing, L"OdGiDra
 
 namespace {
 
-OdGiDrawableOverrule* nextOverrule(OdGiDrawable const* drawable, OdRxOverrule const* after)
+/// Holds the overrule, which may be taken out while it draws.
+OdSmartPtr<OdGiDrawableOverrule> nextOverrule(OdGiDrawable const* drawable,
+                                              OdRxOverrule const* after)
 {
     return static_cast<OdGiDrawableOverrule*>(
         odrxFindOverrule(drawable, OdGiDrawableOverrule::desc(), after));
@@ -25,8 +27,8 @@ unsigned OdGiDrawable::subSetAttributes(OdGiSubEntityTraits* /*traits*/) const
 
 unsigned OdGiDrawable::worldDraw(OdGiWorldDraw* worldDraw) const
 {
-    OdGiDrawableOverrule* overrule = nextOverrule(this, nullptr);
-    return overrule != nullptr ? overrule->worldDraw(this, worldDraw) : subWorldDraw(worldDraw);
+    const OdSmartPtr<OdGiDrawableOverrule> overrule = nextOverrule(this, nullptr);
+    return overrule.isNull() ? subWorldDraw(worldDraw) : overrule->worldDraw(this, worldDraw);
 }
 
 unsigned OdGiDrawable::subWorldDraw(OdGiWorldDraw* /*worldDraw*/) const
@@ -36,7 +38,6 @@ unsigned OdGiDrawable::subWorldDraw(OdGiWorldDraw* /*worldDraw*/) const
 
 unsigned OdGiDrawableOverrule::worldDraw(OdGiDrawable const* drawable, OdGiWorldDraw* worldDraw)
 {
-    OdGiDrawableOverrule* next = nextOverrule(drawable, this);
-    return next != nullptr ? next->worldDraw(drawable, worldDraw)
-                           : drawable->subWorldDraw(worldDraw);
+    const OdSmartPtr<OdGiDrawableOverrule> next = nextOverrule(drawable, this);
+    return next.isNull() ? drawable->subWorldDraw(worldDraw) : next->worldDraw(drawable, worldDraw);
 }

@@ -1,6 +1,7 @@
 #include "root/od_rx_overrule.h"
 
 #include <algorithm>
+#include <vector>
 
 RX_DEFINE_CLASS(OdRxOverrule, OdRxObject, odrxCreateNothing, L"OdRxOverrule");
 
@@ -37,10 +38,16 @@ OdRxOverrule* odrxFindOverrule(OdRxObject const* object, OdRxClass const* kind,
                                OdRxOverrule const* after)
 {
     bool passed = after == nullptr;
+    // One that is attached to a class and to a base of it counts where it comes first only.
+    std::vector<OdRxOverrule const*> seen;
     for (OdRxClass const* cls = object->isA(); cls != nullptr; cls = cls->parent()) {
         // By index: an overrule that is asked may attach others.
         for (std::size_t index = 0; index < cls->overrules().size(); ++index) {
             OdRxOverrule* const overrule = cls->overrules()[index];
+            if (std::find(seen.begin(), seen.end(), overrule) != seen.end()) {
+                continue;
+            }
+            seen.push_back(overrule);
             if (!passed) {
                 passed = overrule == after;
                 continue;

@@ -13,6 +13,7 @@
 #include <limits>
 #include <memory>
 #include <numbers>
+#include <utility>
 
 using std::numbers::pi;
 
@@ -276,6 +277,110 @@ TEST(OdGeEllipArc3dTransformBy, KeepsAxesThatStayAxes)
     EXPECT_EQ(arc.majorRadius(), 5.0);
     EXPECT_EQ(arc.minorRadius(), 30.0);
     EXPECT_EQ(arc.endAngle(), 1.0);
+}
+
+OdGeMatrix3d matrixWith(unsigned row, unsigned column, double value)
+{
+    OdGeMatrix3d matrix;
+    matrix(row, column) = value;
+    return matrix;
+}
+
+TEST(OdGeCurve3dTransformBy, RefusesNumbersThatAreNotFiniteAndChangesNothing)
+{
+    constexpr double kBad[] = {std::numeric_limits<double>::quiet_NaN(),
+                               std::numeric_limits<double>::infinity()};
+    for (double bad : kBad) {
+        for (unsigned row = 0; row < OdGeMatrix3d::kSize; ++row) {
+            for (unsigned column = 0; column < OdGeMatrix3d::kSize; ++column) {
+                const OdGeMatrix3d matrix = matrixWith(row, column, bad);
+                OdGeCircArc3d circle(OdGePoint3d(1, 2, 3), OdGeVector3d(1, 1, 1), 2.0);
+                OdGeCircArc3d const circleBefore = circle;
+                EXPECT_FALSE(circle.transformBy(matrix)) << row << ' ' << column;
+                EXPECT_TRUE(circle.isEqualTo(circleBefore));
+                OdGeEllipArc3d ellipse(OdGePoint3d(1, 2, 3), OdGeVector3d(1, 1, 1),
+                                       OdGeVector3d(1, -1, 0), 2.0, 1.0);
+                OdGeEllipArc3d const ellipseBefore = ellipse;
+                EXPECT_FALSE(ellipse.transformBy(matrix)) << row << ' ' << column;
+                EXPECT_TRUE(ellipse.isEqualTo(ellipseBefore));
+            }
+        }
+    }
+}
+
+TEST(OdGeCurve3dTransformBy, RefusesResultsThatOverflow)
+{
+    OdGeCircArc3d circle(OdGePoint3d(1e300, 0, 0), OdGeVector3d::kZAxis, 1e300);
+    EXPECT_FALSE(circle.transformBy(OdGeMatrix3d::scaling(1e100)));
+    EXPECT_EQ(circle.radius(), 1e300);
+    OdGeEllipArc3d ellipse(OdGePoint3d(1e300, 0, 0), OdGeVector3d::kXAxis, OdGeVector3d::kYAxis,
+                           1e300, 1e299);
+    EXPECT_FALSE(ellipse.transformBy(OdGeMatrix3d::scaling(1e100)));
+    EXPECT_EQ(ellipse.majorRadius(), 1e300);
+}
+
+TEST(OdGeCurve3dTransformBy, TakesTinyAndHugeScales)
+{
+    for (double scale : {1e-120, 1e-20, 1e20, 1e120}) {
+        OdGeMatrix3d matrix = OdGeMatrix3d::scaling(scale);
+        OdGeCircArc3d circle(OdGePoint3d(1, 2, 3), OdGeVector3d(1, 1, 1), 2.0);
+        ASSERT_TRUE(circle.transformBy(matrix)) << scale;
+        EXPECT_NEAR(circle.radius() / scale, 2.0, 1e-9);
+        matrix(0, 1) = 0.5 * scale;
+        OdGeEllipArc3d ellipse(OdGePoint3d(1, 2, 3), OdGeVector3d(1, 1, 1), OdGeVector3d(1, -1, 0),
+                               2.0, 1.0);
+        const OdGePoint3d start = matrix * ellipse.startPoint();
+        ASSERT_TRUE(ellipse.transformBy(matrix)) << scale;
+        EXPECT_LE(ellipse.startPoint().distanceTo(start), 1e-9 * scale) << scale;
+        EXPECT_TRUE(ellipse.majorAxis().isUnitLength()) << scale;
+        EXPECT_TRUE(ellipse.majorAxis().isPerpendicularTo(ellipse.minorAxis())) << scale;
+    }
+}
+
+TEST(OdGeCurve3d, KeepsItsEndWithinATurnOfItsStartWhateverTheAngles)
+{
+    const double kAngles[] = {0.0,   1e-300, -1e-300,          1e15,   -1e15,
+                              1e300, -1e300, std::numbers::pi, -1e-17, 1.7976931348623157e308};
+    for (double start : kAngles) {
+        for (double end : kAngles) {
+            OdGeCircArc3d arc;
+            arc.setAngles(start, end);
+            const double span = arc.endAngle() - arc.startAngle();
+            EXPECT_TRUE(std::isfinite(span)) << start << ' ' << end;
+            EXPECT_GE(span, 0.0) << start << ' ' << end;
+            // Far from 0 two neighbouring numbers may be farther apart than a turn.
+            if (std::fabs(start) < 1e10) {
+                EXPECT_GT(span, 0.0) << start << ' ' << end;
+                EXPECT_LE(span, OdGeCircArc3d::kFullTurn * (1.0 + 1e-15)) << start << ' ' << end;
+            }
+            EXPECT_TRUE(std::isfinite(arc.closestParamTo(OdGePoint3d(1, 1, 1))));
+            OdGeEllipArc3d ellipse;
+            ellipse.setRadii(2.0, 1.0).setAngles(start, end);
+            EXPECT_TRUE(std::isfinite(ellipse.closestParamTo(OdGePoint3d(1, 1, 1))));
+            EXPECT_TRUE(std::isfinite(ellipse.length())) << start << ' ' << end;
+        }
+    }
+}
+
+TEST(OdGeEllipArc3d, HasALengthWhereItsMinorRadiusIsNothing)
+{
+    OdGeEllipArc3d flat;
+    flat.setRadii(2.0, 0.0);
+    EXPECT_NEAR(flat.length(), 8.0, 1e-9);
+    flat.setRadii(0.0, 2.0);
+    EXPECT_NEAR(flat.length(), 8.0, 1e-9);
+}
+
+TEST(OdGeEllipArc3d, HasNoLengthWithARadiusThatIsNoNumber)
+{
+    const double kInf = std::numeric_limits<double>::infinity();
+    const double kNan = std::numeric_limits<double>::quiet_NaN();
+    const std::pair<double, double> kRadii[] = {{kNan, 1.0}, {1.0, kNan}, {kInf, 1.0}, {1.0, kInf}};
+    for (auto const& [major, minor] : kRadii) {
+        OdGeEllipArc3d arc;
+        arc.setRadii(major, minor);
+        EXPECT_EQ(arc.length(), 0.0) << major << ' ' << minor;
+    }
 }
 
 RC_GTEST_PROP(OdGeCircArc3dProperties, TransformKeepsTheParameterOfEachPoint, ())

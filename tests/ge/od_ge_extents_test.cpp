@@ -119,6 +119,30 @@ TEST(OdGeExtents3d, ComparesItsCornersWithinATolerance)
     EXPECT_TRUE(kBox.isEqualTo(other, OdGeTol(1e-2)));
 }
 
+TEST(OdGeExtents3d, HoldsNoPointThatIsNoNumber)
+{
+    const double kNan = std::numeric_limits<double>::quiet_NaN();
+    const OdGeExtents3d box(OdGePoint3d(0, 0, 0), OdGePoint3d(2, 2, 2));
+    EXPECT_FALSE(box.contains(OdGePoint3d(kNan, 1, 1)));
+    EXPECT_FALSE(box.contains(OdGePoint3d(1, 1, kNan)));
+    EXPECT_FALSE(OdGeExtents2d({0, 0}, {2, 2}).contains(OdGePoint2d(1, kNan)));
+}
+
+TEST(OdGeExtents3d, PassesOverPointsThatAreNoNumbers)
+{
+    const double kNan = std::numeric_limits<double>::quiet_NaN();
+    OdGeExtents3d box;
+    box.addPoint(OdGePoint3d(1, 1, 1)).addPoint(OdGePoint3d(kNan, 5, 5));
+    box.addPoint(OdGePoint3d(kNan, kNan, kNan)).addPoint(OdGePoint3d(2, 2, 2));
+    EXPECT_EQ(box, OdGeExtents3d(OdGePoint3d(1, 1, 1), OdGePoint3d(2, 2, 2)));
+    OdGeExtents3d first;
+    first.addPoint(OdGePoint3d(kNan, 5, 5)).addPoint(OdGePoint3d(1, 1, 1));
+    EXPECT_EQ(first, OdGeExtents3d(OdGePoint3d(1, 1, 1), OdGePoint3d(1, 1, 1)));
+    OdGeExtents2d flat;
+    flat.addPoint(OdGePoint2d(1, 1)).addPoint(OdGePoint2d(7, kNan));
+    EXPECT_EQ(flat, OdGeExtents2d({1, 1}, {1, 1}));
+}
+
 TEST(OdGeExtents2d, GrowsAndMeasuresInThePlane)
 {
     OdGeExtents2d extents;

@@ -289,6 +289,48 @@ TEST(OdGeMatrix3dIsEqualTo, IsFalseForNumbersThatAreNotFinite)
     EXPECT_FALSE(m.isEqualTo(m));
 }
 
+TEST(OdGeMatrix3dInvert, TakesScalesWhoseVolumeIsNoNumber)
+{
+    for (double scale : {1e-150, 1e-110, 1e110, 1e150}) {
+        OdGeMatrix3d matrix = OdGeMatrix3d::rotation(0.7, OdGeVector3d(1, 2, 3));
+        matrix.preMultBy(OdGeMatrix3d::scaling(scale));
+        EXPECT_FALSE(matrix.isSingular()) << scale;
+        OdGeMatrix3d inverse = matrix;
+        ASSERT_TRUE(inverse.invert()) << scale;
+        EXPECT_TRUE((inverse * matrix).isEqualTo(OdGeMatrix3d::kIdentity, OdGeTol(1e-12))) << scale;
+        EXPECT_TRUE(matrix.isUniScaledOrtho()) << scale;
+    }
+}
+
+TEST(OdGeMatrix3dInvert, RefusesAnInverseThatIsNoNumber)
+{
+    OdGeMatrix3d matrix = OdGeMatrix3d::scaling(5e-324);
+    const OdGeMatrix3d before = matrix;
+    EXPECT_FALSE(matrix.invert());
+    EXPECT_EQ(matrix, before);
+    OdGeMatrix3d far = OdGeMatrix3d::scaling(1e-200);
+    far.setTranslation(OdGeVector3d(1e200, 0, 0));
+    EXPECT_FALSE(far.invert());
+}
+
+TEST(OdGeMatrix3d, CountsALastRowThatIsNoNumberAsPerspective)
+{
+    for (unsigned column = 0; column < OdGeMatrix3d::kSize; ++column) {
+        OdGeMatrix3d matrix;
+        matrix(3, column) = std::numeric_limits<double>::quiet_NaN();
+        EXPECT_TRUE(matrix.isPerspective()) << column;
+        EXPECT_TRUE(matrix.isSingular()) << column;
+        EXPECT_FALSE(matrix.isScaledOrtho()) << column;
+    }
+}
+
+TEST(OdGeMatrix3dSetToRotation, KeepsTheIdentityForNoAxis)
+{
+    EXPECT_EQ(OdGeMatrix3d::rotation(1.0, OdGeVector3d(), OdGePoint3d(1, 2, 3)),
+              OdGeMatrix3d::kIdentity);
+    EXPECT_EQ(OdGeMatrix3d::planeToWorld(OdGeVector3d()), OdGeMatrix3d::kIdentity);
+}
+
 RC_GTEST_PROP(OdGeMatrix3dProperties, ProductIsAssociative, ())
 {
     const OdGeMatrix3d a = geTest::affineMatrix();

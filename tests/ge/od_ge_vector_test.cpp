@@ -154,6 +154,30 @@ TEST(OdGeVector2d, NormalizesAndComparesLikeTheVectorOfSpace)
     EXPECT_FALSE(v.isEqualTo(OdGeVector2d(3.0, -4.0 + 1e-9)));
 }
 
+TEST(OdGeVector3dAngleTo, StaysBelowAFullTurnForAnglesThatAreNearlyNone)
+{
+    const OdGeVector3d x = OdGeVector3d::kXAxis;
+    for (double tiny : {1e-17, 1e-200, 5e-324}) {
+        const double angle = x.angleTo(OdGeVector3d(1.0, -tiny, 0.0), OdGeVector3d::kZAxis);
+        EXPECT_GE(angle, 0.0) << tiny;
+        EXPECT_LT(angle, 2.0 * std::numbers::pi) << tiny;
+    }
+}
+
+TEST(OdGeVector3dAngleTo, MeasuresBetweenVectorsWhoseProductsAreNoNumbers)
+{
+    for (double size : {1e-200, 1e-160, 1e160, 1e200, 1e308}) {
+        const OdGeVector3d left(size, 0.0, 0.0);
+        const OdGeVector3d right(0.0, size, 0.0);
+        EXPECT_NEAR(left.angleTo(right), std::numbers::pi / 2.0, 1e-12) << size;
+        EXPECT_NEAR(right.angleTo(left, OdGeVector3d::kZAxis), 1.5 * std::numbers::pi, 1e-12)
+            << size;
+        EXPECT_NEAR(left.angleTo(-left), std::numbers::pi, 1e-12) << size;
+    }
+    EXPECT_NEAR(OdGeVector2d(1e200, 0.0).angleTo(OdGeVector2d(0.0, 1e200)), std::numbers::pi / 2.0,
+                1e-12);
+}
+
 RC_GTEST_PROP(OdGeVector3dProperties, CrossProductIsPerpendicularToBoth, ())
 {
     const OdGeVector3d a = geTest::vector();

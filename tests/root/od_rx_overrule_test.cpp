@@ -105,6 +105,21 @@ TEST_F(RxOverrule, HoldsForDerivedClassesBehindTheirOwn)
     EXPECT_EQ(odrxFindOverrule(animal.get(), OdRxOverrule::desc()), ofBase.get());
 }
 
+TEST_F(RxOverrule, IsFoundOnceWhereItIsAttachedToAClassAndToItsBase)
+{
+    const Overrule both = makeOverrule();
+    const Overrule own = makeOverrule();
+    const Overrule ofBase = makeOverrule();
+    OdRxOverrule::addOverrule(RxDog::desc(), both.get());
+    OdRxOverrule::addOverrule(RxDog::desc(), own.get(), /*atEnd=*/true);
+    OdRxOverrule::addOverrule(RxAnimal::desc(), both.get());
+    OdRxOverrule::addOverrule(RxAnimal::desc(), ofBase.get(), /*atEnd=*/true);
+    EXPECT_EQ(find(), both.get());
+    EXPECT_EQ(find(both.get()), own.get());
+    EXPECT_EQ(find(own.get()), ofBase.get());
+    EXPECT_EQ(find(ofBase.get()), nullptr);
+}
+
 TEST_F(RxOverrule, IsSkippedWhereItDoesNotApply)
 {
     const Overrule forSix = makeOverrule(6);
