@@ -2,14 +2,16 @@
 
 #pragma once
 
-#include "db/od_db_object_id.h"
+#include "db/od_db_subent.h"
 #include "root/od_rx_class.h"
 
 #include "zem_properties.h"
 
 #include <cstdint>
+#include <vector>
 
 class OdDbAssocVariable;
+class OdDbDatabase;
 
 /// Parts of a coordinate system that a constraint can be tied to. The numbers are stored; hosts may
 /// use others.
@@ -34,14 +36,36 @@ struct ExtendedDep
     ECoordinateSystemObject csType = kCsNone;
 };
 
+/// One argument of a constraint by the place that it leads to. A value.
+struct ZemExtendedPath
+{
+    OdDbFullSubentPath path;  ///< empty where the argument is a part of the block's own system
+    ECoordinateSystemObject csType = kCsNone;
+    bool isCsObject = false;
+};
+
+using ZemExtendedPathArray = std::vector<ZemExtendedPath>;
+using ZemSubentPaths = std::vector<OdDbFullSubentPath>;
+
 /// A geometric or dimensional constraint of a block.
 ///
-/// Reference counted and in no database: its manager holds it and files it.
+/// Reference counted and in no database: its manager holds it and files it, so what changes it needs
+/// the manager, if there is one, where it can be opened for write.
 class ZemConstraint : public OdRxObject
 {
     RX_DECLARE_CLASS(ZemConstraint);
 
 public:
+    /// What a manager is told of a change.
+    enum NotifyCode : int
+    {
+        kBeforeChange = 0,
+        kChangeComplete = 1,
+        kSolutionChanged = 2  ///< has been changed in what is to be solved
+    };
+    /// Kinds from 1 to this one are valid; 0 is one that this version doesn't know.
+    static constexpr std::int32_t kLastKind = 15;
+
     ZemConstraint();
     ~ZemConstraint() override;
 
@@ -53,17 +77,42 @@ public:
     /// The manager; null while the constraint is in none.
     OdDbObjectId owner() const noexcept { return m_owner; }
     void setOwner(OdDbObjectId owner) noexcept { m_owner = owner; }
+    /// The database of the manager; null while the constraint is in none.
+    OdDbDatabase* database() const noexcept { return m_owner.database(); }
     /// The number under which the manager keeps the constraint; 0 while it is in none.
     std::uint32_t nodeId() const noexcept { return m_nodeId; }
     void setNodeId(std::uint32_t nodeId) noexcept { m_nodeId = nodeId; }
     /// @}
 
     /// \name Kind
-    /// What the host knows of the constraint's kind; false without a manager or the host's help.
     /// @{
+    std::int32_t type() const noexcept { return m_type; }
+    void setType(std::int32_t type);
+    bool isEnabled() const noexcept { return m_isEnabled; }
+    void setEnabled(bool enabled);
+    OdString name() const { return m_name; }
+    void setName(OdString const& name);
+    /// What the host knows of the constraint's kind; false without a manager or the host's help.
     bool isParametric() const;
     bool isLinearDimension() const;
     bool isAngularDimension() const;
+    /// Whether this version knows all that the constraint says.
+    bool isSupportedVersion() const;
+    /// Takes a value out of the bag; the manager is told if there was one.
+    void removeProperty(OdString const& key);
+    /// @}
+
+    /// \name Arguments
+    /// @{
+    std::size_t getArgumentsCount() const noexcept { return m_dependencies.size(); }
+    std::vector<ExtendedDep> dependencies() const;
+    void setDependencies(std::vector<ExtendedDep> const& dependencies);
+    /// Where the links lead, those that can't be resolved as far as they can be; an empty path for an
+    /// argument without a link. A broken argument is reported as a failed assertion.
+    ZemSubentPaths getArguments() const;
+    ZemExtendedPathArray getExtArguments() const;
+    /// Whether every link can be opened and resolved.
+    bool isValid() const;
     /// @}
 
     /// \name Variable and value
@@ -81,14 +130,34 @@ public:
     static OdSmartPtr<ZemConstraint> getDimConstraint(OdDbAssocVariable const* variable);
     /// @}
 
-    /// Puts out the bag; called by the manager's own filing.
+    /// Tells the manager, which is opened for write, of a change. With a change that is complete, the
+    /// oldest version that can read the constraint is stored with it.
+    void signalModification(NotifyCode code);
+
+    /// Puts out the fields; called by the manager's own filing.
     void dwgOutFields(OdDbDwgFiler* filer) const;
-    /// Takes in the bag. \return What the bag's reading gives.
+    /// Takes in the fields.
+    /// \return What the bag's reading gives; (bad stream) for a newer form.
+    /// \throws OdError (bad stream) for malformed content.
     OdResult dwgInFields(OdDbDwgFiler* filer);
 
 private:
+    class Change;
+
+    void mapProperties();
+    void decideLowestSoftVersionCode();
+    OdResult readBag(OdDbDwgFiler& filer, int version);
+    void readRefCsTypes();
+    std::int32_t writtenType() const;
+
     OdDbObjectId m_owner;
-    std::uint32_t m_nodeId = 0;
+    OdDbObjectIdArray m_dependencies;        ///< a link for each argument, or null
+    std::vector<std::int32_t> m_refCsTypes;  ///< for each argument, `kCsNone` for a plain link
+    OdString m_name;
     double m_userValue = 0.0;
+    std::int32_t m_auxValue = 0;  ///< stored for hosts; nothing here reads it
+    std::int32_t m_type = 0;
+    std::uint32_t m_nodeId = 0;
+    bool m_isEnabled = true;
     ZemProperties m_properties;
 };

@@ -1,0 +1,5 @@
+#include "zem_exception.h"
+
+ZemException::ZemException(OdString const& message) : OdError(message) {}
+
+ZemException::~ZemException() = default;

@@ -1,0 +1,99 @@
+// Finds the link that leads to a sub-entity among the links of an entity.
+
+#pragma once
+
+#include "db/od_db_subent.h"
+
+#include "zem_compound_object_id.h"
+
+#include <cstdint>
+#include <unordered_map>
+#include <vector>
+
+/// What was seen of a list of links while looking for some of them.
+///
+/// A list of up to five links is walked, from where the last search ended, and the last link that
+/// was found is tried first. A longer one is entered into a map as far as searches walk it, each
+/// position once, so that links which nobody looks for stay unopened; a search that misses after
+/// the whole list was walked costs nothing more until `invalidate`.
+///
+/// The map holds the paths that links had when they were walked. Whoever changes links or the list
+/// tells the cache. It belongs to one list and is used on the thread of its database.
+class ZemPersIdCache
+{
+public:
+    /// A longer list gets a map.
+    static constexpr std::uint32_t kMaxLinksWithoutMap = 5;
+
+    /// Finds a link by its chain and its sub-entity.
+    ///
+    /// \param links  The list that the cache belongs to.
+    /// \return The first that was met, of several; null if there is none. A link that can't be
+    ///         opened when it is met, or an object of another class, is passed over.
+    OdDbObjectId lookup(ZemCompoundObjectId const& compoundId, OdDbSubentId const& subentId,
+                        OdDbObjectIdArray const& links);
+
+    /// \name Telling of changes
+    /// @{
+    /// Forgets the map. The last link that was found and the place in the list stay.
+    void invalidate() noexcept;
+    /// Told before a link is added to the list; it becomes the last one found if there is none.
+    void onDepAdded(OdDbObjectId id) noexcept;
+    /// Told before a link is taken off the list.
+    void onDepRemoved(OdDbObjectId id) noexcept;
+    void clearLastRequestId() noexcept { m_lastRequestId = OdDbObjectId::kNull; }
+    /// @}
+
+    /// \name State
+    /// @{
+    /// Whether the list was longer than `kMaxLinksWithoutMap` when it was last walked.
+    bool usesMap() const noexcept { return m_useMap; }
+    /// The next position of the walk.
+    std::uint32_t nextIndex() const noexcept { return m_nextIndex; }
+    /// Positions that the walk hasn't come to.
+    std::uint32_t remaining() const noexcept { return m_remaining; }
+    /// The link that was found last, or the first one that was added since; null if there is none.
+    OdDbObjectId lastRequestId() const noexcept { return m_lastRequestId; }
+    /// @}
+
+private:
+    struct ChainHash
+    {
+        std::size_t operator()(ZemCompoundObjectId const& chain) const noexcept;
+    };
+    struct ChainEqual
+    {
+        bool operator()(ZemCompoundObjectId const& left,
+                        ZemCompoundObjectId const& right) const noexcept
+        {
+            return left.compareTo(right) == 0;
+        }
+    };
+    /// A link in the map; free while `id` is null.
+    struct Slot
+    {
+        std::int64_t index = 0;
+        std::uint32_t chain = 0;
+        OdDb::SubentType type = OdDb::SubentType::kNullSubentType;
+        OdDbObjectId id;
+    };
+
+    OdDbObjectId sweep(ZemCompoundObjectId const& compoundId, OdDbSubentId const& subentId,
+                       OdDbObjectIdArray const& links);
+    OdDbObjectId find(ZemCompoundObjectId const& compoundId,
+                      OdDbSubentId const& subentId) const noexcept;
+    void enter(ZemCompoundObjectId const& compoundId, OdDbSubentId const& subentId,
+               OdDbObjectId id);
+    Slot& slotOf(std::uint32_t chain, OdDbSubentId const& subentId) const noexcept;
+    void grow();
+
+    // Links of one entity share few chains, so each chain is kept once and a link's key is the
+    // number of its chain and the sub-entity: a table of slots without a block of memory for each.
+    std::unordered_map<ZemCompoundObjectId, std::uint32_t, ChainHash, ChainEqual> m_chains;
+    mutable std::vector<Slot> m_slots;  ///< a power of two of them, or none
+    std::size_t m_used = 0;
+    bool m_useMap = false;
+    std::uint32_t m_nextIndex = 0;
+    std::uint32_t m_remaining = 0;
+    OdDbObjectId m_lastRequestId;
+};
