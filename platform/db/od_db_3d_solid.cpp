@@ -5,7 +5,8 @@
 #include "gi/od_gi_world_draw.h"
 #include "root/od_error.h"
 
-#include <cmath>
+#include <algorithm>
+#include <limits>
 
 RX_DEFINE_CLASS(OdDb3dSolid, OdDbEntity, odrxCreate<OdDb3dSolid>, L"OdDb3dSolid",
                 OdDb::kDwgVersionCurrent, 0, 0, L"3DSOLID", L"Object database");
@@ -198,7 +199,9 @@ std::int64_t OdDb3dSolid::selectionMarker(OdDbSubentId part) noexcept
     const auto type = static_cast<std::int64_t>(part.type());
     const bool isPart = type >= static_cast<std::int64_t>(OdDb::SubentType::kFaceSubentType) &&
                         type <= static_cast<std::int64_t>(OdDb::SubentType::kVertexSubentType);
-    return isPart ? kMarkerStep * part.index() + type : 0;
+    constexpr std::int64_t kLast = std::numeric_limits<std::int64_t>::max() / kMarkerStep - 1;
+    return isPart && part.index() >= 1 && part.index() <= kLast ? kMarkerStep * part.index() + type
+                                                                : 0;
 }
 
 OdDbSubentId OdDb3dSolid::partOfMarker(std::int64_t marker) noexcept
@@ -246,11 +249,45 @@ OdResult OdDb3dSolid::getGeomExtents(OdGeExtents3d& extents) const
     }
     OdGeExtents3d found;
     const OdResult result = understanding->extents(*this, found);
-    if (result == kOdOk) {
-        extents = found;
-    }
-    return result;
+    return result == kOdOk ? odDbPlanar::giveExtents(found, extents) : result;
 }
+
+/// How many parts there are to draw. A damaged record may tell of billions of them; one that tells of
+/// more than its body has bytes is not believed.
+OdDb3dSolid::Counts OdDb3dSolid::drawnCounts(OdDb3dSolidModeler const& understanding) const
+{
+    const std::uint64_t told = std::uint64_t{m_counts.faces} + m_counts.edges;
+    if (told <= m_body.size()) {
+        return m_counts;
+    }
+    Counts found;
+    if (understanding.count(m_format, m_body, found) != kOdOk) {
+        return Counts();
+    }
+    found.faces = std::min(found.faces, m_counts.faces);
+    found.edges = std::min(found.edges, m_counts.edges);
+    return found;
+}
+
+namespace {
+
+/// Keeps a transform for as long as it lives.
+class PushedTransform
+{
+public:
+    PushedTransform(OdGiGeometry& geometry, OdGeMatrix3d const& transform) : m_geometry(geometry)
+    {
+        m_geometry.pushModelTransform(transform);
+    }
+    PushedTransform(PushedTransform const&) = delete;
+    PushedTransform& operator=(PushedTransform const&) = delete;
+    ~PushedTransform() { m_geometry.popModelTransform(); }
+
+private:
+    OdGiGeometry& m_geometry;
+};
+
+}  // namespace
 
 unsigned OdDb3dSolid::subWorldDraw(OdGiWorldDraw* worldDraw) const
 {
@@ -258,12 +295,13 @@ unsigned OdDb3dSolid::subWorldDraw(OdGiWorldDraw* worldDraw) const
     if (understanding.isNull() || isNull()) {
         return kDrawableNone;
     }
-    OdGiGeometry& geometry = worldDraw->geometry();
-    unsigned flags = kDrawableNone;
-    geometry.pushModelTransform(m_placement);
+    const PushedTransform placed(worldDraw->geometry(), m_placement);
+    const Counts counts = drawnCounts(*understanding);
+    const bool isWhole = counts.faces == m_counts.faces && counts.edges == m_counts.edges;
+    unsigned flags = isWhole ? kDrawableNone : kDrawableIsTruncated;
     for (OdDb::SubentType type :
          {OdDb::SubentType::kFaceSubentType, OdDb::SubentType::kEdgeSubentType}) {
-        const std::int64_t count = m_counts.of(type);
+        const std::int64_t count = counts.of(type);
         for (std::int64_t index = 1; index <= count; ++index) {
             if (worldDraw->regenAbort()) {
                 flags |= kDrawableIsTruncated;
@@ -277,7 +315,6 @@ unsigned OdDb3dSolid::subWorldDraw(OdGiWorldDraw* worldDraw) const
         }
     }
     worldDraw->subEntityTraits().setSelectionMarker(0);
-    geometry.popModelTransform();
     return flags;
 }
 

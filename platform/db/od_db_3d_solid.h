@@ -66,6 +66,8 @@ public:
     /// Selection markers with which parts are drawn: faces 5, 9, 13, ..., edges 6, 10, 14, ...,
     /// vertices 7, 11, 15, ...; the first of each is number 1.
     /// @{
+    /// \return 0, which stands for none, for what no solid has: other types, numbers below 1 or beyond
+    ///         all markers.
     static std::int64_t selectionMarker(OdDbSubentId part) noexcept;
     /// The part of a marker; a null sub-entity id for a marker that names none.
     static OdDbSubentId partOfMarker(std::int64_t marker) noexcept;
@@ -93,6 +95,7 @@ protected:
 
 private:
     void changePlacement(OdGeMatrix3d const& placement);
+    Counts drawnCounts(OdDb3dSolidModeler const& understanding) const;
 
     OdBinaryData m_body;
     OdString m_format;

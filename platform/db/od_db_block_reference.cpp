@@ -27,9 +27,9 @@ OdDbBlockTableRecordPtr openBlock(OdDbObjectId id)
 /// Extents of what a block holds, in the coordinates of whoever asks.
 ///
 /// A damaged or hostile drawing may nest blocks so that a few hundred references show more entities
-/// than there are atoms. So entities are looked at one by one, which is exact, up to a number that no
-/// sensible drawing reaches; what is beyond counts by the box of its block, which is found once for
-/// each block.
+/// than there are atoms, or so deep that no stack holds the way down. So entities are looked at one by
+/// one, which is exact, up to a number and a depth that no sensible drawing reaches; what is beyond
+/// counts by the box of its block, which is found once for each block, without recursion.
 class ExtentsFinder
 {
 public:
@@ -42,11 +42,26 @@ public:
 
 private:
     static constexpr std::uint64_t kLookedAtOneByOne = 200'000;
+    static constexpr std::size_t kWalkedDown = 100;
 
     struct Box
     {
         OdGeExtents3d extents;
-        bool isBeingFound = false;
+        bool isBeingFound = true;
+    };
+    /// A block whose box is being found.
+    struct Level
+    {
+        explicit Level(OdDbObjectId block) : id(block)
+        {
+            if (const OdDbBlockTableRecordPtr record = openBlock(block); !record.isNull()) {
+                at = record->newIterator();
+            }
+        }
+
+        OdDbObjectId id;
+        OdDbObjectIteratorPtr at;
+        OdGeExtents3d found;
     };
 
     void addReference(OdDbBlockReference const& reference, OdGeMatrix3d const& outer,
@@ -57,7 +72,7 @@ private:
             return;  // the block contains itself; the rest of it is counted already
         }
         const OdGeMatrix3d transform = outer * reference.blockTransform();
-        if (m_lookedAt >= kLookedAtOneByOne) {
+        if (m_lookedAt >= kLookedAtOneByOne || m_path.size() >= kWalkedDown) {
             extents.addExt(OdGeExtents3d(boxOf(id)).transformBy(transform));
             return;
         }
@@ -116,27 +131,43 @@ private:
 
     OdGeExtents3d boxOf(OdDbObjectId id)
     {
-        const auto [at, isNew] = m_boxes.try_emplace(id);
-        if (!isNew) {
-            return at->second.isBeingFound ? OdGeExtents3d() : at->second.extents;
+        if (m_boxes.try_emplace(id).second) {
+            findBox(id);
         }
-        at->second.isBeingFound = true;
-        OdGeExtents3d found;
-        if (const OdDbBlockTableRecordPtr block = openBlock(id); !block.isNull()) {
-            for (auto step = block->newIterator(); !step->done(); step->step()) {
-                const OdDbEntityPtr entity = step->entity();
-                const auto nested = OdDbBlockReference::cast(entity.get());
-                OdGeExtents3d box;
-                if (!nested.isNull()) {
-                    box = boxOf(nested->blockTableRecord());
-                    found.addExt(box.transformBy(nested->blockTransform()));
-                } else if (!entity.isNull() && entity->getGeomExtents(box) == kOdOk) {
-                    found.addExt(box);
-                }
+        Box const& box = m_boxes.at(id);
+        return box.isBeingFound ? OdGeExtents3d() : box.extents;
+    }
+
+    void findBox(OdDbObjectId id)
+    {
+        std::vector<Level> levels;
+        levels.emplace_back(id);
+        while (!levels.empty()) {
+            Level& level = levels.back();
+            if (level.at.isNull() || level.at->done()) {
+                m_boxes[level.id] = {level.found, false};
+                levels.pop_back();
+                continue;
             }
+            const OdDbEntityPtr entity = level.at->entity();
+            const auto nested = OdDbBlockReference::cast(entity.get());
+            if (!nested.isNull()) {
+                const OdDbObjectId inner = nested->blockTableRecord();
+                const auto [at, isNew] = m_boxes.try_emplace(inner);
+                if (isNew) {
+                    levels.emplace_back(inner);  // and then looked at again
+                    continue;
+                }
+                if (!at->second.isBeingFound) {
+                    OdGeExtents3d box = at->second.extents;
+                    level.found.addExt(box.transformBy(nested->blockTransform()));
+                }
+            } else if (OdGeExtents3d box;
+                       !entity.isNull() && entity->getGeomExtents(box) == kOdOk) {
+                level.found.addExt(box);
+            }
+            level.at->step();
         }
-        m_boxes[id] = {found, false};  // finding the nested ones may have moved the entry
-        return found;
     }
 
     std::vector<OdDbObjectId> m_path;  ///< blocks that are being walked, from the outside in
@@ -146,18 +177,29 @@ private:
 
 /// The blocks that are being drawn on this thread, from the outside in.
 thread_local std::vector<OdDbObjectId> t_drawnBlocks;
+/// References that were drawn since the outermost of them began.
+thread_local std::uint64_t t_drawnReferences = 0;
 
 class DrawnBlock
 {
 public:
-    explicit DrawnBlock(OdDbObjectId id) { t_drawnBlocks.push_back(id); }
+    explicit DrawnBlock(OdDbObjectId id)
+    {
+        t_drawnReferences = t_drawnBlocks.empty() ? 1 : t_drawnReferences + 1;
+        t_drawnBlocks.push_back(id);
+    }
     DrawnBlock(DrawnBlock const&) = delete;
     DrawnBlock& operator=(DrawnBlock const&) = delete;
     ~DrawnBlock() { t_drawnBlocks.pop_back(); }
 
-    static bool isDrawn(OdDbObjectId id)
+    static bool mayBeDrawn(OdDbObjectId id)
     {
-        return std::find(t_drawnBlocks.begin(), t_drawnBlocks.end(), id) != t_drawnBlocks.end();
+        if (t_drawnBlocks.empty()) {
+            return true;
+        }
+        return t_drawnBlocks.size() < OdDbBlockReference::kDeepestDrawn &&
+               t_drawnReferences < OdDbBlockReference::kMostDrawn &&
+               std::find(t_drawnBlocks.begin(), t_drawnBlocks.end(), id) == t_drawnBlocks.end();
     }
 };
 
@@ -215,13 +257,7 @@ OdDbBlockReferencePtr OdDbBlockReference::createObject(OdDbObjectId block,
 void OdDbBlockReference::setBlockTableRecord(OdDbObjectId block)
 {
     if (!block.isNull()) {
-        OdRxClass* cls = block.objectClass();
-        if (cls == nullptr || !cls->isDerivedFrom(OdDbBlockTableRecord::desc())) {
-            throw OdError_NotThatKindOfClass(cls, OdDbBlockTableRecord::desc());
-        }
-        if (database() != nullptr && block.database() != database()) {
-            throw OdError(kOdWrongDatabase);
-        }
+        requireReference(block, OdDbBlockTableRecord::desc());
         requireNoCycle(block);
     }
     const OdDbObjectId before = m_block;
@@ -253,6 +289,25 @@ void OdDbBlockReference::enterInBlock(OdDbObjectId block, bool isThere) const
     if (!record.isNull()) {
         record->setReference(objectId(), isThere);
         record->downgradeOpen();
+    }
+}
+
+void OdDbBlockReference::requireReferencesIn(OdDbDatabase const& database) const
+{
+    OdDbEntity::requireReferencesIn(database);
+    requireIn(database, m_block);
+}
+
+void OdDbBlockReference::copyFrom(OdRxObject const* source)
+{
+    if (source != nullptr && source->isA() == isA()) {
+        requireNoCycle(static_cast<OdDbBlockReference const*>(source)->m_block);
+    }
+    const OdDbObjectId before = m_block;
+    OdDbEntity::copyFrom(source);
+    if (before != m_block) {
+        enterInBlock(before, /*isThere=*/false);
+        enterInBlock(m_block, /*isThere=*/true);
     }
 }
 
@@ -390,19 +445,14 @@ void OdDbBlockReference::setScaleFactors(OdGeScale3d const& factors)
 OdResult OdDbBlockReference::getGeomExtents(OdGeExtents3d& extents) const
 {
     assertReadEnabled();
-    const OdGeExtents3d found = ExtentsFinder().find(*this);
-    if (!found.isValidExtents()) {
-        return kOdNotApplicable;
-    }
-    extents = found;
-    return kOdOk;
+    return odDbPlanar::giveExtents(ExtentsFinder().find(*this), extents);
 }
 
 unsigned OdDbBlockReference::subWorldDraw(OdGiWorldDraw* worldDraw) const
 {
     assertReadEnabled();
     const OdDbBlockTableRecordPtr block = openBlock(m_block);
-    if (block.isNull() || DrawnBlock::isDrawn(m_block)) {
+    if (block.isNull() || !DrawnBlock::mayBeDrawn(m_block)) {
         return kDrawableIsCompound | kDrawableIsTruncated;
     }
     const DrawnBlock drawn(m_block);

@@ -14,13 +14,20 @@
 /// listed from when it is in a block of the same database until it is erased; undo and the id
 /// translation of a clone keep the list right.
 ///
-/// A drawing from elsewhere may hold blocks that contain themselves. Extents and drawing stop at a
-/// block that they are in already.
+/// A drawing from elsewhere may hold blocks that contain themselves, or that are nested thousands of
+/// levels deep, or a few that show more entities than anybody can count. Extents and drawing stop at
+/// a block that they are in already; drawing stops also below `kDeepestDrawn` levels and behind
+/// `kMostDrawn` references, and tells so.
 class OdDbBlockReference : public OdDbEntity
 {
     RX_DECLARE_CLASS(OdDbBlockReference);
 
 public:
+    /// Levels of references in references that are drawn.
+    static constexpr unsigned kDeepestDrawn = 250;
+    /// References that are drawn, nested ones included, where one is drawn from outside.
+    static constexpr std::uint64_t kMostDrawn = 10'000'000;
+
     OdDbBlockReference();
     ~OdDbBlockReference() override;
     static OdSmartPtr<OdDbBlockReference> createObject();
@@ -67,18 +74,22 @@ public:
     /// that along x if the matrix reverses space.
     OdResult transformBy(OdGeMatrix3d const& matrix) override;
     /// The least box around the boxes of the block's entities, each as it lies after the transform of
-    /// the reference: exact for nested references of any depth, and for entities that can be
+    /// the reference: exact for references nested up to a hundred levels and for entities that can be
     /// transformed; the transformed box of others.
     /// \return (not applicable) for a block without anything to measure.
     OdResult getGeomExtents(OdGeExtents3d& extents) const override;
 
     OdResult subErase(bool erasing) override;
+    /// As the base; the lists of references of both blocks follow.
+    /// \throws OdError (cyclic reference) as `setBlockTableRecord`.
+    void copyFrom(OdRxObject const* source) override;
     OdResult dwgInFields(OdDbDwgFiler* filer) override;
     void dwgOutFields(OdDbDwgFiler* filer) const override;
 
     void cloneFinished(OdDbIdMapping& mapping) override;
 
 protected:
+    void requireReferencesIn(OdDbDatabase const& database) const override;
     void joiningBlock(OdDbBlockTableRecord const& block) const override;
     void joinedBlock() override;
     unsigned subWorldDraw(OdGiWorldDraw* worldDraw) const override;

@@ -3,6 +3,7 @@
 #include "db/od_db_database_impl.h"
 #include "db/od_db_entity.h"
 #include "db/od_db_filer.h"
+#include "db/od_db_planar_impl.h"
 #include "root/od_error.h"
 
 #include <algorithm>
@@ -113,6 +114,9 @@ OdDbObjectId OdDbBlockTableRecord::appendOdDbEntity(OdDbEntity* entity)
         }
         if (!entity->ownerId().isNull()) {
             throw OdError(kOdAlreadyInDatabase);
+        }
+        if (entity->layerId().isNull()) {
+            entity->setLayer(db->getLayerZeroId());
         }
         entity->setOwnerId(objectId());
     }
@@ -342,8 +346,9 @@ OdGePoint3d OdDbBlockTableRecord::origin() const
 
 void OdDbBlockTableRecord::setOrigin(OdGePoint3d const& origin)
 {
+    const OdGePoint3d checked = odDbPlanar::finite(origin);
     assertWriteEnabled();
-    m_origin = origin;
+    m_origin = checked;
 }
 
 OdDb::UnitsValue OdDbBlockTableRecord::blockInsertUnits() const
@@ -364,7 +369,7 @@ OdResult OdDbBlockTableRecord::dwgInFields(OdDbDwgFiler* filer)
     if (result != kOdOk) {
         return result;
     }
-    m_origin = filer->rdPoint3d();
+    m_origin = odDbPlanar::readPoint3d(*filer);
     m_units = static_cast<OdDb::UnitsValue>(filer->rdInt16());
     m_pathName = filer->rdString();
     m_isOverlay = filer->rdBool();

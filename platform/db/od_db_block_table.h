@@ -63,6 +63,7 @@ public:
     bool isContainedIn(OdDbObjectId block) const;
 
     OdGePoint3d origin() const;
+    /// \throws OdError (bad input) for numbers that are not finite.
     void setOrigin(OdGePoint3d const& origin);
     OdDb::UnitsValue blockInsertUnits() const;
     void setBlockInsertUnits(OdDb::UnitsValue units);

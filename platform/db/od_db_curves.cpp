@@ -119,9 +119,9 @@ OdResult OdDbPoint::transformBy(OdGeMatrix3d const& matrix)
 OdResult OdDbPoint::getGeomExtents(OdGeExtents3d& extents) const
 {
     assertReadEnabled();
-    extents = OdGeExtents3d(m_position, m_position);
-    odDbPlanar::addExtrusion(extents, m_normal, m_thickness);
-    return kOdOk;
+    OdGeExtents3d found(m_position, m_position);
+    odDbPlanar::addExtrusion(found, m_normal, m_thickness);
+    return odDbPlanar::giveExtents(found, extents);
 }
 
 unsigned OdDbPoint::subWorldDraw(OdGiWorldDraw* worldDraw) const
@@ -205,10 +205,10 @@ OdResult OdDbLine::transformBy(OdGeMatrix3d const& matrix)
 OdResult OdDbLine::getGeomExtents(OdGeExtents3d& extents) const
 {
     assertReadEnabled();
-    extents = OdGeExtents3d(m_start, m_start);
-    extents.addPoint(m_end);
-    odDbPlanar::addExtrusion(extents, m_normal, m_thickness);
-    return kOdOk;
+    OdGeExtents3d found(m_start, m_start);
+    found.addPoint(m_end);
+    odDbPlanar::addExtrusion(found, m_normal, m_thickness);
+    return odDbPlanar::giveExtents(found, extents);
 }
 
 unsigned OdDbLine::subWorldDraw(OdGiWorldDraw* worldDraw) const
@@ -292,9 +292,9 @@ OdResult OdDbCircle::transformBy(OdGeMatrix3d const& matrix)
 OdResult OdDbCircle::getGeomExtents(OdGeExtents3d& extents) const
 {
     assertReadEnabled();
-    extents = OdGeCircArc3d(m_center, m_normal, m_radius).extents();
-    odDbPlanar::addExtrusion(extents, m_normal, m_thickness);
-    return kOdOk;
+    OdGeExtents3d found = OdGeCircArc3d(m_center, m_normal, m_radius).extents();
+    odDbPlanar::addExtrusion(found, m_normal, m_thickness);
+    return odDbPlanar::giveExtents(found, extents);
 }
 
 unsigned OdDbCircle::subWorldDraw(OdGiWorldDraw* worldDraw) const
@@ -400,7 +400,6 @@ OdResult OdDbArc::setFromOdGeCurve(OdGeCurve3d const& curve, OdGeVector3d const*
         !std::isfinite(arc.endAngle())) {
         return kOdInvalidInput;
     }
-    assertGraphicsWriteEnabled();
     const OdGeVector3d unit = odDbPlanar::unit(wanted);
     const bool isOpposed = unit.dotProduct(arc.normal()) < 0.0;
     const OdGePoint3d ends[] = {arc.startPoint(), arc.endPoint()};
@@ -410,13 +409,19 @@ OdResult OdDbArc::setFromOdGeCurve(OdGeCurve3d const& curve, OdGeVector3d const*
         return odDbPlanar::normalAngle(std::atan2(flat.y, flat.x));
     };
     const bool isWhole = arc.endAngle() - arc.startAngle() >= kFullTurn;
+    const double start = angleOf(ends[isOpposed ? 1 : 0]);
+    const double end = isWhole ? start : angleOf(ends[isOpposed ? 0 : 1]);
+    if (!std::isfinite(start) || !std::isfinite(end)) {
+        return kOdInvalidInput;
+    }
+    assertGraphicsWriteEnabled();
     // The extrusion stays where it is, so its height counts from the other side.
     m_thickness = unit.dotProduct(m_normal) < 0.0 ? -m_thickness : m_thickness;
     m_center = arc.center();
     m_radius = arc.radius();
     m_normal = unit;
-    m_startAngle = angleOf(ends[isOpposed ? 1 : 0]);
-    m_endAngle = isWhole ? m_startAngle : angleOf(ends[isOpposed ? 0 : 1]);
+    m_startAngle = start;
+    m_endAngle = end;
     return kOdOk;
 }
 
@@ -444,9 +449,10 @@ OdResult OdDbArc::transformBy(OdGeMatrix3d const& matrix)
 OdResult OdDbArc::getGeomExtents(OdGeExtents3d& extents) const
 {
     assertReadEnabled();
-    extents = circularCurve(m_center, m_normal, m_radius, m_startAngle, m_endAngle).extents();
-    odDbPlanar::addExtrusion(extents, m_normal, m_thickness);
-    return kOdOk;
+    OdGeExtents3d found =
+        circularCurve(m_center, m_normal, m_radius, m_startAngle, m_endAngle).extents();
+    odDbPlanar::addExtrusion(found, m_normal, m_thickness);
+    return odDbPlanar::giveExtents(found, extents);
 }
 
 unsigned OdDbArc::subWorldDraw(OdGiWorldDraw* worldDraw) const
@@ -502,12 +508,22 @@ struct EllipseFields
     double endParam;
 };
 
+/// Whether a vector may be the major axis of an ellipse with a normal.
+bool isAxis(OdGeVector3d const& axis, OdGeVector3d const& normal)
+{
+    constexpr OdGeTol kAcross(1e-6);
+    const double length = axis.length();
+    return std::isnormal(length) && (axis / length).isPerpendicularTo(normal, kAcross);
+}
+
 OdGeEllipArc3d curveOf(EllipseFields const& fields)
 {
+    // With axes of length 1, or those of a tiny ellipse would count as none.
     const double radius = fields.majorAxis.length();
+    const OdGeVector3d along = fields.majorAxis / radius;
     return {fields.center,
-            fields.majorAxis,
-            fields.normal.crossProduct(fields.majorAxis),
+            along,
+            fields.normal.crossProduct(along),
             radius,
             radius * fields.radiusRatio,
             fields.startParam,
@@ -578,9 +594,7 @@ void OdDbEllipse::set(OdGePoint3d const& center, OdGeVector3d const& normal,
                                   odDbPlanar::positive(radiusRatio),
                                   odDbPlanar::normalAngle(odDbPlanar::finite(startParam)),
                                   odDbPlanar::normalAngle(odDbPlanar::finite(endParam))};
-    const double length = majorAxis.length();
-    if (!std::isnormal(length) || radiusRatio > 1.0 ||
-        !(majorAxis / length).isPerpendicularTo(fields.normal, OdGeTol(1e-6))) {
+    if (!isAxis(majorAxis, fields.normal) || radiusRatio > 1.0) {
         throw OdError(kOdInvalidInput);
     }
     assertGraphicsWriteEnabled();
@@ -636,9 +650,9 @@ OdResult OdDbEllipse::transformBy(OdGeMatrix3d const& matrix)
 OdResult OdDbEllipse::getGeomExtents(OdGeExtents3d& extents) const
 {
     assertReadEnabled();
-    extents = curveOf({m_center, m_normal, m_majorAxis, m_radiusRatio, m_startParam, m_endParam})
-                  .extents();
-    return kOdOk;
+    const OdGeEllipArc3d curve =
+        curveOf({m_center, m_normal, m_majorAxis, m_radiusRatio, m_startParam, m_endParam});
+    return odDbPlanar::giveExtents(curve.extents(), extents);
 }
 
 unsigned OdDbEllipse::subWorldDraw(OdGiWorldDraw* worldDraw) const
@@ -661,7 +675,7 @@ OdResult OdDbEllipse::dwgInFields(OdDbDwgFiler* filer)
     m_radiusRatio = odDbPlanar::readPositive(*filer);
     m_startParam = odDbPlanar::normalAngle(odDbPlanar::readFinite(*filer));
     m_endParam = odDbPlanar::normalAngle(odDbPlanar::readFinite(*filer));
-    if (!std::isnormal(m_majorAxis.length()) || m_radiusRatio > 1.0) {
+    if (!isAxis(m_majorAxis, m_normal) || m_radiusRatio > 1.0) {
         throw OdError(kOdBadStream);
     }
     return kOdOk;

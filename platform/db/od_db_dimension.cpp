@@ -76,10 +76,17 @@ void OdDbDimension::setDimensionText(OdString const& text)
 
 OdString OdDbDimension::shownText() const
 {
+    // Beyond this a double has no decimals, and would be shown with up to 300 digits.
+    constexpr double kLongest = 1e15;
+    const double measured = measurement();
     OdString length;
-    length.format(L"%.4f", measurement());
-    length.trimRight(L"0");
-    length.trimRight(L".");
+    if (measured < kLongest) {
+        length.format(L"%.4f", measured);
+        length.trimRight(L"0");
+        length.trimRight(L".");
+    } else {
+        length.format(L"%.12g", measured);
+    }
     if (m_text.isEmpty()) {
         return length;
     }
@@ -154,8 +161,7 @@ OdResult OdDbDimension::getGeomExtents(OdGeExtents3d& extents) const
     found.addPoint(drawn.start);
     found.addPoint(drawn.end);
     found.addPoint(textPosition());
-    extents = found;
-    return kOdOk;
+    return odDbPlanar::giveExtents(found, extents);
 }
 
 unsigned OdDbDimension::subWorldDraw(OdGiWorldDraw* worldDraw) const

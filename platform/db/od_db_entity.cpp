@@ -22,15 +22,6 @@ void requireSameDatabase(OdDbDatabase const* left, OdDbDatabase const* right)
     }
 }
 
-void requireTarget(OdDbObject const& object, OdDbObjectId id, OdRxClass* cls)
-{
-    OdRxClass* found = id.objectClass();
-    if (found == nullptr || !found->isDerivedFrom(cls)) {
-        throw OdError_NotThatKindOfClass(found, cls);
-    }
-    requireSameDatabase(object.database(), id.database());
-}
-
 void writeTransparency(OdDbDwgFiler& filer, OdCmTransparency const& transparency)
 {
     filer.wrUInt8(transparency.method());
@@ -63,9 +54,43 @@ OdDbObjectId OdDbEntity::layerId() const
     return read(m_layer);
 }
 
+void OdDbEntity::requireReference(OdDbObjectId id, OdRxClass* cls) const
+{
+    OdRxClass* found = id.objectClass();
+    if (found == nullptr || !found->isDerivedFrom(cls)) {
+        throw OdError_NotThatKindOfClass(found, cls);
+    }
+    requireSameDatabase(database(), id.database());
+}
+
+void OdDbEntity::requireIn(OdDbDatabase const& database, OdDbObjectId id)
+{
+    if (!id.isNull() && id.originalDatabase() != &database) {
+        throw OdError(kOdWrongDatabase);
+    }
+}
+
+void OdDbEntity::requireReferencesIn(OdDbDatabase const& database) const
+{
+    requireIn(database, m_layer);
+    requireIn(database, m_material);
+    requireIn(database, m_linetype);
+}
+
+void OdDbEntity::copyFrom(OdRxObject const* source)
+{
+    OdDbDatabase const* db = database();
+    const auto other = OdDbEntity::cast(source);
+    if (db != nullptr && !other.isNull()) {
+        other->requireReferencesIn(*db);
+    }
+    OdDbObject::copyFrom(source);
+    markGraphicsModified();
+}
+
 void OdDbEntity::setLayer(OdDbObjectId layer)
 {
-    requireTarget(*this, layer, OdDbLayerTableRecord::desc());
+    requireReference(layer, OdDbLayerTableRecord::desc());
     write(m_layer, layer);
 }
 
@@ -87,7 +112,7 @@ OdDbObjectId OdDbEntity::materialId() const
 void OdDbEntity::setMaterial(OdDbObjectId material)
 {
     if (!material.isNull()) {
-        requireTarget(*this, material, OdDbMaterial::desc());
+        requireReference(material, OdDbMaterial::desc());
     }
     write(m_material, material);
 }
@@ -100,7 +125,7 @@ OdDbObjectId OdDbEntity::linetypeId() const
 void OdDbEntity::setLinetype(OdDbObjectId linetype)
 {
     if (!linetype.isNull()) {
-        requireTarget(*this, linetype, OdDbLinetypeTableRecord::desc());
+        requireReference(linetype, OdDbLinetypeTableRecord::desc());
     }
     write(m_linetype, linetype);
 }
@@ -155,8 +180,13 @@ void OdDbEntity::setPropertiesFrom(OdDbEntity const* source, bool alsoSubentitie
     }
     source->assertReadEnabled();
     requireSameDatabase(database(), source->database());
+    if (database() != nullptr) {
+        source->OdDbEntity::requireReferencesIn(*database());
+    }
     assertGraphicsWriteEnabled();
-    m_layer = source->m_layer;
+    if (database() == nullptr || !source->m_layer.isNull()) {
+        m_layer = source->m_layer;
+    }
     m_color = source->m_color;
     m_material = source->m_material;
     m_linetype = source->m_linetype;

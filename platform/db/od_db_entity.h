@@ -73,7 +73,8 @@ public:
     bool isVisible() const;
     void setVisible(bool visible);
     /// Takes over layer, colour, material, line type and its scale, line weight, transparency and
-    /// visibility of another entity of the same database.
+    /// visibility of another entity of the same database. An entity in a database keeps its layer if
+    /// the other one has none.
     /// \param alsoSubentities  No entity of the platform keeps properties of its parts; a class that
     ///                         does overrides `subSetPropertiesFrom`.
     /// \throws OdError (wrong database) for an entity of another one, (null object pointer).
@@ -101,6 +102,10 @@ public:
 
     OdResult dwgInFields(OdDbDwgFiler* filer) override;
     void dwgOutFields(OdDbDwgFiler* filer) const override;
+    /// As the base; changes the graphics.
+    /// \throws OdError (wrong database) for an entity of a database, if the source refers to objects
+    ///         of another one; nothing has changed then.
+    void copyFrom(OdRxObject const* source) override;
 
 protected:
     OdDbEntity();
@@ -119,6 +124,16 @@ protected:
         field = value;
     }
 
+    /// \throws OdError (not that kind of class) unless an id is that of an object of a class, (wrong
+    ///         database) if it is one of another database than this entity's.
+    void requireReference(OdDbObjectId id, OdRxClass* cls) const;
+    /// Asked before the entity comes into a database: an id of another one would name nothing as soon
+    /// as that is gone. An override asks its base, too.
+    /// \throws OdError (wrong database) if the entity refers to an object of another database.
+    virtual void requireReferencesIn(OdDbDatabase const& database) const;
+    /// \throws OdError (wrong database) for an id of another database; null is of every one.
+    static void requireIn(OdDbDatabase const& database, OdDbObjectId id);
+
     /// Takes over properties of parts. The base has none.
     virtual void subSetPropertiesFrom(OdDbEntity const* source);
     /// Asked before the entity becomes one of a block that is in a database; throws to refuse. The
@@ -130,6 +145,7 @@ protected:
 
 private:
     friend class OdDbBlockTableRecord;
+    friend class OdDbObjectAccess;
 
     OdDbObjectId m_layer;
     OdDbObjectId m_material;

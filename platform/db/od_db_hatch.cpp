@@ -28,6 +28,14 @@ constexpr std::uint32_t kMinPatternLineBytes = 6;
 /// Lines of one family, and dashes of one line, beyond which a pattern is too fine to be drawn.
 constexpr double kMostLines = 20000.0;
 constexpr double kMostDashes = 20000.0;
+/// What drawing one hatch may come to, whatever its loops and patterns: points of outlines, crossings
+/// of pattern lines with them, tests of points against sides, dashes.
+constexpr std::uint64_t kMostPoints = 2'000'000;
+constexpr std::uint64_t kMostCrossings = 4'000'000;
+constexpr std::uint64_t kMostSideTests = 20'000'000;
+constexpr std::uint64_t kMostDrawnDashes = 1'000'000;
+
+using Outline = std::vector<OdGePoint2d>;
 
 void requireValid(OdDbHatchEdge const& edge)
 {
@@ -165,27 +173,43 @@ OdDbHatchPatternLine mapPatternLine(PlaneMap const& map, double elevation,
 }
 
 /// The loop in straight pieces.
-OdArray<OdGePoint2d> outlineOf(OdDbHatchLoop const& loop, double deviation)
+Outline outlineOf(OdDbHatchLoop const& loop, double deviation, unsigned mostPieces)
 {
-    OdArray<OdGePoint2d> points;
     if (loop.edges.isEmpty()) {
-        for (OdGePoint2d const& point :
-             odDbVertices::flatten(loop.vertices, /*isClosed=*/true, deviation)) {
-            points.append(point);
-        }
-        return points;
+        return odDbVertices::flatten(loop.vertices, /*isClosed=*/true, deviation, mostPieces);
     }
+    Outline points;
     for (OdDbHatchEdge const& edge : loop.edges) {
         const double radius = std::max(edge.firstAxis.length(), edge.secondAxis.length());
-        const double turns = std::min(std::fabs(edge.endParam - edge.startParam), 7.0);
-        const unsigned pieces = edge.kind == OdDbHatchEdge::Kind::kLine || radius == 0.0
-                                    ? 1
-                                    : odDbVertices::piecesOf(radius, turns, deviation);
+        const double turn = std::min(std::fabs(edge.endParam - edge.startParam), 7.0);
+        const unsigned pieces =
+            edge.kind == OdDbHatchEdge::Kind::kLine || radius == 0.0
+                ? 1
+                : std::min(odDbVertices::piecesOf(radius, turn, deviation), mostPieces);
         for (unsigned piece = 0; piece <= pieces; ++piece) {
-            points.append(edge.at(static_cast<double>(piece) / pieces));
+            points.push_back(edge.at(static_cast<double>(piece) / pieces));
         }
     }
     return points;
+}
+
+/// All loops in straight pieces, coarser ones where there are very many arcs.
+std::vector<Outline> outlinesOf(OdArray<OdDbHatchLoop> const& loops, OdGiWorldDraw& worldDraw)
+{
+    const double deviation =
+        worldDraw.deviation(OdGiDeviationType::kForBoundary, OdGePoint3d::kOrigin);
+    std::uint64_t segments = 1;
+    for (OdDbHatchLoop const& loop : loops) {
+        segments += loop.edges.isEmpty() ? loop.vertices.size() : loop.edges.size();
+    }
+    const auto mostPieces =
+        static_cast<unsigned>(std::max<std::uint64_t>(kMostPoints / segments, 4));
+    std::vector<Outline> outlines;
+    outlines.reserve(loops.size());
+    for (OdDbHatchLoop const& loop : loops) {
+        outlines.push_back(outlineOf(loop, deviation, mostPieces));
+    }
+    return outlines;
 }
 
 }  // namespace
@@ -371,11 +395,7 @@ OdResult OdDbHatch::getGeomExtents(OdGeExtents3d& extents) const
             }
         }
     }
-    if (!found.isValidExtents()) {
-        return kOdNotApplicable;
-    }
-    extents = found;
-    return kOdOk;
+    return odDbPlanar::giveExtents(found, extents);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -383,29 +403,99 @@ OdResult OdDbHatch::getGeomExtents(OdGeExtents3d& extents) const
 
 namespace {
 
-/// Where a line runs inside the outlines: pairs of its parameters, by the rule of odd crossings.
-std::vector<double> crossingsOf(OdGePoint2d const& base, OdGeVector2d const& along,
-                                OdArray<OdArray<OdGePoint2d>> const& outlines)
+/// A place where a pattern line crosses an outline.
+struct Crossing
 {
-    std::vector<double> params;
-    for (OdArray<OdGePoint2d> const& outline : outlines) {
-        const std::uint32_t count = outline.size();
-        for (std::uint32_t index = 0; index < count; ++index) {
-            const OdGeVector2d from = outline.getAt(index) - base;
-            const OdGeVector2d to = outline.getAt((index + 1) % count) - base;
-            const double fromSide = along.crossProduct(from);
-            const double toSide = along.crossProduct(to);
-            // A corner on the line belongs to one of its two sides only.
-            if ((fromSide < 0.0) != (toSide < 0.0)) {
-                const double share = fromSide / (fromSide - toSide);
-                params.push_back(along.dotProduct(from) +
-                                 share * (along.dotProduct(to) - along.dotProduct(from)));
+    double line;   ///< the line's number
+    double param;  ///< along it, from its start
+
+    friend bool operator<(Crossing const& left, Crossing const& right)
+    {
+        return left.line != right.line ? left.line < right.line : left.param < right.param;
+    }
+};
+
+/// The lines of one family of a pattern, and how they lie to points.
+class PatternLines
+{
+public:
+    explicit PatternLines(OdDbHatchPatternLine const& line)
+        : m_line(line), m_along(std::cos(line.angle), std::sin(line.angle)),
+          m_distance(m_along.crossProduct(line.offset)), m_shift(m_along.dotProduct(line.offset))
+    {
+    }
+
+    /// The number, with its fraction, of the line through a point.
+    double numberOf(OdGePoint2d const& point) const
+    {
+        return m_along.crossProduct(point - m_line.base) / m_distance;
+    }
+    OdGePoint2d at(double number, double param) const
+    {
+        return m_line.base + m_line.offset * number + m_along * param;
+    }
+    /// Whether the lines are neither too many nor too far off to be counted.
+    bool areCountable(std::vector<Outline> const& outlines) const
+    {
+        constexpr double kFarthest = 1e12;
+        double low = HUGE_VAL;
+        double high = -HUGE_VAL;
+        for (Outline const& outline : outlines) {
+            for (OdGePoint2d const& point : outline) {
+                const double number = numberOf(point);
+                if (!(std::fabs(number) <= kFarthest)) {
+                    return false;
+                }
+                low = std::min(low, number);
+                high = std::max(high, number);
             }
         }
+        return !(high - low > kMostLines);
     }
-    std::sort(params.begin(), params.end());
-    return params;
-}
+    /// \return false where there are too many crossings.
+    bool find(std::vector<Outline> const& outlines, std::uint64_t most,
+              std::vector<Crossing>& crossings) const
+    {
+        for (Outline const& outline : outlines) {
+            for (std::size_t index = 0; index < outline.size(); ++index) {
+                OdGePoint2d const& from = outline[index];
+                OdGePoint2d const& to = outline[(index + 1) % outline.size()];
+                if (!addCrossings(from, to, most, crossings)) {
+                    return false;
+                }
+            }
+        }
+        std::sort(crossings.begin(), crossings.end());
+        return true;
+    }
+
+private:
+    bool addCrossings(OdGePoint2d const& from, OdGePoint2d const& to, std::uint64_t most,
+                      std::vector<Crossing>& crossings) const
+    {
+        const double fromNumber = numberOf(from);
+        const double toNumber = numberOf(to);
+        // A corner on a line belongs to one of its two sides only.
+        const double first = std::floor(std::min(fromNumber, toNumber)) + 1.0;
+        const double last = std::floor(std::max(fromNumber, toNumber));
+        const double fromParam = m_along.dotProduct(from - m_line.base);
+        const double toParam = m_along.dotProduct(to - m_line.base);
+        for (double number = first; number <= last; number += 1.0) {
+            if (crossings.size() >= most) {
+                return false;
+            }
+            const double share = (number - fromNumber) / (toNumber - fromNumber);
+            crossings.push_back(
+                {number, fromParam + share * (toParam - fromParam) - number * m_shift});
+        }
+        return true;
+    }
+
+    OdDbHatchPatternLine const& m_line;
+    OdGeVector2d m_along;
+    double m_distance;  ///< from one line to the next
+    double m_shift;     ///< from the start of one line to that of the next, along them
+};
 
 double patternLength(OdArray<double> const& dashes)
 {
@@ -416,19 +506,22 @@ double patternLength(OdArray<double> const& dashes)
     return length;
 }
 
-/// Calls for each dash of a line between two parameters; the pattern starts at parameter 0.
+/// Calls for each dash of a line between two parameters; the pattern starts at parameter 0. Dashes
+/// that are too fine make a plain line.
 template <class Action>
 void forEachDash(OdArray<double> const& dashes, double from, double to, Action const& action)
 {
     const double length = patternLength(dashes);
-    if (!(length > 0.0) || (to - from) / length * dashes.size() > kMostDashes) {
+    const double first = std::floor(from / length);
+    const double rounds = std::ceil(to / length) - first;
+    // Written so that numbers which are not finite are too fine.
+    if (!(length > 0.0) || !(rounds * dashes.size() <= kMostDashes)) {
         action(from, to);
         return;
     }
-    const double first = std::floor(from / length);
-    const double last = std::ceil(to / length);
-    for (double round = first; round < last; round += 1.0) {
-        double at = round * length;
+    // Counted by whole numbers: far from the start of the line, adding 1 may change nothing.
+    for (unsigned round = 0; round < static_cast<unsigned>(rounds); ++round) {
+        double at = (first + round) * length;
         for (double dash : dashes) {
             const double end = at + std::fabs(dash);
             if (dash >= 0.0 && end >= from && at <= to) {
@@ -439,79 +532,169 @@ void forEachDash(OdArray<double> const& dashes, double from, double to, Action c
     }
 }
 
+/// Whether a point lies within an outline, by the rule of odd crossings.
+bool isInside(Outline const& outline, OdGePoint2d const& point)
+{
+    bool isWithin = false;
+    for (std::size_t index = 0; index < outline.size(); ++index) {
+        OdGePoint2d const& from = outline[index];
+        OdGePoint2d const& to = outline[(index + 1) % outline.size()];
+        if ((from.y <= point.y) != (to.y <= point.y) &&
+            point.x < from.x + (to.x - from.x) * ((point.y - from.y) / (to.y - from.y))) {
+            isWithin = !isWithin;
+        }
+    }
+    return isWithin;
+}
+
+/// For each outline those of the others that it lies in.
+std::vector<std::vector<std::size_t>> surroundingsOf(std::vector<Outline> const& outlines)
+{
+    std::vector<std::vector<std::size_t>> around(outlines.size());
+    for (std::size_t inner = 0; inner < outlines.size(); ++inner) {
+        for (std::size_t outer = 0; outer < outlines.size(); ++outer) {
+            if (outer != inner && isInside(outlines[outer], outlines[inner].front())) {
+                around[inner].push_back(outer);
+            }
+        }
+    }
+    return around;
+}
+
+/// A face for each area that is filled: its outline, then the holes in it. What lies within an odd
+/// number of outlines is filled, so an outline within an even number of others starts a face.
+class FaceList
+{
+public:
+    FaceList(std::vector<Outline> const& outlines, OdGeVector3d const& normal, double elevation)
+        : m_outlines(outlines), m_toWorld(OdGeMatrix3d::planeToWorld(normal)),
+          m_elevation(elevation)
+    {
+    }
+
+    std::vector<OdGePoint3d> points;
+    std::vector<std::int32_t> faces;
+
+    void addNested()
+    {
+        const std::vector<std::vector<std::size_t>> around = surroundingsOf(m_outlines);
+        for (std::size_t outer = 0; outer < m_outlines.size(); ++outer) {
+            if (around[outer].size() % 2 != 0) {
+                continue;
+            }
+            add(outer, /*isHole=*/false);
+            for (std::size_t inner = 0; inner < m_outlines.size(); ++inner) {
+                const bool isHole = around[inner].size() == around[outer].size() + 1 &&
+                                    std::find(around[inner].begin(), around[inner].end(), outer) !=
+                                        around[inner].end();
+                if (isHole) {
+                    add(inner, /*isHole=*/true);
+                }
+            }
+        }
+    }
+    void addEach()
+    {
+        for (std::size_t index = 0; index < m_outlines.size(); ++index) {
+            add(index, /*isHole=*/false);
+        }
+    }
+
+private:
+    void add(std::size_t index, bool isHole)
+    {
+        Outline const& outline = m_outlines[index];
+        const auto count = static_cast<std::int32_t>(outline.size());
+        faces.push_back(isHole ? -count : count);
+        for (OdGePoint2d const& point : outline) {
+            faces.push_back(static_cast<std::int32_t>(points.size()));
+            points.push_back(m_toWorld * OdGePoint3d(point.x, point.y, m_elevation));
+        }
+    }
+
+    std::vector<Outline> const& m_outlines;
+    OdGeMatrix3d m_toWorld;
+    double m_elevation;
+};
+
 }  // namespace
 
-/// \return Whether the pattern could be drawn; one that is too fine can't.
-bool OdDbHatch::drawPattern(OdDbHatchPatternLine const& line,
-                            OdArray<OdArray<OdGePoint2d>> const& outlines,
-                            OdGiWorldDraw& worldDraw) const
+unsigned OdDbHatch::drawPatterns(OdGiWorldDraw& worldDraw) const
 {
-    const OdGeVector2d along(std::cos(line.angle), std::sin(line.angle));
-    const double distance = along.crossProduct(line.offset);
-    double low = HUGE_VAL;
-    double high = -HUGE_VAL;
-    for (OdArray<OdGePoint2d> const& outline : outlines) {
-        for (OdGePoint2d const& point : outline) {
-            const double side = along.crossProduct(point - line.base) / distance;
-            low = std::min(low, side);
-            high = std::max(high, side);
+    const std::vector<Outline> outlines = outlinesOf(m_loops, worldDraw);
+    const OdGeMatrix3d toWorld = OdGeMatrix3d::planeToWorld(m_normal);
+    unsigned flags = kDrawableNone;
+    std::uint64_t crossingsLeft = kMostCrossings;
+    std::uint64_t dashesLeft = kMostDrawnDashes;
+    for (OdDbHatchPatternLine const& line : m_patternLines) {
+        if (worldDraw.regenAbort()) {
+            return flags | kDrawableIsTruncated;
+        }
+        const PatternLines lines(line);
+        std::vector<Crossing> crossings;
+        if (!lines.areCountable(outlines) || !lines.find(outlines, crossingsLeft, crossings)) {
+            flags |= kDrawableIsTruncated;
+            continue;
+        }
+        crossingsLeft -= crossings.size();
+        // A line enters and leaves in turn, so its crossings come in pairs.
+        for (std::size_t index = 0; index + 1 < crossings.size(); index += 2) {
+            const double number = crossings[index].line;
+            forEachDash(line.dashes, crossings[index].param, crossings[index + 1].param,
+                        [&](double from, double to) {
+                            if (dashesLeft == 0) {
+                                flags |= kDrawableIsTruncated;
+                                return;
+                            }
+                            --dashesLeft;
+                            const OdGePoint2d start = lines.at(number, from);
+                            const OdGePoint2d end = lines.at(number, to);
+                            const OdGePoint3d ends[] = {
+                                toWorld * OdGePoint3d(start.x, start.y, m_elevation),
+                                toWorld * OdGePoint3d(end.x, end.y, m_elevation)};
+                            worldDraw.geometry().polyline(ends, &m_normal);
+                        });
+            if (dashesLeft == 0 || worldDraw.regenAbort()) {
+                return flags | kDrawableIsTruncated;
+            }
         }
     }
-    if (!std::isfinite(low) || !std::isfinite(high) || high - low > kMostLines ||
-        std::fabs(low) > 1e12 || std::fabs(high) > 1e12) {
-        return false;
-    }
-    for (double number = std::ceil(low); number <= high; number += 1.0) {
-        const OdGePoint2d base = line.base + line.offset * number;
-        const std::vector<double> params = crossingsOf(base, along, outlines);
-        for (std::size_t index = 0; index + 1 < params.size(); index += 2) {
-            forEachDash(line.dashes, params[index], params[index + 1], [&](double from, double to) {
-                const OdGePoint3d ends[] = {
-                    odDbPlanar::toWorld(m_normal, base + along * from, m_elevation),
-                    odDbPlanar::toWorld(m_normal, base + along * to, m_elevation)};
-                worldDraw.geometry().polyline(ends, &m_normal);
-            });
+    return flags;
+}
+
+unsigned OdDbHatch::drawSolid(OdGiWorldDraw& worldDraw) const
+{
+    std::vector<Outline> outlines = outlinesOf(m_loops, worldDraw);
+    // Each corner once: edges meet in their ends, and a face is closed by itself.
+    for (Outline& outline : outlines) {
+        outline.erase(std::unique(outline.begin(), outline.end()), outline.end());
+        if (outline.size() > 1 && outline.front() == outline.back()) {
+            outline.pop_back();
         }
     }
-    return true;
+    constexpr std::size_t kLeastCorners = 3;
+    std::erase_if(outlines, [](Outline const& outline) { return outline.size() < kLeastCorners; });
+    std::uint64_t corners = 0;
+    for (Outline const& outline : outlines) {
+        corners += outline.size();
+    }
+    const bool isSimple = corners * outlines.size() <= kMostSideTests;
+    FaceList list(outlines, m_normal, m_elevation);
+    if (isSimple) {
+        list.addNested();
+    } else {
+        list.addEach();
+    }
+    worldDraw.subEntityTraits().setFillType(OdGiFillType::kFillAlways);
+    worldDraw.subEntityTraits().setFillPlane(&m_normal);
+    worldDraw.geometry().shell({list.points, list.faces, {}});
+    return isSimple ? kDrawableNone : kDrawableIsTruncated;
 }
 
 unsigned OdDbHatch::subWorldDraw(OdGiWorldDraw* worldDraw) const
 {
     assertReadEnabled();
-    OdArray<OdArray<OdGePoint2d>> outlines;
-    const double deviation =
-        worldDraw->deviation(OdGiDeviationType::kForBoundary, OdGePoint3d::kOrigin);
-    for (OdDbHatchLoop const& loop : m_loops) {
-        outlines.append(outlineOf(loop, deviation));
-    }
-    if (!m_isSolid) {
-        unsigned flags = kDrawableNone;
-        for (OdDbHatchPatternLine const& line : m_patternLines) {
-            if (worldDraw->regenAbort() || !drawPattern(line, outlines, *worldDraw)) {
-                flags = kDrawableIsTruncated;
-            }
-        }
-        return flags;
-    }
-    // The first loop is the outer one, and the others are holes in it, unless they say otherwise.
-    std::vector<OdGePoint3d> points;
-    std::vector<std::int32_t> faces;
-    for (std::uint32_t index = 0; index < outlines.size(); ++index) {
-        OdArray<OdGePoint2d> const& outline = outlines.getAt(index);
-        const bool isHole =
-            index > 0 && (m_loops.getAt(index).flags & OdDbHatchLoop::kExternal) == 0;
-        const auto count = static_cast<std::int32_t>(outline.size());
-        faces.push_back(isHole ? -count : count);
-        for (OdGePoint2d const& point : outline) {
-            faces.push_back(static_cast<std::int32_t>(points.size()));
-            points.push_back(odDbPlanar::toWorld(m_normal, point, m_elevation));
-        }
-    }
-    worldDraw->subEntityTraits().setFillType(OdGiFillType::kFillAlways);
-    worldDraw->subEntityTraits().setFillPlane(&m_normal);
-    worldDraw->geometry().shell({points, faces, {}});
-    return kDrawableNone;
+    return m_isSolid ? drawSolid(*worldDraw) : drawPatterns(*worldDraw);
 }
 
 OdResult OdDbHatch::dwgInFields(OdDbDwgFiler* filer)

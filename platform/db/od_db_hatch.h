@@ -70,6 +70,9 @@ struct OdDbHatchPatternLine
 };
 
 /// A plane area, bounded by loops, filled with its colour or with a pattern of lines.
+///
+/// Where drawing it would take more than a million steps or so (a pattern that is too fine, too many
+/// loops in each other), it is drawn in part or more coarsely and says so by `kDrawableIsTruncated`.
 class OdDbHatch : public OdDbEntity
 {
     RX_DECLARE_CLASS(OdDbHatch);
@@ -119,8 +122,8 @@ protected:
     unsigned subWorldDraw(OdGiWorldDraw* worldDraw) const override;
 
 private:
-    bool drawPattern(OdDbHatchPatternLine const& line,
-                     OdArray<OdArray<OdGePoint2d>> const& outlines, OdGiWorldDraw& worldDraw) const;
+    unsigned drawSolid(OdGiWorldDraw& worldDraw) const;
+    unsigned drawPatterns(OdGiWorldDraw& worldDraw) const;
 
     OdArray<OdDbHatchLoop> m_loops;
     OdArray<OdDbHatchPatternLine> m_patternLines;

@@ -938,6 +938,9 @@ void OdDbObjectAccess::attach(OdDbObject& object, OdDbIdRecord& record, OdDbObje
 
 void OdDbObjectAccess::requireIdsOf(OdDbObject const& object, OdDbDatabase const& database)
 {
+    if (object.isKindOf(OdDbEntity::desc())) {
+        static_cast<OdDbEntity const&>(object).requireReferencesIn(database);
+    }
     if (object.m_extras == nullptr) {
         return;
     }

@@ -14,6 +14,8 @@ namespace {
 /// Shares of lengths below this are rounding.
 constexpr double kEqualShare = 1e-9;
 constexpr double kFullTurn = 2.0 * std::numbers::pi;
+/// What holds for a drawing doesn't depend on what the process has set for its own comparisons.
+constexpr OdGeTol kTolerance;
 
 template <class Value, class Test>
 Value checked(Value value, Test const& test, OdResult failure)
@@ -53,7 +55,7 @@ bool hasDirection(OdGeVector3d const& vector)
 OdGeVector3d unitOf(OdGeVector3d const& vector, OdResult failure)
 {
     checked(vector, hasDirection, failure);
-    return vector.isUnitLength() ? vector : vector / vector.length();
+    return vector.isUnitLength(kTolerance) ? vector : vector / vector.length();
 }
 
 }  // namespace
@@ -168,12 +170,7 @@ bool isFinite(OdGeVector3d const& vector)
 
 bool isUsable(OdGeMatrix3d const& matrix)
 {
-    for (unsigned row = 0; row < OdGeMatrix3d::kSize; ++row) {
-        if (!std::all_of(matrix[row], matrix[row] + OdGeMatrix3d::kSize, isFiniteNumber)) {
-            return false;
-        }
-    }
-    return !matrix.isPerspective() && !matrix.isSingular();
+    return matrix.isFinite() && !matrix.isPerspective(kTolerance) && !matrix.isSingular(kTolerance);
 }
 
 bool PlaneMap::set(OdGeMatrix3d const& matrix, OdGeVector3d const& oldNormal)
@@ -224,6 +221,11 @@ OdGeVector2d PlaneMap::map(OdGeVector2d const& vector) const
             inPlane(1, 0) * vector.x + inPlane(1, 1) * vector.y};
 }
 
+bool PlaneMap::holds(double thickness) const
+{
+    return thickness == 0.0 || (keepsExtrusion && std::isfinite(thickness * alongNormal));
+}
+
 double PlaneMap::mapElevation(double elevation) const
 {
     return inPlane(2, 2) * elevation + inPlane(2, 3);
@@ -250,6 +252,15 @@ OdGeVector3d direction(OdGeVector3d const& normal, double angleRad)
            OdGeVector3d(std::cos(angleRad), std::sin(angleRad), 0.0);
 }
 
+OdResult giveExtents(OdGeExtents3d const& found, OdGeExtents3d& extents)
+{
+    if (!found.isValidExtents() || !isFinite(found.minPoint()) || !isFinite(found.maxPoint())) {
+        return kOdNotApplicable;
+    }
+    extents = found;
+    return kOdOk;
+}
+
 void addExtrusion(OdGeExtents3d& extents, OdGeVector3d const& normal, double thickness)
 {
     if (thickness == 0.0 || !extents.isValidExtents()) {
@@ -265,7 +276,11 @@ void addExtrusion(OdGeExtents3d& extents, OdGeVector3d const& normal, double thi
 double normalAngle(double angleRad)
 {
     const double angle = std::fmod(angleRad, kFullTurn);
-    return angle < 0.0 ? angle + kFullTurn : angle;
+    if (!(angle < 0.0)) {
+        return angle + 0.0;  // 0 without a sign
+    }
+    // A tiny negative angle plus the full turn rounds to the full turn, which is the angle 0.
+    return angle + kFullTurn < kFullTurn ? angle + kFullTurn : 0.0;
 }
 
 }  // namespace odDbPlanar

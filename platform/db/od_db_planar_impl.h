@@ -7,6 +7,7 @@
 #include "ge/od_ge_point2d.h"
 #include "ge/od_ge_point3d.h"
 #include "ge/od_ge_vector3d.h"
+#include "root/od_result.h"
 
 #include <cstdint>
 
@@ -74,7 +75,7 @@ struct PlaneMap
     /// The angle, in [0, 2 pi), of what had the given one, both in entity coordinates.
     double mapAngle(double angleRad) const;
     /// Whether what is extruded by a thickness can be mapped.
-    bool holds(double thickness) const { return thickness == 0.0 || keepsExtrusion; }
+    bool holds(double thickness) const;
 };
 
 /// A point of an entity's plane in world coordinates.
@@ -83,6 +84,10 @@ OdGePoint3d toWorld(OdGeVector3d const& normal, OdGePoint2d const& point, double
 OdGePoint3d toPlane(OdGeVector3d const& normal, OdGePoint3d const& point);
 /// The direction, of length 1, of an angle in an entity's plane.
 OdGeVector3d direction(OdGeVector3d const& normal, double angleRad);
+/// Gives extents that were found.
+/// \return 0, or (not applicable), with `extents` untouched, if there are none or they have left what
+///         numbers can hold.
+OdResult giveExtents(OdGeExtents3d const& found, OdGeExtents3d& extents);
 /// Adds what an extrusion of the extents' content along the normal covers.
 void addExtrusion(OdGeExtents3d& extents, OdGeVector3d const& normal, double thickness);
 /// The angle within [0, 2 pi).

@@ -2,6 +2,7 @@
 
 #include "db/od_db_filer.h"
 #include "db/od_db_planar_impl.h"
+#include "db/od_db_simple_tables.h"
 #include "db/od_db_vertices_impl.h"
 #include "gi/od_gi_world_draw.h"
 #include "root/od_error.h"
@@ -182,9 +183,9 @@ OdResult OdDbPlanarPolyline::getGeomExtents(OdGeExtents3d& extents) const
     if (m_vertices.isEmpty()) {
         return kOdNotApplicable;
     }
-    extents = odDbVertices::extents(m_vertices, m_isClosed, m_normal, m_elevation);
-    odDbPlanar::addExtrusion(extents, m_normal, m_thickness);
-    return kOdOk;
+    OdGeExtents3d found = odDbVertices::extents(m_vertices, m_isClosed, m_normal, m_elevation);
+    odDbPlanar::addExtrusion(found, m_normal, m_thickness);
+    return odDbPlanar::giveExtents(found, extents);
 }
 
 unsigned OdDbPlanarPolyline::subWorldDraw(OdGiWorldDraw* worldDraw) const
@@ -295,8 +296,19 @@ void OdDbMline::setElements(Elements const& elements)
 {
     for (Element const& element : elements) {
         odDbPlanar::finite(element.offset);
+        if (!element.linetype.isNull()) {
+            requireReference(element.linetype, OdDbLinetypeTableRecord::desc());
+        }
     }
     write(m_elements, elements);
+}
+
+void OdDbMline::requireReferencesIn(OdDbDatabase const& database) const
+{
+    OdDbEntity::requireReferencesIn(database);
+    for (Element const& element : m_elements) {
+        requireIn(database, element.linetype);
+    }
 }
 
 void OdDbMline::setScale(double scale)
@@ -436,8 +448,7 @@ OdResult OdDbMline::getGeomExtents(OdGeExtents3d& extents) const
             found.addPoint(point);
         }
     }
-    extents = found;
-    return kOdOk;
+    return odDbPlanar::giveExtents(found, extents);
 }
 
 unsigned OdDbMline::subWorldDraw(OdGiWorldDraw* worldDraw) const
@@ -535,15 +546,15 @@ void OdDbLeader::setArrowSize(double size)
 void OdDbLeader::setAnnotationObjId(OdDbObjectId annotation)
 {
     if (!annotation.isNull()) {
-        OdRxClass* cls = annotation.objectClass();
-        if (cls == nullptr || !cls->isDerivedFrom(OdDbEntity::desc())) {
-            throw OdError_NotThatKindOfClass(cls, OdDbEntity::desc());
-        }
-        if (database() != nullptr && annotation.database() != database()) {
-            throw OdError(kOdWrongDatabase);
-        }
+        requireReference(annotation, OdDbEntity::desc());
     }
     write(m_annotation, annotation);
+}
+
+void OdDbLeader::requireReferencesIn(OdDbDatabase const& database) const
+{
+    OdDbEntity::requireReferencesIn(database);
+    requireIn(database, m_annotation);
 }
 
 void OdDbLeader::setNormal(OdGeVector3d const& normal)
@@ -603,8 +614,7 @@ OdResult OdDbLeader::getGeomExtents(OdGeExtents3d& extents) const
             found.addPoint(corner);
         }
     }
-    extents = found;
-    return kOdOk;
+    return odDbPlanar::giveExtents(found, extents);
 }
 
 unsigned OdDbLeader::subWorldDraw(OdGiWorldDraw* worldDraw) const

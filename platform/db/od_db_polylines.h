@@ -146,6 +146,8 @@ public:
     OdGePoint3dArray vertices() const { return read(m_vertices); }
     void setVertices(OdGePoint3dArray const& vertices);
     Elements elements() const { return read(m_elements); }
+    /// \throws OdError (bad input) for an offset that is not finite, (not that kind of class) for an
+    ///         id of something that is no line type, (wrong database).
     void setElements(Elements const& elements);
     /// Factor of all offsets, above 0.
     double scale() const { return read(m_scale); }
@@ -168,6 +170,7 @@ public:
     void dwgOutFields(OdDbDwgFiler* filer) const override;
 
 protected:
+    void requireReferencesIn(OdDbDatabase const& database) const override;
     unsigned subWorldDraw(OdGiWorldDraw* worldDraw) const override;
 
 private:
@@ -215,6 +218,7 @@ public:
     void dwgOutFields(OdDbDwgFiler* filer) const override;
 
 protected:
+    void requireReferencesIn(OdDbDatabase const& database) const override;
     unsigned subWorldDraw(OdGiWorldDraw* worldDraw) const override;
 
 private:

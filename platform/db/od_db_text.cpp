@@ -194,8 +194,7 @@ OdResult OdDbText::getGeomExtents(OdGeExtents3d& extents) const
     found.addPoint(at.start + at.rise);
     found.addPoint(at.start + at.run + at.rise);
     odDbPlanar::addExtrusion(found, m_normal, m_thickness);
-    extents = found;
-    return kOdOk;
+    return odDbPlanar::giveExtents(found, extents);
 }
 
 unsigned OdDbText::subWorldDraw(OdGiWorldDraw* worldDraw) const
@@ -427,8 +426,7 @@ OdResult OdDbMText::getGeomExtents(OdGeExtents3d& extents) const
     found.addPoint(corner + run);
     found.addPoint(corner + rise);
     found.addPoint(corner + run + rise);
-    extents = found;
-    return kOdOk;
+    return odDbPlanar::giveExtents(found, extents);
 }
 
 unsigned OdDbMText::subWorldDraw(OdGiWorldDraw* worldDraw) const
@@ -584,8 +582,7 @@ OdResult OdDbArcAlignedText::getGeomExtents(OdGeExtents3d& extents) const
                                    m_startAngle + sweep())
                          .extents());
     }
-    extents = found;
-    return kOdOk;
+    return odDbPlanar::giveExtents(found, extents);
 }
 
 unsigned OdDbArcAlignedText::subWorldDraw(OdGiWorldDraw* worldDraw) const

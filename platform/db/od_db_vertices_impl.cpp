@@ -152,7 +152,7 @@ unsigned piecesOf(double radius, double sweep, double deviation)
 }
 
 std::vector<OdGePoint2d> flatten(OdDbPolylineVertexArray const& vertices, bool isClosed,
-                                 double deviation)
+                                 double deviation, unsigned mostPieces)
 {
     std::vector<OdGePoint2d> points;
     if (!vertices.isEmpty()) {
@@ -161,7 +161,8 @@ std::vector<OdGePoint2d> flatten(OdDbPolylineVertexArray const& vertices, bool i
     forEachSegment(vertices, isClosed, [&](OdDbPolylineVertex const& from, OdGePoint2d const& to) {
         Arc arc;
         if (arcOf(from, to, arc)) {
-            const unsigned pieces = piecesOf(arc.radius, arc.sweep, deviation);
+            const unsigned pieces =
+                std::min(piecesOf(arc.radius, arc.sweep, deviation), mostPieces);
             for (unsigned piece = 1; piece < pieces; ++piece) {
                 points.push_back(arc.at(static_cast<double>(piece) / pieces));
             }

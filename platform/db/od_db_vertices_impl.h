@@ -34,8 +34,9 @@ bool arcOf(OdDbPolylineVertex const& from, OdGePoint2d const& to, Arc& arc);
 /// \param deviation  How far they may lie off, 0 or less for no opinion.
 unsigned piecesOf(double radius, double sweep, double deviation);
 /// The points of a path with its arcs in straight pieces; a closed path ends at its start.
+/// \param mostPieces  For one arc, at least 1.
 std::vector<OdGePoint2d> flatten(OdDbPolylineVertexArray const& vertices, bool isClosed,
-                                 double deviation);
+                                 double deviation, unsigned mostPieces);
 
 /// \return Whether the matrix can map the vertices; they are mapped then.
 bool map(odDbPlanar::PlaneMap const& map, double elevation, OdDbPolylineVertexArray& vertices);

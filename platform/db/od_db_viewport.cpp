@@ -83,15 +83,15 @@ void OdDbViewport::setCustomScale(double scale)
 void OdDbViewport::setVisualStyleId(OdDbObjectId visualStyle)
 {
     if (!visualStyle.isNull()) {
-        OdRxClass* cls = visualStyle.objectClass();
-        if (cls == nullptr || !cls->isDerivedFrom(OdDbVisualStyle::desc())) {
-            throw OdError_NotThatKindOfClass(cls, OdDbVisualStyle::desc());
-        }
-        if (database() != nullptr && visualStyle.database() != database()) {
-            throw OdError(kOdWrongDatabase);
-        }
+        requireReference(visualStyle, OdDbVisualStyle::desc());
     }
     write(m_visualStyle, visualStyle);
+}
+
+void OdDbViewport::requireReferencesIn(OdDbDatabase const& database) const
+{
+    OdDbEntity::requireReferencesIn(database);
+    requireIn(database, m_visualStyle);
 }
 
 OdGeMatrix3d OdDbViewport::displayToWorld() const
@@ -131,8 +131,7 @@ OdResult OdDbViewport::getGeomExtents(OdGeExtents3d& extents) const
 {
     assertReadEnabled();
     const OdGeVector3d half(m_width / 2.0, m_height / 2.0, 0.0);
-    extents = OdGeExtents3d(m_center - half, m_center + half);
-    return kOdOk;
+    return odDbPlanar::giveExtents(OdGeExtents3d(m_center - half, m_center + half), extents);
 }
 
 unsigned OdDbViewport::subWorldDraw(OdGiWorldDraw* worldDraw) const

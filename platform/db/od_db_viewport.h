@@ -79,6 +79,7 @@ public:
     void dwgOutFields(OdDbDwgFiler* filer) const override;
 
 protected:
+    void requireReferencesIn(OdDbDatabase const& database) const override;
     unsigned subWorldDraw(OdGiWorldDraw* worldDraw) const override;
 
 private:

@@ -13,13 +13,13 @@ double angleFrom(double angleRad, double from)
     const double result = angleRad - turns * kFullTurn;
     // Rounding may put an angle just before `from` a full turn behind it; one that is many turns away
     // may land anywhere.
-    return result >= from && result < from + kFullTurn ? result : from;
+    return result < from || result >= from + kFullTurn ? from : result;
 }
 
 double endAngleAfter(double startAngle, double endAngle)
 {
     const double result = angleFrom(endAngle, startAngle);
-    return result - startAngle > kEqualAngle ? result : startAngle + kFullTurn;
+    return result - startAngle <= kEqualAngle ? startAngle + kFullTurn : result;
 }
 
 bool includesAngle(double startAngle, double endAngle, double angleRad)

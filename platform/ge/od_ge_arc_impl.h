@@ -19,7 +19,7 @@ inline constexpr double kEqualAngle = 1e-12;
 double angleFrom(double angleRad, double from);
 
 /// The end angle of an arc that starts at `startAngle` and runs counterclockwise: within
-/// (start, start + 2 pi]. Equal angles make a full turn.
+/// (start, start + 2 pi]. Equal angles make a full turn. No number, where one of them is not finite.
 double endAngleAfter(double startAngle, double endAngle);
 
 /// Whether an angle, or its equal by full turns, lies between the two.
