@@ -1,10 +1,15 @@
 #include "zem_db_feature_manager.h"
 
+#include "db/od_db_database.h"
+
 #include "zem_database_utils.h"
 #include "zem_db_class_info.h"
 #include "zem_db_properties_base.h"
+#include "zem_db_sheet_metal_context.h"
+#include "zem_dependencies_replacement_map.h"
 #include "zem_feature.h"
 #include "zem_naming_service.h"
+#include "zem_protocol_extensions.h"
 
 #include <utility>
 
@@ -100,4 +105,20 @@ OdDbObjectId ZemDbFeatureManager::sheetMetalContext() const
     OdDbObjectId context;
     (void)getReadProperties().getProperty(s_sheetMetalContextKey, context);
     return context;
+}
+
+bool ZemDbFeatureManager::updateFeaturesAfterRemapping(
+    ZemDependenciesReplacementMap& replacements, bool /*constraintsWereCalculated*/,
+    bool /*constraintsWereCalculatedSuccessfully*/, bool /*autoupdate*/, bool sheetMetal)
+{
+    assertReadEnabled();
+    if (!sheetMetal || replacements.isEmpty() || database() == nullptr) {
+        return false;
+    }
+    const auto context = ZemDbSheetMetalContext::cast(
+        ZemDbSheetMetalContext::getInstance(database()->getModelSpaceId())
+            .openObject(OdDb::kForWrite)
+            .get());
+    const auto host = ZemDbSheetMetalContextPE::cast(context.get());
+    return !host.isNull() && host->updateAfterRemapping(context.get(), replacements.modifiedEnts());
 }

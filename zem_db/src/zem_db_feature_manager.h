@@ -7,6 +7,7 @@
 #include <memory>
 
 class ZemDbFeatureManagerImpl;
+class ZemDependenciesReplacementMap;
 class ZemNamingService;
 class ZemProperties;
 
@@ -27,6 +28,20 @@ public:
     static OdDbObjectId getInstance(OdDbObjectId const& blockId, bool create);
     /// The sheet-metal parameters of the block; null if there are none. Open for read.
     OdDbObjectId sheetMetalContext() const;
+    /// Lets what belongs to the block's features follow a remapping of sub-entities: the sheet-metal
+    /// parameters of the model space, if they are asked for, through the host's
+    /// `ZemDbSheetMetalContextPE`, which is told the entities that the remapping touched.
+    ///
+    /// \param replacements  An empty one changes nothing.
+    /// \param constraintsWereCalculated, constraintsWereCalculatedSuccessfully, autoupdate
+    ///                      What the caller has done about constraints, and whether features follow by
+    ///                      themselves.
+    /// \param sheetMetal    Whether the sheet-metal parameters are to follow.
+    /// \return Whether anything was changed.
+    bool updateFeaturesAfterRemapping(ZemDependenciesReplacementMap& replacements,
+                                      bool constraintsWereCalculated,
+                                      bool constraintsWereCalculatedSuccessfully, bool autoupdate,
+                                      bool sheetMetal);
     /// Makes names unique among those of the features; lives as long as the manager. Names are read
     /// when they are first needed, and then again after the manager is read.
     ZemNamingService& getNamingService() noexcept { return *m_namingService; }

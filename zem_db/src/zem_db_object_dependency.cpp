@@ -5,9 +5,11 @@
 
 #include "zem_constraint_maintenance.h"
 #include "zem_db_class_info.h"
+#include "zem_db_persid_manager.h"
 #include "zem_properties.h"
 
 #include <algorithm>
+#include <atomic>
 
 ZEM_DEFINE_DB_CLASS(ZemDbObjectDependency, OdDbObject, L"ZemDbObjectDependency",
                     L"ZEMDBOBJECTDEPENDENCY", kZemAppConstraints);
@@ -33,6 +35,9 @@ constexpr int kFirstExtendedDwgVersion = OdDb::kDwgVersion30;
 
 /// Version that is told to the reader of the chain; all chains that links have are of this one.
 constexpr int kChainVersion = 0;
+
+/// See `rereadRevision`; drawings may be read on several threads.
+std::atomic<std::uint64_t> s_rereads = 0;
 
 bool isFile(OdDbDwgFiler const& filer)
 {
@@ -79,6 +84,23 @@ void ZemDbObjectDependency::setLinkObject(OdDbFullSubentPath const& path)
     assertWriteEnabled(true, true);
     m_compoundId.setFullPath(path.objectIds(), /*keepTail=*/false);
     m_subentId = path.subentId();
+    tellOwnerOfPath();
+}
+
+/// A manager that isn't in memory has seen no path.
+void ZemDbObjectDependency::tellOwnerOfPath() const
+{
+    if (ownerId().isResident()) {
+        const auto manager = ZemDbPersIdManager::cast(ownerId().openObject(OdDb::kForRead).get());
+        if (!manager.isNull()) {
+            manager->onLinkChanged(objectId());
+        }
+    }
+}
+
+std::uint64_t ZemDbObjectDependency::rereadRevision() noexcept
+{
+    return s_rereads.load(std::memory_order_relaxed);
 }
 
 OdDbObjectId ZemDbObjectDependency::getInsertId() const
@@ -97,6 +119,7 @@ void ZemDbObjectDependency::setCompoundId(ZemCompoundObjectId const& compoundId)
 {
     assertWriteEnabled(true, true);
     m_compoundId = compoundId;
+    tellOwnerOfPath();
 }
 
 OdDbSubentId const& ZemDbObjectDependency::subentId() const
@@ -216,7 +239,8 @@ void ZemDbObjectDependency::dwgOutFields(OdDbDwgFiler* filer) const
 {
     assertReadEnabled();
     OdDbObject::dwgOutFields(filer);
-    // In a file the link keeps what it starts from against purging. Clones don't follow it.
+    // A file says that the link needs what it starts from. All else takes it for a mere pointer, or a
+    // clone of the link would bring that along.
     if (isFile(*filer)) {
         filer->wrHardPointerId(m_compoundId.topId());
     } else {
@@ -262,6 +286,9 @@ OdResult ZemDbObjectDependency::readOldProperties(OdDbDwgFiler& filer)
 OdResult ZemDbObjectDependency::dwgInFields(OdDbDwgFiler* filer)
 {
     assertWriteEnabled(true, true);
+    if (m_compoundId.size() != 0) {
+        s_rereads.fetch_add(1, std::memory_order_relaxed);
+    }
     const OdResult base = OdDbObject::dwgInFields(filer);
     if (base != kOdOk) {
         return base;
@@ -295,4 +322,13 @@ OdResult ZemDbObjectDependency::dwgInFields(OdDbDwgFiler* filer)
     }
     m_subentId = OdDbSubentId(static_cast<OdDb::SubentType>(type), index);
     return kOdOk;
+}
+
+void ZemDbObjectDependency::appendToOwner(OdDbIdPair& /*pair*/, OdDbObject* owner,
+                                          OdDbIdMapping& /*mapping*/)
+{
+    const auto manager = ZemDbPersIdManager::cast(owner);
+    if (!manager.isNull()) {
+        manager->onAppendToOwner(this);
+    }
 }

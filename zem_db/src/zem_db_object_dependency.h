@@ -56,6 +56,10 @@ public:
     void setCompoundId(ZemCompoundObjectId const& compoundId);
     /// The part; of a null type for the object itself.
     OdDbSubentId const& subentId() const;
+    /// Counts the links of all drawings that were read again after they had a path, as undo does. Who
+    /// keeps what paths links have looks again after it has changed; a path that is set is told to the
+    /// manager that owns the link.
+    static std::uint64_t rereadRevision() noexcept;
     /// @}
 
     /// \name Marks of the maker
@@ -101,8 +105,11 @@ public:
     /// lose tag, hash and all but the first id of the path.
     /// \throws OdError (not open for read).
     void dwgOutFields(OdDbDwgFiler* filer) const override;
+    /// A manager of links that gets a clone lists it; any other owner, or none, does nothing.
+    void appendToOwner(OdDbIdPair& pair, OdDbObject* owner, OdDbIdMapping& mapping) override;
 
 private:
+    void tellOwnerOfPath() const;
     std::unique_ptr<ZemProperties> makeProperties() const;
     ZemProperties& properties() const;
     bool isPlain() const noexcept;

@@ -1,0 +1,518 @@
+#include "zem_db_persid_manager_impl.h"
+
+#include "db/od_db_database.h"
+#include "db/od_db_entity.h"
+#include "root/od_error.h"
+
+#include "zem_db_constraint_manager.h"
+#include "zem_db_object.h"
+#include "zem_db_object_dependency.h"
+#include "zem_dependencies_replacement_map.h"
+#include "zem_property_data.h"
+
+#include <algorithm>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+namespace {
+
+/// Name in the bag; it stands in drawings.
+const OdString s_depsKey(L"deps");
+
+using Link = OdSmartPtr<ZemDbObjectDependency>;
+
+Link openLink(OdDbObjectId id, OdDb::OpenMode mode = OdDb::kForRead)
+{
+    return ZemDbObjectDependency::cast(id.openObject(mode).get());
+}
+
+OdDbObjectId insertIdOf(OdDbFullSubentPath const& path)
+{
+    return path.objectIds().isEmpty() ? OdDbObjectId::kNull : path.objectIds().first();
+}
+
+/// Whether an id can have a model object beside the manager: an entity of the same drawing.
+bool isOwnEntity(ZemDbPersIdManager const* manager, OdDbObjectId id)
+{
+    return !id.isNull() && id.originalDatabase() == manager->database() &&
+           !OdDbEntity::cast(id.openObject(OdDb::kForRead).get()).isNull();
+}
+
+/// Makes the model objects of the entities that paths start at, so that links can be listed there.
+void refreshZemDbObjects(ZemDbPersIdManager* manager, ZemSubentPathArray const& paths)
+{
+    std::vector<OdDbObjectId> inserts;
+    std::unordered_set<OdDbObjectId, zemu::hash_ObjectId> seen;
+    for (OdDbFullSubentPath const& path : paths) {
+        const OdDbObjectId insert = insertIdOf(path);
+        // What can't have a model object is the extension's to refuse, which sees the paths next.
+        if (seen.insert(insert).second && isOwnEntity(manager, insert)) {
+            inserts.push_back(insert);
+        }
+    }
+    if (inserts.empty()) {
+        return;
+    }
+    const auto constraints =
+        ZemDbConstraintManager::cast(ZemDbConstraintManager::getInstance(manager->blockId(), true)
+                                         .openObject(OdDb::kForRead)
+                                         .get());
+    if (constraints.isNull()) {
+        return;
+    }
+    constraints->upgradeOpen();
+    for (OdDbObjectId insert : inserts) {
+        (void)constraints->getZemDbObject(insert);
+    }
+    constraints->generateZemDbObjectNames();
+}
+
+/// Links by the entity that they start at, in order of first appearance.
+class ByInsert
+{
+public:
+    void add(ZemDbObjectDependency const& link)
+    {
+        OdDbObjectId insert = link.getInsertId();
+        insert.convertToRedirectedId();
+        const auto [at, isNew] = m_places.try_emplace(insert, m_groups.size());
+        if (isNew) {
+            m_groups.push_back({insert, {}});
+        }
+        m_groups[at->second].second.append(link.objectId());
+    }
+    auto begin() const { return m_groups.begin(); }
+    auto end() const { return m_groups.end(); }
+
+private:
+    std::unordered_map<OdDbObjectId, std::size_t> m_places;
+    std::vector<std::pair<OdDbObjectId, OdDbObjectIdArray>> m_groups;
+};
+
+/// \throws What the platform throws for an id that can't be opened, even erased;
+///         OdError_NotThatKindOfClass for one that is no link.
+ByInsert groupStrictly(OdDbObjectIdArray const& ids)
+{
+    ByInsert groups;
+    for (OdDbObjectId id : ids) {
+        const Link link = id.safeOpenObject(OdDb::kForRead, /*openErased=*/true);
+        groups.add(*link);
+    }
+    return groups;
+}
+
+void detach(ZemDbPersIdManager const* manager, ByInsert const& groups)
+{
+    for (auto const& [insert, ids] : groups) {
+        const auto object = ZemDbObject::openZemDbObject(insert, OdDb::kForWrite, true);
+        if (object.isNull() || object->isErased()) {
+            continue;
+        }
+        for (OdDbObjectId id : ids) {
+            (void)object->removePersIdDependency(manager->objectId(), id);
+        }
+    }
+}
+
+/// Links that lead along the same path, in order of first appearance.
+class ByPath
+{
+public:
+    struct Group
+    {
+        OdDbFullSubentPath path;
+        OdDbObjectIdArray members;
+    };
+
+    explicit ByPath(std::size_t expectedCount) { m_table.build(expectedCount); }
+
+    void add(OdDbFullSubentPath const& path, OdDbObjectId id)
+    {
+        const std::uint32_t hash = hashOfPath(path);
+        std::uint32_t first = ZemPositionTable::kNone;
+        m_table.visit(hash, [&](std::uint32_t group) {
+            if (m_groups[group].path == path) {
+                first = group;
+            }
+        });
+        if (first == ZemPositionTable::kNone) {
+            first = static_cast<std::uint32_t>(m_groups.size());
+            m_groups.push_back({path, {}});
+            m_table.insert(hash, first);
+        }
+        m_groups[first].members.append(id);
+    }
+    std::vector<Group> const& groups() const noexcept { return m_groups; }
+
+private:
+    ZemPositionTable m_table;
+    std::vector<Group> m_groups;
+};
+
+/// Leaves out the elements at some places, which count in the array as it is after the removals
+/// before them.
+/// \param places  In ascending order.
+template <class Array>
+Array withoutPlaces(Array const& array, std::vector<std::uint32_t> const& places)
+{
+    Array result;
+    std::size_t removed = 0;
+    for (std::uint32_t at = 0; at < array.size(); ++at) {
+        if (removed < places.size() && places[removed] + removed == at) {
+            ++removed;
+        } else {
+            result.append(array[at]);
+        }
+    }
+    if (removed != places.size()) {
+        throw OdError_InvalidIndex();
+    }
+    return result;
+}
+
+}  // namespace
+
+ZemDbPersIdManagerImpl::ZemDbPersIdManagerImpl()
+    : ZemDbPropertiesBase(kZemPropsDropErasedIds, /*version=*/1)
+{
+    m_properties.mapProperty(s_depsKey, m_links.variable(), OdDb::ReferenceType::kHardOwnershipRef);
+}
+
+OdResult ZemDbPersIdManagerImpl::dwgInFields(OdDbDwgFiler* filer)
+{
+    m_links.forget();
+    const OdResult result = ZemDbPropertiesBase::dwgInFields(filer);
+    m_links.forget();
+    return result;
+}
+
+void ZemDbPersIdManagerImpl::dwgOutFields(OdDbDwgFiler* filer) const
+{
+    (void)m_links.ids();  // closes gaps in what the bag is bound to
+    ZemDbPropertiesBase::dwgOutFields(filer);
+}
+
+//--------------------------------------------------------------------------------------------------
+// Making links and giving them new paths
+
+OdDbObjectIdArray ZemDbPersIdManagerImpl::append(ZemDbPersIdManager* manager,
+                                                 ZemSubentPathArray const& paths,
+                                                 OdDbUserIO* userIO)
+{
+    const auto host = ZemDbPersIdManagerPE::cast(manager);
+    if (paths.isEmpty() || host.isNull()) {
+        return {};
+    }
+    refreshZemDbObjects(manager, paths);
+    ZemSubentPathArray usable = paths;
+    host->validatePaths(manager, usable, manager->database());
+    OdDbObjectIdArray ids;
+    host->collectExistingDependencies(manager, usable, ids);
+    const OdDbObjectIdArray added = host->createDependencies(manager, usable, userIO, ids);
+    m_links.append(added);
+    attachDepsToZemDbObjects(manager, added);
+    return ids;
+}
+
+bool ZemDbPersIdManagerImpl::remapPaths(ZemDbPersIdManager* manager,
+                                        OdDbObjectIdArray const& depIds,
+                                        ZemSubentPathArray const& paths)
+{
+    std::vector<std::uint32_t> unknown;
+    for (std::uint32_t at = 0; at < depIds.size(); ++at) {
+        if (!m_links.contains(depIds[at])) {
+            unknown.push_back(at);
+        }
+    }
+    const auto host = ZemDbPersIdManagerPE::cast(manager);
+    if (host.isNull()) {
+        return false;
+    }
+    const bool isRemoving = !unknown.empty() && unknown.size() < paths.size();
+    const OdDbObjectIdArray ids = isRemoving ? withoutPlaces(depIds, unknown) : depIds;
+    const ZemSubentPathArray targets = isRemoving ? withoutPlaces(paths, unknown) : paths;
+    if (targets.size() < ids.size()) {
+        throw OdError_InvalidIndex();
+    }
+    refreshZemDbObjects(manager, targets);
+    for (std::uint32_t at = 0; at < ids.size(); ++at) {
+        host->remapDependency(manager, ids[at], targets[at]);
+    }
+    return unknown.empty();
+}
+
+OdDbObjectId ZemDbPersIdManagerImpl::addClone(ZemDbPersIdManager* manager,
+                                              ZemDbObjectDependency const& link,
+                                              OdDbFullSubentPath const& path)
+{
+    OdDbDatabase* const database = manager->database();
+    if (database == nullptr) {
+        throw OdError(kOdNotInDatabase);
+    }
+    const Link clone = link.clone(path);
+    return database->addOdDbObject(clone.get(), manager->objectId());
+}
+
+OdDbObjectIdArray ZemDbPersIdManagerImpl::split(ZemDbPersIdManager* manager, OdDbObjectId depId,
+                                                ZemSubentPathArray const& paths,
+                                                ZemDependenciesReplacementMap& replacements)
+{
+    const Link link = openLink(depId, OdDb::kForWrite);
+    if (link.isNull()) {
+        return {};
+    }
+    if (paths.size() < 2 || !link->isWatched()) {
+        return {depId};  // what nobody watches needn't be told apart
+    }
+    OdDbObjectIdArray result;
+    ZemDbPersIdManager::IdSet successors;
+    for (OdDbFullSubentPath const& path : paths) {
+        result.append(addClone(manager, *link, path));
+        successors.insert(result.last());
+    }
+    m_links.append(result);
+    replacements.append(depId, successors);
+    attachDepsToZemDbObjects(manager, result);
+    return result;
+}
+
+//--------------------------------------------------------------------------------------------------
+// Finishing a remapping
+
+void ZemDbPersIdManagerImpl::finishRemap(ZemDbPersIdManager* manager,
+                                         ZemDependenciesReplacementMap& replacements)
+{
+    OdDbObjectIdArray added;
+    OdDbObjectIdArray removed = removeRemapped(replacements);
+    if (doMerge(manager, added, replacements)) {
+        removed.append(removeRemapped(replacements));
+    }
+    if (!ZemDbPersIdManagerPE::cast(manager).isNull()) {
+        detachDepsFromZemDbObjects(manager, removed);
+        attachDepsToZemDbObjects(manager, added);
+    }
+}
+
+void ZemDbPersIdManagerImpl::finishRemap2(ZemDbPersIdManager* manager,
+                                          ZemDependenciesReplacementMap& replacements)
+{
+    OdDbObjectIdArray added;
+    OdDbObjectIdArray removed;
+    if (doMerge2(manager, added, replacements)) {
+        removed = removeRemapped(replacements);
+    }
+    if (!ZemDbPersIdManagerPE::cast(manager).isNull()) {
+        detachDepsFromZemDbObjects(manager, removed);
+        attachDepsToZemDbObjects(manager, added);
+    }
+}
+
+/// Takes the replaced links off the list. \return They, the last one first.
+OdDbObjectIdArray
+ZemDbPersIdManagerImpl::removeRemapped(ZemDependenciesReplacementMap const& replacements)
+{
+    OdDbObjectIdArray removed;
+    if (replacements.isEmptyReplacementDeps()) {
+        return removed;
+    }
+    OdDbObjectIdArray const& ids = m_links.ids();
+    for (std::uint32_t at = ids.size(); at-- != 0;) {
+        if (replacements.findReplacement(ids[at]) != nullptr) {
+            removed.append(ids[at]);
+        }
+    }
+    (void)m_links.remove(removed);
+    return removed;
+}
+
+bool ZemDbPersIdManagerImpl::doMerge(ZemDbPersIdManager* manager, OdDbObjectIdArray& added,
+                                     ZemDependenciesReplacementMap& replacements)
+{
+    OdDbFullSubentPath path;
+    ByPath byPath(0);
+    for (OdDbObjectId id : m_links.ids()) {
+        const Link link = openLink(id);
+        if (!link.isNull() && link->isWatched() &&
+            link->getLinkObject(path, false) != kOdUnresolvedPath) {
+            byPath.add(path, id);
+        }
+    }
+    bool isMerged = false;
+    for (ByPath::Group const& group : byPath.groups()) {
+        if (group.members.size() < 2) {
+            continue;
+        }
+        isMerged = true;
+        const OdDbObjectId merged = addClone(manager, *openLink(group.members.first()), group.path);
+        m_links.append(merged);
+        added.append(merged);
+        for (OdDbObjectId member : group.members) {
+            replacements.append(member, {merged});
+        }
+    }
+    return isMerged;
+}
+
+bool ZemDbPersIdManagerImpl::doMerge2(ZemDbPersIdManager* manager, OdDbObjectIdArray& added,
+                                      ZemDependenciesReplacementMap& replacements)
+{
+    OdDbFullSubentPath path;
+    ByPath byPath(m_links.size());
+    for (OdDbObjectId id : m_links.ids()) {
+        if (replacements.findReplacement(id) != nullptr) {
+            continue;
+        }
+        const Link link = openLink(id);
+        if (!link.isNull() && link->getLinkObject(path, false) != kOdUnresolvedPath) {
+            byPath.add(path, id);
+        }
+    }
+    if (byPath.groups().size() == m_links.size()) {
+        return false;
+    }
+    bool isMerged = false;
+    for (ByPath::Group const& group : byPath.groups()) {
+        if (group.members.size() < 2) {
+            continue;
+        }
+        isMerged = true;
+        const OdDbObjectId merged = addClone(manager, *openLink(group.members.first()), group.path);
+        m_links.append(merged);
+        added.append(merged);
+        for (OdDbObjectId member : group.members) {
+            OdDbObjectIdArray earlier;
+            (void)replacements.findReplacedWith(member, &earlier);
+            replacements.append(member, {merged});
+            for (OdDbObjectId id : earlier) {
+                replacements.update(id, member, {merged});
+            }
+        }
+    }
+    return isMerged;
+}
+
+//--------------------------------------------------------------------------------------------------
+// Removing links, and what became of them
+
+bool ZemDbPersIdManagerImpl::removeLink(ZemDbPersIdManager* manager, OdDbFullSubentPath const& path,
+                                        int tag)
+{
+    OdDbObjectIdArray removed;
+    for (OdDbObjectId id : m_links.findByPath(path, manager->objectId())) {
+        const Link link = id.safeOpenObject(OdDb::kForWrite);
+        if (tag == 0 || link->entityTag() == tag) {
+            removed.append(id);
+        }
+    }
+    (void)m_links.remove(removed);
+    detachDepsFromZemDbObjects(manager, removed);
+    return !removed.isEmpty();
+}
+
+void ZemDbPersIdManagerImpl::removeDependencies(ZemDbPersIdManager* manager,
+                                                OdDbObjectIdArray const& ids)
+{
+    const ByInsert groups = groupStrictly(ids);
+    (void)m_links.remove(ids);
+    detach(manager, groups);
+}
+
+OdDbObjectIdArray ZemDbPersIdManagerImpl::getNotWatched() const
+{
+    OdDbObjectIdArray result;
+    for (OdDbObjectId id : m_links.ids()) {
+        const Link link = openLink(id);
+        if (!link.isNull() && !link->isWatched()) {
+            result.append(id);
+        }
+    }
+    return result;
+}
+
+void ZemDbPersIdManagerImpl::audit(ZemDbPersIdManager* manager)
+{
+    OdDbObjectIdArray unfit;
+    ByInsert unfitLinks;
+    for (OdDbObjectId id : m_links.ids()) {
+        const auto link =
+            ZemDbObjectDependency::cast(id.openObject(OdDb::kForRead, /*openErased=*/true).get());
+        const bool isFit =
+            !link.isNull() && !link->isErased() &&
+            !ZemDbObject::openZemDbObject(link->getInsertId(), OdDb::kForRead, false).isNull();
+        if (isFit) {
+            continue;
+        }
+        unfit.append(id);
+        if (!link.isNull()) {
+            unfitLinks.add(*link);
+        }
+    }
+    (void)m_links.remove(unfit);
+    detach(manager, unfitLinks);
+    for (OdDbObjectId id : unfit) {
+        const OdDbObjectPtr object = id.openObject(OdDb::kForWrite);
+        if (!object.isNull()) {
+            (void)object->erase(true);
+        }
+    }
+    attachDepsToZemDbObjects(manager, m_links.ids());
+}
+
+//--------------------------------------------------------------------------------------------------
+// Listing links in the model objects of entities
+
+void ZemDbPersIdManagerImpl::attachDepsToZemDbObjects(ZemDbPersIdManager const* manager,
+                                                      OdDbObjectIdArray const& ids)
+{
+    if (ids.isEmpty()) {
+        return;
+    }
+    const OdDbObjectId constraints = ZemDbConstraintManager::getInstance(manager->blockId(), false);
+    ByInsert groups;
+    for (OdDbObjectId id : ids) {
+        const Link link = openLink(id);
+        if (!link.isNull()) {
+            groups.add(*link);
+        }
+    }
+    for (auto const& [insert, links] : groups) {
+        if (!isOwnEntity(manager, insert)) {
+            continue;
+        }
+        const auto object = ZemDbObject::cast(
+            ZemDbObject::getInstance(insert, constraints).openObject(OdDb::kForWrite).get());
+        if (object.isNull()) {
+            continue;
+        }
+        for (OdDbObjectId link : links) {
+            (void)object->addPersIdDependency(manager->objectId(), link);
+        }
+    }
+}
+
+void ZemDbPersIdManagerImpl::detachDepsFromZemDbObjects(ZemDbPersIdManager const* manager,
+                                                        OdDbObjectIdArray const& ids)
+{
+    detach(manager, groupStrictly(ids));
+}
+
+OdDbObjectIdArray ZemDbPersIdManagerImpl::filterObjects(OdDbObjectIdArray const& ids,
+                                                        OdDbIdMapping& mapping)
+{
+    if (mapping.deepCloneContext() == OdDb::DeepCloneType::kDcInsertCopy) {
+        return ids;
+    }
+    OdDbObjectIdArray result;
+    for (OdDbObjectId id : ids) {
+        const Link link = openLink(id);
+        if (link.isNull()) {
+            continue;
+        }
+        OdDbIdPair pair(link->getInsertId());
+        if (mapping.compute(pair)) {
+            result.append(id);
+        }
+    }
+    return result;
+}

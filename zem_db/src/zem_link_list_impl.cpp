@@ -1,0 +1,326 @@
+#include "zem_link_list_impl.h"
+
+#include "zem_db_object_dependency.h"
+
+#include <algorithm>
+#include <bit>
+#include <utility>
+
+namespace {
+
+/// Of what nobody tells about: links without a path or of another owner, and ids that can't be opened.
+/// They are looked at each time.
+constexpr std::uint32_t kUnlinkedHash = 0;
+
+std::uint64_t mix(std::uint64_t state, std::uint64_t value)
+{
+    state = (state ^ value) * 0x9E3779B97F4A7C15u;
+    return state ^ (state >> 32);
+}
+
+std::uint32_t finish(std::uint64_t state, OdDbSubentId const& subent)
+{
+    state = mix(state, static_cast<std::uint64_t>(subent.type()));
+    state = mix(state, static_cast<std::uint64_t>(subent.index()));
+    const auto hash = static_cast<std::uint32_t>(state ^ (state >> 29));
+    return hash != kUnlinkedHash ? hash : 1;
+}
+
+std::uint32_t hashOfId(OdDbObjectId id)
+{
+    return static_cast<std::uint32_t>(mix(0, std::hash<OdDbObjectId>()(id)));
+}
+
+// Handles alone tell a path: an id and the one that it is redirected to have the same handle, and a
+// step in an external drawing is known by nothing else. So a link needn't be resolved to be entered,
+// and its entry holds good when external drawings come and go.
+
+std::uint32_t hashOfLink(ZemDbObjectDependency const& link)
+{
+    ZemCompoundObjectId const& chain = link.compoundId();
+    if (chain.size() == 0) {
+        return kUnlinkedHash;
+    }
+    std::uint64_t state = chain.size();
+    for (unsigned at = 0; at < chain.size(); ++at) {
+        state = mix(state, chain.getHandle(at).value());
+    }
+    return finish(state, link.subentId());
+}
+
+bool leadsAlong(OdDbObjectId id, OdDbFullSubentPath const& path)
+{
+    const auto link = ZemDbObjectDependency::cast(id.openObject(OdDb::kForRead).get());
+    OdDbFullSubentPath own;
+    return !link.isNull() && link->getLinkObject(own, true) != kOdUnresolvedPath && own == path;
+}
+
+}  // namespace
+
+std::uint32_t hashOfPath(OdDbFullSubentPath const& path)
+{
+    if (path.objectIds().isEmpty()) {
+        return kUnlinkedHash;
+    }
+    std::uint64_t state = path.objectIds().size();
+    for (OdDbObjectId id : path.objectIds()) {
+        state = mix(state, id.getHandle().value());
+    }
+    return finish(state, path.subentId());
+}
+
+//--------------------------------------------------------------------------------------------------
+// ZemPositionTable
+
+void ZemPositionTable::clear() noexcept
+{
+    m_heads = {};
+    m_entries = {};
+}
+
+void ZemPositionTable::build(std::size_t expectedCount)
+{
+    m_entries.clear();
+    m_entries.reserve(expectedCount);
+    chainAll(std::bit_ceil(std::max<std::size_t>(expectedCount, 16)));
+}
+
+void ZemPositionTable::insert(std::uint32_t hash, std::uint32_t position)
+{
+    if (m_entries.size() >= m_heads.size()) {
+        chainAll(2 * m_heads.size());
+    }
+    std::uint32_t& head = m_heads[bucketOf(hash)];
+    m_entries.push_back({hash, position, head});
+    head = static_cast<std::uint32_t>(m_entries.size() - 1);
+}
+
+void ZemPositionTable::renumber(std::vector<std::uint32_t> const& newPositions)
+{
+    for (Entry& entry : m_entries) {
+        entry.position =
+            entry.position < newPositions.size() ? newPositions[entry.position] : kNone;
+    }
+    std::erase_if(m_entries, [](Entry const& entry) { return entry.position == kNone; });
+    chainAll(m_heads.size());
+}
+
+void ZemPositionTable::chainAll(std::size_t bucketCount)
+{
+    m_heads.assign(bucketCount, kNone);
+    for (std::uint32_t at = 0; at < m_entries.size(); ++at) {
+        std::uint32_t& head = m_heads[bucketOf(m_entries[at].hash)];
+        m_entries[at].next = std::exchange(head, at);
+    }
+}
+
+//--------------------------------------------------------------------------------------------------
+// ZemLinkList
+
+OdDbObjectIdArray const& ZemLinkList::ids() const
+{
+    sync();
+    closeGaps();
+    return m_ids;
+}
+
+OdDbObjectIdArray* ZemLinkList::variable()
+{
+    return &m_ids;
+}
+
+std::uint32_t ZemLinkList::size() const
+{
+    sync();
+    return m_ids.size() - m_goneCount;
+}
+
+bool ZemLinkList::contains(OdDbObjectId id) const
+{
+    return !positionsOf(id).empty();
+}
+
+OdDbObjectIdArray ZemLinkList::findByPath(OdDbFullSubentPath const& path, OdDbObjectId owner) const
+{
+    needPaths(owner);
+    std::vector<std::uint32_t> found;
+    const auto collect = [&](std::uint32_t position) { found.push_back(position); };
+    const std::uint32_t hash = hashOfPath(path);
+    m_byPath.visit(hash, collect);
+    if (hash != kUnlinkedHash) {
+        m_byPath.visit(kUnlinkedHash, collect);
+    }
+    std::sort(found.begin(), found.end());
+    found.erase(std::unique(found.begin(), found.end()), found.end());
+    OdDbObjectIdArray result;
+    for (std::uint32_t position : found) {
+        const OdDbObjectId id = std::as_const(m_ids)[position];
+        if (!isGone(position) && leadsAlong(id, path)) {
+            result.append(id);
+        }
+    }
+    return result;
+}
+
+void ZemLinkList::append(OdDbObjectId id)
+{
+    sync();
+    const std::uint32_t position = m_ids.append(id);
+    if (m_byId.isBuilt()) {
+        m_byId.insert(hashOfId(id), position);
+    }
+    if (m_byPath.isBuilt()) {
+        enterPath(position);
+    }
+    remember();
+}
+
+void ZemLinkList::append(OdDbObjectIdArray const& ids)
+{
+    const OdDbObjectIdArray added = ids;  // may be this very list
+    for (OdDbObjectId id : added) {
+        append(id);
+    }
+}
+
+bool ZemLinkList::remove(OdDbObjectIdArray const& ids)
+{
+    const std::uint32_t before = m_goneCount;
+    for (OdDbObjectId id : ids) {
+        for (std::uint32_t position : positionsOf(id)) {
+            m_gone.resize(m_ids.size());
+            m_gone[position] = true;
+            ++m_goneCount;
+        }
+    }
+    const bool isAny = m_goneCount != before;
+    if (m_goneCount > m_ids.size() / 2) {
+        closeGaps();
+    }
+    return isAny;
+}
+
+void ZemLinkList::clear()
+{
+    m_ids = OdDbObjectIdArray();
+    forget();
+}
+
+void ZemLinkList::exchange(OdDbObjectIdArray& other)
+{
+    sync();
+    closeGaps();
+    m_ids.swap(other);
+    forget();
+}
+
+void ZemLinkList::forget() const
+{
+    m_gone = {};
+    m_goneCount = 0;
+    m_byId.clear();
+    m_byPath.clear();
+    remember();
+}
+
+void ZemLinkList::linkChanged(OdDbObjectId id) const
+{
+    sync();
+    if (!m_byPath.isBuilt()) {
+        return;
+    }
+    // Old entries stay and lead to nothing; when there are as many of them as links, a new table is
+    // cheaper than going on.
+    if (m_byPath.size() > 2 * std::size_t{m_ids.size()} + 64) {
+        m_byPath.clear();
+        return;
+    }
+    for (std::uint32_t position : positionsOf(id)) {
+        enterPath(position);
+    }
+}
+
+/// Notices a change that somebody who has got hold of the bag made without a word.
+void ZemLinkList::sync() const
+{
+    if (std::as_const(m_ids).asArrayPtr() != m_seenData || m_ids.size() != m_seenSize) {
+        forget();
+    }
+}
+
+void ZemLinkList::remember() const
+{
+    m_seenData = std::as_const(m_ids).asArrayPtr();
+    m_seenSize = m_ids.size();
+}
+
+void ZemLinkList::closeGaps() const
+{
+    if (m_goneCount == 0) {
+        return;
+    }
+    std::vector<std::uint32_t> newPositions(m_ids.size(), ZemPositionTable::kNone);
+    OdDbObjectId* const data = m_ids.asArrayPtr();
+    std::uint32_t to = 0;
+    for (std::uint32_t from = 0; from < m_ids.size(); ++from) {
+        if (!isGone(from)) {
+            data[to] = data[from];
+            newPositions[from] = to++;
+        }
+    }
+    m_ids.resize(to);
+    m_byId.renumber(newPositions);
+    m_byPath.renumber(newPositions);
+    m_gone = {};
+    m_goneCount = 0;
+    remember();
+}
+
+void ZemLinkList::needIds() const
+{
+    sync();
+    if (m_byId.isBuilt()) {
+        return;
+    }
+    m_byId.build(m_ids.size());
+    for (std::uint32_t position = 0; position < m_ids.size(); ++position) {
+        m_byId.insert(hashOfId(std::as_const(m_ids)[position]), position);
+    }
+}
+
+void ZemLinkList::needPaths(OdDbObjectId owner) const
+{
+    sync();
+    m_owner = owner;
+    const std::uint64_t revision = ZemDbObjectDependency::rereadRevision();
+    if (m_byPath.isBuilt() && m_pathRevision == revision) {
+        return;
+    }
+    m_byPath.build(m_ids.size());
+    for (std::uint32_t position = 0; position < m_ids.size(); ++position) {
+        enterPath(position);
+    }
+    m_pathRevision = revision;
+}
+
+void ZemLinkList::enterPath(std::uint32_t position) const
+{
+    // Erased ones too: they may come back, and who looks a path up opens what is found.
+    const OdDbObjectId id = std::as_const(m_ids)[position];
+    const auto link =
+        ZemDbObjectDependency::cast(id.openObject(OdDb::kForRead, /*openErased=*/true).get());
+    const bool isToldOf = !link.isNull() && link->ownerId() == m_owner;
+    m_byPath.insert(isToldOf ? hashOfLink(*link) : kUnlinkedHash, position);
+}
+
+std::vector<std::uint32_t> ZemLinkList::positionsOf(OdDbObjectId id) const
+{
+    needIds();
+    std::vector<std::uint32_t> positions;
+    m_byId.visit(hashOfId(id), [&](std::uint32_t position) {
+        if (std::as_const(m_ids)[position] == id && !isGone(position)) {
+            positions.push_back(position);
+        }
+    });
+    return positions;
+}
