@@ -102,8 +102,10 @@ struct RecomputeResult
 /// References of steps follow: a fillet on an edge that is in two pieces now works on both.
 ///
 /// \param solid   The solid as stored; it must be what `before` makes, in whatever order.
-/// \param after   `before` with other values, other references, steps suppressed, left out or added;
-///                the steps that both have stand in the same order.
+/// \param after   `before` with other values, other references, steps suppressed, left out or added.
+///                The base and the steps that both have are of the same kind, with the same bytes, and
+///                in the same order. References of steps that both have are by the numbers of the old
+///                solid before the step, those of added steps by the numbers of the new one.
 /// \throws KernelError as applyEdit; (lost reference) also if a step's reference is gone or ambiguous
 ///         in the new solid; (bad argument) if `solid` is not what `before` makes.
 RecomputeResult recomputeSolid(const KernelSolid& solid, const Recipe& before, const Recipe& after,

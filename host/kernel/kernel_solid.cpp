@@ -1,8 +1,8 @@
 #include "kernel/kernel_solid.h"
 
-#include "kernel/byte_stream_impl.h"
 #include "kernel/kernel_guard_impl.h"
 #include "kernel/kernel_solid_impl.h"
+#include "kernel/sealed_bytes_impl.h"
 
 #include <BRepAdaptor_Curve.hxx>
 #include <BRepAdaptor_Surface.hxx>
@@ -16,9 +16,9 @@
 #include <Bnd_Box.hxx>
 #include <GCPnts_AbscissaPoint.hxx>
 #include <GProp_GProps.hxx>
-#include <TopExp.hxx>
 #include <TopoDS.hxx>
 #include <TopoDS_Face.hxx>
+#include <TopoDS_Iterator.hxx>
 
 #include <cmath>
 #include <sstream>
@@ -28,43 +28,15 @@ namespace zemhost {
 
 namespace {
 
-constexpr std::array<unsigned char, 8> kSolidMark = {'Z', 'E', 'M', 'S', 'O', 'L', 'I', 'D'};
-constexpr std::uint32_t kSolidVersion = 1;
 constexpr double kSmallestSizeMm = 1e-7;
 
-const char* const kFromBackup = "take the solid from an earlier copy or import it again";
+constexpr const char* kFromBackup = "take the solid from an earlier copy or import it again";
 
-[[noreturn]] void throwDamagedBytes(const std::string& reason)
-{
-    throw KernelError(KernelFailure::kDamagedBytes, "", "stored solid: " + reason, kFromBackup);
-}
+constexpr SealedForm kSolidForm = {
+    {'Z', 'E', 'M', 'S', 'O', 'L', 'I', 'D'}, 1, "stored solid", kFromBackup};
 
 //--------------------------------------------------------------------------------------------------
 // Bytes
-
-constexpr std::array<std::uint32_t, 256> makeCrcTable()
-{
-    constexpr std::uint32_t kReversedPolynomial = 0xEDB88320;
-    std::array<std::uint32_t, 256> table{};
-    for (std::uint32_t index = 0; index < table.size(); ++index) {
-        std::uint32_t value = index;
-        for (int bit = 0; bit < 8; ++bit) {
-            value = (value & 1) != 0 ? kReversedPolynomial ^ (value >> 1) : value >> 1;
-        }
-        table[index] = value;
-    }
-    return table;
-}
-
-std::uint32_t crc32(std::span<const unsigned char> bytes)
-{
-    static constexpr std::array<std::uint32_t, 256> kTable = makeCrcTable();
-    std::uint32_t value = 0xFFFFFFFF;
-    for (const unsigned char byte : bytes) {
-        value = kTable[(value ^ byte) & 0xFF] ^ (value >> 8);
-    }
-    return value ^ 0xFFFFFFFF;
-}
 
 std::span<const unsigned char> bytesOf(const std::string& text)
 {
@@ -81,6 +53,22 @@ std::string writePayload(const TopoDS_Shape& shape)
     });
 }
 
+/// A solid, or several directly inside a compound.
+bool isSolid(const TopoDS_Shape& shape)
+{
+    if (shape.IsNull() || shape.ShapeType() == TopAbs_SOLID) {
+        return !shape.IsNull();
+    }
+    int solids = 0;
+    for (TopoDS_Iterator part(shape); part.More(); part.Next()) {
+        if (part.Value().ShapeType() != TopAbs_SOLID) {
+            return false;
+        }
+        ++solids;
+    }
+    return shape.ShapeType() == TopAbs_COMPOUND && solids > 1;
+}
+
 TopoDS_Shape readPayload(const std::string& payload)
 {
     TopoDS_Shape shape;
@@ -90,41 +78,10 @@ TopoDS_Shape readPayload(const std::string& payload)
         stream.exceptions(std::ios::failbit | std::ios::badbit);
         BinTools::Read(shape, stream);
     });
-    if (shape.IsNull() || shape.ShapeType() != TopAbs_SOLID) {
-        throwDamagedBytes("the bytes describe no solid");
+    if (!isSolid(shape)) {
+        throwDamaged(kSolidForm, "the bytes describe no solid");
     }
     return shape;
-}
-
-/// The payload inside stored bytes, once mark, version, length and checksum are right.
-std::span<const unsigned char> payloadOf(std::span<const unsigned char> bytes)
-{
-    constexpr std::size_t kHeaderBytes = 24;
-    if (bytes.size() < kHeaderBytes) {
-        throwDamagedBytes(std::to_string(bytes.size()) + " bytes, header needs " +
-                          std::to_string(kHeaderBytes));
-    }
-    ByteReader reader(bytes);
-    const std::span<const unsigned char> mark = reader.getRaw(kSolidMark.size());
-    if (!std::equal(mark.begin(), mark.end(), kSolidMark.begin())) {
-        throwDamagedBytes("the bytes do not begin with ZEMSOLID");
-    }
-    const std::uint32_t version = reader.getUint32();
-    if (version != kSolidVersion) {
-        throwDamagedBytes("version " + std::to_string(version) + ", expected " +
-                          std::to_string(kSolidVersion));
-    }
-    const std::uint32_t checksum = reader.getUint32();
-    const std::uint64_t length = reader.getUint64();
-    if (length != reader.bytesLeft()) {
-        throwDamagedBytes("payload of " + std::to_string(length) + " bytes, found " +
-                          std::to_string(reader.bytesLeft()));
-    }
-    const std::span<const unsigned char> payload = reader.getRaw(length);
-    if (crc32(payload) != checksum) {
-        throwDamagedBytes("checksum differs");
-    }
-    return payload;
 }
 
 //--------------------------------------------------------------------------------------------------
@@ -253,9 +210,10 @@ void growBox(const TopoDS_Shape& shape, Bnd_Box& box)
 KernelBox measureBox(const KernelSolidImpl& solid)
 {
     Bnd_Box box;
-    for (const auto* shapes : {&solid.vertices(), &solid.edges(), &solid.faces()}) {
-        for (int number = 1; number <= shapes->Extent(); ++number) {
-            growBox(shapes->FindKey(number), box);
+    for (const SubentKind kind : {SubentKind::kVertex, SubentKind::kEdge, SubentKind::kFace}) {
+        const TopTools_IndexedMapOfShape& items = solid.items(kind);
+        for (int number = 1; number <= items.Extent(); ++number) {
+            growBox(items(number), box);
         }
     }
     if (box.IsVoid() || box.IsOpen()) {
@@ -309,16 +267,13 @@ std::string_view curveKindName(CurveKind kind)
 //--------------------------------------------------------------------------------------------------
 
 KernelSolidImpl::KernelSolidImpl(std::string payload)
-    : m_payload(std::move(payload)), m_shape(readPayload(m_payload))
+    : m_payload(std::move(payload)), m_shape(readPayload(m_payload)), m_numbers(m_shape)
 {
-    TopExp::MapShapes(m_shape, TopAbs_FACE, m_faces);
-    TopExp::MapShapes(m_shape, TopAbs_EDGE, m_edges);
-    TopExp::MapShapes(m_shape, TopAbs_VERTEX, m_vertices);
 }
 
 KernelSolid KernelSolidImpl::fromShape(const TopoDS_Shape& shape)
 {
-    if (shape.IsNull() || shape.ShapeType() != TopAbs_SOLID) {
+    if (!isSolid(shape)) {
         throw KernelError(KernelFailure::kNoSolid, "", "the shape is no solid", "");
     }
     return KernelSolid(std::make_shared<KernelSolidImpl>(writePayload(shape)));
@@ -327,20 +282,26 @@ KernelSolid KernelSolidImpl::fromShape(const TopoDS_Shape& shape)
 KernelSolid KernelSolidImpl::fromBytes(std::span<const unsigned char> bytes,
                                        std::optional<SolidFigures> figures)
 {
-    const std::span<const unsigned char> payload = payloadOf(bytes);
+    const std::span<const unsigned char> payload = unsealBytes(kSolidForm, bytes);
     std::string text(reinterpret_cast<const char*>(payload.data()), payload.size());
     auto impl = std::make_shared<KernelSolidImpl>(std::move(text));
     if (figures.has_value()) {
+        const SubentCounts counts = impl->m_numbers.counts();
         const bool countsAgree =
-            static_cast<std::size_t>(impl->m_faces.Extent()) == figures->faces.size() &&
-            static_cast<std::size_t>(impl->m_edges.Extent()) == figures->edges.size() &&
-            static_cast<std::size_t>(impl->m_vertices.Extent()) == figures->vertices.size();
+            static_cast<std::size_t>(counts.faces) == figures->faces.size() &&
+            static_cast<std::size_t>(counts.edges) == figures->edges.size() &&
+            static_cast<std::size_t>(counts.vertices) == figures->vertices.size();
         if (!countsAgree) {
-            throwDamagedBytes("its figures belong to another solid");
+            throwDamaged(kSolidForm, "its figures belong to another solid");
         }
         std::call_once(impl->m_measured, [&] { impl->m_figures = std::move(*figures); });
     }
     return KernelSolid(std::move(impl));
+}
+
+int KernelSolidImpl::lumpCount() const
+{
+    return m_shape.ShapeType() == TopAbs_SOLID ? 1 : m_shape.NbChildren();
 }
 
 const SolidFigures& KernelSolidImpl::figures() const
@@ -354,19 +315,22 @@ const SolidFigures& KernelSolidImpl::figures() const
 
 SolidFigures KernelSolidImpl::measure() const
 {
-    if (m_faces.IsEmpty()) {
+    const TopTools_IndexedMapOfShape& faces = items(SubentKind::kFace);
+    const TopTools_IndexedMapOfShape& edges = items(SubentKind::kEdge);
+    const TopTools_IndexedMapOfShape& vertices = items(SubentKind::kVertex);
+    if (faces.IsEmpty()) {
         throwUnmeasurable("the solid has no faces");
     }
     SolidFigures figures;
-    for (int number = 1; number <= m_faces.Extent(); ++number) {
-        figures.faces.push_back(measureFace(TopoDS::Face(m_faces(number)), number));
+    for (int number = 1; number <= faces.Extent(); ++number) {
+        figures.faces.push_back(measureFace(TopoDS::Face(faces(number)), number));
         figures.areaMm2 += figures.faces.back().areaMm2;
     }
-    for (int number = 1; number <= m_edges.Extent(); ++number) {
-        figures.edges.push_back(measureEdge(TopoDS::Edge(m_edges(number))));
+    for (int number = 1; number <= edges.Extent(); ++number) {
+        figures.edges.push_back(measureEdge(TopoDS::Edge(edges(number))));
     }
-    for (int number = 1; number <= m_vertices.Extent(); ++number) {
-        const gp_Pnt point = BRep_Tool::Pnt(TopoDS::Vertex(m_vertices(number)));
+    for (int number = 1; number <= vertices.Extent(); ++number) {
+        const gp_Pnt point = BRep_Tool::Pnt(TopoDS::Vertex(vertices(number)));
         figures.vertices.push_back({finitePoint(point, "a vertex")});
     }
     GProp_GProps properties;
@@ -402,13 +366,7 @@ KernelSolid KernelSolid::makeCylinder(double radius, double height)
 
 std::vector<unsigned char> KernelSolid::toBytes() const
 {
-    const std::string& payload = m_impl->payload();
-    ByteWriter writer;
-    writer.putRaw(kSolidMark);
-    writer.putUint32(kSolidVersion);
-    writer.putUint32(crc32(bytesOf(payload)));
-    writer.putBlock(bytesOf(payload));
-    return writer.takeBytes();
+    return sealBytes(kSolidForm, bytesOf(m_impl->payload()));
 }
 
 KernelSolid KernelSolid::fromBytes(std::span<const unsigned char> bytes)
@@ -418,17 +376,27 @@ KernelSolid KernelSolid::fromBytes(std::span<const unsigned char> bytes)
 
 int KernelSolid::faceCount() const
 {
-    return m_impl->faces().Extent();
+    return m_impl->numbers().counts().faces;
 }
 
 int KernelSolid::edgeCount() const
 {
-    return m_impl->edges().Extent();
+    return m_impl->numbers().counts().edges;
 }
 
 int KernelSolid::vertexCount() const
 {
-    return m_impl->vertices().Extent();
+    return m_impl->numbers().counts().vertices;
+}
+
+SubentCounts KernelSolid::counts() const
+{
+    return m_impl->numbers().counts();
+}
+
+int KernelSolid::lumpCount() const
+{
+    return m_impl->lumpCount();
 }
 
 FaceInfo KernelSolid::face(int number) const

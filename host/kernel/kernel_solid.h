@@ -3,6 +3,7 @@
 #pragma once
 
 #include "kernel/kernel_error.h"
+#include "kernel/subent_map.h"
 
 #include <array>
 #include <cstdint>
@@ -82,6 +83,9 @@ std::string_view curveKindName(CurveKind kind);
 
 /// One solid, with its faces, edges and vertices numbered from 1.
 ///
+/// An import makes solids of one lump each; an edit may leave several lumps, such as a cut that goes
+/// through, which stay one solid with one numbering.
+///
 /// A value: copies share one immutable shape. The numbers follow the order in which the kernel
 /// walks the shape, each sub-shape counted once; they are the same after toBytes and fromBytes, in
 /// every process. Lengths are millimetres.
@@ -130,6 +134,8 @@ public:
     int edgeCount() const;
     int vertexCount() const;
 
+    SubentCounts counts() const;
+
     FaceInfo face(int number) const;
     EdgeInfo edge(int number) const;
     VertexInfo vertex(int number) const;
@@ -138,6 +144,9 @@ public:
     /// \name Whole solid
     /// \throws KernelError (damaged bytes) if the geometry cannot be measured.
     /// @{
+
+    /// How many separate lumps the solid has.
+    int lumpCount() const;
 
     /// Smallest box of the geometry, without tolerances.
     KernelBox boundingBox() const;

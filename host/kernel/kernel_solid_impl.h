@@ -2,9 +2,9 @@
 
 #pragma once
 
+#include "kernel/item_numbers_impl.h"
 #include "kernel/kernel_solid.h"
 
-#include <TopTools_IndexedMapOfShape.hxx>
 #include <TopoDS_Shape.hxx>
 
 #include <mutex>
@@ -33,8 +33,10 @@ struct SolidFigures
 class KernelSolidImpl
 {
 public:
-    /// Takes over a shape that any operation made, in the form that its bytes give back.
-    /// \throws KernelError (damaged bytes) if it is no solid or does not survive its own bytes.
+    /// Takes over a shape that any operation made, in the form that its bytes give back: a solid, or
+    /// a compound of several solids. The numbers are those of `shape`.
+    /// \throws KernelError (no solid) for another shape, (damaged bytes) if it does not survive its
+    ///         own bytes.
     static KernelSolid fromShape(const TopoDS_Shape& shape);
 
     /// As KernelSolid::fromBytes, with figures that were measured elsewhere on the same bytes.
@@ -43,6 +45,10 @@ public:
                                  std::optional<SolidFigures> figures);
 
     static const KernelSolidImpl& of(const KernelSolid& solid) { return *solid.m_impl; }
+    static std::shared_ptr<const KernelSolidImpl> share(const KernelSolid& solid)
+    {
+        return solid.m_impl;
+    }
 
     /// Reads the kernel's binary BREP. \throws KernelError (damaged bytes).
     explicit KernelSolidImpl(std::string payload);
@@ -50,9 +56,10 @@ public:
     const std::string& payload() const { return m_payload; }
 
     const TopoDS_Shape& shape() const { return m_shape; }
-    const TopTools_IndexedMapOfShape& faces() const { return m_faces; }
-    const TopTools_IndexedMapOfShape& edges() const { return m_edges; }
-    const TopTools_IndexedMapOfShape& vertices() const { return m_vertices; }
+    const ItemNumbers& numbers() const { return m_numbers; }
+    const TopTools_IndexedMapOfShape& items(SubentKind kind) const { return m_numbers.of(kind); }
+    const TopoDS_Shape& item(Subent item) const { return m_numbers.item(item); }
+    int lumpCount() const;
 
     /// Measured on the first call. \throws KernelError (damaged bytes).
     const SolidFigures& figures() const;
@@ -62,9 +69,7 @@ private:
 
     std::string m_payload;
     TopoDS_Shape m_shape;
-    TopTools_IndexedMapOfShape m_faces;
-    TopTools_IndexedMapOfShape m_edges;
-    TopTools_IndexedMapOfShape m_vertices;
+    ItemNumbers m_numbers;
     mutable std::once_flag m_measured;
     mutable SolidFigures m_figures;
 };

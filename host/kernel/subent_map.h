@@ -13,6 +13,8 @@
 
 namespace zemhost {
 
+class ByteReader;
+
 /// Kind of a numbered part of a solid. Stored: the numbers never change.
 enum class SubentKind : std::uint8_t
 {
@@ -114,7 +116,7 @@ public:
     /// The old items that live on in a new one, ascending; none for one that the edit made. Ambiguous
     /// items are no sources. Lives as long as the map.
     /// \throws KernelError (bad argument) for a number that the solid after the edit doesn't have.
-    std::span<const int> sources(Subent found) const;
+    std::span<const int> sources(Subent item) const;
 
     SubentTally tally(SubentKind kind) const;
 
@@ -167,6 +169,9 @@ private:
 
     const Table& table(SubentKind kind) const { return m_tables[static_cast<std::size_t>(kind)]; }
     Table& table(SubentKind kind) { return m_tables[static_cast<std::size_t>(kind)]; }
+    void findSources(SubentKind kind);
+    void markMerged(SubentKind kind);
+    void dropUnusedCauses();
 
     SubentCounts m_before;
     SubentCounts m_after;
@@ -198,19 +203,20 @@ private:
     struct Item
     {
         std::vector<int> targets;
-        std::string cause;
+        std::uint32_t cause = 0;
         bool isAmbiguous = false;
     };
 
     Item& item(Subent old);
-    void setCause(Subent old, std::string cause);
-    std::uint32_t causeNumber(const std::string& cause);
+    void checkTargets(SubentKind kind, const std::vector<int>& targets) const;
+    std::uint32_t addCause(std::string_view cause);
+    void setJoined(Subent old, const SubentAnswer& first, const SubentMap& next);
+    void setCounts(SubentKind kind, int before, int after);
+    void readKind(SubentKind kind, ByteReader& reader, std::span<const std::uint32_t> causes);
     void finishKind(SubentKind kind);
-    void findSources(SubentKind kind);
-    void markMerged(SubentKind kind);
 
     SubentMap m_map;
-    std::string m_cause;
+    std::uint32_t m_cause = 0;
     std::array<std::vector<Item>, 3> m_items;
 };
 

@@ -102,4 +102,25 @@ std::string describe(const zemhost::KernelSolid& solid)
     return text.str();
 }
 
+std::string describeDifferences(const zemhost::OracleReport& report)
+{
+    std::ostringstream text;
+    for (const zemhost::OracleFinding& finding : report.findings) {
+        if (finding.isBlind) {
+            continue;
+        }
+        text << subentKindName(finding.item.kind) << ' ' << finding.item.number << " is "
+             << subentFateName(finding.fate) << ':';
+        for (const int target : finding.mapTargets) {
+            text << ' ' << target;
+        }
+        text << "; geometry:";
+        for (const int target : finding.geometryTargets) {
+            text << ' ' << target;
+        }
+        text << '\n';
+    }
+    return text.str();
+}
+
 }  // namespace kernel_test

@@ -2,6 +2,7 @@
 
 #pragma once
 
+#include "kernel/geometry_oracle.h"
 #include "kernel/kernel_import.h"
 
 #include <filesystem>
@@ -45,5 +46,8 @@ std::string replaced(std::string text, std::string_view from, std::string_view t
 
 /// Every number and figure of a solid as text, for comparing two solids.
 std::string describe(const zemhost::KernelSolid& solid);
+
+/// The items on which a map and geometry differ, one on a line.
+std::string describeDifferences(const zemhost::OracleReport& report);
 
 }  // namespace kernel_test
