@@ -46,8 +46,8 @@ ALLOWED = {
     "tests/module": PLATFORM,
     "tests/host": PLATFORM + ["kernel", "protocol", "cli"],
     "tests/kernel": ["kernel"],
-    "tests/support": PLATFORM,
-    "bench": PLATFORM + ["zem_utils", MODULE],
+    "tests/support": PLATFORM + ["kernel"],
+    "bench": PLATFORM + ["zem_utils", MODULE, "kernel"],
     "fuzz": PLATFORM + ["zem_utils", MODULE, "kernel"],
     "cmake": [],
 }
@@ -58,7 +58,8 @@ THIRD_PARTY = [
     (r"CLI/.*|nlohmann/.*", ["host/protocol", "host/cli", "host/extensions", "tests/host"]),
     (r"benchmark/.*", ["bench"]),
     (r"gtest/.*|gmock/.*|rapidcheck.*", ["tests"]),
-    (r".*\.hxx", ["host/kernel", "host/extensions", "tests/kernel", "tests/host", "bench"]),
+    (r".*\.hxx", ["host/kernel", "host/extensions", "tests/kernel", "tests/host",
+                  "tests/support", "bench"]),
 ]
 
 INCLUDE = re.compile(r'^\s*#\s*include\s*(["<])([^">]+)[">]')
@@ -90,7 +91,7 @@ def check_own(path, folder, name):
             return "no such header in this folder or among the module's"
     elif first in LAYER_FOLDERS and (ROOT / LAYER_FOLDERS[first] / rest).is_file():
         layer, target = first, LAYER_FOLDERS[first]
-    elif folder.startswith("tests/") and (ROOT / "tests" / name).is_file():
+    elif folder.startswith(("tests/", "bench")) and (ROOT / "tests" / name).is_file():
         return None
     else:
         return "does not start at a source root"

@@ -76,7 +76,7 @@ TEST(ApplyEdit, AgreesWithGeometryOnASlotThroughEverySamplePart)
         SCOPED_TRACE(path.string());
         const zemhost::EditResult edit = applyEdit(*solid, slotThrough(*solid), options);
         const zemhost::OracleReport report = compareWithGeometry(*solid, edit.solid, edit.map);
-        EXPECT_EQ(report.differences, 0) << describeDifferences(report);
+        EXPECT_EQ(report.differences, 0) << kernel_test::describeDifferences(report);
         EXPECT_EQ(report.ambiguous, 0);
         blind += report.blind;
         ++parts;
