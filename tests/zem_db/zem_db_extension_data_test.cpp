@@ -1,5 +1,6 @@
 #include "db/od_db_database.h"
 #include "db/od_db_dictionary.h"
+#include "db/od_db_memory_filer.h"
 #include "db/od_db_xrecord.h"
 #include "root/root_test_support.h"
 #include "support/zem_module_scope.h"
@@ -115,6 +116,63 @@ TEST_F(ExtensionData, CantBeMadeWithoutItsClass)
               kOdClassNotRegistered);
     m_scope.module().initApp();
     EXPECT_FALSE(Impl::getObjInExtDict(m_host.get(), true).isNull());
+}
+
+TEST_F(ExtensionData, CantBeMadeForAHostOutsideADatabaseOrNotOpenForWrite)
+{
+    const auto outside = OdDbXrecord::createObject();
+    EXPECT_TRUE(Impl::getObjInExtDict(outside.get(), false).isNull());
+    EXPECT_EQ(thrownCode([&] { Impl::getObjInExtDict(outside.get(), true); }), kOdNotInDatabase);
+    EXPECT_EQ(thrownCode([&] { Impl::writeToDictionary(outside.get(), m_blob, L"A"); }),
+              kOdNotInDatabase);
+    Impl::eraseFromDictionary(outside.get(), L"A");
+    m_host->downgradeOpen();
+    EXPECT_EQ(thrownCode([&] { Impl::writeToDictionary(m_host.get(), m_blob, L"A"); }),
+              kOdNotOpenForWrite);
+    EXPECT_TRUE(m_host->extensionDictionary().isNull());
+}
+
+/// As after loading a drawing in which the object of the entry is missing.
+TEST_F(ExtensionData, ThatIsMissingBehindItsEntryLosesTheEntry)
+{
+    const OdDbObjectId missing = m_database->getOdDbObjectId(OdDbHandle(0x7777), /*create=*/true);
+    const auto enter = [&] {
+        m_host->createExtensionDictionary();
+        OdStaticRxObject<OdDbMemoryFiler> filer;
+        const OdDbDictionaryPtr dictionary = extensionDictionary(OdDb::kForWrite);
+        dictionary->OdDbObject::dwgOutFields(&filer);
+        filer.wrBool(true);
+        filer.wrInt32(1);
+        filer.wrString(L"ZEM_DB");
+        filer.wrHardOwnershipId(missing);
+        filer.rewindForReading();
+        EXPECT_EQ(dictionary->dwgInFields(&filer), kOdOk);
+        EXPECT_EQ(dictionary->getAt(L"ZEM_DB"), missing);
+    };
+    enter();
+    EXPECT_FALSE(isStored(L"A"));
+    EXPECT_THROW(Impl::writeToDictionary(m_host.get(), m_blob, L"A"), OdError);
+    Impl::eraseFromDictionary(m_host.get(), L"A");
+    EXPECT_TRUE(m_host->extensionDictionary().isNull());
+    Impl::writeToDictionary(m_host.get(), m_blob, L"A");
+    EXPECT_EQ(stored(L"A"), m_blob);
+}
+
+TEST_F(ExtensionData, IsAbsentWithoutItsClassButCanBeErased)
+{
+    Impl::writeToDictionary(m_host.get(), m_blob, L"A");
+    m_scope.module().uninitApp();
+    EXPECT_FALSE(isStored(L"A"));
+    EXPECT_FALSE(Impl::getObjInExtDict(m_host.get(), true).isNull());
+    EXPECT_THROW(Impl::writeToDictionary(m_host.get(), m_blob, L"B"), OdError);
+    m_scope.module().initApp();
+    EXPECT_EQ(stored(L"A"), m_blob);
+    EXPECT_FALSE(isStored(L"B"));
+    m_scope.module().uninitApp();
+    Impl::eraseFromDictionary(m_host.get(), L"A");
+    EXPECT_TRUE(m_host->extensionDictionary().isNull());
+    m_scope.module().initApp();
+    EXPECT_FALSE(isStored(L"A"));
 }
 
 TEST_F(ExtensionData, GivesBackTheBlobsThatWereWritten)

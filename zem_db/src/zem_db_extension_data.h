@@ -53,13 +53,14 @@ public:
     ///                it has none.
     /// \param create  Whether to make what is missing: the extension dictionary and the data.
     /// \return Null for a null object, and if there is none and `create` is false.
-    /// \throws OdError (class not registered) if extension data is to be made after the module's
-    ///         classes went.
+    /// \throws OdError (not in database), (not open for write) for an object that can't get an
+    ///         extension dictionary; (class not registered) if extension data is to be made after
+    ///         the module's classes went.
     static OdDbObjectId getObjInExtDict(OdDbObject* object, bool create);
     /// Stores a blob in the object's extension data, which is made if needed. It also takes the
     /// place of a value that is no blob. Nothing happens for a null object or an empty key.
     /// \throws OdError_NotThatKindOfClass if an object of another class has the data's place,
-    ///         OdError (object damaged) if the data can't be read.
+    ///         OdError (object damaged) if the data can't be read; and as `getObjInExtDict`.
     static void writeToDictionary(OdDbObject* object, std::vector<char> const& blob,
                                   OdString const& key);
     /// Copies a blob out. \return False, with `blob` untouched, for a null object, an empty key, no
