@@ -34,8 +34,11 @@ OdResult OdDbProxyObject::dwgInFields(OdDbDwgFiler* filer)
     }
     if (OdDbStoredObjectFiler* stored = storedFiler(filer)) {
         m_body = stored->rdBody();
+        m_bodyVersion = stored->dwgVersion();
         return kOdOk;
     }
+    // Filers of this kind carry bodies of any version.
+    const std::int32_t version = filer->rdInt32();
     OdDbStoredBody body;
     body.bytes.resize(odDbReadCount(*filer, 1));
     filer->rdBytes(body.bytes.data(), static_cast<std::uint32_t>(body.bytes.size()));
@@ -46,6 +49,7 @@ OdResult OdDbProxyObject::dwgInFields(OdDbDwgFiler* filer)
         body.references.push_back({type, odDbReadId(*filer, type)});
     }
     m_body = std::move(body);
+    m_bodyVersion = version;
     return kOdOk;
 }
 
@@ -56,6 +60,7 @@ void OdDbProxyObject::dwgOutFields(OdDbDwgFiler* filer) const
         stored->wrBody(m_body);
         return;
     }
+    filer->wrInt32(m_bodyVersion);
     filer->wrInt32(static_cast<std::int32_t>(m_body.bytes.size()));
     filer->wrBytes(m_body.bytes.data(), static_cast<std::uint32_t>(m_body.bytes.size()));
     filer->wrInt32(static_cast<std::int32_t>(m_body.references.size()));

@@ -20,12 +20,16 @@ public:
     OdString originalClassName() const { return originalClass().name; }
     /// What the object's own class filed, behind the fields of the base class.
     OdDbStoredBody const& body() const noexcept { return m_body; }
+    /// The drawing version that the body was filed for, which a copy keeps; it is read again by no
+    /// other.
+    int bodyVersion() const noexcept { return m_bodyVersion; }
 
     OdResult dwgInFields(OdDbDwgFiler* filer) override;
     void dwgOutFields(OdDbDwgFiler* filer) const override;
 
 private:
     OdDbStoredBody m_body;
+    int m_bodyVersion = OdDb::kDwgVersionCurrent;
 };
 
 using OdDbProxyObjectPtr = OdSmartPtr<OdDbProxyObject>;

@@ -159,6 +159,16 @@ std::string fileName(std::string const& path)
     return slash == std::string::npos ? path : path.substr(slash + 1);
 }
 
+/// The loader's reason may start with the path that is told already.
+std::string withoutPath(std::string reason, std::string const& path)
+{
+    const std::string start = path + ": ";
+    if (!path.empty() && reason.starts_with(start)) {
+        reason.erase(0, start.size());
+    }
+    return reason;
+}
+
 }  // namespace
 
 std::unique_ptr<OdModuleHandle> odLoadModule(std::string const& path, void* sysData)
@@ -166,7 +176,8 @@ std::unique_ptr<OdModuleHandle> odLoadModule(std::string const& path, void* sysD
     Library library(dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL));
     if (library == nullptr) {
         char const* reason = dlerror();
-        throw loadError(kOdModuleNotLoaded, path, reason != nullptr ? reason : "can't be opened");
+        throw loadError(kOdModuleNotLoaded, path,
+                        withoutPath(reason != nullptr ? reason : "can't be opened", path));
     }
     const auto version = entryPoint<VersionFunction>(library, path, "odrxGetAPIVersion");
     const auto create = entryPoint<CreateFunction>(library, path, "odrxCreateModuleObject");

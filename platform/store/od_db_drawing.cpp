@@ -246,15 +246,50 @@ std::vector<std::uint8_t> writeNewFile(OdDbDatabase& database, OdDbDrawingStore*
     return target->headerBytes();
 }
 
-/// Beside a drawing there must be room for its journal's name.
-void checkLength(Place const& place)
+/// Beside a drawing that is written there must be room for its journal's name.
+void checkLength(Place const& place, bool isForWriting)
 {
     constexpr std::size_t kMaxName = NAME_MAX - std::string_view("-journal").size();
-    if (place.path.filename().native().size() > kMaxName ||
-        place.path.native().size() > OdDbDrawingFile::maxPathBytes()) {
-        fail(place.name, kOdFileAccess, "is too long a name");
+    const std::size_t maxPath = OdDbDrawingFile::maxPathBytes();
+    const std::size_t name = place.path.filename().native().size();
+    const std::size_t path = place.path.native().size();
+    const auto tell = [&](char const* what, std::size_t found, std::size_t most) {
+        fail(place.name, kOdFileAccess,
+             std::string("is too long: ") + what + " has " + std::to_string(found) +
+                 " bytes, and at most " + std::to_string(most) +
+                 " leave room for the journal that is written beside it");
+    };
+    if (isForWriting && name > kMaxName) {
+        tell("its name", name, kMaxName);
+    }
+    if (path > maxPath) {
+        tell("its path", path, maxPath);
     }
 }
+
+/// Lets a save pass over what the disk doesn't give back, for as long as it lives.
+class PassingOverFaults
+{
+public:
+    explicit PassingOverFaults(OdDbDrawingStore* store) : m_store(store)
+    {
+        if (m_store != nullptr) {
+            m_store->setPassesOverFaults(true);
+        }
+    }
+    PassingOverFaults(PassingOverFaults const&) = delete;
+    PassingOverFaults& operator=(PassingOverFaults const&) = delete;
+    ~PassingOverFaults()
+    {
+        if (m_store != nullptr) {
+            m_store->setPassesOverFaults(false);
+            m_store->noteSaveFailed();  // what seemed damaged may be there again
+        }
+    }
+
+private:
+    OdDbDrawingStore* m_store;
+};
 
 /// Marks a database as being saved. What is called meanwhile, by objects that are filed or to tell
 /// how far the save has come, must not save it again.
@@ -286,6 +321,42 @@ bool hasChanges(OdDbDatabase& database, OdDbDrawingFile const& file)
            database.handseed().value() != file.header().handseed;
 }
 
+/// Writes everything into a new file that takes its place, and gives it to the database.
+void replaceFile(OdDbDatabase& database, Place const& place, OdString const& fileName,
+                 int dwgVersion, OdDbSaveProgress const& progress)
+{
+    const fs::path folder = place.path.parent_path();
+    std::error_code error;
+    if (!fs::is_directory(folder, error)) {
+        fail(place.name, kOdFileAccess, "its folder doesn't exist");
+    }
+    OdDbDrawingStore* const source = OdDbDrawingStore::of(database);
+    std::unique_ptr<OdDbDrawingFile> old = lockOld(place, source);
+    removeStaleFiles(folder);
+    TemporaryFile temporary(folder);
+    std::vector<std::uint8_t> headerBytes;
+    {
+        const bool isSource = source != nullptr && source->file().isSameFile(place.path);
+        const PassingOverFaults passing(isSource ? nullptr : source);
+        headerBytes = writeNewFile(database, source, temporary, place, dwgVersion, progress);
+    }
+    removeOldJournals(place);
+    temporary.placeAs(place);
+    const std::error_code syncError = OdDbFileOperations::current().syncFolder(folder);
+
+    // The new file is in its place, whatever comes now; the old one has lost its name.
+    old.reset();
+    OdDbStorageAccess access(database);
+    access.attachStore(std::make_unique<OdDbDrawingStore>(
+        database, OdDbDrawingFile::openSaved(place.path, place.name, headerBytes)));
+    database.setFilename(fileName);
+    if (syncError) {
+        fail(place.name, kOdFileAccess,
+             "was written, but isn't safe on disk yet: " + syncError.message());
+    }
+    access.markSaved();
+}
+
 }  // namespace
 
 OdDbDatabasePtr odDbOpenDrawing(OdString const& path, OdDbOpenDrawingMode mode,
@@ -293,6 +364,7 @@ OdDbDatabasePtr odDbOpenDrawing(OdString const& path, OdDbOpenDrawingMode mode,
 {
     const Place place = placeOf(path);
     checkIsFile(place);
+    checkLength(place, mode == OdDbOpenDrawingMode::kForWriting);
     std::unique_ptr<OdDbDrawingFile> file = OdDbDrawingFile::open(place.path, place.name, mode);
     const OdDbDrawingHeader header = file->header();
     if (!OdDb::isDwgVersion(header.dwgVersion)) {
@@ -328,6 +400,13 @@ void odDbSaveDrawing(OdDbDatabase& database, OdDbSaveProgress const& progress)
     OdDbDrawingFile& file = store->file();
     file.beginSave();
     if (!hasChanges(database, file)) {
+        file.endSave();
+        return;
+    }
+    if (file.hasOtherNames()) {
+        file.endSave();
+        const Place place{file.path(), file.name()};
+        replaceFile(database, place, database.getFilename(), file.header().dwgVersion, progress);
         return;
     }
     OdDbDrawingWriter writer(database, store, file, file.header().dwgVersion);
@@ -351,34 +430,9 @@ void odDbSaveDrawingAs(OdDbDatabase& database, OdString const& path, int dwgVers
         fail(place.name, kOdUnsupportedVersion,
              "drawing version " + std::to_string(dwgVersion) + " can't be written");
     }
-    checkLength(place);
+    checkLength(place, /*isForWriting=*/true);
     const SavingScope saving(database);
-    const fs::path folder = place.path.parent_path();
-    std::error_code error;
-    if (!fs::is_directory(folder, error)) {
-        fail(place.name, kOdFileAccess, "its folder doesn't exist");
-    }
-    OdDbDrawingStore* const source = OdDbDrawingStore::of(database);
-    std::unique_ptr<OdDbDrawingFile> old = lockOld(place, source);
-    removeStaleFiles(folder);
-    TemporaryFile temporary(folder);
-    const std::vector<std::uint8_t> headerBytes =
-        writeNewFile(database, source, temporary, place, dwgVersion, progress);
-    removeOldJournals(place);
-    temporary.placeAs(place);
-    const std::error_code syncError = OdDbFileOperations::current().syncFolder(folder);
-
-    // The new file is in its place, whatever comes now; the old one has lost its name.
-    old.reset();
-    OdDbStorageAccess access(database);
-    access.attachStore(std::make_unique<OdDbDrawingStore>(
-        database, OdDbDrawingFile::openSaved(place.path, place.name, headerBytes)));
-    database.setFilename(absoluteText(path));
-    if (syncError) {
-        fail(place.name, kOdFileAccess,
-             "was written, but isn't safe on disk yet: " + syncError.message());
-    }
-    access.markSaved();
+    replaceFile(database, place, absoluteText(path), dwgVersion, progress);
 }
 
 int odDbDrawingVersion(OdDbDatabase& database)

@@ -24,7 +24,9 @@ OdDbDatabasePtr odDbOpenDrawing(OdString const& path, OdDbOpenDrawingMode mode,
 /// drawing version that the file has. Does nothing if nothing has changed.
 ///
 /// The file on disk is whole at every moment: it holds either the old drawing or the new one. After
-/// a failure nothing counts as saved, and saving can be tried again.
+/// a failure nothing counts as saved, and saving can be tried again. A file with several names (hard
+/// links) is replaced as by `odDbSaveDrawingAs`, and the other names keep the old drawing: a file
+/// that is changed in place can be put right after a crash under the name alone that it had then.
 /// What is called meanwhile (objects that are filed, `progress`) may look at the drawing, but must
 /// not change it: the change could miss the save.
 /// \throws OdError with the file's name and the reason: (file not found) for a database without a
@@ -39,7 +41,10 @@ void odDbSaveDrawing(OdDbDatabase& database, OdDbSaveProgress const& progress = 
 /// Equal content gives equal bytes. The file on disk is whole at every moment, as it is for
 /// `odDbSaveDrawing`; after a failure the database belongs to its old file. An object that this
 /// program knows only in part keeps the version that it was filed for, whatever `dwgVersion` is.
-/// What the database's old file can't give any more is written from memory where it was loaded.
+/// What the database's old file can't give any more is written from memory where it was loaded. Else
+/// it costs its objects alone, which are found damaged in the new file; but where the new file is to
+/// take the place of the old one, a disk that fails to give something back ends the save, since it
+/// may give it back later.
 /// \param path        At most 247 bytes of name and 504 in all, which leaves room for a journal. A
 ///                    link is followed, even if it leads nowhere yet.
 /// \param dwgVersion  A version that `OdDb::isDwgVersion` tells.

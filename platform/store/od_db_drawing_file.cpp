@@ -139,11 +139,6 @@ std::string utf8Of(OdString const& text)
     return bytes;
 }
 
-bool isDamage(OdError const& error) noexcept
-{
-    return error.code() == kOdFileCorrupt;
-}
-
 }  // namespace
 
 struct OdDbDrawingFile::Statements
@@ -245,6 +240,7 @@ std::unique_ptr<OdDbDrawingFile> OdDbDrawingFile::create(std::filesystem::path c
         new OdDbDrawingFile(path, name, kFlags, OdDbOpenDrawingMode::kForWriting));
     file->makeTables();
     file->m_isLocked = true;
+    file->m_isSaving = true;
     return file;
 }
 
@@ -492,6 +488,14 @@ bool OdDbDrawingFile::isSameFile(std::filesystem::path const& path) const
            status.st_ino == m_inode;
 }
 
+bool OdDbDrawingFile::hasOtherNames() const noexcept
+{
+    struct stat status
+    {
+    };
+    return ::lstat(m_path.c_str(), &status) == 0 && status.st_nlink > 1;
+}
+
 bool OdDbDrawingFile::hasMoved()
 {
     int isMoved = 0;
@@ -570,13 +574,37 @@ void OdDbDrawingFile::endReading() noexcept
     }
 }
 
+bool OdDbDrawingFile::isDamage(OdError const& error) const noexcept
+{
+    return error.code() == kOdFileCorrupt ||
+           (m_passesOverFaults && dynamic_cast<OdDbReadFault const*>(&error) != nullptr);
+}
+
+// A read that fails ends the transaction, and the lock goes with it. If another process has taken it
+// meanwhile, this goes on as after a save. While a save is under way there is no going on: what it had
+// written is gone.
+void OdDbDrawingFile::regainLock() noexcept
+{
+    if (m_isLocked && !m_isSaving && m_connection.isIdle()) {
+        m_isLocked = false;
+        confirmLock();
+    }
+}
+
 // Runs `read` in a transaction of its own, so that what it reads belongs together; with the lock
 // there is one already.
 template <class Read>
 auto OdDbDrawingFile::reading(Read const& read)
 {
     if (m_isLocked) {
-        return read();
+        try {
+            auto result = read();
+            regainLock();
+            return result;
+        } catch (...) {
+            regainLock();
+            throw;
+        }
     }
     OdDbSqliteQuery(m_statements->begin).run();
     try {
@@ -780,25 +808,48 @@ void OdDbDrawingFile::beginSave()
         fail(kOdReadOnly, "was opened for reading only");
     }
     checkPlace();
+    m_isSaving = false;
+    regainLock();
     if (m_isLocked) {
-        checkContent();
-        return;
+        try {
+            checkContent();
+        } catch (...) {
+            regainLock();
+            throw;
+        }
+    } else {
+        const int code = takeLock();
+        if (code != SQLITE_OK) {
+            m_connection.fail(code);
+        }
+        try {
+            checkUnchanged();
+        } catch (OdError const&) {
+            letGo();
+            throw;
+        }
     }
-    const int code = takeLock();
-    if (code != SQLITE_OK) {
-        m_connection.fail(code);
-    }
-    try {
-        checkUnchanged();
-    } catch (OdError const&) {
-        letGo();
-        throw;
+    m_isSaving = true;
+}
+
+void OdDbDrawingFile::endSave() noexcept
+{
+    m_isSaving = false;
+    regainLock();
+}
+
+// Outside of a transaction each value would be saved by itself, and the drawing with it in pieces.
+void OdDbDrawingFile::requireSave() const
+{
+    if (!m_isSaving || m_connection.isIdle()) {
+        fail(kOdFileAccess, "can't be saved: reading it has failed meanwhile");
     }
 }
 
 void OdDbDrawingFile::writePage(std::uint64_t page, std::span<std::uint8_t const> directory,
                                 std::span<std::uint8_t const> records)
 {
+    requireSave();
     OdDbSqliteQuery(m_statements->writePage)
         .bind(static_cast<std::int64_t>(page))
         .bind(directory)
@@ -808,12 +859,14 @@ void OdDbDrawingFile::writePage(std::uint64_t page, std::span<std::uint8_t const
 
 void OdDbDrawingFile::removePage(std::uint64_t page)
 {
+    requireSave();
     OdDbSqliteQuery(m_statements->removePage).bind(static_cast<std::int64_t>(page)).run();
 }
 
 void OdDbDrawingFile::writeOutside(OdDbHandle handle, std::span<std::uint8_t const> body,
                                    std::span<std::uint8_t const> references)
 {
+    requireSave();
     OdDbSqliteQuery(m_statements->writeBig)
         .bind(static_cast<std::int64_t>(handle.value()))
         .bind(body, references)
@@ -822,11 +875,13 @@ void OdDbDrawingFile::writeOutside(OdDbHandle handle, std::span<std::uint8_t con
 
 void OdDbDrawingFile::removeOutside(OdDbHandle handle)
 {
+    requireSave();
     OdDbSqliteQuery(m_statements->removeBig).bind(static_cast<std::int64_t>(handle.value())).run();
 }
 
 void OdDbDrawingFile::writeClass(OdDbFileClass const& fileClass)
 {
+    requireSave();
     const std::string name = utf8Of(fileClass.record.name);
     const std::string dxfName = utf8Of(fileClass.record.dxfName);
     const std::string appName = utf8Of(fileClass.record.appName);
@@ -845,6 +900,7 @@ void OdDbDrawingFile::writeClass(OdDbFileClass const& fileClass)
 
 void OdDbDrawingFile::writeHeader(OdDbDrawingHeader const& header)
 {
+    requireSave();
     m_attempted = header;
     m_attemptedBytes = encodeHeader(header);
     OdDbSqliteQuery(m_statements->writeHeader).bindText(kHeaderKey).bind(m_attemptedBytes).run();
@@ -852,6 +908,7 @@ void OdDbDrawingFile::writeHeader(OdDbDrawingHeader const& header)
 
 void OdDbDrawingFile::commitSave()
 {
+    requireSave();
     const int code = m_connection.tryRun("COMMIT");
     if ((code & 0xFF) == SQLITE_BUSY) {
         fail(kOdFileLocked, "is being read by another process all the time");
@@ -863,6 +920,7 @@ void OdDbDrawingFile::commitSave()
     m_headerBytes = std::move(m_attemptedBytes);
     m_attempted = {};
     m_attemptedBytes.clear();
+    m_isSaving = false;
     confirmLock();
 }
 
@@ -872,6 +930,7 @@ void OdDbDrawingFile::rollbackSave() noexcept
         (void)m_connection.tryRun("ROLLBACK");
     }
     // Without the lock the file goes on for reading, and the next save tries again.
+    m_isSaving = false;
     m_isLocked = false;
     if (m_connection.isIdle()) {
         confirmLock();

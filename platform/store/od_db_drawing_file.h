@@ -71,6 +71,9 @@ enum class OdDbPartState : std::uint8_t
 /// others may read. A file opened for reading holds no lock between calls, and each call that reads
 /// finds out whether the file was saved meanwhile.
 ///
+/// **Faults of the disk.** After a read that failed the lock is taken back at once; a save under way is
+/// lost and fails, however its caller goes on. The failure is an OdDbReadFault.
+///
 /// **Saving.** `beginSave`, the changes, then `commitSave`, or `rollbackSave` after any failure. The
 /// lock changes hands for a moment in `commitSave`; if another process takes it there, the save has
 /// succeeded, `isLocked` is false from then on, and the next `beginSave` tries to get it back.
@@ -114,11 +117,17 @@ public:
     bool isLocked() const noexcept { return m_isLocked; }
     /// Whether `path` names the file that this object has open.
     bool isSameFile(std::filesystem::path const& path) const;
+    /// Whether the file has other names: hard links.
+    bool hasOtherNames() const noexcept;
     /// Greatest length of a drawing's path.
     static std::size_t maxPathBytes();
 
     /// \name Reading
     /// @{
+    /// Whether a part that the disk doesn't give back counts as unreadable, as a damaged one does,
+    /// instead of throwing.
+    void setPassesOverFaults(bool passesOver) noexcept { m_passesOverFaults = passesOver; }
+    bool passesOverFaults() const noexcept { return m_passesOverFaults; }
     OdDbPartState readPage(std::uint64_t page, OdDbPageBytes& bytes);
     /// As `readPage`, for the directory alone, which spares the records.
     OdDbPartState readDirectory(std::uint64_t page, std::vector<std::uint8_t>& directory);
@@ -145,6 +154,8 @@ public:
     /// \param fileClass  A damaged one is written so that it is found damaged again.
     void writeClass(OdDbFileClass const& fileClass);
     void writeHeader(OdDbDrawingHeader const& header);
+    /// Ends a save that has nothing to write.
+    void endSave() noexcept;
     void commitSave();
     void rollbackSave() noexcept;
     /// @}
@@ -183,6 +194,9 @@ private:
     void endReading() noexcept;
     void checkPlace();
     void confirmLock() noexcept;
+    void regainLock() noexcept;
+    bool isDamage(OdError const& error) const noexcept;
+    void requireSave() const;
     std::int64_t dataVersion();
     void countRows(char const* table, std::uint64_t expected, OdDbSqliteStatement& statement,
                    std::vector<std::string>& problems);
@@ -195,6 +209,8 @@ private:
     std::filesystem::path m_path;
     OdDbOpenDrawingMode m_mode;
     bool m_isLocked = false;
+    bool m_isSaving = false;
+    bool m_passesOverFaults = false;
     std::int64_t m_dataVersion = 0;
     std::uint64_t m_device = 0;
     std::uint64_t m_inode = 0;

@@ -8,6 +8,7 @@ namespace {
 
 /// Pages that can't be told before a walk over the drawing is given up.
 constexpr std::size_t kMaxLostPages = 100'000;
+constexpr std::size_t kMaxFaultyPages = 2'000;
 
 std::size_t sizeOf(OdDbStoredPage const& page) noexcept
 {
@@ -23,14 +24,17 @@ OdDbDrawingStore::OdDbDrawingStore(OdDbDatabase& database, std::unique_ptr<OdDbD
     for (OdDbFileClass const& fileClass : m_file->classes()) {
         enterClass(fileClass);
     }
+    // A file damaged at its end may still hold all the rest.
+    const std::uint64_t lastByHandles = odDbPageOf(OdDbHandle(m_file->header().handseed));
     try {
         m_lastPage = m_file->lastPage().value_or(0);
+    } catch (OdDbReadFault const&) {
+        m_lastPage = lastByHandles;
     } catch (OdError const& error) {
-        // A file damaged at its end may still hold all the rest.
         if (error.code() != kOdFileCorrupt) {
             throw;
         }
-        m_lastPage = odDbPageOf(OdDbHandle(m_file->header().handseed));
+        m_lastPage = lastByHandles;
     }
 }
 
@@ -246,6 +250,11 @@ std::optional<std::uint64_t> OdDbDrawingStore::nextPage(std::uint64_t from)
     while (from <= m_lastPage) {
         try {
             return m_file->nextPage(from);
+        } catch (OdDbReadFault const&) {
+            // Asking a disk for what it doesn't give takes seconds each time.
+            if (!m_file->passesOverFaults() || ++m_lostPages > kMaxFaultyPages) {
+                throw;
+            }
         } catch (OdError const& error) {
             if (error.code() != kOdFileCorrupt || ++m_lostPages > kMaxLostPages) {
                 throw;
@@ -363,7 +372,24 @@ bool OdDbDrawingStore::mayHoldLostObject(OdDbHandle handle) const noexcept
     return !handle.isNull() && handle.value() < m_file->header().handseed;
 }
 
+/// Names the object for which something could not be read.
+template <class Read>
+bool OdDbDrawingStore::readingFor(OdDbHandle handle, Read const& read)
+{
+    try {
+        return read();
+    } catch (OdDbReadFault const& fault) {
+        throw OdDbReadFault(m_file->name(),
+                            "object " + std::string(handle.ascii().utf8()) + ": " + fault.reason());
+    }
+}
+
 bool OdDbDrawingStore::find(OdDbHandle handle, std::uint32_t& classIndex)
+{
+    return readingFor(handle, [&] { return findStored(handle, classIndex); });
+}
+
+bool OdDbDrawingStore::findStored(OdDbHandle handle, std::uint32_t& classIndex)
 {
     PageState const* const state = summary(odDbPageOf(handle));
     if (state == nullptr) {
@@ -382,6 +408,11 @@ bool OdDbDrawingStore::find(OdDbHandle handle, std::uint32_t& classIndex)
 }
 
 bool OdDbDrawingStore::beginLoad(OdDbHandle handle, OdDbStoredObject& object)
+{
+    return readingFor(handle, [&] { return startLoad(handle, object); });
+}
+
+bool OdDbDrawingStore::startLoad(OdDbHandle handle, OdDbStoredObject& object)
 {
     PageState const* const state = withPage(odDbPageOf(handle));
     if (state == nullptr) {

@@ -77,6 +77,9 @@ public:
     /// Takes a record out of its page and checks it. The spans live as long as `page` and `record`.
     void readRecord(OdDbStoredPage const& page, OdDbPageEntry const& entry,
                     OdDbStoredRecord& record);
+    /// Whether objects in a place that the disk doesn't give back count as damaged ones, instead of
+    /// ending the save.
+    void setPassesOverFaults(bool passesOver) noexcept { m_file->setPassesOverFaults(passesOver); }
     /// Whether the objects of a page can't be told.
     bool isPageDamaged(std::uint64_t number);
     /// The least handle that no object has and that lies in no damaged page; the header's, unless
@@ -117,6 +120,10 @@ private:
         unsigned slot = 0;
     };
 
+    template <class Read>
+    bool readingFor(OdDbHandle handle, Read const& read);
+    bool findStored(OdDbHandle handle, std::uint32_t& classIndex);
+    bool startLoad(OdDbHandle handle, OdDbStoredObject& object);
     static std::uint32_t classIn(PageState const& state, unsigned slot) noexcept;
     PageState* summary(std::uint64_t number);
     PageState* withPage(std::uint64_t number);

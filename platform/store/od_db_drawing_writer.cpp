@@ -19,6 +19,11 @@ bool isProxy(OdDbObject const& object)
     return object.isKindOf(OdDbProxyObject::desc());
 }
 
+int bodyVersion(OdDbObject const& proxy)
+{
+    return static_cast<OdDbProxyObject const&>(proxy).bodyVersion();
+}
+
 }  // namespace
 
 OdDbDrawingWriter::OdDbDrawingWriter(OdDbDatabase& database, OdDbDrawingStore* source,
@@ -211,6 +216,23 @@ void OdDbDrawingWriter::writeClasses()
 
 void OdDbDrawingWriter::writePage(std::uint64_t number, bool isInMemory)
 {
+    try {
+        composeAndWrite(number, isInMemory);
+    } catch (OdDbReadFault const& fault) {
+        // A save that only copies gives up nothing that the disk may give tomorrow.
+        std::string reason = "objects " + std::string(odDbHandleAt(number, 0).ascii().utf8()) +
+                             " to " +
+                             std::string(odDbHandleAt(number, kHandlesInPage - 1).ascii().utf8()) +
+                             ": " + fault.reason();
+        if (!isIncremental()) {
+            reason += "; saved under another name, the drawing goes without them";
+        }
+        throw OdDbReadFault(m_target.name(), reason);
+    }
+}
+
+void OdDbDrawingWriter::composeAndWrite(std::uint64_t number, bool isInMemory)
+{
     const std::shared_ptr<OdDbStoredPage const> stored =
         m_source != nullptr ? m_source->page(number) : nullptr;
     if (stored != nullptr && !stored->damage.empty()) {
@@ -356,14 +378,12 @@ bool OdDbDrawingWriter::mustFile(OdDbObjectState const& state, OdDbPageEntry con
     return mustBeFiled && !state.partlyRead && !isProxy(*state.object);
 }
 
-// A proxy's bytes are those of its class and were filed for the version that they were read with.
+// A proxy's bytes are those of its class and were filed for the version that they were read with, also
+// in a copy.
 void OdDbDrawingWriter::fileObject(OdDbHandle handle, OdDbObjectState const& state,
                                    OdDbPageEntry const* entry)
 {
-    int version = m_dwgVersion;
-    if (entry != nullptr && isProxy(*state.object)) {
-        version = m_source->versionOf(*entry);
-    }
+    const int version = isProxy(*state.object) ? bodyVersion(*state.object) : m_dwgVersion;
     m_filer.startRecord(version);
     try {
         m_access.fileOut(*state.object, m_filer);

@@ -63,6 +63,7 @@ private:
     void findOwnersIn(std::uint64_t number);
     bool isListedAnew(OdDbHandle handle) const { return m_owners.count(handle.value()) != 0; }
     void writePage(std::uint64_t number, bool isInMemory);
+    void composeAndWrite(std::uint64_t number, bool isInMemory);
     void writeLostPage(OdDbStoredPage const& page, bool isInMemory);
     bool isAnyInMemory(std::uint64_t number) const;
     bool composeLostPage(std::uint64_t number);

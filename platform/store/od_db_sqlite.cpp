@@ -67,7 +67,18 @@ void const* pointerOf(std::span<std::uint8_t const> value) noexcept
     return value.empty() ? &kNothing : value.data();
 }
 
+bool isReadFault(int code) noexcept
+{
+    return code == SQLITE_IOERR_READ || code == SQLITE_IOERR_SHORT_READ ||
+           code == SQLITE_IOERR_CORRUPTFS;
+}
+
 }  // namespace
+
+OdDbReadFault::OdDbReadFault(std::string const& name, std::string reason)
+    : OdError(kOdFileAccess, OdString::fromUtf8(name + ": " + reason)), m_reason(std::move(reason))
+{
+}
 
 OdDbSqliteConnection::OdDbSqliteConnection(std::string const& path, std::string name, int flags,
                                            char const* fileLayer)
@@ -127,6 +138,9 @@ void OdDbSqliteConnection::run(char const* sql)
 
 void OdDbSqliteConnection::fail(int code) const
 {
+    if (isReadFault(code)) {
+        throw OdDbReadFault(m_name, reasonOf(code));
+    }
     fail(resultOf(code), reasonOf(code));
 }
 

@@ -12,6 +12,19 @@
 struct sqlite3;
 struct sqlite3_stmt;
 
+/// The disk doesn't give back what was written to it. It may, when it is asked again.
+class OdDbReadFault : public OdError
+{
+public:
+    /// \param reason  Without the file's name.
+    OdDbReadFault(std::string const& name, std::string reason);
+
+    std::string const& reason() const noexcept { return m_reason; }
+
+private:
+    std::string m_reason;
+};
+
 /// A connection to one database file. It neither copies nor moves; statements end before it.
 class OdDbSqliteConnection
 {
@@ -43,7 +56,8 @@ public:
     /// As `run`. \return SQLite's extended result code.
     int tryRun(char const* sql) noexcept;
     /// Throws for an extended result code: (file locked), (file corrupt), (file access), (out of
-    /// memory), with the file's name and the reason.
+    /// memory), with the file's name and the reason; OdDbReadFault, which is a (file access), where
+    /// reading fails.
     [[noreturn]] void fail(int code) const;
     /// Throws with the file's name in front of a reason.
     [[noreturn]] void fail(OdResult result, std::string_view reason) const;

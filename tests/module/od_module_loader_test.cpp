@@ -98,6 +98,15 @@ TEST_F(OdModuleLoader, RefusesAModuleThatMakesNoObject)
     EXPECT_FALSE(isMapped(modulePath("test_module_without_object")));
 }
 
+TEST_F(OdModuleLoader, NamesAFileThatIsNotThereOnce)
+{
+    refuse("test_module_that_is_missing");
+    EXPECT_EQ(m_code, kOdModuleNotLoaded);
+    const std::size_t at = m_text.find("test_module_that_is_missing");
+    EXPECT_NE(at, std::string::npos);
+    EXPECT_EQ(m_text.find("test_module_that_is_missing", at + 1), std::string::npos) << m_text;
+}
+
 TEST_F(OdModuleLoader, PassesOnWhatInitialisationThrowsAndKeepsTheFile)
 {
     refuse("test_module_failing");

@@ -7,6 +7,7 @@
 #include <csignal>
 #include <cstring>
 #include <functional>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -27,6 +28,7 @@ struct LayerFile
 {
     sqlite3_file base;
     std::vector<OldContent>* unsynced;
+    std::string* name;
     sqlite3_file* real() { return reinterpret_cast<sqlite3_file*>(this + 1); }
 };
 
@@ -36,6 +38,12 @@ struct LayerState
     std::int64_t failingStep = 0;
     FaultKind kind = FaultKind::kNone;
     bool hasFailed = false;
+    std::int64_t reads = 0;
+    std::int64_t failingRead = 0;
+    bool hasReadFailed = false;
+    std::string spoiledFile;
+    std::int64_t spoiledOffset = 0;
+    std::int64_t spoiledCount = 0;
     std::vector<LayerFile*> openFiles;
     std::function<void()> lockAction;
     std::function<void()> renameAction;
@@ -123,12 +131,24 @@ int layerClose(sqlite3_file* file)
     g_state.openFiles.erase(std::remove(g_state.openFiles.begin(), g_state.openFiles.end(), &self),
                             g_state.openFiles.end());
     delete self.unsynced;
+    delete self.name;
     return self.real()->pMethods->xClose(self.real());
 }
 
 int layerRead(sqlite3_file* file, void* buffer, int count, sqlite3_int64 offset)
 {
-    sqlite3_file* const real = layer(file).real();
+    LayerFile& self = layer(file);
+    const bool isSpoiled = !g_state.spoiledFile.empty() && *self.name == g_state.spoiledFile &&
+                           offset < g_state.spoiledOffset + g_state.spoiledCount &&
+                           g_state.spoiledOffset < offset + count;
+    if (isSpoiled) {
+        return SQLITE_IOERR_READ;
+    }
+    if (g_state.failingRead != 0 && ++g_state.reads == g_state.failingRead) {
+        g_state.hasReadFailed = true;
+        return SQLITE_IOERR_READ;
+    }
+    sqlite3_file* const real = self.real();
     return real->pMethods->xRead(real, buffer, count, offset);
 }
 
@@ -267,6 +287,7 @@ int layerOpen(sqlite3_vfs* self, char const* name, sqlite3_file* file, int flags
         return code;
     }
     made.unsynced = new std::vector<OldContent>;
+    made.name = new std::string(name != nullptr ? name : "");
     made.base.pMethods = &kMethods;
     g_state.openFiles.push_back(&made);
     return SQLITE_OK;
@@ -322,6 +343,8 @@ FailingFileLayer::~FailingFileLayer()
     g_state.kind = FaultKind::kNone;
     g_state.lockAction = nullptr;
     g_state.renameAction = nullptr;
+    g_state.failingRead = 0;
+    g_state.spoiledFile.clear();
 }
 
 void FailingFileLayer::failAt(std::int64_t step, FaultKind kind)
@@ -335,6 +358,31 @@ void FailingFileLayer::failAt(std::int64_t step, FaultKind kind)
 bool FailingFileLayer::hasFailed() const noexcept
 {
     return g_state.hasFailed;
+}
+
+void FailingFileLayer::failReadAt(std::int64_t read)
+{
+    g_state.reads = 0;
+    g_state.failingRead = read;
+    g_state.hasReadFailed = false;
+}
+
+bool FailingFileLayer::hasReadFailed() const noexcept
+{
+    return g_state.hasReadFailed;
+}
+
+void FailingFileLayer::spoilDisk(std::filesystem::path const& file, std::int64_t offset,
+                                 std::int64_t count)
+{
+    g_state.spoiledFile = file.string();
+    g_state.spoiledOffset = offset;
+    g_state.spoiledCount = count;
+}
+
+void FailingFileLayer::healDisk()
+{
+    g_state.spoiledFile.clear();
 }
 
 void FailingFileLayer::atNextLock(std::function<void()> action)

@@ -32,6 +32,15 @@ public:
     void failAt(std::int64_t step, FaultKind kind);
     /// Whether the step was reached.
     bool hasFailed() const noexcept;
+    /// Makes the `read`-th read from a file from now on fail, and only that, counting from 1; 0 for
+    /// none.
+    void failReadAt(std::int64_t read);
+    /// Whether that read was reached.
+    bool hasReadFailed() const noexcept;
+    /// Makes every read fail that touches some bytes of a file: a bad place on the disk. Holds until
+    /// `healDisk`.
+    void spoilDisk(std::filesystem::path const& file, std::int64_t offset, std::int64_t count);
+    void healDisk();
     /// Does something once, right before a connection that holds no lock on its file asks for one:
     /// what another process may do there.
     void atNextLock(std::function<void()> action);

@@ -451,6 +451,78 @@ TEST_F(OdDbDrawingHostileTest, RefusesANameWithoutRoomForItsJournal)
     EXPECT_TRUE(same(contentOf(longest), contentOf(*database)));
 }
 
+TEST_F(OdDbDrawingHostileTest, TellsHowLongANameAndAPathMayBe)
+{
+    const OdDbDatabasePtr database = makeDrawing(3);
+    const auto messageOf = [](auto const& call) {
+        try {
+            call();
+        } catch (OdError const& error) {
+            EXPECT_EQ(error.code(), kOdFileAccess);
+            return std::string(error.what());
+        }
+        return std::string();
+    };
+    const fs::path longName = folder.file((std::string(246, 'x') + ".zdw").c_str());
+    EXPECT_NE(messageOf([&] {
+                  odDbSaveDrawingAs(*database, textOf(longName));
+              }).find("its name has 250 bytes, and at most 247"),
+              std::string::npos);
+    fs::path deep = folder.path();
+    while (deep.string().size() < 490) {
+        deep /= std::string(20, 'd');
+    }
+    fs::create_directories(deep);
+    const fs::path longPath = deep / (std::string(30, 'x') + ".zdw");
+    const std::string expected =
+        "its path has " + std::to_string(longPath.string().size()) + " bytes, and at most 504";
+    EXPECT_NE(messageOf([&] { odDbSaveDrawingAs(*database, textOf(longPath)); }).find(expected),
+              std::string::npos);
+    std::ofstream(longPath) << "something";
+    for (auto const mode : {OdDbOpenDrawingMode::kForReading, OdDbOpenDrawingMode::kForWriting}) {
+        EXPECT_NE(messageOf([&] { (void)odDbOpenDrawing(textOf(longPath), mode); }).find(expected),
+                  std::string::npos);
+    }
+}
+
+TEST_F(OdDbDrawingHostileTest, LeavesTheOtherNamesOfAFileTheDrawingThatTheyHad)
+{
+    const fs::path backup = folder.file("backup.zdw");
+    const DrawingContent old = save(path, 200);
+    fs::create_hard_link(path, backup);
+    const OdDbDatabasePtr database =
+        odDbOpenDrawing(textOf(path), OdDbOpenDrawingMode::kForWriting);
+    const OdString name = database->getFilename();
+    addPart(*database, 300);
+    odDbSaveDrawing(*database);
+    EXPECT_FALSE(database->isChanged());
+    EXPECT_EQ(database->getFilename(), name);
+    EXPECT_TRUE(same(contentOf(backup), old));
+    EXPECT_TRUE(same(contentOf(path), contentOf(*database)));
+    // It has one name now, and is saved in place.
+    EXPECT_EQ(fs::hard_link_count(path), 1U);
+    const auto before = OdDbDrawingStore::of(*database)->file().header().saves;
+    addPart(*database, 301);
+    odDbSaveDrawing(*database);
+    EXPECT_EQ(OdDbDrawingStore::of(*database)->file().header().saves, before + 1);
+    EXPECT_TRUE(same(contentOf(path), contentOf(*database)));
+    EXPECT_TRUE(same(contentOf(backup), old));
+}
+
+TEST_F(OdDbDrawingHostileTest, KeepsTheVersionOfAFileWithSeveralNames)
+{
+    {
+        const OdDbDatabasePtr database = makeDrawing(5);
+        odDbSaveDrawingAs(*database, textOf(path), OdDb::kDwgVersion29);
+    }
+    fs::create_hard_link(path, folder.file("backup.zdw"));
+    const OdDbDatabasePtr database =
+        odDbOpenDrawing(textOf(path), OdDbOpenDrawingMode::kForWriting);
+    addPart(*database, 6);
+    odDbSaveDrawing(*database);
+    EXPECT_EQ(odDbDrawingVersion(*database), OdDb::kDwgVersion29);
+}
+
 TEST_F(OdDbDrawingHostileTest, TakesNamesThatAreNoText)
 {
     const fs::path odd = folder.file("a\xFF\xC3 b?#%41'.zdw");

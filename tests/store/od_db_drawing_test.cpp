@@ -1,5 +1,6 @@
 #include "db/od_db_block_table.h"
 #include "db/od_db_curves.h"
+#include "db/od_db_id_mapping.h"
 #include "db/od_db_proxy_object.h"
 #include "store/drawing_test_support.h"
 #include "store/od_db_drawing.h"
@@ -596,6 +597,45 @@ TEST_F(OdDbDrawingTest, KeepsTheVersionThatAProxyWasFiledFor)
     EXPECT_EQ(StoreTestPartPtr(part(*database, 7).openObject())->tag, 7);
     EXPECT_TRUE(
         same(contentOf(*database).at(partHandle(7).value()), saved.at(partHandle(7).value())));
+}
+
+TEST_F(OdDbDrawingTest, KeepsTheVersionThatAProxyWasFiledForInItsClones)
+{
+    const std::filesystem::path old = folder.file("old.zdw");
+    {
+        const OdDbDatabasePtr database = makeDrawing(10);
+        odDbSaveDrawingAs(*database, textOf(old), OdDb::kDwgVersion29);
+    }
+    classes.reset();
+    OdDbHandle clone;
+    OdDbHandle clonedClone;
+    const std::filesystem::path cloned = folder.file("cloned.zdw");
+    {
+        const OdDbDatabasePtr database = odDbOpenDrawing(textOf(old), kForWriting);
+        const auto cloneOf = [&](OdDbObjectId id) {
+            const OdDbIdMappingPtr mapping = OdDbIdMapping::createObject();
+            const OdDbObjectPtr proxy = id.safeOpenObject();
+            return proxy->deepClone(*mapping, nullptr)->objectId();
+        };
+        const OdDbObjectId first = cloneOf(part(*database, 5));
+        clone = first.getHandle();
+        database->startUndoRecord();
+        const OdDbObjectId second = cloneOf(first);
+        clonedClone = second.getHandle();
+        EXPECT_EQ(database->undo(), kOdOk);
+        EXPECT_EQ(database->redo(), kOdOk);
+        odDbSaveDrawingAs(*database, textOf(cloned), OdDb::kDwgVersionCurrent);
+    }
+    classes.emplace();
+    const OdDbDatabasePtr database = odDbOpenDrawing(textOf(cloned), kForReading);
+    for (OdDbHandle handle : {partHandle(5), clone, clonedClone}) {
+        const OdDbObjectPtr object = database->getOdDbObjectId(handle).openObject();
+        ASSERT_FALSE(object.isNull());
+        ASSERT_TRUE(object->isKindOf(StoreTestPart::desc()));
+        // The tag isn't filed for the older version; what lies behind it must not be taken for it.
+        EXPECT_EQ(StoreTestPartPtr(object)->tag, 0);
+        EXPECT_EQ(StoreTestPartPtr(object)->number, 5);
+    }
 }
 
 TEST_F(OdDbDrawingTest, KeepsTheBytesOfAnObjectThatWasReadInPart)
