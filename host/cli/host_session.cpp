@@ -131,24 +131,46 @@ std::vector<OdRxClass*> HostSession::platformClasses() const
     return classesBetween(0, m_lastPlatformClass);
 }
 
-HostBagExtension const& HostSession::bags()
+void HostSession::loadExtensions(char const* what)
 {
     if (!hasModule()) {
-        throw HostError(ExitCode::kModule, "", "bags need the module",
+        throw HostError(ExitCode::kModule, "", std::string(what) + " need the module",
                         "run the command without --without-module");
     }
     if (m_extensions == nullptr) {
         m_extensions = load(findBesideProgram(kExtensionsFile));
     }
-    return extensionOf<HostBagExtension>(*OdDbObject::desc());
 }
 
-HostImportExtension const& HostSession::importer()
+void HostSession::loadKernel()
 {
     if (m_kernel == nullptr) {
         m_kernel = load(findBesideProgram(kKernelFile));
     }
+}
+
+HostBagExtension const& HostSession::bags()
+{
+    loadExtensions("bags");
+    return extensionOf<HostBagExtension>(*OdDbObject::desc());
+}
+
+HostLinkExtension const& HostSession::links()
+{
+    loadExtensions("links");
+    return extensionOf<HostLinkExtension>(*OdDbDatabase::desc());
+}
+
+HostImportExtension const& HostSession::importer()
+{
+    loadKernel();
     return extensionOf<HostImportExtension>(*OdDbDatabase::desc());
+}
+
+HostEditExtension const& HostSession::editor()
+{
+    loadKernel();
+    return extensionOf<HostEditExtension>(*OdDb3dSolid::desc());
 }
 
 }  // namespace zemhost

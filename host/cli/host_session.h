@@ -7,7 +7,9 @@
 #include "root/od_rx_module.h"
 
 #include "protocol/host_bag_extension.h"
+#include "protocol/host_edit_extension.h"
 #include "protocol/host_import_extension.h"
+#include "protocol/host_link_extension.h"
 
 #include <memory>
 #include <string>
@@ -48,11 +50,18 @@ public:
     /// The access to bags.
     /// \throws HostError (module) in a session without module, or if the file can't be loaded.
     HostBagExtension const& bags();
+    /// The access to links; as `bags`.
+    HostLinkExtension const& links();
     /// The access to part files.
     /// \throws HostError (module) if the file can't be loaded.
     HostImportExtension const& importer();
+    /// The editing of solids; as `importer`.
+    HostEditExtension const& editor();
 
 private:
+    void loadExtensions(char const* what);
+    void loadKernel();
+
     OdPlatform m_platform;
     std::unique_ptr<OdDbHostAppServices> m_services;
     std::uint64_t m_lastPlatformClass = 0;

@@ -4,6 +4,7 @@
 #include "cli/command_line.h"
 #include "cli/commands.h"
 #include "cli/host_session.h"
+#include "cli/model_command_line.h"
 #include "cli/text_format.h"
 #include "root/od_error.h"
 
@@ -63,6 +64,7 @@ private:
     CLI::App m_app;
     Run m_run;
     BlockCommandLine m_blocks;
+    ModelCommandLine m_model;
     SessionOptions m_session;
     ImportRequest m_import;
     InfoRequest m_info;
@@ -103,6 +105,7 @@ CommandLine::CommandLine()
     addInfo();
     addBagCommands();
     m_blocks.addTo(m_app, m_run);
+    m_model.addTo(m_app, m_run);
     addClasses();
     addCheck();
     addResave();

@@ -4,6 +4,7 @@
 #include "extensions/bag_values.h"
 
 #include "protocol/host_error.h"
+#include "zem_database_utils.h"
 #include "zem_db_extension_data.h"
 #include "zem_properties.h"
 
@@ -139,6 +140,19 @@ void storeEntries(ZemProperties& bag, Json const& entries)
     }
 }
 
+const OdString kHostDataDictionary(L"ZEMHOST_DATA");
+const OdString kDataKey(L"bytes");
+
+/// The host's data of a name; made for writing, null for reading if there is none.
+OdSmartPtr<ZemDbExtensionData> openHostData(OdDbObject const& object, OdString const& name,
+                                            OdDb::OpenMode mode)
+{
+    OdRxClass const* const made = mode == OdDb::kForWrite ? ZemDbExtensionData::desc() : nullptr;
+    const OdDbObjectId id =
+        zemu::getObjInExtDict(object.objectId(), name, made, &kHostDataDictionary);
+    return ZemDbExtensionData::cast(id.openObject(mode).get());
+}
+
 }  // namespace
 
 BagForm BagExtension::form(OdDbObject const& object) const
@@ -208,6 +222,23 @@ bool BagExtension::remove(OdDbObject& object, std::string const& name) const
     }
     writeBag(object, bag);
     return true;
+}
+
+OdBinaryData BagExtension::data(OdDbObject const& object, OdString const& name) const
+{
+    const OdSmartPtr<ZemDbExtensionData> kept = openHostData(object, name, OdDb::kForRead);
+    std::vector<char> bytes;
+    if (!kept.isNull()) {
+        (void)kept->getReadProperties().getProperty(kDataKey, bytes);
+    }
+    return OdBinaryData(bytes.begin(), bytes.end());
+}
+
+void BagExtension::setData(OdDbObject const& object, OdString const& name,
+                           OdBinaryData const& bytes) const
+{
+    const OdSmartPtr<ZemDbExtensionData> kept = openHostData(object, name, OdDb::kForWrite);
+    kept->getWriteProperties().setProperty(kDataKey, std::vector<char>(bytes.begin(), bytes.end()));
 }
 
 }  // namespace zemhost

@@ -18,6 +18,9 @@ public:
              bool retype) const override;
     void replace(OdDbObject& object, BagJson const& entries) const override;
     bool remove(OdDbObject& object, std::string const& name) const override;
+    OdBinaryData data(OdDbObject const& object, OdString const& name) const override;
+    void setData(OdDbObject const& object, OdString const& name,
+                 OdBinaryData const& bytes) const override;
 };
 
 }  // namespace zemhost

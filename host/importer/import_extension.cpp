@@ -2,27 +2,21 @@
 
 #include "kernel/kernel_import.h"
 
-#include "protocol/host_error.h"
+#include "importer/kernel_bodies.h"
 
 namespace zemhost {
 
 namespace {
 
-/// The kernel's name for its stored form, of which version and checksum stand in the bytes.
-constexpr wchar_t const* kBodyFormat = L"ZEMSOLID";
-
 HostSolid hostSolid(ImportedSolid const& imported)
 {
     KernelSolid const& solid = imported.solid;
-    const std::vector<unsigned char> bytes = solid.toBytes();
     const KernelBox box = solid.boundingBox();
     HostSolid result;
     result.label = imported.name;
-    result.bodyFormat = kBodyFormat;
-    result.body = OdBinaryData(bytes.begin(), bytes.end());
-    result.counts.faces = static_cast<std::uint32_t>(solid.faceCount());
-    result.counts.edges = static_cast<std::uint32_t>(solid.edgeCount());
-    result.counts.vertices = static_cast<std::uint32_t>(solid.vertexCount());
+    result.bodyFormat = kernelBodyFormat();
+    result.body = toBinaryData(solid.toBytes());
+    result.counts = countsOf(solid);
     result.volumeMm3 = solid.volumeMm3();
     result.areaMm2 = solid.areaMm2();
     result.boxMin = box.min;
@@ -43,19 +37,6 @@ HostImport importWith(std::string const& path, ImportOptions const& options)
     return result;
 }
 
-/// The kernel's advice, with the option's name where one helps.
-std::string adviceFor(KernelError const& error)
-{
-    switch (error.failure()) {
-    case KernelFailure::kTimeLimit:
-        return "allow more with --time-limit, or check the file in the program that wrote it";
-    case KernelFailure::kMemoryLimit:
-        return "allow more with --memory-limit, or check the file in the program that wrote it";
-    default:
-        return error.advice();
-    }
-}
-
 }  // namespace
 
 HostImport ImportExtension::importPart(std::string const& path, HostImportLimits const& limits,
@@ -73,7 +54,7 @@ HostImport ImportExtension::importPart(std::string const& path, HostImportLimits
     try {
         return importWith(path, options);
     } catch (KernelError const& error) {
-        throw HostError(ExitCode::kFile, error.file(), error.reason(), adviceFor(error));
+        throw hostErrorOf(error);
     }
 }
 

@@ -1,11 +1,14 @@
 #include "db/od_db_database.h"
 
+#include "importer/edit_extension.h"
 #include "importer/import_extension.h"
 #include "protocol/host_extension_module.h"
 
 namespace zemhost {
 
-using ImporterModule = HostExtensionModule<HostImportExtension, ImportExtension, OdDbDatabase>;
+using ImporterModule =
+    HostExtensionModule<HostExtension<HostImportExtension, ImportExtension, OdDbDatabase>,
+                        HostExtension<HostEditExtension, EditExtension, OdDb3dSolid>>;
 
 }  // namespace zemhost
 

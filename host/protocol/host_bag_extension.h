@@ -82,6 +82,17 @@ public:
     virtual void replace(OdDbObject& object, BagJson const& entries) const = 0;
     /// Removes one value. \return Whether there was one.
     virtual bool remove(OdDbObject& object, std::string const& name) const = 0;
+
+    /// \name Data of the host
+    /// Bytes that the host keeps with an object beside the bag that is its user's, each under a name
+    /// in a bag of its own: dictionary "ZEMHOST_DATA" of the object's extension dictionary.
+    /// @{
+    /// The bytes of a name; none if there are none.
+    virtual OdBinaryData data(OdDbObject const& object, OdString const& name) const = 0;
+    /// \param object  In a database.
+    virtual void setData(OdDbObject const& object, OdString const& name,
+                         OdBinaryData const& bytes) const = 0;
+    /// @}
 };
 
 }  // namespace zemhost

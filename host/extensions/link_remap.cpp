@@ -1,0 +1,317 @@
+#include "extensions/link_remap.h"
+
+#include "db/od_db_database.h"
+#include "extensions/named_selection.h"
+
+#include "zem_database_utils.h"
+#include "zem_db_object_dependency.h"
+#include "zem_db_persid_manager.h"
+#include "zem_dependencies_replacement_map.h"
+#include "zem_link_utils.h"
+
+#include <algorithm>
+#include <map>
+#include <set>
+#include <unordered_map>
+#include <utility>
+
+namespace zemhost {
+
+namespace {
+
+using LinkPtr = OdSmartPtr<ZemDbObjectDependency>;
+using ManagerPtr = OdSmartPtr<ZemDbPersIdManager>;
+
+/// What an edit makes of one link.
+struct Answer
+{
+    HostPartAnswer answer = HostPartAnswer::kExact;
+    OdDbFullSubentPath path;               ///< before the edit
+    std::vector<OdDbSubentId> candidates;  ///< of an ambiguous one
+};
+
+/// One pass over all links to a solid.
+class LinkRemap
+{
+public:
+    LinkRemap(OdDbObjectId solid, HostPartMap const& map, OdString const& cause)
+        : m_solid(solid), m_map(map), m_cause(cause)
+    {
+    }
+
+    HostRemapReport run();
+
+private:
+    struct Change
+    {
+        OdDbObjectId link;
+        OdDbFullSubentPath path;
+        HostPartFate const* fate = nullptr;
+    };
+
+    void remapManager(OdDbObjectId managerId);
+    std::vector<Change> collectChanges(ZemDbPersIdManager const& manager);
+    void meet(OdDbObjectId id, std::vector<Change>& changes);
+    void findSelections(OdDbObject const& link);
+    void removeGone(ZemDbPersIdManager& manager, std::vector<Change> const& changes);
+    bool split(ZemDbPersIdManager& manager, Change const& change);
+    OdDbFullSubentPath pathTo(Change const& change, std::int64_t part) const;
+    void collectReplaced();
+    void updateSelections();
+    std::vector<SelectionEntry> follow(std::vector<SelectionEntry> const& entries) const;
+    void follow(SelectionEntry const& entry, std::vector<SelectionEntry>& entries) const;
+    void eraseReplaced();
+
+    OdDbObjectId m_solid;
+    HostPartMap const& m_map;
+    OdString m_cause;
+    HostRemapReport m_report;
+    ZemDependenciesReplacementMap m_replaced;
+    std::unordered_map<OdDbObjectId, Answer> m_answers;  ///< of all but exact links
+    std::set<OdDbObjectId> m_selections;
+    OdDbObjectIdArray m_gone;
+    std::int64_t m_nextLost = kFirstLostPart;
+};
+
+OdDbSubentId withIndex(OdDbSubentId part, std::int64_t index)
+{
+    return {part.type(), index};
+}
+
+OdDbFullSubentPath LinkRemap::pathTo(Change const& change, std::int64_t part) const
+{
+    return {change.path.objectIds(), withIndex(change.path.subentId(), part)};
+}
+
+void LinkRemap::findSelections(OdDbObject const& link)
+{
+    for (OdDbObjectId id : link.getPersistentReactors()) {
+        if (!HostNamedSelection::cast(id.openObject().get()).isNull()) {
+            m_selections.insert(id);
+        }
+    }
+}
+
+/// Looks at a link: whether it leads to the solid, and what becomes of it.
+void LinkRemap::meet(OdDbObjectId id, std::vector<Change>& changes)
+{
+    const LinkPtr link = ZemDbObjectDependency::cast(id.openObject().get());
+    Change change;
+    if (link.isNull() || link->getLinkObject(change.path, false) != kOdOk ||
+        zemu::getLeafId(change.path) != m_solid) {
+        return;
+    }
+    const OdDbSubentId part = change.path.subentId();
+    if (part.index() >= m_nextLost) {
+        m_nextLost = part.index() + 1;
+    }
+    if (!zemu::isSubentId(part)) {
+        ++m_report.stayed;  // names the solid as a whole
+        return;
+    }
+    change.fate = m_map.find(part);
+    if (change.fate == nullptr) {
+        ++(part.index() >= kFirstLostPart ? m_report.ambiguous : m_report.gone);
+        return;  // was lost before, and `verify` tells of it
+    }
+    if (change.fate->answer == HostPartAnswer::kExact &&
+        change.fate->parts.front() == part.index()) {
+        ++m_report.stayed;
+        return;
+    }
+    change.link = id;
+    findSelections(*link);
+    changes.push_back(std::move(change));
+}
+
+std::vector<LinkRemap::Change> LinkRemap::collectChanges(ZemDbPersIdManager const& manager)
+{
+    std::vector<Change> changes;
+    for (OdDbObjectId id : manager.objectDependencyIds()) {
+        meet(id, changes);
+    }
+    return changes;
+}
+
+void LinkRemap::removeGone(ZemDbPersIdManager& manager, std::vector<Change> const& changes)
+{
+    std::set<OdDbFullSubentPath, zemu::less_FullSubentPath> paths;
+    for (Change const& change : changes) {
+        if (change.fate->answer == HostPartAnswer::kGone) {
+            m_answers[change.link] = {HostPartAnswer::kGone, change.path, {}};
+            m_gone.append(change.link);
+            ++m_report.gone;
+            paths.insert(change.path);
+        }
+    }
+    for (OdDbFullSubentPath const& path : paths) {
+        (void)manager.removeLink(path, 0);
+    }
+}
+
+/// \return Whether the link was replaced; one that nobody watches can't be.
+bool LinkRemap::split(ZemDbPersIdManager& manager, Change const& change)
+{
+    ZemSubentPathArray pieces;
+    for (std::uint32_t part : change.fate->parts) {
+        pieces.append(pathTo(change, part));
+    }
+    const OdDbObjectIdArray made = manager.split(change.link, pieces, m_replaced);
+    if (made.size() < 2) {
+        return false;
+    }
+    m_answers[change.link] = {HostPartAnswer::kSplit, change.path, {}};
+    ++m_report.split;
+    return true;
+}
+
+void LinkRemap::remapManager(OdDbObjectId managerId)
+{
+    const ManagerPtr reader = ZemDbPersIdManager::cast(managerId.openObject().get());
+    if (reader.isNull()) {
+        return;
+    }
+    const std::vector<Change> changes = collectChanges(*reader);
+    if (changes.empty()) {
+        return;
+    }
+    const ManagerPtr manager =
+        ZemDbPersIdManager::cast(managerId.safeOpenObject(OdDb::kForWrite).get());
+    removeGone(*manager, changes);  // by path, so before others take the path over
+    bool hasSplit = false;
+    OdDbObjectIdArray links;
+    ZemSubentPathArray paths;
+    for (Change const& change : changes) {
+        HostPartFate const& fate = *change.fate;
+        if (fate.answer == HostPartAnswer::kGone) {
+            continue;
+        }
+        if (fate.answer == HostPartAnswer::kSplit && split(*manager, change)) {
+            hasSplit = true;
+            continue;
+        }
+        links.append(change.link);
+        if (fate.answer == HostPartAnswer::kExact || fate.answer == HostPartAnswer::kMerged) {
+            paths.append(pathTo(change, fate.parts.front()));
+            if (fate.answer == HostPartAnswer::kExact) {
+                ++m_report.moved;
+            } else {
+                m_answers[change.link] = {HostPartAnswer::kMerged, change.path, {}};
+                ++m_report.merged;
+            }
+            continue;
+        }
+        Answer answer{HostPartAnswer::kAmbiguous, change.path, {}};
+        for (std::uint32_t part : fate.parts) {
+            answer.candidates.push_back(withIndex(change.path.subentId(), part));
+        }
+        m_answers[change.link] = std::move(answer);
+        ++m_report.ambiguous;
+        paths.append(pathTo(change, m_nextLost++));
+    }
+    (void)manager->updatePairs(links, paths);
+    if (hasSplit) {
+        manager->finishRemap2(
+            m_replaced);  // nobody watches the pieces yet, which may be merged too
+    }
+    manager->finishRemap(m_replaced);
+    (void)manager->updateAfterRemapping(m_replaced, false, false, false, false);
+}
+
+HostRemapReport LinkRemap::run()
+{
+    for (OdDbObjectId id : zemu::getAllPersIdManagers(m_solid.database())) {
+        remapManager(id);
+    }
+    collectReplaced();
+    updateSelections();
+    eraseReplaced();
+    return m_report;
+}
+
+/// Links that came to name the same part are replaced too, also those that did not change.
+void LinkRemap::collectReplaced()
+{
+    std::set<OdDbObjectId> made;
+    for (OdDbObjectId id : m_replaced.getAll()) {
+        const LinkPtr link = ZemDbObjectDependency::cast(id.openObject().get());
+        if (!link.isNull()) {
+            findSelections(*link);
+        }
+        for (OdDbObjectId successor : m_replaced.getReplacement(id)) {
+            made.insert(successor);
+        }
+    }
+    m_report.made = made.size();
+}
+
+/// Appends what an entry has become.
+void LinkRemap::follow(SelectionEntry const& entry, std::vector<SelectionEntry>& entries) const
+{
+    const auto found = m_answers.find(entry.now.link);
+    SelectionEntry next = entry;
+    if (found != m_answers.end()) {
+        next.before.reset();
+        next.now.answer = found->second.answer;
+        next.now.cause = m_cause;
+        next.now.candidates = found->second.candidates;
+        if (found->second.answer == HostPartAnswer::kGone) {
+            next.now.link = OdDbObjectId::kNull;
+            next.now.path = found->second.path;
+        }
+    }
+    auto const* const successors = m_replaced.findReplacement(entry.now.link);
+    if (successors == nullptr) {
+        entries.push_back(std::move(next));
+        return;
+    }
+    if (next.now.answer == HostPartAnswer::kExact) {
+        next.now.answer = HostPartAnswer::kMerged;  // others came to where it was
+        next.now.cause = m_cause;
+    }
+    const std::set<OdDbObjectId> inOrder(successors->begin(), successors->end());
+    for (OdDbObjectId successor : inOrder) {
+        next.now.link = successor;
+        entries.push_back(next);
+    }
+}
+
+std::vector<SelectionEntry> LinkRemap::follow(std::vector<SelectionEntry> const& entries) const
+{
+    std::vector<SelectionEntry> followed;
+    for (SelectionEntry const& entry : entries) {
+        follow(entry, followed);
+    }
+    return followed;
+}
+
+void LinkRemap::updateSelections()
+{
+    for (OdDbObjectId id : m_selections) {
+        const HostNamedSelectionPtr selection =
+            HostNamedSelection::cast(id.safeOpenObject(OdDb::kForWrite).get());
+        selection->setEntries(follow(selection->entries()));
+    }
+}
+
+/// What was replaced or removed goes, unless somebody else still watches it.
+void LinkRemap::eraseReplaced()
+{
+    OdDbObjectIdArray links = m_replaced.getAll();
+    links.append(m_gone);
+    for (OdDbObjectId id : links) {
+        const LinkPtr link = ZemDbObjectDependency::cast(id.openObject(OdDb::kForWrite).get());
+        if (!link.isNull() && !link->isWatched()) {
+            (void)link->erase(true);  // nobody is left who could refuse
+        }
+    }
+}
+
+}  // namespace
+
+HostRemapReport remapLinks(OdDbObjectId solid, HostPartMap const& map, OdString const& cause)
+{
+    return LinkRemap(solid, map, cause).run();
+}
+
+}  // namespace zemhost

@@ -1,0 +1,148 @@
+// The commands make, edit and links, on real solids.
+
+#include "host/host_test_support.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+using host_test::ProgramResult;
+using host_test::readFile;
+using host_test::runZemhost;
+using host_test::TemporaryFolder;
+using testing::AllOf;
+using testing::HasSubstr;
+
+namespace {
+
+using Words = std::vector<std::string>;
+using Json = nlohmann::json;
+
+/// A drawing with a box of 40 x 30 x 10 mm.
+class ModelCommands : public testing::Test
+{
+protected:
+    ModelCommands() : m_drawing(m_folder.file("block.zdw"))
+    {
+        const ProgramResult made = runZemhost({"make", "box", m_drawing, "40", "30", "10"});
+        EXPECT_EQ(made.exitCode, 0) << made.errors;
+        m_solid = made.output.substr(0, made.output.find(' '));
+    }
+
+    ProgramResult edit(std::string const& kind, Words const& rest = {}) const
+    {
+        Words words{"edit", kind, m_drawing, m_solid, "--json"};
+        words.insert(words.end(), rest.begin(), rest.end());
+        return runZemhost(words);
+    }
+    ProgramResult links(std::string const& command, Words const& rest = {}) const
+    {
+        Words words{"links", command, m_drawing};
+        words.insert(words.end(), rest.begin(), rest.end());
+        return runZemhost(words);
+    }
+    Json list() const { return links("list", {"--json"}).json()["links"]; }
+    void addAll() const
+    {
+        const ProgramResult added = links("add", {"everything", m_solid + ":all"});
+        ASSERT_EQ(added.exitCode, 0) << added.errors;
+    }
+
+    TemporaryFolder m_folder;
+    std::string m_drawing;
+    std::string m_solid;
+};
+
+}  // namespace
+
+TEST_F(ModelCommands, MakeRefusesValuesThatMakeNoSolid)
+{
+    EXPECT_EQ(runZemhost({"make", "box", m_folder.file("b.zdw"), "0", "1", "1"}).exitCode, 2);
+    EXPECT_EQ(runZemhost({"make", "ball", m_folder.file("b.zdw"), "1"}).exitCode, 2);
+    EXPECT_EQ(runZemhost({"make", "box", m_drawing, "1", "1", "1"}).exitCode, 3);
+    EXPECT_EQ(runZemhost({"make", "cylinder", "--append", m_drawing, "5", "10"}).exitCode, 0);
+}
+
+TEST_F(ModelCommands, LinksFollowACutThroughTheMiddle)
+{
+    addAll();
+    EXPECT_EQ(list().size(), 6U + 12U + 8U);
+    const Json answer = edit("cut", {"--box", "15,-1,5", "10,32,6"}).json();
+    EXPECT_EQ(answer["counts"]["faces"], 10);
+    Json const& counted = answer["links"];
+    EXPECT_EQ(counted["gone"], 0) << counted;
+    EXPECT_EQ(counted["ambiguous"], 0);
+    EXPECT_EQ(counted["split"], 3);  // the top and its two long edges
+    EXPECT_EQ(list().size(), 26U + 3U);
+    EXPECT_EQ(links("verify").exitCode, 0) << links("verify").output;
+}
+
+TEST_F(ModelCommands, AStepCanBeSetToAnotherValueAndBack)
+{
+    addAll();
+    ASSERT_EQ(edit("hole", {"--at", "20,15,10", "--radius", "4"}).exitCode, 0);
+    const Json wide = edit("set", {"1", "radius", "6"}).json();
+    EXPECT_EQ(wide["links"]["ambiguous"], 0) << wide;
+    EXPECT_EQ(wide["links"]["gone"], 0);
+    EXPECT_LT(wide["volume"], 40 * 30 * 10 - 1100);
+    const ProgramResult recipe = runZemhost({"edit", "recipe", m_drawing, m_solid});
+    EXPECT_THAT(recipe.output, AllOf(HasSubstr("hole"), HasSubstr("radius=6")));
+    EXPECT_EQ(links("verify").exitCode, 0);
+}
+
+TEST_F(ModelCommands, AnEditThatFailsLeavesTheDrawingAsItWas)
+{
+    addAll();
+    const std::string before = readFile(m_drawing);
+    const ProgramResult failed = edit("fillet", {"--edges", "1", "--radius", "500"});
+    EXPECT_EQ(failed.exitCode, 1);
+    EXPECT_THAT(failed.errors, HasSubstr("zemhost: "));
+    EXPECT_EQ(edit("fillet", {"--edges", "99", "--radius", "1"}).exitCode, 2);
+    EXPECT_EQ(edit("cut").exitCode, 2);
+    EXPECT_EQ(edit("set", {"7", "radius", "1"}).exitCode, 2);
+    EXPECT_EQ(readFile(m_drawing), before);
+}
+
+TEST_F(ModelCommands, AFilletAndItsRemovalKeepEveryOtherLink)
+{
+    addAll();
+    const Json rounded = edit("fillet", {"--edges", "1", "--radius", "2"}).json();
+    EXPECT_EQ(rounded["links"]["ambiguous"], 0) << rounded;
+    EXPECT_EQ(rounded["counts"]["faces"], 7);
+    EXPECT_EQ(links("verify").exitCode, 1);  // what has gone keeps its place in the selection
+    EXPECT_EQ(links("verify", {"--json"}).json()["findings"][0]["damage"], false);
+}
+
+TEST_F(ModelCommands, ARepairIsTakenBackInAnotherProcess)
+{
+    ASSERT_EQ(links("add", {"top", m_solid + ":face:1"}).exitCode, 0);
+    ASSERT_EQ(links("repair", {"top", "1", m_solid + ":face:2"}).exitCode, 0);
+    EXPECT_EQ(list()[0]["names"], m_solid + ":face:2");
+    ASSERT_EQ(links("repair", {"top", "1", "--undo"}).exitCode, 0);
+    EXPECT_EQ(list()[0]["names"], m_solid + ":face:1");
+    EXPECT_EQ(links("repair", {"top", "1", "--undo"}).exitCode, 1);
+    EXPECT_EQ(links("repair", {"top", "2", "--remove"}).exitCode, 1);
+    EXPECT_EQ(links("repair", {"top"}).exitCode, 2);
+    ASSERT_EQ(links("repair", {"top", "1", "--remove"}).exitCode, 0);
+    EXPECT_TRUE(list().empty());
+}
+
+TEST_F(ModelCommands, LinksOfPartsThatAreNotThereAreRefused)
+{
+    EXPECT_EQ(links("add", {"s", m_solid + ":face:7"}).exitCode, 1);
+    EXPECT_EQ(links("add", {"s", m_solid + ":side:1"}).exitCode, 2);
+    EXPECT_EQ(links("add", {"s", m_solid + ":face:x"}).exitCode, 2);
+    EXPECT_EQ(links("add", {"s", "FFFF:face:1"}).exitCode, 1);
+    EXPECT_EQ(links("add", {"s", m_solid + "/" + m_solid + ":face:1"}).exitCode, 2);
+    EXPECT_TRUE(list().empty());
+    EXPECT_EQ(links("list", {"--selection", "none"}).exitCode, 1);
+}
+
+TEST_F(ModelCommands, WithoutTheModuleLinksAreCarriedAsTheyAre)
+{
+    addAll();
+    EXPECT_EQ(runZemhost({"--without-module", "resave", "--rewrite", m_drawing}).exitCode, 0);
+    EXPECT_EQ(list().size(), 26U);
+    EXPECT_EQ(links("verify").exitCode, 0);
+    const ProgramResult refused = runZemhost({"--without-module", "links", "list", m_drawing});
+    EXPECT_EQ(refused.exitCode, 4);
+}
