@@ -23,10 +23,10 @@ public:
         if (m_slots.empty()) {
             return nullptr;
         }
-        const std::uint32_t tag = tagOf(hash);
-        for (std::size_t at = placeOf(tag); m_slots[at].number != 0; at = after(at)) {
-            if (m_slots[at].tag == tag) {
-                Entry& entry = m_entries[m_slots[at].number - 1];
+        const std::uint32_t mixed = mix(hash);
+        for (std::size_t at = placeOf(mixed); m_slots[at] != 0; at = after(at)) {
+            if (((m_slots[at] ^ mixed) & ~numberMask()) == 0) {
+                Entry& entry = m_entries[(m_slots[at] & numberMask()) - 1];
                 if (entry.hash == hash && matches(entry)) {
                     return &entry;
                 }
@@ -52,7 +52,8 @@ public:
         const auto number = static_cast<std::size_t>(entry - m_entries.data()) + 1;
         freeSlot(slotOf(number));
         if (number != m_entries.size()) {
-            m_slots[slotOf(m_entries.size())].number = static_cast<std::uint32_t>(number);
+            std::uint32_t& last = m_slots[slotOf(m_entries.size())];
+            last = (last & ~numberMask()) | static_cast<std::uint32_t>(number);
             *entry = std::move(m_entries.back());
         }
         m_entries.pop_back();
@@ -62,59 +63,64 @@ public:
     std::vector<Entry>& entries() noexcept { return m_entries; }
 
 private:
-    struct Slot
-    {
-        std::uint32_t tag = 0;     ///< tells the place that the entry wants
-        std::uint32_t number = 0;  ///< of the entry, from 1; 0 for none
-    };
     static constexpr std::size_t kFirstSize = 16;
 
     /// Spreads hashes that differ little, as those of addresses do.
-    static std::uint32_t tagOf(std::size_t hash) noexcept
+    static std::uint32_t mix(std::size_t hash) noexcept
     {
         return static_cast<std::uint32_t>(
             (static_cast<std::uint64_t>(hash) * 0x9E3779B97F4A7C15U) >> 32U);
     }
-    std::size_t placeOf(std::uint32_t tag) const noexcept { return tag & (m_slots.size() - 1); }
-    std::size_t after(std::size_t at) const noexcept { return (at + 1) & (m_slots.size() - 1); }
+    std::uint32_t numberMask() const noexcept
+    {
+        return static_cast<std::uint32_t>(m_slots.size() - 1);
+    }
+    std::size_t placeOf(std::uint32_t mixed) const noexcept { return mixed & numberMask(); }
+    std::size_t after(std::size_t at) const noexcept { return (at + 1) & numberMask(); }
+    std::uint32_t mixedOf(std::size_t number) const noexcept
+    {
+        return mix(m_entries[number - 1].hash);
+    }
     std::size_t slotOf(std::size_t number) const noexcept
     {
-        std::size_t at = placeOf(tagOf(m_entries[number - 1].hash));
-        while (m_slots[at].number != number) {
+        std::size_t at = placeOf(mixedOf(number));
+        while ((m_slots[at] & numberMask()) != number) {
             at = after(at);
         }
         return at;
     }
     void enter(std::size_t number)
     {
-        const std::uint32_t tag = tagOf(m_entries[number - 1].hash);
-        std::size_t at = placeOf(tag);
-        while (m_slots[at].number != 0) {
+        const std::uint32_t mixed = mixedOf(number);
+        std::size_t at = placeOf(mixed);
+        while (m_slots[at] != 0) {
             at = after(at);
         }
-        m_slots[at] = {tag, static_cast<std::uint32_t>(number)};
+        m_slots[at] = (mixed & ~numberMask()) | static_cast<std::uint32_t>(number);
     }
     /// Frees a slot; those behind it that had to make way move up.
     void freeSlot(std::size_t hole)
     {
-        const std::size_t mask = m_slots.size() - 1;
-        for (std::size_t at = after(hole); m_slots[at].number != 0; at = after(at)) {
-            const std::size_t wanted = placeOf(m_slots[at].tag);
-            if (((at - wanted) & mask) >= ((at - hole) & mask)) {
+        for (std::size_t at = after(hole); m_slots[at] != 0; at = after(at)) {
+            const std::size_t wanted = placeOf(mixedOf(m_slots[at] & numberMask()));
+            if (((at - wanted) & numberMask()) >= ((at - hole) & numberMask())) {
                 m_slots[hole] = m_slots[at];
                 hole = at;
             }
         }
-        m_slots[hole] = {};
+        m_slots[hole] = 0;
     }
     void grow()
     {
-        m_slots.assign(m_slots.empty() ? kFirstSize : m_slots.size() * 2, {});
+        m_slots.assign(m_slots.empty() ? kFirstSize : m_slots.size() * 2, 0);
         for (std::size_t number = 1; number <= m_entries.size(); ++number) {
             enter(number);
         }
     }
 
-    std::vector<Slot> m_slots;  ///< a power of two of them, at most seven eighths used
+    /// A power of two of them, at most seven eighths used. Each has the number of its entry, from 1,
+    /// in the bits that number the slots, and in the others those of the mixed hash, which tell
+    /// nearly always whether to look at the entry; 0 for none.
+    std::vector<std::uint32_t> m_slots;
     std::vector<Entry> m_entries;
 };
