@@ -256,7 +256,7 @@ OdResult OdDbEntity::dwgInFields(OdDbDwgFiler* filer)
         return result;
     }
     m_layer = filer->rdHardPointerId();
-    m_color.setColor(static_cast<std::uint32_t>(filer->rdInt32()));
+    m_color = odDbPlanar::readColor(*filer);
     m_material = filer->rdHardPointerId();
     m_linetype = filer->rdHardPointerId();
     m_linetypeScale = odDbPlanar::readPositive(*filer);

@@ -1,6 +1,7 @@
 #include "db/od_db_material.h"
 
 #include "db/od_db_filer.h"
+#include "db/od_db_planar_impl.h"
 #include "root/od_error.h"
 
 RX_DEFINE_CLASS(OdDbMaterial, OdDbObject, odrxCreate<OdDbMaterial>, L"OdDbMaterial",
@@ -123,7 +124,7 @@ OdResult OdDbMaterial::dwgInFields(OdDbDwgFiler* filer)
     }
     m_name = filer->rdString();
     m_description = filer->rdString();
-    m_diffuse.setColor(static_cast<std::uint32_t>(filer->rdInt32()));
+    m_diffuse = odDbPlanar::readColor(*filer);
     m_opacity = readShare(*filer);
     m_reflectivity = readShare(*filer);
     m_selfIllumination = readShare(*filer);

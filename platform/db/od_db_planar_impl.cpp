@@ -152,6 +152,18 @@ OdGeVector3d readUnit(OdDbDwgFiler& filer)
     return unitOf(filer.rdVector3d(), kOdBadStream);
 }
 
+OdCmEntityColor readColor(OdDbDwgFiler& filer)
+{
+    const auto value = static_cast<std::uint32_t>(filer.rdInt32());
+    OdCmEntityColor color;
+    try {
+        color.setColor(value);
+    } catch (OdError const&) {
+        throw OdError(kOdBadStream);
+    }
+    return color;
+}
+
 std::uint8_t readEnum(OdDbDwgFiler& filer, std::uint8_t last)
 {
     return checked(
@@ -254,7 +266,8 @@ OdGeVector3d direction(OdGeVector3d const& normal, double angleRad)
 
 OdResult giveExtents(OdGeExtents3d const& found, OdGeExtents3d& extents)
 {
-    if (!found.isValidExtents() || !isFinite(found.minPoint()) || !isFinite(found.maxPoint())) {
+    // Corners that are finite may still be farther apart than any number tells.
+    if (!found.isValidExtents() || !std::isfinite(found.diagonalLength())) {
         return kOdNotApplicable;
     }
     extents = found;

@@ -1,4 +1,4 @@
-// What entities share about geometry: checks of numbers, and how a matrix maps a plane's entity.
+// What entities share: checks of numbers and colours, and how a matrix maps a plane's entity.
 
 #pragma once
 
@@ -7,6 +7,7 @@
 #include "ge/od_ge_point2d.h"
 #include "ge/od_ge_point3d.h"
 #include "ge/od_ge_vector3d.h"
+#include "root/od_cm_color.h"
 #include "root/od_result.h"
 
 #include <cstdint>
@@ -41,6 +42,7 @@ OdGeVector2d readVector2d(OdDbDwgFiler& filer);
 OdGePoint3d readPoint3d(OdDbDwgFiler& filer);
 OdGeVector3d readVector3d(OdDbDwgFiler& filer);
 OdGeVector3d readUnit(OdDbDwgFiler& filer);
+OdCmEntityColor readColor(OdDbDwgFiler& filer);
 /// A number of an enumeration from 0 on, stored in a byte.
 std::uint8_t readEnum(OdDbDwgFiler& filer, std::uint8_t last);
 /// @}

@@ -485,7 +485,7 @@ OdResult OdDbMline::dwgInFields(OdDbDwgFiler* filer)
     for (std::uint32_t index = 0; index < count; ++index) {
         Element element;
         element.offset = odDbPlanar::readFinite(*filer);
-        element.color.setColor(static_cast<std::uint32_t>(filer->rdInt32()));
+        element.color = odDbPlanar::readColor(*filer);
         element.linetype = filer->rdHardPointerId();
         elements.append(element);
     }

@@ -1,6 +1,7 @@
 #include "db/od_db_simple_tables.h"
 
 #include "db/od_db_filer.h"
+#include "db/od_db_planar_impl.h"
 
 #include <utility>
 
@@ -246,7 +247,7 @@ OdResult OdDbLayerTableRecord::dwgInFields(OdDbDwgFiler* filer)
     }
     m_flags = filer->rdUInt8();
     m_description = filer->rdString();
-    m_color.setColor(static_cast<std::uint32_t>(filer->rdInt32()));
+    m_color = odDbPlanar::readColor(*filer);
     m_linetype = filer->rdHardPointerId();
     m_lineWeight = filer->rdInt32();
     m_transparency = filer->rdDouble();

@@ -1,6 +1,7 @@
 #include "db/od_db_visual_style.h"
 
 #include "db/od_db_filer.h"
+#include "db/od_db_planar_impl.h"
 
 RX_DEFINE_CLASS(OdDbVisualStyle, OdDbObject, odrxCreate<OdDbVisualStyle>, L"OdDbVisualStyle",
                 OdDb::kDwgVersionCurrent, 0, 0, L"VISUALSTYLE", L"Object database");
@@ -16,8 +17,7 @@ void writeColor(OdDbDwgFiler& filer, OdCmColor const& color)
 
 OdCmColor readColor(OdDbDwgFiler& filer)
 {
-    OdCmColor color;
-    color.setColor(static_cast<std::uint32_t>(filer.rdInt32()));
+    OdCmColor color(odDbPlanar::readColor(filer));
     const OdString name = filer.rdString();
     color.setNames(name, filer.rdString());
     return color;
