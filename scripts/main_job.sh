@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# The main job: real parts go into a new drawing with values attached to their solids, and come back.
+# The main job: real parts go into a new drawing with values attached to their solids, and come back;
+# blocks, variables and external drawings do; and links follow a part through five edits.
 # Every command is a process of its own; those of step 4 have not loaded the module. Fails at the first
 # value, object or byte that differs.
 #
@@ -23,11 +24,12 @@ parts=(
 )
 
 mkdir -p "$work"
-rm -f "$work"/{parts,before,copy,assembly,library,assembly-before,assembly-copy}.zdw
+rm -f "$work"/{parts,before,copy,assembly,library,assembly-before,assembly-copy,links}.zdw
 rm -f "$work"/{bags,bags-at-the-end,screw}.json
 drawing="$work/parts.zdw"
 assembly="$work/assembly.zdw"
 library="$work/library.zdw"
+links="$work/links.zdw"
 started=$SECONDS
 
 step() {
@@ -114,6 +116,12 @@ run compare "$work/assembly-before.zdw" "$work/assembly-copy.zdw"
 run check "$work/assembly-copy.zdw"
 echo
 scripts/main_job_blocks.py "$work/screw.json" "$zemhost" "$work/assembly-copy.zdw" "$library"
+
+step "10. Link every face, edge and vertex of a real part, edit it five times, and compare"
+run import "$(plain_part "${parts[1]}")" "$links"
+echo
+scripts/main_job_links.py "$zemhost" "$links"
+run check "$links"
 
 step "Nothing is lost. Done in $((SECONDS - started)) s; the drawings are in $work"
 ls -l --time-style=+ "$work" | awk 'NR > 1 { printf "  %10d bytes  %s\n", $5, $6 }'

@@ -395,14 +395,19 @@ TEST_F(HostLinks, AStoredDrawingKeepsLinksSelectionsAndAnswers)
     remap(map);
     EXPECT_EQ(repair(1, 6), kOdOk);
     const std::vector<HostLink> before = links();
+    std::vector<OdDbHandle> handles;  // ids go with their drawing
+    for (HostLink const& link : before) {
+        handles.push_back(link.link.getHandle());
+    }
     const host_test::TemporaryFolder folder;
-    odDbSaveDrawingAs(*m_db, folder.file("a.zdw"));
-    m_db =
-        odDbOpenDrawing(OdString::fromUtf8(folder.file("a.zdw")), OdDbOpenDrawingMode::kForWriting);
+    const OdString file = OdString::fromUtf8(folder.file("a.zdw"));
+    odDbSaveDrawingAs(*m_db, file);
+    m_db.release();
+    m_db = odDbOpenDrawing(file, OdDbOpenDrawingMode::kForWriting);
     const std::vector<HostLink> after = links();
     ASSERT_EQ(after.size(), before.size());
     for (std::size_t at = 0; at < after.size(); ++at) {
-        EXPECT_EQ(after[at].link.getHandle(), before[at].link.getHandle());
+        EXPECT_EQ(after[at].link.getHandle(), handles[at]);
         EXPECT_EQ(after[at].path.subentId(), before[at].path.subentId());
         EXPECT_EQ(after[at].answer, before[at].answer);
         EXPECT_EQ(after[at].cause, before[at].cause);
