@@ -745,6 +745,60 @@ TEST_F(ObjectDependencyStream, OfABagWithoutTagAndHashKeepsThem)
     EXPECT_EQ(m_link->entityTag(), 3);
 }
 
+TEST_F(ObjectDependencyStream, TwoItemsNeedNotBeHashAndTag)
+{
+    struct Case
+    {
+        OdString first;
+        OdString second;
+        int hash;
+        int tag;
+    };
+    for (Case const& row : {Case{kBodyHashKey, L"note", 5, 0}, Case{L"a note", kTagKey, 0, 6},
+                            Case{L"a note", L"note", 0, 0}}) {
+        const Record stored = extended(3, [&row](OdDbDwgFiler* filer) {
+            ZemProperties bag;
+            bag.setProperty(row.first, 5);
+            bag.setProperty(row.second, 6);
+            bag.dwgOutFields(filer);
+            ZemCompoundObjectId().dwgOutFields(filer, nullptr);
+            filer->wrInt32(1);
+            filer->wrInt32(1);
+        });
+        const ZemDbObjectDependencyPtr link = fresh();
+        EXPECT_EQ(fileIn(*link, stored), kOdOk);
+        EXPECT_EQ(link->bodyHash(), row.hash);
+        EXPECT_EQ(link->entityTag(), row.tag);
+        int value = 0;
+        EXPECT_TRUE(link->getReadProperties().getProperty(row.first, value));
+        EXPECT_EQ(value, 5);
+        EXPECT_TRUE(link->getReadProperties().getProperty(row.second, value));
+        EXPECT_EQ(value, 6);
+    }
+}
+
+TEST_F(ObjectDependencyStream, EachFilerGivesABagWithMoreInItToo)
+{
+    setPath({m_top, m_tail}, kEdge, 9);
+    m_link->getWriteProperties().setProperty(L"note", OdString(L"hi"));
+    const auto noteOf = [](OdDbDwgFiler& filer) {
+        const ZemDbObjectDependencyPtr copy = fresh();
+        EXPECT_EQ(copy->dwgInFields(&filer), kOdOk);
+        OdString note;
+        copy->getReadProperties().getProperty(L"note", note);
+        return note;
+    };
+    OdStaticRxObject<ZemFlatFiler> flat;
+    flat.clear();
+    m_link->dwgOutFields(&flat);
+    flat.setBinaryData(flat.getBinaryData());
+    EXPECT_EQ(noteOf(flat), L"hi");
+    MemoryFiler memory;
+    m_link->dwgOutFields(&memory);
+    memory.rewindForReading();
+    EXPECT_EQ(noteOf(memory), L"hi");
+}
+
 TEST_F(ObjectDependencyStream, ReadingDropsWhatTheBagHeldBefore)
 {
     setPath({m_top}, kFace, 1);

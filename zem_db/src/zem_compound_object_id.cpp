@@ -9,7 +9,8 @@
 #include <algorithm>
 #include <utility>
 
-const OdString ZemCompoundObjectId::kAcDbImpBlockRefPathObjectId(L"AcDbImpBlockRefPathObjectId");
+// Narrow, as filers have texts: nothing is converted where it is filed and compared.
+const OdString ZemCompoundObjectId::kAcDbImpBlockRefPathObjectId("AcDbImpBlockRefPathObjectId");
 
 namespace {
 

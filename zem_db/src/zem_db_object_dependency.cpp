@@ -14,8 +14,9 @@
 ZEM_DEFINE_DB_CLASS(ZemDbObjectDependency, OdDbObject, L"ZemDbObjectDependency",
                     L"ZEMDBOBJECTDEPENDENCY", kZemAppConstraints);
 
-const OdString kTagKey(L"entity_tag");
-const OdString kBodyHashKey(L"body_top_hash");
+// Narrow, as filers have texts: nothing is converted where they are filed and compared.
+const OdString kTagKey("entity_tag");
+const OdString kBodyHashKey("body_top_hash");
 
 namespace {
 
@@ -32,6 +33,9 @@ enum LinkVersion : std::int32_t
 
 /// Drawings of a lower version have links in the oldest form.
 constexpr int kFirstExtendedDwgVersion = OdDb::kDwgVersion30;
+
+/// Items in the bag of a link to which nobody has added any: hash and tag, in order of names.
+constexpr std::int32_t kUsualItems = 2;
 
 /// Version that is told to the reader of the chain; all chains that links have are of this one.
 constexpr int kChainVersion = 0;
@@ -54,6 +58,16 @@ void writeInt(OdDbDwgFiler& filer, OdString const& name, std::int32_t value)
     filer.wrString(name);
     filer.wrInt8(kZemIntType);
     filer.wrInt32(value);
+}
+
+/// Reads what `writeInt` has written. \return False for anything else.
+bool readInt(OdDbDwgFiler& filer, OdString const& name, std::int32_t& value)
+{
+    if (filer.rdString() != name || filer.rdInt8() != kZemIntType) {
+        return false;
+    }
+    value = filer.rdInt32();
+    return true;
 }
 
 }  // namespace
@@ -230,7 +244,7 @@ void ZemDbObjectDependency::fileProperties(OdDbDwgFiler& filer) const
         m_properties->dwgOutFields(&filer);
         return;
     }
-    filer.wrInt32(2);
+    filer.wrInt32(kUsualItems);
     writeInt(filer, kBodyHashKey, m_bodyHash);
     writeInt(filer, kTagKey, m_entityTag);
 }
@@ -256,11 +270,27 @@ void ZemDbObjectDependency::dwgOutFields(OdDbDwgFiler* filer) const
     filer->wrInt32(static_cast<std::int32_t>(m_subentId.index()));
 }
 
+/// Reads a bag that holds tag and hash alone, as nearly all do, without making one.
+/// \return False, with the filer where it was, for any other content.
+bool ZemDbObjectDependency::readUsualProperties(OdDbDwgFiler& filer)
+{
+    const std::uint64_t start = filer.tell();
+    if (filer.rdInt32() == kUsualItems && readInt(filer, kBodyHashKey, m_bodyHash) &&
+        readInt(filer, kTagKey, m_entityTag)) {
+        return true;
+    }
+    filer.seek(static_cast<std::int64_t>(start), OdDb::kSeekFromStart);
+    return false;
+}
+
 /// Reads the bag, and keeps it if the stream holds more than tag and hash.
 OdResult ZemDbObjectDependency::readProperties(OdDbDwgFiler& filer)
 {
     if (m_properties != nullptr) {
         return m_properties->dwgInFields(&filer);
+    }
+    if (readUsualProperties(filer)) {
+        return kOdOk;
     }
     std::unique_ptr<ZemProperties> properties = makeProperties();
     const OdResult result = properties->dwgInFields(&filer);

@@ -114,6 +114,7 @@ private:
     ZemProperties& properties() const;
     bool isPlain() const noexcept;
     void fileProperties(OdDbDwgFiler& filer) const;
+    bool readUsualProperties(OdDbDwgFiler& filer);
     OdResult readProperties(OdDbDwgFiler& filer);
     OdResult readOldProperties(OdDbDwgFiler& filer);
 
