@@ -105,9 +105,13 @@ class PlateKeys
 {
 public:
     PlateKeys(const zemhost::KernelSolid& solid, const PlateShape& shape, bool tellsSides)
+        : PlateKeys(read(solid), shape, tellsSides)
+    {
+    }
+
+    PlateKeys(const TopoDS_Shape& body, const PlateShape& shape, bool tellsSides)
         : m_shape(shape), m_tellsSides(tellsSides)
     {
-        const TopoDS_Shape body = read(solid);
         TopTools_IndexedMapOfShape faces;
         TopExp::MapShapes(body, TopAbs_FACE, faces);
         for (int number = 1; number <= faces.Extent(); ++number) {
@@ -253,7 +257,7 @@ private:
 //--------------------------------------------------------------------------------------------------
 // Judging a map
 
-/// How many items of one kind a map is right about.
+/// How many items of one kind somebody is right about.
 struct Verdict
 {
     int right = 0;      ///< exactly the items with the old one's key, or gone where there are none
@@ -264,6 +268,14 @@ struct Verdict
     int ghosts = 0;     ///< gone, and called something else
 
     int total() const { return right + ambiguous + wrong + lost + ghosts; }
+    int errors() const { return wrong + lost + ghosts; }
+};
+
+/// What somebody says became of an item.
+struct Told
+{
+    std::vector<int> targets;  ///< new numbers, ascending; 0 for an item that isn't there
+    bool isAmbiguous = false;
 };
 
 class Judge
@@ -271,7 +283,9 @@ class Judge
 public:
     Judge(const PlateKeys& before, const PlateKeys& after) : m_before(before), m_after(after) {}
 
-    Verdict judge(const zemhost::SubentMap& map, zemhost::SubentKind kind) const
+    /// \param tell  Answers the Told for an old number.
+    template <typename Tell>
+    Verdict judge(zemhost::SubentKind kind, const Tell& tell) const
     {
         std::map<std::string, std::vector<int>> wanted;
         const std::vector<std::string>& news = m_after.of(kind);
@@ -286,27 +300,36 @@ public:
         int number = 0;
         for (const std::string& key : m_before.of(kind)) {
             ++number;
-            add(map.answer({kind, number}), wanted[key], twins[key] > 1, verdict);
+            add(tell(number), wanted[key], twins[key] > 1, verdict);
         }
         return verdict;
     }
 
+    Verdict judge(const zemhost::SubentMap& map, zemhost::SubentKind kind) const
+    {
+        return judge(kind, [&map, kind](int number) {
+            const zemhost::SubentAnswer answer = map.answer({kind, number});
+            return Told{{answer.targets.begin(), answer.targets.end()},
+                        answer.fate == zemhost::SubentFate::kAmbiguous};
+        });
+    }
+
 private:
     /// Of several old items with one key, each may be any of the new items with it.
-    static void add(const zemhost::SubentAnswer& answer, const std::vector<int>& wanted,
-                    bool hasTwins, Verdict& verdict)
+    static void add(const Told& told, const std::vector<int>& wanted, bool hasTwins,
+                    Verdict& verdict)
     {
-        const std::span<const int> told = answer.targets;
-        const bool isPart = std::includes(wanted.begin(), wanted.end(), told.begin(), told.end());
-        const bool isExact = isPart && told.size() == wanted.size();
+        const std::vector<int>& targets = told.targets;
+        const bool isPart =
+            std::includes(wanted.begin(), wanted.end(), targets.begin(), targets.end());
         verdict.survivors += wanted.empty() ? 0 : 1;
-        if (answer.fate == zemhost::SubentFate::kAmbiguous) {
+        if (told.isAmbiguous) {
             const bool isFair =
-                std::includes(told.begin(), told.end(), wanted.begin(), wanted.end());
+                std::includes(targets.begin(), targets.end(), wanted.begin(), wanted.end());
             ++(isFair ? verdict.ambiguous : verdict.wrong);
-        } else if (isExact || (hasTwins && isPart && !told.empty())) {
+        } else if (targets == wanted || (hasTwins && isPart && !targets.empty())) {
             ++verdict.right;
-        } else if (told.empty()) {
+        } else if (targets.empty()) {
             ++verdict.lost;
         } else {
             ++(wanted.empty() ? verdict.ghosts : verdict.wrong);
