@@ -58,6 +58,11 @@ struct EditTimes
     double checking = 0;  ///< the kernel's check of the result
 };
 
+/// A reference to an item with the mark of where it is: of an edge the middle of points along it, of a
+/// vertex its point, of a face a point between its border and the middle of its surface's parameters.
+/// \throws KernelError (bad argument) for an item that the solid doesn't have.
+SubentReference markedReference(const KernelSolid& solid, Subent item);
+
 /// What one operation brought.
 struct EditResult
 {

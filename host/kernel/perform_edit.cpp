@@ -169,6 +169,15 @@ PerformedEdit finish(RawEdit raw, const std::string& cause)
 
 }  // namespace
 
+SubentReference markedReference(const KernelSolid& solid, Subent item)
+{
+    SubentReference reference;
+    reference.item = item;
+    guardKernel(KernelFailure::kDamagedBytes, "", itemTitle(item), "",
+                [&] { resolve(KernelSolidImpl::of(solid), "reference", reference); });
+    return reference;
+}
+
 std::vector<Subent> resolveReferences(const KernelSolid& solid, RecipeStep& step)
 {
     const std::string where = stepTitle(step);
