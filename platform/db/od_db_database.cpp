@@ -5,6 +5,7 @@
 #include "db/od_db_dictionary.h"
 #include "db/od_db_filer.h"
 #include "db/od_db_host_app_services.h"
+#include "db/od_db_planar_impl.h"
 #include "db/od_db_proxy_object.h"
 #include "db/od_db_simple_tables.h"
 #include "root/od_assert.h"
@@ -715,8 +716,9 @@ OdGePoint3d OdDbDatabase::getINSBASE() const
 
 void OdDbDatabase::setINSBASE(OdGePoint3d const& point)
 {
+    const OdGePoint3d checked = odDbPlanar::finite(point);
     m_impl->recordHeaderChange();
-    m_impl->header.modelInsertBase = point;
+    m_impl->header.modelInsertBase = checked;
 }
 
 OdGePoint3d OdDbDatabase::getPINSBASE() const
@@ -726,8 +728,9 @@ OdGePoint3d OdDbDatabase::getPINSBASE() const
 
 void OdDbDatabase::setPINSBASE(OdGePoint3d const& point)
 {
+    const OdGePoint3d checked = odDbPlanar::finite(point);
     m_impl->recordHeaderChange();
-    m_impl->header.paperInsertBase = point;
+    m_impl->header.paperInsertBase = checked;
 }
 
 OdDbObjectId OdDbDatabase::activeViewportId() const

@@ -63,13 +63,6 @@ void OdDbEntity::requireReference(OdDbObjectId id, OdRxClass* cls) const
     requireSameDatabase(database(), id.database());
 }
 
-void OdDbEntity::requireIn(OdDbDatabase const& database, OdDbObjectId id)
-{
-    if (!id.isNull() && id.originalDatabase() != &database) {
-        throw OdError(kOdWrongDatabase);
-    }
-}
-
 void OdDbEntity::requireReferencesIn(OdDbDatabase const& database) const
 {
     requireIn(database, m_layer);
@@ -79,11 +72,6 @@ void OdDbEntity::requireReferencesIn(OdDbDatabase const& database) const
 
 void OdDbEntity::copyFrom(OdRxObject const* source)
 {
-    OdDbDatabase const* db = database();
-    const auto other = OdDbEntity::cast(source);
-    if (db != nullptr && !other.isNull()) {
-        other->requireReferencesIn(*db);
-    }
     OdDbObject::copyFrom(source);
     markGraphicsModified();
 }

@@ -103,8 +103,6 @@ public:
     OdResult dwgInFields(OdDbDwgFiler* filer) override;
     void dwgOutFields(OdDbDwgFiler* filer) const override;
     /// As the base; changes the graphics.
-    /// \throws OdError (wrong database) for an entity of a database, if the source refers to objects
-    ///         of another one; nothing has changed then.
     void copyFrom(OdRxObject const* source) override;
 
 protected:
@@ -127,12 +125,7 @@ protected:
     /// \throws OdError (not that kind of class) unless an id is that of an object of a class, (wrong
     ///         database) if it is one of another database than this entity's.
     void requireReference(OdDbObjectId id, OdRxClass* cls) const;
-    /// Asked before the entity comes into a database: an id of another one would name nothing as soon
-    /// as that is gone. An override asks its base, too.
-    /// \throws OdError (wrong database) if the entity refers to an object of another database.
-    virtual void requireReferencesIn(OdDbDatabase const& database) const;
-    /// \throws OdError (wrong database) for an id of another database; null is of every one.
-    static void requireIn(OdDbDatabase const& database, OdDbObjectId id);
+    void requireReferencesIn(OdDbDatabase const& database) const override;
 
     /// Takes over properties of parts. The base has none.
     virtual void subSetPropertiesFrom(OdDbEntity const* source);
@@ -145,7 +138,6 @@ protected:
 
 private:
     friend class OdDbBlockTableRecord;
-    friend class OdDbObjectAccess;
 
     OdDbObjectId m_layer;
     OdDbObjectId m_material;

@@ -826,6 +826,9 @@ void OdDbObject::copyFrom(OdRxObject const* source)
     if (other == this) {
         return;
     }
+    if (OdDbDatabase const* db = database()) {
+        other->requireReferencesIn(*db);
+    }
     assertWriteEnabled();
     OdStaticRxObject<OdDbMemoryFiler> filer(OdDb::FilerType::kCopyFiler, other->database());
     other->dwgOutFields(&filer);
@@ -904,6 +907,15 @@ void OdDbObject::tellOwnerOfErase(bool erasing)
     }
 }
 
+void OdDbObject::requireReferencesIn(OdDbDatabase const& /*database*/) const {}
+
+void OdDbObject::requireIn(OdDbDatabase const& database, OdDbObjectId id)
+{
+    if (!id.isNull() && id.originalDatabase() != &database) {
+        throw OdError(kOdWrongDatabase);
+    }
+}
+
 void OdDbObject::ownedObjectErased(OdDbObjectId /*id*/, bool /*erasing*/) {}
 
 void OdDbObject::ownedObjectLeft(OdDbObjectId /*id*/) {}
@@ -938,9 +950,7 @@ void OdDbObjectAccess::attach(OdDbObject& object, OdDbIdRecord& record, OdDbObje
 
 void OdDbObjectAccess::requireIdsOf(OdDbObject const& object, OdDbDatabase const& database)
 {
-    if (object.isKindOf(OdDbEntity::desc())) {
-        static_cast<OdDbEntity const&>(object).requireReferencesIn(database);
-    }
+    object.requireReferencesIn(database);
     if (object.m_extras == nullptr) {
         return;
     }

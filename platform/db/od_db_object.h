@@ -134,7 +134,8 @@ public:
     /// A copy outside any database, made by filing; references are kept as they are.
     OdRxObjectPtr clone() const override;
     /// Takes over the fields of an object of the same class; the owner and reactors stay as they
-    /// are. \throws OdError_NotThatKindOfClass for another class.
+    /// are. \throws OdError_NotThatKindOfClass for another class, (wrong database) where an object of
+    /// a database would come to refer to another one. Nothing has changed then.
     void copyFrom(OdRxObject const* source) override;
     /// @}
 
@@ -271,6 +272,13 @@ protected:
     virtual void ownedObjectErased(OdDbObjectId id, bool erasing);
     /// Tells a container of names that an object has got another owner.
     virtual void ownedObjectLeft(OdDbObjectId id);
+    /// Asked before the object comes into a database, or takes over fields there: an id of another
+    /// database would name nothing as soon as that is gone. The base has nothing to ask for; an
+    /// override asks its own base, too.
+    /// \throws OdError (wrong database) if the object refers to an object of another database.
+    virtual void requireReferencesIn(OdDbDatabase const& database) const;
+    /// \throws OdError (wrong database) for an id of another database; null is of every one.
+    static void requireIn(OdDbDatabase const& database, OdDbObjectId id);
     /// Lets a container list a clone that it owns. The base version does nothing.
     virtual void takeClone(OdDbIdPair const& pair, OdDbObject& clone, OdDbIdMapping& mapping);
 

@@ -187,6 +187,9 @@ OdDbObjectId OdDbLayerTableRecord::linetypeObjectId() const
 
 void OdDbLayerTableRecord::setLinetypeObjectId(OdDbObjectId linetype)
 {
+    if (OdDbDatabase const* db = database()) {
+        requireIn(*db, linetype);
+    }
     assertWriteEnabled();
     m_linetype = linetype;
 }
@@ -235,8 +238,18 @@ OdDbObjectId OdDbLayerTableRecord::materialId() const
 
 void OdDbLayerTableRecord::setMaterialId(OdDbObjectId material)
 {
+    if (OdDbDatabase const* db = database()) {
+        requireIn(*db, material);
+    }
     assertWriteEnabled();
     m_material = material;
+}
+
+void OdDbLayerTableRecord::requireReferencesIn(OdDbDatabase const& database) const
+{
+    OdDbSymbolTableRecord::requireReferencesIn(database);
+    requireIn(database, m_linetype);
+    requireIn(database, m_material);
 }
 
 OdResult OdDbLayerTableRecord::dwgInFields(OdDbDwgFiler* filer)

@@ -75,6 +75,7 @@ public:
     OdCmEntityColor color() const;
     void setColor(OdCmEntityColor const& color);
     OdDbObjectId linetypeObjectId() const;
+    /// \throws OdError (wrong database) for an id of another database.
     void setLinetypeObjectId(OdDbObjectId linetype);
     /// In hundredths of a millimetre; -3 for the drawing's default.
     int lineWeight() const;
@@ -85,10 +86,14 @@ public:
     OdString plotStyleName() const;
     void setPlotStyleName(OdString const& name);
     OdDbObjectId materialId() const;
+    /// \throws OdError (wrong database) for an id of another database.
     void setMaterialId(OdDbObjectId material);
 
     OdResult dwgInFields(OdDbDwgFiler* filer) override;
     void dwgOutFields(OdDbDwgFiler* filer) const override;
+
+protected:
+    void requireReferencesIn(OdDbDatabase const& database) const override;
 
 private:
     enum Flag : std::uint8_t

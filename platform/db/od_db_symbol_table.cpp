@@ -23,11 +23,33 @@ void OdDbSymbolTableRecord::setName(OdString const& name)
         throw OdError(kOdInvalidKey);
     }
     assertWriteEnabled();
-    const OdDbObjectPtr owner = ownerId().openObject(OdDb::kForWrite);
-    if (!owner.isNull() && owner->isKindOf(OdDbSymbolTable::desc()) && !isErased()) {
-        OdDbSymbolTablePtr(owner)->rename(objectId(), name);
+    if (const OdDbSymbolTablePtr table = openTable(); !table.isNull()) {
+        table->rename(objectId(), name);
     }
     m_name = name;
+}
+
+/// The table that lists the record, open for write; null for a record that none lists.
+OdDbSymbolTablePtr OdDbSymbolTableRecord::openTable() const
+{
+    return isErased() ? OdDbSymbolTablePtr()
+                      : OdDbSymbolTable::cast(ownerId().openObject(OdDb::kForWrite).get());
+}
+
+void OdDbSymbolTableRecord::copyFrom(OdRxObject const* source)
+{
+    const OdDbSymbolTablePtr table = openTable();
+    if (table.isNull() || source == nullptr || source->isA() != isA()) {
+        OdDbObject::copyFrom(source);
+        return;
+    }
+    const OdString name = static_cast<OdDbSymbolTableRecord const*>(source)->m_name;
+    if (name.isEmpty()) {
+        throw OdError(kOdInvalidKey);
+    }
+    table->requireFreeFor(objectId(), name);
+    OdDbObject::copyFrom(source);
+    table->rename(objectId(), name);
 }
 
 OdResult OdDbSymbolTableRecord::subErase(bool erasing)
@@ -112,16 +134,29 @@ OdDbObjectId OdDbSymbolTable::add(OdDbSymbolTableRecord* record)
     return id;
 }
 
+void OdDbSymbolTable::requireFreeFor(OdDbObjectId id, OdString const& name) const
+{
+    const OdDbObjectId taken = m_index.find(name);
+    if (!taken.isNull() && !(taken == id)) {
+        throw OdError(kOdDuplicateName, name + L": name stands in the table already");
+    }
+}
+
+void OdDbSymbolTable::copyFrom(OdRxObject const* source)
+{
+    if (database() != nullptr) {
+        throw OdError(kOdNotApplicable);
+    }
+    OdDbObject::copyFrom(source);
+}
+
 void OdDbSymbolTable::rename(OdDbObjectId id, OdString const& newName)
 {
     OdString const* oldName = m_index.nameOf(id);
     if (oldName == nullptr) {
         return;
     }
-    const OdDbObjectId taken = m_index.find(newName);
-    if (!taken.isNull() && !(taken == id)) {
-        throw OdError(kOdDuplicateName, newName + L": name stands in the table already");
-    }
+    requireFreeFor(id, newName);
     m_index.remove(OdString(*oldName));
     m_index.insert(newName, id);
 }

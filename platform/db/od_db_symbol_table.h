@@ -7,6 +7,8 @@
 
 class OdDbSymbolTableIterator;
 using OdDbSymbolTableIteratorPtr = OdSmartPtr<OdDbSymbolTableIterator>;
+class OdDbSymbolTable;
+using OdDbSymbolTablePtr = OdSmartPtr<OdDbSymbolTable>;
 
 /// A named record of a symbol table.
 class OdDbSymbolTableRecord : public OdDbObject
@@ -22,6 +24,9 @@ public:
     ///         of the table has it.
     virtual void setName(OdString const& name);
 
+    /// As the base; the record is renamed in its table, too.
+    /// \throws OdError (duplicate name), (invalid key) as `setName`.
+    void copyFrom(OdRxObject const* source) override;
     /// Refuses (duplicate name) to bring the record back if its name has been taken since.
     OdResult subErase(bool erasing) override;
     OdResult dwgInFields(OdDbDwgFiler* filer) override;
@@ -32,6 +37,8 @@ protected:
 
 private:
     friend class OdDbSymbolTable;
+
+    OdDbSymbolTablePtr openTable() const;
 
     OdString m_name;
 };
@@ -64,6 +71,9 @@ public:
     OdResult dwgInFields(OdDbDwgFiler* filer) override;
     void dwgOutFields(OdDbDwgFiler* filer) const override;
     void applyPartialUndo(OdDbDwgFiler* filer, OdRxClass* cls) override;
+    /// A table of a database has no copy: its records are its own.
+    /// \throws OdError (not applicable) for one.
+    void copyFrom(OdRxObject const* source) override;
 
 protected:
     OdDbSymbolTable();
@@ -81,12 +91,11 @@ private:
     friend class OdDbSymbolTableIterator;
     friend class OdDbSymbolTableRecord;
 
+    void requireFreeFor(OdDbObjectId id, OdString const& name) const;
     void rename(OdDbObjectId id, OdString const& newName);
 
     OdDbNameIndex m_index;
 };
-
-using OdDbSymbolTablePtr = OdSmartPtr<OdDbSymbolTable>;
 
 /// Walks a symbol table; holds it open for read. The walk is over when the table's database goes.
 class OdDbSymbolTableIterator : public OdRxObject

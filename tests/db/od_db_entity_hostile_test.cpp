@@ -277,6 +277,14 @@ TEST_F(HostileEntities, ABlockTakesNoOriginThatIsNoPoint)
     EXPECT_EQ(block->origin(), OdGePoint3d());
 }
 
+TEST_F(HostileEntities, ADrawingTakesNoInsertBaseThatIsNoPoint)
+{
+    EXPECT_EQ(thrownCode([&] { m_db->setINSBASE(OdGePoint3d(kInf, 0, 0)); }), kOdInvalidInput);
+    EXPECT_EQ(thrownCode([&] { m_db->setPINSBASE(OdGePoint3d(0, 0, kNan)); }), kOdInvalidInput);
+    EXPECT_EQ(m_db->getINSBASE(), OdGePoint3d());
+    EXPECT_EQ(m_db->getPINSBASE(), OdGePoint3d());
+}
+
 TEST_F(HostileEntities, ADimensionShowsNoHundredsOfDigits)
 {
     const OdDbAlignedDimensionPtr dimension = OdDbAlignedDimension::createObject();

@@ -54,6 +54,61 @@ TEST_F(SymbolTable, FindsNamesWithoutCase)
     EXPECT_EQ(resident<OdDbLayerTableRecord>(id).ownerId(), m_table->objectId());
 }
 
+TEST_F(SymbolTable, RenamesARecordThatTakesOverAnothersFields)
+{
+    const OdDbObjectId id = add(L"Walls");
+    add(L"Doors");
+    const OdDbLayerTableRecordPtr model = OdDbLayerTableRecord::createObject();
+    model->setName(L"Roof");
+    m_db->startUndoRecord();
+    writeLayer(id)->copyFrom(model.get());
+    EXPECT_EQ(names(), (Names{"0", "Doors", "Roof"}));
+    EXPECT_EQ(m_table->getAt(L"Roof"), id);
+    EXPECT_TRUE(m_table->getAt(L"Walls").isNull());
+    ASSERT_EQ(m_db->undo(), kOdOk);
+    EXPECT_EQ(names(), (Names{"0", "Doors", "Walls"}));
+    EXPECT_EQ(m_table->getAt(L"Walls"), id);
+    EXPECT_EQ(writeLayer(id)->getName(), OdString(L"Walls"));
+}
+
+TEST_F(SymbolTable, RefusesFieldsWithANameThatIsTakenOrMissing)
+{
+    const OdDbObjectId id = add(L"Walls");
+    add(L"Doors");
+    const OdDbLayerTableRecordPtr model = OdDbLayerTableRecord::createObject();
+    EXPECT_EQ(thrownCode([&] { writeLayer(id)->copyFrom(model.get()); }), kOdInvalidKey);
+    model->setName(L"DOORS");
+    EXPECT_EQ(thrownCode([&] { writeLayer(id)->copyFrom(model.get()); }), kOdDuplicateName);
+    EXPECT_EQ(names(), (Names{"0", "Doors", "Walls"}));
+    EXPECT_EQ(writeLayer(id)->getName(), OdString(L"Walls"));
+    model->setName(L"walls");
+    writeLayer(id)->copyFrom(model.get());
+    EXPECT_EQ(names(), (Names{"0", "Doors", "walls"}));
+}
+
+TEST_F(SymbolTable, OfADatabaseHasNoCopy)
+{
+    const OdDbDatabasePtr other = OdDbDatabase::createObject();
+    const OdDbObjectPtr foreign = other->getLayerTableId().safeOpenObject();
+    EXPECT_EQ(thrownCode([&] { m_table->copyFrom(foreign.get()); }), kOdNotApplicable);
+    EXPECT_EQ(names(), Names{"0"});
+}
+
+TEST_F(SymbolTable, TakesNoRecordThatRefersToAnotherDatabase)
+{
+    const OdDbDatabasePtr other = OdDbDatabase::createObject();
+    const OdDbLayerTableRecordPtr layer = OdDbLayerTableRecord::createObject();
+    layer->setName(L"Walls");
+    layer->setLinetypeObjectId(other->getLinetypeContinuousId());
+    EXPECT_EQ(thrownCode([&] { m_table->add(layer.get()); }), kOdWrongDatabase);
+    EXPECT_EQ(names(), Names{"0"});
+    const OdDbLayerTableRecordPtr own = writeLayer(m_db->getLayerZeroId());
+    EXPECT_EQ(thrownCode([&] { own->setLinetypeObjectId(other->getLinetypeContinuousId()); }),
+              kOdWrongDatabase);
+    EXPECT_EQ(thrownCode([&] { own->copyFrom(layer.get()); }), kOdWrongDatabase);
+    EXPECT_EQ(own->linetypeObjectId(), m_db->getLinetypeContinuousId());
+}
+
 TEST_F(SymbolTable, WalksItsRecordsInOrderOfNames)
 {
     add(L"b");
