@@ -1,6 +1,8 @@
 #include "db/od_db_block_reference.h"
 
+#include "db/od_db_3d_solid.h"
 #include "db/od_db_filer.h"
+#include "db/od_db_memory_filer.h"
 #include "db/od_db_planar_impl.h"
 #include "gi/od_gi_world_draw.h"
 #include "root/od_error.h"
@@ -106,7 +108,7 @@ private:
             return;
         }
         // A turned box is larger than the box of what is turned.
-        const OdDbEntityPtr moved = OdDbEntity::cast(entity->clone().get());
+        const OdDbEntityPtr moved = copyOf(*entity);
         if (moved->transformBy(transform) == kOdOk) {
             if (moved->getGeomExtents(box) == kOdOk) {
                 extents.addExt(box);
@@ -114,6 +116,29 @@ private:
         } else if (entity->getGeomExtents(box) == kOdOk) {
             extents.addExt(box.transformBy(transform));
         }
+    }
+
+    /// A copy to be moved. What is filed for it counts: an entity may be as large as a drawing.
+    OdDbEntityPtr copyOf(OdDbEntity const& entity)
+    {
+        if (entity.isA() == OdDb3dSolid::desc()) {
+            // Bodies are large, and are shared by whoever has them.
+            auto const& solid = static_cast<OdDb3dSolid const&>(entity);
+            const OdDb3dSolidPtr copy = OdDb3dSolid::createObject();
+            copy->setBody(solid.bodyFormat(), solid.body(), solid.counts());
+            copy->setPlacement(solid.placement());
+            return copy;
+        }
+        constexpr std::uint64_t kBytesOfAnEntity = 512;
+        OdStaticRxObject<OdDbMemoryFiler> filer(OdDb::FilerType::kCopyFiler, entity.database());
+        entity.dwgOutFields(&filer);
+        m_lookedAt += filer.tell() / kBytesOfAnEntity;
+        filer.rewindForReading();
+        const OdDbEntityPtr copy = OdDbEntity::cast(entity.isA()->create().get());
+        if (copy.isNull() || copy->dwgInFields(&filer) != kOdOk) {
+            throw OdError(kOdClassNotRegistered);
+        }
+        return copy;
     }
 
     /// Whether the box of something is exactly what the matrix makes of its box before: each axis

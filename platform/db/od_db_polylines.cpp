@@ -334,16 +334,28 @@ void OdDbMline::setNormal(OdGeVector3d const& normal)
     write(m_normal, odDbPlanar::unit(normal));
 }
 
+namespace {
+
+/// The least and the greatest offset of some lines, of which there is one at least.
+std::pair<double, double> outermost(OdDbMline::Elements const& elements)
+{
+    using Element = OdDbMline::Element;
+    const auto [least, greatest] =
+        std::minmax_element(elements.begin(), elements.end(),
+                            [](Element const& a, Element const& b) { return a.offset < b.offset; });
+    return {least->offset, greatest->offset};
+}
+
+}  // namespace
+
 /// What is added to each offset so that the line of the justification runs through the vertices.
 double OdDbMline::shift() const
 {
     if (m_justification == Justification::kZero || m_elements.isEmpty()) {
         return 0.0;
     }
-    const auto [least, greatest] =
-        std::minmax_element(m_elements.begin(), m_elements.end(),
-                            [](Element const& a, Element const& b) { return a.offset < b.offset; });
-    return m_justification == Justification::kTop ? -greatest->offset : -least->offset;
+    const auto [least, greatest] = outermost(m_elements);
+    return m_justification == Justification::kTop ? -greatest : -least;
 }
 
 namespace {
@@ -384,7 +396,12 @@ OdGeVector3d miterOf(OdGeVector3d const& before, OdGeVector3d const& after)
 OdGePoint3dArray OdDbMline::line(std::uint32_t element) const
 {
     assertReadEnabled();
-    const double distance = (m_elements.getAt(element).offset + shift()) * m_scale;
+    return lineAt(m_elements.getAt(element).offset + shift());
+}
+
+OdGePoint3dArray OdDbMline::lineAt(double offset) const
+{
+    const double distance = offset * m_scale;
     OdGePoint3dArray corners;
     const std::span<OdGePoint3d const> path = spanOf(m_vertices);
     if (path.size() < 2) {
@@ -437,9 +454,16 @@ OdResult OdDbMline::getGeomExtents(OdGeExtents3d& extents) const
     if (m_vertices.isEmpty()) {
         return kOdNotApplicable;
     }
+    // A corner of a line lies the farther out, the farther out the line is, so two of them will do.
+    std::vector<double> offsets;
+    if (!m_elements.isEmpty()) {
+        const auto [least, greatest] = outermost(m_elements);
+        offsets = {least + shift(), greatest + shift()};
+    }
     OdGeExtents3d found;
-    for (std::uint32_t element = 0; element < m_elements.size(); ++element) {
-        for (OdGePoint3d const& point : std::as_const(*this).line(element)) {
+    for (double offset : offsets) {
+        const OdGePoint3dArray corners = lineAt(offset);
+        for (OdGePoint3d const& point : corners) {
             found.addPoint(point);
         }
     }
@@ -454,12 +478,17 @@ OdResult OdDbMline::getGeomExtents(OdGeExtents3d& extents) const
 unsigned OdDbMline::subWorldDraw(OdGiWorldDraw* worldDraw) const
 {
     assertReadEnabled();
+    const double justified = shift();
     for (std::uint32_t index = 0; index < m_elements.size(); ++index) {
+        const std::uint64_t drawn = std::uint64_t{index} * m_vertices.size();
+        if (drawn > kMostDrawn || worldDraw->regenAbort()) {
+            return kDrawableIsTruncated;
+        }
         Element const& element = m_elements.getAt(index);
         OdGiSubEntityTraits& traits = worldDraw->subEntityTraits();
         traits.setTrueColor(element.color.isByLayer() ? color() : element.color);
         traits.setLineType(element.linetype.isNull() ? linetypeId() : element.linetype);
-        OdGePoint3dArray points = line(index);
+        OdGePoint3dArray points = lineAt(element.offset + justified);
         if (m_isClosed && points.size() > 1) {
             points.append(OdGePoint3d(std::as_const(points).first()));
         }

@@ -115,6 +115,8 @@ private:
 };
 
 /// Parallel lines along a path, with their corners mitred.
+///
+/// Of lines that come to more than `kMostDrawn` corners together only the first are drawn.
 class OdDbMline : public OdDbEntity
 {
     RX_DECLARE_CLASS(OdDbMline);
@@ -137,6 +139,7 @@ public:
         kBottom = 2  ///< the one with the least offset
     };
     using Elements = OdArray<Element>;
+    static constexpr std::uint64_t kMostDrawn = 2'000'000;
 
     OdDbMline();
     ~OdDbMline() override;
@@ -174,6 +177,7 @@ protected:
     unsigned subWorldDraw(OdGiWorldDraw* worldDraw) const override;
 
 private:
+    OdGePoint3dArray lineAt(double offset) const;
     double shift() const;
 
     OdGePoint3dArray m_vertices;

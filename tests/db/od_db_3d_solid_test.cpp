@@ -1,9 +1,12 @@
 #include "db/db_test_support.h"
 #include "db/od_db_3d_solid.h"
+#include "db/od_db_block_reference.h"
 #include "db/od_db_block_table.h"
 #include "support/gi_recorder.h"
 
 #include <gtest/gtest.h>
+
+#include <numbers>
 
 using namespace dbtest;
 
@@ -224,6 +227,27 @@ TEST_F(Solid, IsDrawnThroughTheOverrulesOfItsClass)
     OdRxOverrule::removeOverrule(OdDb3dSolid::desc(), &overrule);
     EXPECT_EQ(overrule.calls, 1);
     EXPECT_EQ(worldDraw.drawn.journal.size(), 5U);
+}
+
+TEST_F(Solid, InATurnedBlockHasTheExtentsOfItsBodyAsItLies)
+{
+    const OdDbBlockTablePtr table = m_db->getBlockTableId().safeOpenObject(OdDb::kForWrite);
+    const OdDbBlockTableRecordPtr block = OdDbBlockTableRecord::createObject();
+    block->setName(L"B");
+    const OdDbObjectId id = table->add(block.get());
+    const OdDb3dSolidPtr inner = OdDb3dSolid::createObject();
+    inner->setBody(L"counted", bodyOf({2, 3, 1}), {2, 3, 1});
+    inner->setPlacement(OdGeMatrix3d::translation(OdGeVector3d(1, 0, 0)));
+    block->appendOdDbEntity(inner.get());
+    const OdDbBlockReferencePtr reference = OdDbBlockReference::createObject(id, OdGePoint3d());
+    reference->setRotation(std::numbers::pi / 4.0);
+    OdGeExtents3d extents;
+    ASSERT_EQ(reference->getGeomExtents(extents), kOdOk);
+    // The unit cube at 1, turned by 45 degrees.
+    const double root = std::numbers::sqrt2 / 2.0;
+    EXPECT_TRUE(extents.isEqualTo({OdGePoint3d(0, root, 0), OdGePoint3d(2 * root, 3 * root, 1)},
+                                  OdGeTol(1e-9)));
+    EXPECT_EQ(inner->placement(), OdGeMatrix3d::translation(OdGeVector3d(1, 0, 0)));
 }
 
 TEST_F(Solid, RefusesAPlacementThatFlattensIt)

@@ -557,6 +557,49 @@ TEST_F(HostileEntities, AChainOfReasonableDepthIsDrawnToItsGround)
     EXPECT_EQ(draw.drawn.journal, std::vector<std::string>{"polyline 2"});
 }
 
+TEST_F(HostileEntities, ABlockOfHugeEntitiesThatIsTurnedAThousandTimesHasExtentsInTime)
+{
+    const OdDbObjectId block = addBlock(L"huge");
+    const OdDbPolylinePtr polyline = OdDbPolyline::createObject();
+    OdDbPolylineVertexArray vertices;
+    for (int corner = 0; corner < 50'000; ++corner) {
+        vertices.append({{corner * 2e-5, corner % 2 * 1.0}, 0.0, 0.0, 0.0});
+    }
+    polyline->setVertices(vertices);
+    writeBlock(block)->appendOdDbEntity(polyline.get());
+    const OdDbObjectId outer = addBlock(L"outer");
+    for (int turn = 0; turn < 2000; ++turn) {
+        const OdDbBlockReferencePtr reference = OdDbBlockReference::createObject(block, {});
+        reference->setRotation(turn * 0.001);
+        writeBlock(outer)->appendOdDbEntity(reference.get());
+    }
+    const OdDbBlockReferencePtr top = addReference(m_db->getModelSpaceId(), outer).safeOpenObject();
+    OdGeExtents3d extents;
+    ASSERT_EQ(top->getGeomExtents(extents), kOdOk);
+    EXPECT_TRUE(extents.contains(OdGePoint3d(0.99, 0.99, 0)));
+    EXPECT_TRUE(OdGeExtents3d(OdGePoint3d(-2, -2, 0), OdGePoint3d(2, 2, 0)).contains(extents));
+}
+
+TEST_F(HostileEntities, AMultilineOfManyLinesIsMeasuredAndDrawnInTime)
+{
+    const OdDbMlinePtr mline = OdDbMline::createObject();
+    OdGePoint3dArray path;
+    OdDbMline::Elements elements;
+    for (int index = 0; index < 100'000; ++index) {
+        path.append(OdGePoint3d(index, index % 2, 0));
+        elements.append({index * 0.001 - 50.0, OdCmEntityColor(), OdDbObjectId::kNull});
+    }
+    mline->setVertices(path);
+    mline->setElements(elements);
+    OdGeExtents3d extents;
+    ASSERT_EQ(mline->getGeomExtents(extents), kOdOk);
+    EXPECT_GT(extents.maxPoint().y, 49.0);
+    EXPECT_LT(extents.minPoint().y, -49.0);
+    OdStaticRxObject<gitest::RecordingWorldDraw> draw;
+    EXPECT_EQ(mline->worldDraw(&draw), unsigned{kDrawableIsTruncated});
+    EXPECT_LE(draw.drawn.points.size(), OdDbMline::kMostDrawn + 2 * 100'000U);
+}
+
 // ---------------------------------------------------------------------------------------------
 // Hatches
 
