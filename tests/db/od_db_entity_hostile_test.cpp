@@ -562,8 +562,8 @@ TEST_F(HostileEntities, ABlockOfHugeEntitiesThatIsTurnedAThousandTimesHasExtents
     const OdDbObjectId block = addBlock(L"huge");
     const OdDbPolylinePtr polyline = OdDbPolyline::createObject();
     OdDbPolylineVertexArray vertices;
-    for (int corner = 0; corner < 50'000; ++corner) {
-        vertices.append({{corner * 2e-5, corner % 2 * 1.0}, 0.0, 0.0, 0.0});
+    for (int corner = 0; corner < 20'000; ++corner) {
+        vertices.append({{corner * 5e-5, corner % 2 * 1.0}, 0.0, 0.0, 0.0});
     }
     polyline->setVertices(vertices);
     writeBlock(block)->appendOdDbEntity(polyline.get());
