@@ -42,11 +42,12 @@ struct PlateShape
     double slotShare = 0.5;  ///< of the side's length; more than 1 goes through
     double slotWidth = 1;
     double slotDepth = 3;
+    double slotShift = 0;     ///< of its middle, from the border between two columns of holes
     bool skipsHoles = false;  ///< every seventh, from the fourth on
 
     double side() const { return count * pitch; }
     double hole(int index) const { return pitch * (index + 0.5); }
-    double slotMiddle() const { return pitch * (count / 2); }
+    double slotMiddle() const { return pitch * (count / 2) + slotShift; }
 };
 
 inline zemhost::Recipe recipeOf(const PlateShape& shape)
@@ -101,6 +102,9 @@ inline std::vector<PlateEdit> plateEdits(int count)
 
 /// A name for each face from its surface and the plate's sizes; for each edge and vertex the names of
 /// its faces. By kind and number less one.
+///
+/// If the pieces of a split upper side are told apart, there are plain keys beside, in which they are
+/// not: the rim of a hole stays the rim of that hole when the slot passes it.
 class PlateKeys
 {
 public:
@@ -117,13 +121,19 @@ public:
         for (int number = 1; number <= faces.Extent(); ++number) {
             m_keys[0].push_back(faceKey(TopoDS::Face(faces(number))));
         }
-        addMeetings(body, TopAbs_EDGE, faces, m_keys[1]);
-        addMeetings(body, TopAbs_VERTEX, faces, m_keys[2]);
+        addMeetings(body, TopAbs_EDGE, faces, 1);
+        addMeetings(body, TopAbs_VERTEX, faces, 2);
     }
 
     const std::vector<std::string>& of(zemhost::SubentKind kind) const
     {
         return m_keys[static_cast<std::size_t>(kind)];
+    }
+
+    const std::vector<std::string>& plainOf(zemhost::SubentKind kind) const
+    {
+        return kind == zemhost::SubentKind::kFace ? m_keys[0]
+                                                  : m_plainKeys[static_cast<std::size_t>(kind)];
     }
 
 private:
@@ -226,7 +236,7 @@ private:
     }
 
     void addMeetings(const TopoDS_Shape& body, TopAbs_ShapeEnum type,
-                     const TopTools_IndexedMapOfShape& faces, std::vector<std::string>& keys) const
+                     const TopTools_IndexedMapOfShape& faces, std::size_t slot)
     {
         TopTools_IndexedMapOfShape items;
         TopExp::MapShapes(body, type, items);
@@ -238,20 +248,30 @@ private:
                 touched.insert(faces.FindIndex(face));
             }
             std::multiset<std::string> names;
+            std::multiset<std::string> plainNames;
             for (const int face : touched) {
-                names.insert(m_keys[0][static_cast<std::size_t>(face) - 1]);
+                const std::string& name = m_keys[0][static_cast<std::size_t>(face) - 1];
+                names.insert(name);
+                plainNames.insert(name.starts_with("top") ? "top" : name);
             }
-            std::string key;
-            for (const std::string& name : names) {
-                key += name + "|";
-            }
-            keys.push_back(key);
+            m_keys[slot].push_back(joined(names));
+            m_plainKeys[slot].push_back(joined(plainNames));
         }
+    }
+
+    static std::string joined(const std::multiset<std::string>& names)
+    {
+        std::string key;
+        for (const std::string& name : names) {
+            key += name + "|";
+        }
+        return key;
     }
 
     PlateShape m_shape;
     bool m_tellsSides;
     std::array<std::vector<std::string>, 3> m_keys;
+    std::array<std::vector<std::string>, 3> m_plainKeys;
 };
 
 //--------------------------------------------------------------------------------------------------
@@ -266,6 +286,8 @@ struct Verdict
     int wrong = 0;      ///< other items, too few, or ambiguous without the right ones
     int lost = 0;       ///< called gone, and there
     int ghosts = 0;     ///< gone, and called something else
+
+    std::vector<std::string> faults;  ///< the keys of items that somebody is not right about
 
     int total() const { return right + ambiguous + wrong + lost + ghosts; }
     int errors() const { return wrong + lost + ghosts; }
@@ -287,20 +309,24 @@ public:
     template <typename Tell>
     Verdict judge(zemhost::SubentKind kind, const Tell& tell) const
     {
+        const std::vector<std::string> olds = usedKeys(m_before, kind);
         std::map<std::string, std::vector<int>> wanted;
-        const std::vector<std::string>& news = m_after.of(kind);
-        for (std::size_t index = 0; index < news.size(); ++index) {
-            wanted[news[index]].push_back(static_cast<int>(index) + 1);
+        int number = 0;
+        for (const std::string& key : usedKeys(m_after, kind)) {
+            wanted[key].push_back(++number);
         }
         std::map<std::string, int> twins;
-        for (const std::string& key : m_before.of(kind)) {
+        for (const std::string& key : olds) {
             ++twins[key];
         }
         Verdict verdict;
-        int number = 0;
-        for (const std::string& key : m_before.of(kind)) {
-            ++number;
-            add(tell(number), wanted[key], twins[key] > 1, verdict);
+        number = 0;
+        for (const std::string& key : olds) {
+            const int right = verdict.right;
+            add(tell(++number), wanted[key], twins[key] > 1, verdict);
+            if (verdict.right == right) {
+                verdict.faults.push_back(key);
+            }
         }
         return verdict;
     }
@@ -315,6 +341,26 @@ public:
     }
 
 private:
+    /// The plain key where it names one item in each of the solids.
+    std::vector<std::string> usedKeys(const PlateKeys& keys, zemhost::SubentKind kind) const
+    {
+        std::map<std::string, std::array<int, 2>> counts;
+        for (const std::string& key : m_before.plainOf(kind)) {
+            ++counts[key][0];
+        }
+        for (const std::string& key : m_after.plainOf(kind)) {
+            ++counts[key][1];
+        }
+        std::vector<std::string> used = keys.of(kind);
+        for (std::size_t index = 0; index < used.size(); ++index) {
+            const std::string& plain = keys.plainOf(kind)[index];
+            if (counts[plain] == std::array<int, 2>{1, 1}) {
+                used[index] = plain;
+            }
+        }
+        return used;
+    }
+
     /// Of several old items with one key, each may be any of the new items with it.
     static void add(const Told& told, const std::vector<int>& wanted, bool hasTwins,
                     Verdict& verdict)
