@@ -1137,6 +1137,20 @@ TEST_F(PersIdManagerUndo, TakesPathsBackThatWereSetPastTheManager)
     EXPECT_EQ(manager()->computeDepId(face(9)), Ids{m_links[0]});
 }
 
+TEST_F(PersIdManagerUndo, FindsPathsFromBeforeTheFirstLookUp)
+{
+    mark();
+    setPath(m_links[0], face(9));
+    mark();
+    setPath(m_links[0], face(8));
+    EXPECT_EQ(manager()->computeDepId(face(8)), Ids{m_links[0]});
+    undo();
+    EXPECT_EQ(manager()->computeDepId(face(9)), Ids{m_links[0]});
+    undo();
+    EXPECT_EQ(manager()->computeDepId(face(1)), Ids{m_links[0]});
+    EXPECT_TRUE(manager()->computeDepId(face(8)).isEmpty());
+}
+
 TEST_F(PersIdManagerUndo, TakesAWholeRemappingBack)
 {
     for (const bool isSecond : {false, true}) {
