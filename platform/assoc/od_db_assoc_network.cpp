@@ -412,8 +412,11 @@ OdResult OdDbAssocNetwork::evaluate(OdDbAssocEvaluationCallback* callback)
         if (known.isChecked) {
             variables.assign(known.stale.begin(), known.stale.end());
         } else {
-            const OdDbObjectIdArray actions = network->getActions();
-            variables.assign(actions.begin(), actions.end());
+            for (OdDbObjectId id : std::as_const(network->m_actions)) {
+                if (network->m_notOwned.count(id.record()) == 0) {
+                    variables.push_back(id);
+                }
+            }
         }
         known.isChecked = true;
         known.stale.clear();

@@ -77,8 +77,9 @@ public:
     OdString freeVariableName(OdString const& base) const;
     /// @}
 
-    /// Computes the variables that are out of date, and what depends on them, here and in the
-    /// networks that this one lists. All values are set before the first notice goes out.
+    /// Computes the variables that are out of date, and what depends on them: those that this network
+    /// owns, and those of the networks that it lists. All values are set before the first notice goes
+    /// out.
     ///
     /// A variable keeps its value if its expression can't be computed, or if it depends on itself.
     /// The first evaluation of an opened drawing looks at all variables.

@@ -323,11 +323,17 @@ void OdDbAssocVariable::joinedNetwork()
     }
     // Who used it before may have missed a change while it was outside.
     m_tellsUsers = m_tellsUsers || !getPersistentReactors().isEmpty();
-    OdDbObjectIdArray living;
-    (void)getDependencies(true, true, living);
     if (m_expression.isEmpty()) {
         return;
     }
+    if (known != nullptr) {
+        known->stale.insert(objectId());
+    }
+    if (m_isAppending) {
+        return;
+    }
+    OdDbObjectIdArray living;
+    (void)getDependencies(true, true, living);
     if (!living.isEmpty()) {
         settle();
         return;
@@ -345,9 +351,6 @@ void OdDbAssocVariable::joinedNetwork()
     }
     assertWriteEnabled();
     dependOn(targets);
-    if (known != nullptr) {
-        known->stale.insert(objectId());
-    }
 }
 
 void OdDbAssocVariable::findAgain()
@@ -418,9 +421,6 @@ void OdDbAssocVariable::settle()
         }
     }
     findAgain();
-    if (OdDbAssocNetworkState* const known = findNetworkState()) {
-        known->stale.insert(objectId());
-    }
 }
 
 OdExpression::Parser& OdDbAssocVariable::parser() const
@@ -619,7 +619,9 @@ void OdDbAssocVariable::appendToOwner(OdDbIdPair& pair, OdDbObject* owner, OdDbI
             m_sourceName = std::exchange(m_name, name);
         }
     }
+    m_isAppending = true;
     OdDbAssocAction::appendToOwner(pair, owner, mapping);
+    m_isAppending = false;
 }
 
 void OdDbAssocVariable::cloneFinished(OdDbIdMapping& mapping)
@@ -638,6 +640,9 @@ void OdDbAssocVariable::cloneFinished(OdDbIdMapping& mapping)
     if (!m_expression.isEmpty() && !dependencies().isEmpty()) {
         useClones(mapping);
         settle();
+        if (OdDbAssocNetworkState* const known = findNetworkState()) {
+            known->stale.insert(objectId());
+        }
     }
 }
 

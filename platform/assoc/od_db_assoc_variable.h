@@ -145,7 +145,8 @@ private:
     OdString m_expression;
     double m_number = 0;
     OdDbEvalVariant::Type m_type = OdDbEvalVariant::kDouble;
-    bool m_tellsUsers = false;  ///< what depends on the variable is out of date
+    bool m_tellsUsers = false;   ///< what depends on the variable is out of date
+    bool m_isAppending = false;  ///< joins a network as a clone whose references aren't final
     int m_round = 0;
     mutable OdString m_enteredName;  ///< under which the network finds the variable, derived
     OdString m_sourceName;  ///< of what this was cloned from, if it got another one; for the clones
