@@ -22,8 +22,9 @@
 #include "zem_stream_utils.h"
 
 #include <cmath>
-#include <cstdlib>
 #include <limits>
+#include <string_view>
+#include <unordered_map>
 #include <utility>
 
 ZEM_DEFINE_DB_CLASS(ZemDbConstraintManager, OdDbObject, L"ZemDbConstraintManager",
@@ -104,14 +105,14 @@ public:
 
     bool isCurrent() const noexcept { return m_nameChanges == ZemDbObject::nameChanges(); }
     /// Whether each model object has a name that no other has.
-    bool areUnique() const noexcept { return m_unnamed == 0 && m_repeats.empty(); }
+    bool areUnique() const noexcept { return m_unnamed == 0 && m_repeats == 0; }
 
     void add(OdString const& name)
     {
         if (name.isEmpty()) {
             ++m_unnamed;
-        } else if (!m_names.insert(name).second) {
-            ++m_repeats[name];
+        } else if (++m_counts[name] > 1) {
+            ++m_repeats;
         }
     }
     void remove(OdString const& name)
@@ -120,15 +121,15 @@ public:
             --m_unnamed;
             return;
         }
-        const auto repeat = m_repeats.find(name);
-        if (repeat == m_repeats.end()) {
-            m_names.erase(name);
-            m_takenEnd = m_takenStart;
-        } else if (--repeat->second == 0) {
-            m_repeats.erase(repeat);
+        const auto at = m_counts.find(name);
+        if (--at->second != 0) {
+            --m_repeats;
+            return;
         }
+        m_counts.erase(at);
+        m_takenEnd = m_takenStart;
     }
-    /// The first free "base_N" from `start` on; it stays free.
+    /// What `zemu::generateUniqueName` gives for a set of the names, which stays as it is.
     OdString firstFree(OdString const& base, int start)
     {
         const bool isKnown = base == m_takenBase && start >= m_takenStart && start <= m_takenEnd;
@@ -137,16 +138,26 @@ public:
             m_takenStart = start;
             m_takenEnd = start;
         }
-        OdString name = zemu::generateUniqueName(base, m_names, m_takenEnd);
-        m_names.erase(name);
-        m_takenEnd = static_cast<int>(
-            std::wcstol(name.c_str() + base.getLength() + 1, nullptr, /*base=*/10));
-        return name;
+        for (;; ++m_takenEnd) {
+            OdString name = OdString().format(L"%ls_%d", base.c_str(), m_takenEnd);
+            if (m_counts.count(name) == 0) {
+                return name;
+            }
+        }
     }
 
 private:
-    std::set<OdString> m_names;
-    std::map<OdString, unsigned> m_repeats;  ///< of names that stand more than once: how often more
+    struct TextHash
+    {
+        std::size_t operator()(OdString const& text) const noexcept
+        {
+            return std::hash<std::wstring_view>()(
+                {text.c_str(), static_cast<std::size_t>(text.getLength())});
+        }
+    };
+
+    std::unordered_map<OdString, std::uint32_t, TextHash> m_counts;
+    std::size_t m_repeats = 0;  ///< objects with the name of one before
     std::size_t m_unnamed = 0;
     std::uint64_t m_nameChanges = 0;
     // Numbers from start up to, not including, end are taken for this base: the next search goes on

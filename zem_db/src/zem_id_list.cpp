@@ -11,10 +11,12 @@ constexpr std::size_t kShortList = 16;
 /// In a slot: the position was taken away. The slot stays, so that rows of slots stay whole.
 constexpr std::uint32_t kGone = 1u << 31;
 
-/// Spreads the bits of a pointer's hash, whose lowest are all alike.
+/// Spreads the bits of a pointer, whose lowest are all alike.
 std::size_t hashOf(OdDbObjectId id) noexcept
 {
-    std::uint64_t bits = std::hash<OdDbObjectId>()(id);
+    OdDbIdRecord const* const record =
+        OdDbObjectId::hasRedirections() ? id.redirected() : id.record();
+    auto bits = static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(record));
     bits *= 0x9E3779B97F4A7C15u;
     return static_cast<std::size_t>(bits >> 32);
 }

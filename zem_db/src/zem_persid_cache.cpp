@@ -8,6 +8,13 @@ namespace {
 
 constexpr std::size_t kFirstSlots = 16;
 
+/// Neighbouring indices that share a row of memory, as parts are mostly looked for in order.
+constexpr std::uint32_t kGroup = 4;
+
+/// Slots are filled up to five of eight: groups would get in one another's way in a fuller table.
+constexpr std::size_t kMaxLoad = 5;
+constexpr std::size_t kMaxLoadOf = 8;
+
 std::uint64_t mix(std::uint64_t hash, std::uint64_t value) noexcept
 {
     hash = (hash ^ value) * 0x9E3779B97F4A7C15u;
@@ -27,11 +34,12 @@ bool leadsTo(ZemDbObjectDependency const& link, ZemCompoundObjectId const& compo
 
 }  // namespace
 
-std::size_t ZemPersIdCache::ChainHash::operator()(ZemCompoundObjectId const& chain) const noexcept
+std::size_t ZemPersIdCache::SpaceHash::operator()(Space const& space) const noexcept
 {
-    std::uint64_t hash = chain.size();
-    for (unsigned step = 0; step < chain.size(); ++step) {
-        hash = mix(hash, chain.getHandle(step).value());
+    std::uint64_t hash =
+        mix(static_cast<std::uint32_t>(space.type), static_cast<std::uint32_t>(space.highIndex));
+    for (unsigned step = 0; step < space.chain.size(); ++step) {
+        hash = mix(hash, space.chain.getHandle(step).value());
     }
     return static_cast<std::size_t>(hash);
 }
@@ -84,7 +92,7 @@ OdDbObjectId ZemPersIdCache::sweep(ZemCompoundObjectId const& compoundId,
 
 void ZemPersIdCache::invalidate() noexcept
 {
-    m_chains.clear();
+    m_spaces.clear();
     m_slots.clear();
     m_used = 0;
     m_useMap = false;
@@ -106,47 +114,50 @@ void ZemPersIdCache::onDepRemoved(OdDbObjectId id) noexcept
     invalidate();
 }
 
-OdDbObjectId ZemPersIdCache::find(ZemCompoundObjectId const& compoundId,
-                                  OdDbSubentId const& subentId) const noexcept
+ZemPersIdCache::Space ZemPersIdCache::spaceOf(ZemCompoundObjectId const& compoundId,
+                                              OdDbSubentId const& subentId)
 {
-    const auto chain = m_chains.find(compoundId);
-    return chain == m_chains.end() || m_slots.empty() ? OdDbObjectId::kNull
-                                                      : slotOf(chain->second, subentId).id;
+    return {compoundId, subentId.type(), static_cast<std::int32_t>(subentId.index() >> 32)};
+}
+
+OdDbObjectId ZemPersIdCache::find(ZemCompoundObjectId const& compoundId,
+                                  OdDbSubentId const& subentId) const
+{
+    const auto space = m_spaces.find(spaceOf(compoundId, subentId));
+    if (space == m_spaces.end()) {
+        return OdDbObjectId::kNull;
+    }
+    return m_slots[slotOf(space->second, static_cast<std::uint32_t>(subentId.index()))].id;
 }
 
 /// The slot of a key, or the free one where it would stand.
-ZemPersIdCache::Slot& ZemPersIdCache::slotOf(std::uint32_t chain,
-                                             OdDbSubentId const& subentId) const noexcept
+std::size_t ZemPersIdCache::slotOf(std::uint32_t space, std::uint32_t lowIndex) const noexcept
 {
     const std::size_t mask = m_slots.size() - 1;
-    const std::uint64_t hash = mix(mix(chain, static_cast<std::uint32_t>(subentId.type())),
-                                   static_cast<std::uint64_t>(subentId.index()));
-    std::size_t at = static_cast<std::size_t>(hash) & mask;
+    const std::uint64_t group = mix(space, lowIndex / kGroup);
+    std::size_t at = (static_cast<std::size_t>(group) * kGroup + lowIndex % kGroup) & mask;
     while (!m_slots[at].id.isNull() &&
-           !(m_slots[at].chain == chain && m_slots[at].type == subentId.type() &&
-             m_slots[at].index == subentId.index())) {
+           !(m_slots[at].space == space && m_slots[at].lowIndex == lowIndex)) {
         at = (at + 1) & mask;
     }
-    return m_slots[at];
+    return at;
 }
 
 void ZemPersIdCache::enter(ZemCompoundObjectId const& compoundId, OdDbSubentId const& subentId,
                            OdDbObjectId id)
 {
-    if (4 * (m_used + 1) > 3 * m_slots.size()) {
+    if (kMaxLoadOf * (m_used + 1) > kMaxLoad * m_slots.size()) {
         grow();
     }
-    const auto next = static_cast<std::uint32_t>(m_chains.size());
-    const std::uint32_t chain = m_chains.try_emplace(compoundId, next).first->second;
-    Slot& slot = slotOf(chain, subentId);
-    if (!slot.id.isNull()) {
-        return;  // of several links to one place the first one counts
+    const auto next = static_cast<std::uint32_t>(m_spaces.size());
+    const std::uint32_t space =
+        m_spaces.try_emplace(spaceOf(compoundId, subentId), next).first->second;
+    const auto lowIndex = static_cast<std::uint32_t>(subentId.index());
+    Slot& slot = m_slots[slotOf(space, lowIndex)];
+    if (slot.id.isNull()) {  // of several links to one place the first one counts
+        slot = {space, lowIndex, id};
+        ++m_used;
     }
-    slot.index = subentId.index();
-    slot.chain = chain;
-    slot.type = subentId.type();
-    slot.id = id;
-    ++m_used;
 }
 
 void ZemPersIdCache::grow()
@@ -155,7 +166,7 @@ void ZemPersIdCache::grow()
     old.swap(m_slots);
     for (Slot const& slot : old) {
         if (!slot.id.isNull()) {
-            slotOf(slot.chain, OdDbSubentId(slot.type, slot.index)) = slot;
+            m_slots[slotOf(slot.space, slot.lowIndex)] = slot;
         }
     }
 }

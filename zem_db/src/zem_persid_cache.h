@@ -57,40 +57,45 @@ public:
     /// @}
 
 private:
-    struct ChainHash
+    /// Links that differ in the low 32 bits of their sub-entity's index alone.
+    struct Space
     {
-        std::size_t operator()(ZemCompoundObjectId const& chain) const noexcept;
-    };
-    struct ChainEqual
-    {
-        bool operator()(ZemCompoundObjectId const& left,
-                        ZemCompoundObjectId const& right) const noexcept
+        ZemCompoundObjectId chain;
+        OdDb::SubentType type;
+        std::int32_t highIndex;
+
+        friend bool operator==(Space const& left, Space const& right) noexcept
         {
-            return left.compareTo(right) == 0;
+            return left.type == right.type && left.highIndex == right.highIndex &&
+                   left.chain.compareTo(right.chain) == 0;
         }
+    };
+    struct SpaceHash
+    {
+        std::size_t operator()(Space const& space) const noexcept;
     };
     /// A link in the map; free while `id` is null.
     struct Slot
     {
-        std::int64_t index = 0;
-        std::uint32_t chain = 0;
-        OdDb::SubentType type = OdDb::SubentType::kNullSubentType;
+        std::uint32_t space = 0;
+        std::uint32_t lowIndex = 0;
         OdDbObjectId id;
     };
 
+    static Space spaceOf(ZemCompoundObjectId const& compoundId, OdDbSubentId const& subentId);
     OdDbObjectId sweep(ZemCompoundObjectId const& compoundId, OdDbSubentId const& subentId,
                        OdDbObjectIdArray const& links);
-    OdDbObjectId find(ZemCompoundObjectId const& compoundId,
-                      OdDbSubentId const& subentId) const noexcept;
+    OdDbObjectId find(ZemCompoundObjectId const& compoundId, OdDbSubentId const& subentId) const;
     void enter(ZemCompoundObjectId const& compoundId, OdDbSubentId const& subentId,
                OdDbObjectId id);
-    Slot& slotOf(std::uint32_t chain, OdDbSubentId const& subentId) const noexcept;
+    std::size_t slotOf(std::uint32_t space, std::uint32_t lowIndex) const noexcept;
     void grow();
 
-    // Links of one entity share few chains, so each chain is kept once and a link's key is the
-    // number of its chain and the sub-entity: a table of slots without a block of memory for each.
-    std::unordered_map<ZemCompoundObjectId, std::uint32_t, ChainHash, ChainEqual> m_chains;
-    mutable std::vector<Slot> m_slots;  ///< a power of two of them, or none
+    // Links of one entity share few chains, so each is kept once, with the type of the parts, and a
+    // link's key is the number of that and the index: a table of slots, neighbours near to one
+    // another, without a block of memory for each link.
+    std::unordered_map<Space, std::uint32_t, SpaceHash> m_spaces;
+    std::vector<Slot> m_slots;  ///< a power of two of them, or none
     std::size_t m_used = 0;
     bool m_useMap = false;
     std::uint32_t m_nextIndex = 0;
