@@ -402,9 +402,6 @@ RawEdit makeKnownBase(const RecipeBase& base, const OperationProgress& progress)
     const std::vector<double>& values = base.values;
     RawEdit edit;
     switch (base.kind) {
-    case BaseKind::kImported:
-        edit.shape = KernelSolidImpl::of(KernelSolid::fromBytes(base.body)).shape();
-        return edit;
     case BaseKind::kBox:
         edit.shape = BRepPrimAPI_MakeBox(values[0], values[1], values[2]).Solid();
         return edit;
@@ -412,9 +409,11 @@ RawEdit makeKnownBase(const RecipeBase& base, const OperationProgress& progress)
         edit.shape = BRepPrimAPI_MakeCylinder(values[0], values[1]).Solid();
         return edit;
     case BaseKind::kPlate:
+        return makePlate(base, progress);
+    case BaseKind::kImported:
         break;
     }
-    return makePlate(base, progress);
+    throwFailed("a base that is there already", "");
 }
 
 }  // namespace

@@ -52,9 +52,9 @@ using OperationProgress = std::function<bool(double fraction)>;
 RawEdit runStep(std::shared_ptr<const KernelSolidImpl> solid, const RecipeStep& step,
                 const std::vector<Subent>& items, const OperationProgress& progress);
 
-/// What a recipe begins with. Without source and history for all but the plate, whose holes are cut
-/// out of a box.
-/// \throws KernelError (edit failed, damaged bytes, cancelled, memory limit).
+/// Makes what a recipe begins with, if that isn't imported. Without source and history for all but the
+/// plate, whose holes are cut out of a box.
+/// \throws KernelError (edit failed, cancelled, memory limit).
 RawEdit makeBase(const RecipeBase& base, const OperationProgress& progress);
 
 }  // namespace zemhost

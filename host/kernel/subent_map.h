@@ -89,6 +89,8 @@ struct SubentTally
 
     int of(SubentFate fate) const { return byFate[static_cast<std::size_t>(fate)]; }
     int total() const;  ///< of old items
+
+    friend bool operator==(const SubentTally&, const SubentTally&) = default;
 };
 
 /// What became of every face, edge and vertex of a solid, from its numbers before an edit to those

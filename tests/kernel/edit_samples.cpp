@@ -45,7 +45,7 @@ Recipe bracketRecipe()
     Recipe recipe = bracketModel().recipe();
     for (const double x : {35.0, 80.0}) {
         for (const double y : {15.0, 45.0}) {
-            recipe.addStep(RecipeStep::hole({x, y, 12}, {0, 0, -1}, 4));
+            recipe.addStep(RecipeStep::hole({x, y, 20}, {0, 0, -1}, 4));
         }
     }
     return recipe;
