@@ -4,6 +4,9 @@
 // Input: a byte that chooses the class, a byte with the length of the references, the references,
 // then the body.
 
+#include "assoc/od_db_assoc_dependency.h"
+#include "assoc/od_db_assoc_network.h"
+#include "assoc/od_db_assoc_variable.h"
 #include "assoc/od_platform.h"
 #include "db/od_db_3d_solid.h"
 #include "db/od_db_block_reference.h"
@@ -76,6 +79,11 @@ OdDbObjectPtr makeObject(std::uint8_t choice)
         [] { return OdDbObjectPtr(odrxMake<OdDbViewport>()); },
         [] { return OdDbObjectPtr(odrxMake<OdDbMaterial>()); },
         [] { return OdDbObjectPtr(odrxMake<OdDbVisualStyle>()); },
+        [] { return OdDbObjectPtr(odrxMake<OdDbAssocArrayActionBody>()); },
+        [] { return OdDbObjectPtr(odrxMake<OdDbAssocAction>()); },
+        [] { return OdDbObjectPtr(odrxMake<OdDbAssocValueDependency>()); },
+        [] { return OdDbObjectPtr(odrxMake<OdDbAssocNetwork>()); },
+        [] { return OdDbObjectPtr(odrxMake<OdDbAssocVariable>()); },
     };
     return kMakers[choice % std::size(kMakers)]();
 }
