@@ -9,6 +9,7 @@
 #include "zem_db_constraint_manager.h"
 #include "zem_db_variable_reactor.h"
 #include "zem_db_variable_utils.h"
+#include "zem_dependencies_replacement_map.h"
 #include "zem_exception.h"
 
 #include <unistd.h>
@@ -712,8 +713,196 @@ TEST_F(ConstraintManager, ThrowsIfALinkCantBeMade)
               failed);
 }
 
+namespace {
+
+/// A constraint with links to faces 1 and 2 of the line.
+class ConstraintArguments : public ConstraintManager
+{
+protected:
+    ConstraintArguments()
+    {
+        setStatus(kCmUpToDate);
+        add({argument(1), argument(2)});
+    }
+    ZemExtendedPathArray add(ZemExtendedPathArray const& paths)
+    {
+        ZemExtendedPathArray added;
+        manager(OdDb::kForWrite)->addArguments(m_constraint, paths, added);
+        return added;
+    }
+    std::vector<std::int64_t> faces() const
+    {
+        std::vector<std::int64_t> indices;
+        for (OdDbFullSubentPath const& path : m_constraint->getArguments()) {
+            indices.push_back(path.subentId().index());
+        }
+        return indices;
+    }
+
+    ConstraintPtr m_constraint = addConstraint();
+};
+
+using Indices = std::vector<std::int64_t>;
+
+}  // namespace
+
+TEST_F(ConstraintArguments, AreAddedOnce)
+{
+    EXPECT_EQ(faces(), (Indices{1, 2}));
+    const ZemExtendedPathArray added = add({argument(2), argument(3), argument(3)});
+    ASSERT_EQ(added.size(), 1u);
+    EXPECT_EQ(added.front().path, face(m_line, 3));
+    EXPECT_EQ(faces(), (Indices{1, 2, 3}));
+    EXPECT_EQ(object()->constraintDependencies().size(), 3u);
+    EXPECT_EQ(modified(), OdDbObjectIdArray{m_line});
+}
+
+TEST_F(ConstraintArguments, OfACoordinateSystemAreOthersThanPlainOnes)
+{
+    ZemExtendedPath origin = argument(1);
+    origin.isCsObject = true;
+    origin.csType = kCsOrigin;
+    ZemExtendedPath axis = origin;
+    axis.csType = kCsXAxis;
+    const ZemExtendedPath own{{}, kCsZAxis, true};
+    EXPECT_EQ(add({origin, axis, own}).size(), 3u);
+    EXPECT_TRUE(add({origin, axis, own}).empty());
+    EXPECT_EQ(m_constraint->getArgumentsCount(), 5u);
+    manager(OdDb::kForWrite)->removeArguments(m_constraint, {own, axis});
+    EXPECT_EQ(m_constraint->getArgumentsCount(), 3u);
+    EXPECT_EQ(m_constraint->dependencies().back().csType, kCsOrigin);
+}
+
+TEST_F(ConstraintArguments, StayAsTheyWereIfALinkCantBeMade)
+{
+    ZemExtendedPathArray added;
+    ZemExtendedPath nowhere;
+    nowhere.path = face(OdDbObjectId(), 1);
+    const ManagerPtr opened = manager(OdDb::kForWrite);
+    EXPECT_THROW(opened->addArguments(m_constraint, {argument(3), nowhere}, added), ZemException);
+    EXPECT_TRUE(added.empty());
+    EXPECT_EQ(faces(), (Indices{1, 2}));
+}
+
+TEST_F(ConstraintArguments, AreTakenOut)
+{
+    manager(OdDb::kForWrite)->removeArguments(m_constraint, {argument(1), argument(7)});
+    EXPECT_EQ(faces(), Indices{2});
+    EXPECT_EQ(object()->constraintDependencies().size(), 2u);
+}
+
+TEST_F(ConstraintArguments, ChangingThemIsUndoneAndDoneAgain)
+{
+    m_database->startUndoRecord();
+    add({argument(3)});
+    ASSERT_EQ(m_database->undo(), kOdOk);
+    EXPECT_EQ(manager()->getConstraintByNodeId(1)->getArgumentsCount(), 2u);
+    ASSERT_EQ(m_database->redo(), kOdOk);
+    EXPECT_EQ(manager()->getConstraintByNodeId(1)->getArgumentsCount(), 3u);
+}
+
+TEST_F(ConstraintArguments, FollowTheSuccessorWithTheLowestPart)
+{
+    const OdDbObjectId replaced = m_constraint->dependencies()[0].id;
+    const OdDbObjectId kept = m_constraint->dependencies()[1].id;
+    const OdDbObjectId erased = addLink(face(m_line, 3));
+    erase(erased);
+    const OdDbObjectId lowest = addLink(face(m_line, 4));
+    ZemDependenciesReplacementMap map;
+    map.append(replaced, {addLink(face(m_line, 5)), lowest, erased});
+    manager(OdDb::kForWrite)->replaceConstraintDependencies(nullptr, map);
+    EXPECT_EQ(m_constraint->dependencies()[0].id, lowest);
+    EXPECT_EQ(m_constraint->dependencies()[1].id, kept);
+    EXPECT_EQ(faces(), (Indices{4, 2}));
+}
+
+TEST_F(ConstraintArguments, FollowRemappingsOfTheirEntityAlone)
+{
+    const OdDbObjectId replaced = m_constraint->dependencies()[0].id;
+    ZemDependenciesReplacementMap map;
+    map.append(replaced, {addLink(face(m_line, 4))});
+    setStatus(kCmUpToDate);
+    const OdDbObjectId other = ZemDbObject::getInstance(m_other, m_managerId);
+    manager(OdDb::kForWrite)
+        ->replaceConstraintDependencies(ObjectPtr(other.openObject()).get(), map);
+    EXPECT_EQ(faces(), (Indices{1, 2}));
+    EXPECT_TRUE(manager()->isUpToDate());
+    manager(OdDb::kForWrite)->replaceConstraintDependencies(object().get(), map);
+    EXPECT_EQ(faces(), (Indices{4, 2}));
+}
+
+TEST_F(ConstraintArguments, KeepALinkWithoutALivingSuccessor)
+{
+    const OdDbObjectId erased = addLink(face(m_line, 3));
+    erase(erased);
+    ZemDependenciesReplacementMap map;
+    map.append(m_constraint->dependencies()[0].id, {erased});
+    manager(OdDb::kForWrite)->replaceConstraintDependencies(nullptr, map);
+    EXPECT_EQ(faces(), (Indices{1, 2}));
+}
+
 //--------------------------------------------------------------------------------------------------
 // Variables
+
+TEST_F(ConstraintManager, MakesAConstraintFollowAVariableOfItsName)
+{
+    const ConstraintPtr constraint = addConstraint();
+    constraint->setName(L"d1");
+    constraint->setUserValue(4.5);
+    EXPECT_EQ(constraint->userExpression(), OdString(L"4.5"));
+    manager(OdDb::kForWrite)->createVariable(constraint);
+    const OdDbObjectId variable = zemu::getAssocVariable(m_block, L"d1", false);
+    ASSERT_FALSE(variable.isNull());
+    EXPECT_EQ(constraint->userVariable(), variable);
+    EXPECT_EQ(constraint->userExpression(), OdString(L"4.5"));
+    EXPECT_TRUE(variable.openObject()->hasPersistentReactor(manager()->variableReactor(false)));
+    ASSERT_EQ(zemu::setConstExpression(
+                  OdDbAssocVariablePtr(variable.openObject(OdDb::kForWrite)).get(), 6.0),
+              kOdOk);
+    EXPECT_EQ(constraint->userValue(), 6.0);
+}
+
+TEST_F(ConstraintManager, MakesAConstraintFollowTheVariableThatHasItsName)
+{
+    const OdDbObjectId variable = addVariable(L"d1");
+    const ConstraintPtr constraint = addConstraint();
+    constraint->setName(L"D1");
+    manager(OdDb::kForWrite)->createVariable(constraint);
+    EXPECT_EQ(constraint->userVariable(), variable);
+    std::set<OdString> names;
+    zemu::getVariableNames(m_block, names);
+    EXPECT_EQ(names.size(), 1u);
+}
+
+TEST_F(ConstraintManager, AConstraintTakesTheValueOfTheVariableThatItFollows)
+{
+    const OdDbObjectId variable = addVariable(L"d1");
+    const ConstraintPtr constraint = addConstraint();
+    follow(constraint, variable);
+    manager(OdDb::kForWrite)->createVariable(constraint);
+    EXPECT_EQ(constraint->userVariable(), variable);
+    EXPECT_EQ(constraint->userValue(), 1.0);
+    manager(OdDb::kForWrite)->createVariable(ConstraintPtr());
+}
+
+TEST_F(ConstraintManager, GivesAConstraintAnExpression)
+{
+    (void)addVariable(L"a");
+    const ConstraintPtr constraint = addConstraint();
+    manager(OdDb::kForWrite)->setConstraintName(constraint, L"d1");
+    EXPECT_EQ(constraint->name(), OdString(L"d1"));
+    EXPECT_EQ(manager(OdDb::kForWrite)->setConstraintExpression(constraint, L"a*3"), kOdOk);
+    EXPECT_EQ(constraint->userValue(), 3.0);
+    EXPECT_EQ(constraint->userExpression(), OdString(L"a*3"));
+    EXPECT_NE(manager(OdDb::kForWrite)->setConstraintExpression(constraint, L"a*"), kOdOk);
+    EXPECT_EQ(constraint->userValue(), 3.0);
+    EXPECT_EQ(manager(OdDb::kForWrite)->setConstraintExpression(ConstraintPtr(), L"1"),
+              kOdVariableMissing);
+    ZemDbConstraintManager::desc()->delX(ZemDbConstraintManagerPE::desc());
+    EXPECT_EQ(manager(OdDb::kForWrite)->setConstraintExpression(addConstraint(), L"1"),
+              kOdVariableMissing);
+    ZemDbConstraintManager::desc()->addX(ZemDbConstraintManagerPE::desc(), m_kinds.get());
+}
 
 TEST_F(ConstraintManager, MakesOneVariableReactor)
 {

@@ -259,7 +259,6 @@ TEST_F(ModelObject, IsNotChangedWhileItIsOpenForRead)
     EXPECT_EQ(thrownCode([&] { read->removePersIdDependencies(); }), kOdNotOpenForWrite);
     EXPECT_EQ(thrownCode([&] { read->invalidatePersIdDepsCache(); }), kOdNotOpenForWrite);
     EXPECT_EQ(thrownCode([&] { read->eraseWithSubObjects(); }), kOdNotOpenForWrite);
-    EXPECT_EQ(thrownCode([&] { read->clearUnusedDeps({}); }), kOdNotOpenForWrite);
     EXPECT_EQ(thrownCode([&] { read->constrainerNotify(false); }), kOdNotOpenForWrite);
     EXPECT_EQ(thrownCode([&] { read->triggerObjectRedraw(); }), kOdNotOpenForWrite);
     EXPECT_EQ(thrownCode([&] { read->addTransform(translation(1)); }), kOdNotOpenForWrite);
@@ -463,6 +462,16 @@ TEST_F(ModelObject, WithAllLinksForConstraintsInUseNothingHappens)
     EXPECT_EQ(object()->constraintDependencies(), made);
     ASSERT_EQ(m_database->undo(), kOdOk);
     EXPECT_FALSE(made[0].isErased());
+}
+
+TEST_F(ModelObject, NeedsNoWriteForClearingNothing)
+{
+    object()->clearUnusedDeps({});
+    const OdDbObjectId made = append(1);
+    object()->clearUnusedDeps(setOf({made}));
+    const ObjectPtr read = object();
+    EXPECT_EQ(thrownCode([&] { read->clearUnusedDeps({}); }), kOdNotOpenForWrite);
+    EXPECT_FALSE(made.isErased());
 }
 
 TEST_F(ModelObject, WithoutLinksInUseTheManagerForgetsTheEntity)

@@ -1,6 +1,8 @@
 #include "zem_constraint.h"
 
+#include "assoc/od_db_assoc_network.h"
 #include "assoc/od_db_assoc_variable.h"
+#include "db/od_db_database.h"
 #include "db/od_db_filer.h"
 #include "root/od_error.h"
 #include "zem_utils/zemc_assert.h"
@@ -8,6 +10,7 @@
 #include "zem_constraint_maintenance.h"
 #include "zem_db_constraint_manager.h"
 #include "zem_db_object_dependency.h"
+#include "zem_db_variable_utils.h"
 #include "zem_protocol_extensions.h"
 
 #include <algorithm>
@@ -346,13 +349,61 @@ void ZemConstraint::removeUserVariable()
 
 void ZemConstraint::setUserValue(double value)
 {
-    if (!isParametric()) {
-        return;
+    if (isParametric()) {
+        setValue(value);
     }
+}
+
+void ZemConstraint::setValue(double value)
+{
     signalModification(kBeforeChange);
     m_userValue = value;
     signalModification(kSolutionChanged);
     signalModification(kChangeComplete);
+}
+
+OdString ZemConstraint::userExpression() const
+{
+    const auto variable = OdDbAssocVariable::cast(userVariable().openObject(OdDb::kForRead).get());
+    return variable.isNull() ? zemu::getConstExpression(m_userValue) : variable->expression();
+}
+
+void ZemConstraint::createVariable()
+{
+    if (!isParametric()) {
+        return;
+    }
+    const auto present = OdDbAssocVariable::cast(userVariable().openObject(OdDb::kForRead).get());
+    if (!present.isNull()) {
+        setValue(zemu::getValueAsDouble(present.get()));
+        return;
+    }
+    const auto manager = ZemDbConstraintManager::cast(m_owner.openObject(OdDb::kForRead).get());
+    const auto network = OdDbAssocNetwork::cast(
+        OdDbAssocNetwork::getInstanceFromObject(manager->blockId(), /*create=*/true)
+            .openObject(OdDb::kForRead)
+            .get());
+    if (network.isNull()) {
+        return;  // the manager of no block
+    }
+    if (OdDbAssocVariable::desc() == nullptr) {
+        throw OdError(kOdClassNotRegistered);
+    }
+    network->upgradeOpen();
+    const OdDbAssocVariablePtr variable = OdDbAssocVariable::desc()->create();
+    OdDbObjectId id = m_owner.database()->addOdDbObject(variable.get(), OdDbObjectId::kNull);
+    network->addAction(id, /*owned=*/true);
+    const OdDbObjectId known = variable->findObjectByName(m_name, OdDbAssocVariable::desc());
+    if (!known.isNull() && !(known == id)) {
+        network->removeAction(id, /*erase=*/true);
+        id = known;
+    } else {
+        (void)variable->setName(m_name, /*updateOthers=*/false);  // refused, it stays without one
+        (void)zemu::setConstExpression(variable.get(), m_userValue);
+    }
+    signalModification(kBeforeChange);
+    m_properties.removeProperty(s_assocVarKey);
+    m_properties.setProperty(s_assocVarKey, id, OdDb::ReferenceType::kSoftPointerRef);
 }
 
 OdSmartPtr<ZemConstraint> ZemConstraint::getDimConstraint(OdDbAssocVariable const* variable)

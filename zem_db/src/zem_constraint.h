@@ -125,6 +125,13 @@ public:
     OdDbObjectId userVariable() const;
     /// Makes the constraint follow none. The caller has the manager open for write.
     void removeUserVariable();
+    /// The expression of the variable; the value as an expression for a constraint that follows none.
+    OdString userExpression() const;
+    /// Makes a constraint that has a value by its kind follow a variable of its block: one of its own
+    /// name, which gets the value, or the one that has that name already. One that follows a variable
+    /// takes the variable's value. The manager is raised to write.
+    /// \throws OdError (class not registered).
+    void createVariable();
     /// The constraint that follows a variable, found through the variable's persistent reactors; null
     /// if there is none, or for null. The variable is open for read.
     static OdSmartPtr<ZemConstraint> getDimConstraint(OdDbAssocVariable const* variable);
@@ -142,9 +149,8 @@ public:
     OdResult dwgInFields(OdDbDwgFiler* filer);
 
 private:
-    class Change;
-
     void mapProperties();
+    void setValue(double value);
     void decideLowestSoftVersionCode();
     OdResult readBag(OdDbDwgFiler& filer, int version);
     void readRefCsTypes();

@@ -16,11 +16,14 @@
 #include "zem_db_object.h"
 #include "zem_db_object_dependency.h"
 #include "zem_db_variable_reactor.h"
+#include "zem_db_variable_utils.h"
+#include "zem_dependencies_replacement_map.h"
 #include "zem_exception.h"
 #include "zem_link_utils.h"
 #include "zem_protocol_extensions.h"
 #include "zem_stream_utils.h"
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <string_view>
@@ -540,6 +543,147 @@ OdSmartPtr<ZemConstraint> ZemDbConstraintManager::getDimConstraint(OdDbObjectId 
     return OdSmartPtr<ZemConstraint>();
 }
 
+namespace {
+
+/// Whether an argument leads along a path, or is the same part of the block's coordinate system.
+bool isArgument(ExtendedDep const& dependency, ZemExtendedPath const& wanted)
+{
+    if (dependency.isCsObject != wanted.isCsObject || dependency.csType != wanted.csType) {
+        return false;
+    }
+    OdDbFullSubentPath path;
+    const auto link = ZemDbObjectDependency::cast(dependency.id.openObject(OdDb::kForRead).get());
+    if (link.isNull() ? !dependency.id.isNull()
+                      : link->getLinkObject(path, /*openErased=*/false) == kOdUnresolvedPath) {
+        return false;
+    }
+    return path == wanted.path;
+}
+
+/// The successor of a link that can be opened and has the lowest sub-entity; null if there is none.
+OdDbObjectId firstSuccessor(ZemDependenciesReplacementMap::IdSet const& successors)
+{
+    OdDbObjectId first;
+    OdDbSubentId firstPart;
+    for (OdDbObjectId id : successors) {
+        const auto link = ZemDbObjectDependency::cast(id.openObject(OdDb::kForRead).get());
+        if (link.isNull()) {
+            continue;
+        }
+        int order = first.isNull() ? -1 : zemu::compareSubentId(link->subentId(), firstPart);
+        if (order == 0) {
+            order = zemu::compareObjectId(id, first);
+        }
+        if (order < 0) {
+            first = id;
+            firstPart = link->subentId();
+        }
+    }
+    return first;
+}
+
+/// Whether a link starts at the entity of a model object; at any with null.
+bool startsAt(OdDbObjectId linkId, ZemDbObject const* object)
+{
+    if (object == nullptr) {
+        return true;
+    }
+    const auto link =
+        ZemDbObjectDependency::cast(linkId.openObject(OdDb::kForRead, /*openErased=*/true).get());
+    return !link.isNull() && link->getInsertId() == object->attachedEntityId();
+}
+
+}  // namespace
+
+void ZemDbConstraintManager::addArguments(OdSmartPtr<ZemConstraint> const& constraint,
+                                          ZemExtendedPathArray const& paths,
+                                          ZemExtendedPathArray& addedPaths)
+{
+    // The notice before the change of the arguments records undo.
+    assertWriteEnabled(/*autoUndo=*/false, /*recordModified=*/false);
+    invalidateTCCache();
+    std::vector<ExtendedDep> dependencies = constraint->dependencies();
+    ZemExtendedPathArray added;
+    for (ZemExtendedPath const& path : paths) {
+        const bool isThere = std::any_of(
+            dependencies.begin(), dependencies.end(),
+            [&](ExtendedDep const& dependency) { return isArgument(dependency, path); });
+        if (!isThere) {
+            dependencies.push_back(zemu::createConstrDependencies(objectId(), {path}).front());
+            added.push_back(path);
+        }
+    }
+    constraint->setDependencies(dependencies);
+    addedPaths.insert(addedPaths.end(), added.begin(), added.end());
+}
+
+void ZemDbConstraintManager::removeArguments(OdSmartPtr<ZemConstraint> const& constraint,
+                                             ZemExtendedPathArray const& paths)
+{
+    assertWriteEnabled(/*autoUndo=*/false, /*recordModified=*/false);
+    invalidateTCCache();
+    std::vector<ExtendedDep> kept = constraint->dependencies();
+    for (ZemExtendedPath const& path : paths) {
+        std::erase_if(kept,
+                      [&](ExtendedDep const& dependency) { return isArgument(dependency, path); });
+    }
+    constraint->setDependencies(kept);
+}
+
+void ZemDbConstraintManager::replaceConstraintDependencies(ZemDbObject const* object,
+                                                           ZemDependenciesReplacementMap const& map)
+{
+    assertWriteEnabled(/*autoUndo=*/false, /*recordModified=*/false);
+    for (auto const& [nodeId, constraint] : m_constraints) {
+        std::vector<ExtendedDep> dependencies = constraint->dependencies();
+        bool isChanged = false;
+        for (ExtendedDep& dependency : dependencies) {
+            ZemDependenciesReplacementMap::IdSet successors;
+            if (!map.contains(dependency.id, successors) || !startsAt(dependency.id, object)) {
+                continue;
+            }
+            const OdDbObjectId successor = firstSuccessor(successors);
+            if (!successor.isNull()) {
+                dependency.id = successor;
+                isChanged = true;
+            }
+        }
+        if (isChanged) {
+            constraint->setDependencies(dependencies);
+        }
+    }
+}
+
+void ZemDbConstraintManager::setConstraintName(OdSmartPtr<ZemConstraint> const& constraint,
+                                               OdString const& name)
+{
+    assertWriteEnabled(true, true);
+    if (!constraint.isNull()) {
+        constraint->setName(name);
+    }
+}
+
+OdResult
+ZemDbConstraintManager::setConstraintExpression(OdSmartPtr<ZemConstraint> const& constraint,
+                                                OdString const& expression)
+{
+    assertWriteEnabled(true, true);
+    if (constraint.isNull()) {
+        return kOdVariableMissing;
+    }
+    createVariable(constraint);
+    const auto variable =
+        OdDbAssocVariable::cast(constraint->userVariable().openObject(OdDb::kForWrite).get());
+    if (variable.isNull()) {
+        return kOdVariableMissing;
+    }
+    const OdResult result = variable->setExpression(expression);
+    if (result == kOdOk) {
+        constraint->setUserValue(zemu::getValueAsDouble(variable.get()));
+    }
+    return result;
+}
+
 void ZemDbConstraintManager::setConstraintValue(OdSmartPtr<ZemConstraint> const& constraint,
                                                 double value)
 {
@@ -592,6 +736,19 @@ void ZemDbConstraintManager::detachReactor(OdDbObjectId variable)
     const OdDbObjectPtr opened = variable.openObject(OdDb::kForWrite);
     if (!opened.isNull()) {
         opened->removePersistentReactor(variableReactor(/*create=*/false));
+    }
+}
+
+void ZemDbConstraintManager::createVariable(OdSmartPtr<ZemConstraint> const& constraint)
+{
+    assertWriteEnabled(true, true);
+    if (constraint.isNull()) {
+        return;
+    }
+    constraint->createVariable();
+    const OdDbObjectPtr variable = constraint->userVariable().openObject(OdDb::kForWrite);
+    if (!variable.isNull()) {
+        variable->addPersistentReactor(variableReactor(/*create=*/true));
     }
 }
 

@@ -143,6 +143,28 @@ public:
     std::size_t constraintsCount() const;
     /// The constraint that follows a variable; null if there is none, or for the null id.
     OdSmartPtr<ZemConstraint> getDimConstraint(OdDbObjectId variable) const;
+    /// Links the paths that no argument of a constraint leads to, and adds them as arguments.
+    ///
+    /// \param addedPaths  Gets those paths.
+    /// \throws ZemException "Failed to create dependency"; the constraint is as before then.
+    void addArguments(OdSmartPtr<ZemConstraint> const& constraint,
+                      ZemExtendedPathArray const& paths, ZemExtendedPathArray& addedPaths);
+    /// Takes the arguments that lead along the paths out of a constraint. Their links stay.
+    void removeArguments(OdSmartPtr<ZemConstraint> const& constraint,
+                         ZemExtendedPathArray const& paths);
+    /// Follows a remapping of links: each argument whose link was replaced gets the living successor
+    /// with the lowest sub-entity. Constraints with no such argument are not touched.
+    ///
+    /// \param object  Only links that start at its entity; null for all.
+    void replaceConstraintDependencies(ZemDbObject const* object,
+                                       ZemDependenciesReplacementMap const& map);
+    void setConstraintName(OdSmartPtr<ZemConstraint> const& constraint, OdString const& name);
+    /// Gives a constraint's variable, which is made as needed, an expression, and the constraint the
+    /// value of it.
+    /// \return (variable missing) for null and for a constraint that gets no variable; else what
+    ///         `OdDbAssocVariable::setExpression` gives.
+    OdResult setConstraintExpression(OdSmartPtr<ZemConstraint> const& constraint,
+                                     OdString const& expression);
     /// Gives a constraint that has a value by its kind another one.
     void setConstraintValue(OdSmartPtr<ZemConstraint> const& constraint, double value);
     /// @}
@@ -154,6 +176,9 @@ public:
     /// The reactor that sits on variables of constraints and hands their changes on.
     /// \param create  Whether to make it if there is none.
     OdDbObjectId variableReactor(bool create);
+    /// Makes a constraint follow a variable, see `ZemConstraint::createVariable`, and the manager's
+    /// reactor watch that.
+    void createVariable(OdSmartPtr<ZemConstraint> const& constraint);
     /// Gives the constraint that follows a variable its value, if it differs by more than 1e-10.
     void variableModified(OdDbObjectId variable, double value);
     /// The constraint that followed a variable follows none.

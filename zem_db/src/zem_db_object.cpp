@@ -705,7 +705,7 @@ void ZemDbObject::eraseWithSubObjects()
 
 void ZemDbObject::clearUnusedDeps(IdSet const& usedIds)
 {
-    assertWriteEnabled(/*autoUndo=*/false, /*recordModified=*/false);
+    assertReadEnabled();  // without anything to clear, nothing is written
     m_impl->clearUnusedDeps(*this, usedIds);
 }
 

@@ -102,7 +102,8 @@ public:
     void invalidatePersIdDepsCache();
     /// Erases the links for constraints that are not erased yet; they stay in the list.
     void eraseWithSubObjects();
-    /// Erases the links for constraints that are not in a set, and takes them off the list.
+    /// Erases the links for constraints that are not in a set, and takes them off the list. The object
+    /// needs to be open for write only if there are such.
     void clearUnusedDeps(IdSet const& usedIds);
     /// Whether anything follows the entity: a link, or a feature by a reactor on one of the entity's
     /// reactors.
