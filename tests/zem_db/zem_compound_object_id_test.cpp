@@ -2,8 +2,13 @@
 #include "zem_compound_object_id.h"
 #include "zem_flat_filer.h"
 
+#include <rapidcheck.h>
+#include <rapidcheck/gtest.h>
+
 #include <algorithm>
 #include <limits>
+#include <tuple>
+#include <vector>
 
 using namespace stored_link_test;
 
@@ -789,4 +794,78 @@ TEST_F(CompoundObjectIdStream, OfAVeryLongChainComesBack)
     ZemCompoundObjectId copy;
     EXPECT_EQ(fileIn(copy, fileOut(chain)), kOdOk);
     EXPECT_EQ(copy.getPathPrefix(), path);
+}
+
+//--------------------------------------------------------------------------------------------------
+// Against a plain model
+
+RC_GTEST_FIXTURE_PROP(CompoundObjectId, BehavesLikeAListOfIdsAfterAnyOperations, ())
+{
+    std::vector<OdDbObjectId> ids;
+    for (unsigned number = 0; number < 6; ++number) {
+        ids.push_back(m_database->getOdDbObjectId(OdDbHandle(0x8000 + number), true));
+    }
+    const auto length = rc::gen::inRange<std::size_t>(0, 6);
+    const auto number = rc::gen::inRange<std::size_t>(0, ids.size());
+    ZemCompoundObjectId chain;
+    std::vector<std::size_t> model;
+    const int steps = *rc::gen::inRange(1, 30);
+    for (int step = 0; step < steps; ++step) {
+        const auto path = *rc::gen::container<std::vector<std::size_t>>(*length, number);
+        const bool keepTail = *rc::gen::arbitrary<bool>();
+        if (path.size() == 1 && !keepTail) {
+            chain.setTopId(ids[path.front()]);
+            model = path;
+        } else {
+            OdDbObjectIdArray pathIds;
+            for (std::size_t at : path) {
+                pathIds.append(ids[at]);
+            }
+            chain.setFullPath(pathIds, keepTail);
+            const bool keeps = keepTail && !path.empty() && path.size() <= model.size();
+            model.resize(keeps ? model.size() : path.size());
+            std::copy(path.begin(), path.end(), model.begin());
+        }
+        const ZemCompoundObjectId copy = chain;
+        RC_ASSERT(copy.size() == model.size());
+        RC_ASSERT(copy.isSimpleObjectId() == (model.size() < 2));
+        const OdDbObjectIdArray prefix = copy.getPathPrefix();
+        for (std::size_t at = 0; at < model.size(); ++at) {
+            RC_ASSERT(prefix.at(static_cast<unsigned>(at)) == ids[model[at]]);
+            RC_ASSERT(copy.getHandle(static_cast<unsigned>(at)) == ids[model[at]].getHandle());
+        }
+    }
+}
+
+RC_GTEST_FIXTURE_PROP(CompoundObjectId, ComparesByLengthAndThenFromTheLastStepOn, ())
+{
+    // Handles 8000 to 8002, each in the host drawing or in another one.
+    const auto draw = [] {
+        return *rc::gen::container<std::vector<std::pair<unsigned, bool>>>(
+            *rc::gen::inRange<std::size_t>(0, 4),
+            rc::gen::pair(rc::gen::inRange(0u, 3u), rc::gen::arbitrary<bool>()));
+    };
+    using Steps = std::vector<std::pair<unsigned, bool>>;
+    const auto toChain = [this](Steps const& steps) {
+        OdDbObjectIdArray path;
+        for (auto const& [number, isForeign] : steps) {
+            // The first step tells which drawing is the host.
+            OdDbDatabase& database = isForeign && !path.isEmpty() ? *m_other : *m_database;
+            path.append(database.getOdDbObjectId(OdDbHandle(0x8000 + number), true));
+        }
+        ZemCompoundObjectId chain;
+        chain.setFullPath(path, /*keepTail=*/false);
+        return chain;
+    };
+    const auto keyOf = [](Steps steps) {
+        if (!steps.empty()) {
+            steps.front().second = false;
+        }
+        std::reverse(steps.begin(), steps.end());
+        return std::make_tuple(steps.size(), steps);
+    };
+    const Steps left = draw();
+    const Steps right = draw();
+    const int expected = keyOf(left) < keyOf(right) ? -1 : (keyOf(right) < keyOf(left) ? 1 : 0);
+    RC_ASSERT(toChain(left).compareTo(toChain(right)) == expected);
 }

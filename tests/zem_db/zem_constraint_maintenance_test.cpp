@@ -1,4 +1,5 @@
 #include "stored_link_test_support.h"
+#include "zem_constraint.h"
 #include "zem_constraint_maintenance.h"
 #include "zem_properties.h"
 
@@ -53,6 +54,10 @@ protected:
     }
 
     ZemProperties m_bag;
+};
+
+class ExtendedPathOrder : public StoredLinkTest
+{
 };
 
 const OdString kFirst(L"AngleFirstArgOrientation");
@@ -178,6 +183,35 @@ TEST_F(OldPropertyMap, WithAnyBitFlippedGivesTextsOrIsABadStream)
         EXPECT_TRUE(result == kOdOk || result == kOdBadStream) << bit;
         (void)texts();
     }
+}
+
+//--------------------------------------------------------------------------------------------------
+// Orders
+
+TEST_F(ExtendedPathOrder, PutsPartsOfCoordinateSystemsBeforeAllPaths)
+{
+    const OdDbFullSubentPath face({m_solid}, OdDbSubentId(kFace, 1));
+    const OdDbFullSubentPath edge({m_solid}, OdDbSubentId(kEdge, 1));
+    const std::vector<ZemExtendedPath> ascending{
+        {edge, kCsNone, true},   {OdDbFullSubentPath(), kCsOrigin, true},
+        {face, kCsXAxis, true},  {OdDbFullSubentPath(), kCsZXPlane, true},
+        {{}, kCsZXPlane, false}, {face, kCsYAxis, false},
+        {edge, kCsNone, false},
+    };
+    for (std::size_t left = 0; left < ascending.size(); ++left) {
+        for (std::size_t right = 0; right < ascending.size(); ++right) {
+            EXPECT_EQ(zemu::compareExtendedPath(ascending[left], ascending[right]),
+                      left < right ? -1 : (left > right ? 1 : 0))
+                << left << ' ' << right;
+        }
+    }
+}
+
+TEST_F(ExtendedPathOrder, LooksAtThePartOfASystemOrAtThePathAlone)
+{
+    const OdDbFullSubentPath face({m_solid}, OdDbSubentId(kFace, 1));
+    EXPECT_EQ(zemu::compareExtendedPath({face, kCsOrigin, true}, {{}, kCsOrigin, true}), 0);
+    EXPECT_EQ(zemu::compareExtendedPath({face, kCsOrigin, false}, {face, kCsXAxis, false}), 0);
 }
 
 //--------------------------------------------------------------------------------------------------

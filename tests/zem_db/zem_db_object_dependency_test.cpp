@@ -1154,44 +1154,51 @@ TEST_F(ObjectDependencyDrawing, LeadsToTheNewObjectsOfAReloadedDrawing)
     EXPECT_FALSE(path.objectIds().last().openObject().isNull());
 }
 
-TEST_F(ObjectDependencyDrawing, ARecordOfVersionTwoStaysAsItIsUntilTheLinkChanges)
-{
-    // The old record is written by a link of this class under another drawing's eyes: its bytes are
-    // put in the place of a link's when the drawing is saved.
-    class OldLink : public ZemDbObjectDependency
-    {
-    public:
-        void dwgOutFields(OdDbDwgFiler* filer) const override
-        {
-            OdDbObject::dwgOutFields(filer);
-            if (filer->filerType() == OdDb::FilerType::kFileFiler) {
-                filer->wrHardPointerId(OdDbObjectId::kNull);
-            } else {
-                filer->wrSoftPointerId(OdDbObjectId::kNull);
-            }
-            filer->wrInt32(-1);
-            filer->wrInt32(2);
-            writeTexts(filer, {{L"name", L"old"}});
-            filer->wrInt32(1);
-            filer->wrInt32(1);
-        }
-    };
-    const OdSmartPtr<OldLink> old = odrxMake<OldLink>();
-    const OdDbObjectId id =
-        m_database->addOdDbObject(old.get(), m_database->getNamedObjectsDictionaryId());
-    const OdString name = path("host.zdw");
-    odDbSaveDrawingAs(*m_database, name);
+namespace {
 
-    OdDbDatabasePtr drawing = odDbOpenDrawing(name, OdDbOpenDrawingMode::kForReading);
-    const auto nameOf = [&drawing, id] {
+/// A link that files itself in a form of another version.
+class LinkOfVersion : public ZemDbObjectDependency
+{
+public:
+    void dwgOutFields(OdDbDwgFiler* filer) const override
+    {
+        OdDbObject::dwgOutFields(filer);
+        if (filer->filerType() == OdDb::FilerType::kFileFiler) {
+            filer->wrHardPointerId(OdDbObjectId::kNull);
+        } else {
+            filer->wrSoftPointerId(OdDbObjectId::kNull);
+        }
+        filer->wrInt32(-1);
+        filer->wrInt32(version);
+        writeTexts(filer, {{L"name", L"old"}});
+        filer->wrInt32(1);
+        filer->wrInt32(1);
+    }
+
+    std::int32_t version = 0;
+};
+
+}  // namespace
+
+TEST_F(ObjectDependencyDrawing, AFormThatIsNotReadWholeIsCarriedAsItIs)
+{
+    for (const std::int32_t version : {2, 4}) {
+        const OdSmartPtr<LinkOfVersion> stored = odrxMake<LinkOfVersion>();
+        stored->version = version;
+        const OdDbObjectId id =
+            m_database->addOdDbObject(stored.get(), m_database->getNamedObjectsDictionaryId());
+        const OdString name = path("host.zdw");
+        odDbSaveDrawingAs(*m_database, name);
+        OdDbDatabasePtr drawing = odDbOpenDrawing(name, OdDbOpenDrawingMode::kForReading);
+        // A link that was written anew would have the null id for its path.
+        EXPECT_EQ(openIn(*drawing, id)->compoundId().size(), 0u);
+        const OdString again = path("again.zdw");
+        odDbSaveDrawingAs(*drawing, again);
+        drawing = odDbOpenDrawing(again, OdDbOpenDrawingMode::kForReading);
+        const ZemDbObjectDependencyPtr link = openIn(*drawing, id);
+        EXPECT_EQ(link->compoundId().size(), 0u);
         OdString text;
-        openIn(*drawing, id)->getReadProperties().getProperty(L"name", text);
-        return text;
-    };
-    EXPECT_EQ(nameOf(), L"old");
-    EXPECT_EQ(openIn(*drawing, id)->compoundId().size(), 0u);
-    const OdString again = path("again.zdw");
-    odDbSaveDrawingAs(*drawing, again);
-    drawing = odDbOpenDrawing(again, OdDbOpenDrawingMode::kForReading);
-    EXPECT_EQ(nameOf(), L"old");
+        EXPECT_EQ(link->getReadProperties().getProperty(L"name", text), version == 2);
+        EXPECT_EQ(text, version == 2 ? L"old" : L"");
+    }
 }

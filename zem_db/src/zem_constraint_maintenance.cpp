@@ -2,6 +2,7 @@
 
 #include "db/od_db_filer.h"
 
+#include "zem_constraint.h"
 #include "zem_properties.h"
 
 #include <algorithm>
@@ -61,6 +62,17 @@ OdResult dwgInOldPropertyMap(OdDbDwgFiler* filer, ZemProperties& bag)
         bag.setProperty(key, value);
     }
     return kOdOk;
+}
+
+int compareExtendedPath(ZemExtendedPath const& left, ZemExtendedPath const& right)
+{
+    if (left.isCsObject != right.isCsObject) {
+        return left.isCsObject ? -1 : 1;
+    }
+    if (!left.isCsObject) {
+        return compareFullSubentPath(left.path, right.path);
+    }
+    return left.csType < right.csType ? -1 : (right.csType < left.csType ? 1 : 0);
 }
 
 OdString removeNumericSuffix(OdString const& name)

@@ -11,6 +11,7 @@
 
 class OdDbDwgFiler;
 class ZemProperties;
+struct ZemExtendedPath;
 
 namespace zemu {
 
@@ -25,6 +26,10 @@ namespace zemu {
 /// \return 0; (bad stream) for a negative count. \throws OdError (bad stream) at the end of the
 ///         filer's data. The bag is untouched then.
 [[nodiscard]] OdResult dwgInOldPropertyMap(OdDbDwgFiler* filer, ZemProperties& bag);
+
+/// The order of arguments of constraints by their places: -1, 0 or +1. Parts of coordinate systems come
+/// first, by the numbers of the parts alone; then paths, as `compareFullSubentPath` has them.
+int compareExtendedPath(ZemExtendedPath const& left, ZemExtendedPath const& right);
 
 /// \name Names
 /// @{
