@@ -2,8 +2,6 @@
 
 #pragma once
 
-#include <cstdint>
-
 /// Registers the platform's classes, root to database layer. Calls nest; each needs its `odDbStop`.
 /// A host starts the platform before it loads a module.
 /// \throws OdError (class already registered) if a name is taken; nothing is registered then.
@@ -13,10 +11,6 @@ void odDbStart();
 /// \throws OdError (database in use) if databases are alive, (module in use) if classes are left that
 ///         were registered since the platform started, as by a module; the platform goes on then.
 void odDbStop();
-
-/// For layers above this one: refuses to go on if classes are left that were registered after the one
-/// with this number. \throws OdError (module in use).
-void odRequireNoClassAfter(std::uint64_t registrationNumber);
 
 /// The platform, started for as long as this object lives.
 class OdDbPlatform
