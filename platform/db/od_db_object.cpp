@@ -618,7 +618,6 @@ void OdDbObject::setXData(OdResBuf const* chain)
     if (chain == nullptr) {
         return;
     }
-    odDbRequireChainEnds(chain);
     if (chain->restype() != 1001) {
         throw OdError(kOdInvalidInput);
     }

@@ -245,7 +245,7 @@ public:
     /// is copied. Part of undo and a modification.
     /// \throws OdError (unregistered app) for an application that the database doesn't know,
     ///         (invalid input) for a chain that doesn't start with 1001 or holds a group code that
-    ///         extended data has not, (cyclic reference) for a ring; nothing has changed then.
+    ///         extended data has not; nothing has changed then.
     void setXData(OdResBuf const* chain);
     /// @}
 

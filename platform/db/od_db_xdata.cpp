@@ -201,20 +201,6 @@ private:
 
 }  // namespace
 
-void odDbRequireChainEnds(OdResBuf const* chain)
-{
-    // One pointer goes at twice the speed of the other; in a ring they meet. R. W. Floyd.
-    OdResBuf const* slow = chain;
-    OdResBuf const* fast = chain;
-    while (fast != nullptr && !fast->next().isNull()) {
-        slow = slow->next().get();
-        fast = fast->next()->next().get();
-        if (slow == fast) {
-            throw OdError(kOdCyclicReference);
-        }
-    }
-}
-
 std::vector<std::uint8_t> odDbPackXData(OdResBuf const* first)
 {
     Packer packer;

@@ -10,9 +10,6 @@
 
 using OdResBufPtr = OdSmartPtr<OdResBuf>;
 
-/// \throws OdError (cyclic reference) for a chain that comes back to one of its own records.
-void odDbRequireChainEnds(OdResBuf const* chain);
-
 /// Packs the records from `first` up to the next 1001 record or the end, the first one excluded.
 ///
 /// Each record is its group code (16 bits, little-endian) and its value: text as a 32-bit length and

@@ -28,7 +28,6 @@ OdResBufPtr OdDbXrecord::rbChain() const
 
 void OdDbXrecord::setFromRbChain(OdResBuf const* chain)
 {
-    odDbRequireChainEnds(chain);
     std::vector<std::uint8_t> packed = odDbPackXData(chain);
     for (OdResBuf const* at = chain; at != nullptr; at = at->next().get()) {
         if (at->restype() == 1001) {
