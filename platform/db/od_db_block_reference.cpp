@@ -1,6 +1,7 @@
 #include "db/od_db_block_reference.h"
 
 #include "db/od_db_3d_solid.h"
+#include "db/od_db_clone_impl.h"
 #include "db/od_db_filer.h"
 #include "db/od_db_memory_filer.h"
 #include "db/od_db_planar_impl.h"
@@ -20,11 +21,6 @@ namespace {
 
 /// Axes whose directions differ from perpendicular by less than this are.
 constexpr double kPerpendicular = 1e-9;
-
-OdDbBlockTableRecordPtr openBlock(OdDbObjectId id)
-{
-    return OdDbBlockTableRecord::cast(id.openObject().get());
-}
 
 /// Extents of what a block holds, in the coordinates of whoever asks.
 ///
@@ -56,7 +52,8 @@ private:
     {
         explicit Level(OdDbObjectId block) : id(block)
         {
-            if (const OdDbBlockTableRecordPtr record = openBlock(block); !record.isNull()) {
+            if (const OdDbBlockTableRecordPtr record = OdDbBlockTableRecord::openBlock(block);
+                !record.isNull()) {
                 at = record->newIterator();
             }
         }
@@ -78,7 +75,7 @@ private:
             extents.addExt(OdGeExtents3d(boxOf(id)).transformBy(transform));
             return;
         }
-        const OdDbBlockTableRecordPtr block = openBlock(id);
+        const OdDbBlockTableRecordPtr block = OdDbBlockTableRecord::openBlock(id);
         if (block.isNull()) {
             return;
         }
@@ -295,7 +292,7 @@ void OdDbBlockReference::setBlockTableRecord(OdDbObjectId block)
 
 void OdDbBlockReference::requireNoCycle(OdDbObjectId block) const
 {
-    const OdDbBlockTableRecordPtr owner = openBlock(ownerId());
+    const OdDbBlockTableRecordPtr owner = OdDbBlockTableRecord::openBlock(ownerId());
     if (!owner.isNull() && owner->isContainedIn(block)) {
         throw OdError(kOdCyclicReference);
     }
@@ -310,7 +307,7 @@ void OdDbBlockReference::enterInBlock(OdDbObjectId block, bool isThere) const
         return;
     }
     const OdDbBlockTableRecordPtr record =
-        OdDbBlockTableRecord::cast(block.openObject(OdDb::kForWrite, /*openErased=*/true).get());
+        OdDbBlockTableRecord::openBlock(block, OdDb::kForWrite, /*openErased=*/true);
     if (!record.isNull()) {
         record->setReference(objectId(), isThere);
         record->downgradeOpen();
@@ -344,7 +341,9 @@ void OdDbBlockReference::joiningBlock(OdDbBlockTableRecord const& block) const
     if (m_block.database() != block.database()) {
         throw OdError(kOdWrongDatabase);
     }
-    if (block.isContainedIn(m_block)) {
+    const OdDbBlockTableRecordPtr shown = OdDbBlockTableRecord::openBlock(m_block);
+    const bool isLikeOthers = !shown.isNull() && shown->wasShownLastIn(block);
+    if (!isLikeOthers && block.isContainedIn(m_block)) {
         throw OdError(kOdCyclicReference);
     }
 }
@@ -358,13 +357,14 @@ void OdDbBlockReference::cloneFinished(OdDbIdMapping& mapping)
 {
     OdDbEntity::cloneFinished(mapping);
     enterInBlock(m_block, /*isThere=*/true);
+    mapping.operation().noteBlockReference(ownerId(), m_block);
 }
 
 OdResult OdDbBlockReference::subErase(bool erasing)
 {
     if (!erasing && !m_block.isNull()) {
         // Blocks may have been nested the other way round while the reference was erased.
-        const OdDbBlockTableRecordPtr owner = openBlock(ownerId());
+        const OdDbBlockTableRecordPtr owner = OdDbBlockTableRecord::openBlock(ownerId());
         if (!owner.isNull() && owner->isContainedIn(m_block)) {
             return kOdCyclicReference;
         }
@@ -377,7 +377,7 @@ OdResult OdDbBlockReference::subErase(bool erasing)
 
 OdGePoint3d OdDbBlockReference::blockOrigin() const
 {
-    const OdDbBlockTableRecordPtr block = openBlock(m_block);
+    const OdDbBlockTableRecordPtr block = OdDbBlockTableRecord::openBlock(m_block);
     return block.isNull() ? OdGePoint3d::kOrigin : block->origin();
 }
 
@@ -476,7 +476,7 @@ OdResult OdDbBlockReference::getGeomExtents(OdGeExtents3d& extents) const
 unsigned OdDbBlockReference::subWorldDraw(OdGiWorldDraw* worldDraw) const
 {
     assertReadEnabled();
-    const OdDbBlockTableRecordPtr block = openBlock(m_block);
+    const OdDbBlockTableRecordPtr block = OdDbBlockTableRecord::openBlock(m_block);
     if (block.isNull() || !DrawnBlock::mayBeDrawn(m_block)) {
         return kDrawableIsCompound | kDrawableIsTruncated;
     }

@@ -1,8 +1,9 @@
 #include "db/od_db_block_table.h"
 
+#include "db/od_db_block_reference.h"
 #include "db/od_db_database_impl.h"
-#include "db/od_db_entity.h"
 #include "db/od_db_filer.h"
+#include "db/od_db_id_mapping.h"
 #include "db/od_db_planar_impl.h"
 #include "root/od_error.h"
 
@@ -76,6 +77,12 @@ OdDbBlockTableRecord::~OdDbBlockTableRecord() = default;
 OdDbBlockTableRecordPtr OdDbBlockTableRecord::createObject()
 {
     return odrxMake<OdDbBlockTableRecord>();
+}
+
+OdDbBlockTableRecordPtr OdDbBlockTableRecord::openBlock(OdDbObjectId id, OdDb::OpenMode mode,
+                                                        bool openErased)
+{
+    return cast(id.openObject(mode, openErased).get());
 }
 
 void OdDbBlockTableRecord::recordEntity(std::uint8_t opcode, OdDbObjectId id, unsigned position)
@@ -156,9 +163,13 @@ void OdDbBlockTableRecord::swapEntities(OdDbBlockTableRecord& other)
     }
     const auto requireWelcome = [](OdDbBlockTableRecord const& from,
                                    OdDbBlockTableRecord const& to) {
+        std::unordered_set<OdDbObjectId> shown;
         for (OdDbObjectIteratorPtr at = from.newIterator(); !at->done(); at->step()) {
             const OdDbEntityPtr entity = at->entity();
-            if (!entity.isNull()) {
+            const auto reference = OdDbBlockReference::cast(entity.get());
+            const bool isKnown =
+                !reference.isNull() && !shown.insert(reference->blockTableRecord()).second;
+            if (!entity.isNull() && !isKnown) {
                 entity->joiningBlock(to);
             }
         }
@@ -180,6 +191,19 @@ OdDbObjectIteratorPtr OdDbBlockTableRecord::newIterator(bool atBeginning, bool s
 {
     assertReadEnabled();
     return odrxMake<OdDbObjectIterator>(*this, atBeginning, skipErased);
+}
+
+OdDbObjectIdArray OdDbBlockTableRecord::entityIds(bool skipErased) const
+{
+    assertReadEnabled();
+    OdDbObjectIdArray ids;
+    ids.reserve(m_entities.size());
+    for (OdDbObjectId id : m_entities) {
+        if (!skipErased || !id.isErased()) {
+            ids.append(id);
+        }
+    }
+    return ids;
 }
 
 std::uint32_t OdDbBlockTableRecord::entityCount() const
@@ -311,31 +335,118 @@ void OdDbBlockTableRecord::setReference(OdDbObjectId reference, bool isThere)
     }
 }
 
-bool OdDbBlockTableRecord::isContainedIn(OdDbObjectId block) const
+bool OdDbBlockTableRecord::wasShownLastIn(OdDbBlockTableRecord const& block) const
 {
-    // Upwards, from the references to this block to the blocks they are in: there are few of those,
-    // where a block may have any number of entities.
-    std::unordered_set<OdDbObjectId> seen{objectId()};
-    std::vector<OdDbObjectId> open{objectId()};
-    while (!open.empty()) {
-        const OdDbObjectId id = open.back();
-        open.pop_back();
-        if (id == block) {
+    constexpr unsigned kLookedAt = 8;
+    const unsigned count = m_references.size();
+    for (unsigned index = count; index > 0 && count - index < kLookedAt; --index) {
+        const OdDbObjectId id = std::as_const(m_references)[index - 1];
+        const OdDbObjectPtr reference = id.openObject();
+        if (!reference.isNull() && reference->ownerId() == block.objectId()) {
             return true;
-        }
-        const OdDbBlockTableRecordPtr above = OdDbBlockTableRecord::cast(id.openObject().get());
-        if (above.isNull()) {
-            continue;
-        }
-        for (OdDbObjectId reference : above->getBlockReferenceIds()) {
-            const OdDbObjectPtr object = reference.openObject();
-            const OdDbObjectId owner = object.isNull() ? OdDbObjectId::kNull : object->ownerId();
-            if (!owner.isNull() && seen.insert(owner).second) {
-                open.push_back(owner);
-            }
         }
     }
     return false;
+}
+
+/// Walks over blocks that contain one another: up from a block to those that hold references to it,
+/// or down to those that its entities show, and on from there.
+class OdDbBlockTableRecord::Way
+{
+public:
+    enum class Direction
+    {
+        kUp,
+        kDown
+    };
+    enum class Step
+    {
+        kGoesOn,
+        kFound,
+        kEnded
+    };
+
+    Way(Direction direction, OdDbObjectId from, OdDbObjectId to)
+        : m_direction(direction), m_to(to), m_seen{from}, m_open{from}
+    {
+    }
+
+    /// Looks at one entity or reference.
+    Step step()
+    {
+        if (m_block.isNull()) {
+            if (m_open.empty()) {
+                return Step::kEnded;
+            }
+            m_block = openBlock(m_open.back());
+            m_open.pop_back();
+            m_at = 0;
+            return Step::kGoesOn;
+        }
+        const bool isUp = m_direction == Direction::kUp;
+        OdDbObjectIdArray const& ids = isUp ? m_block->m_references : m_block->m_entities;
+        if (m_at >= ids.size()) {
+            m_block.release();
+            return Step::kGoesOn;
+        }
+        const OdDbObjectId id = ids[m_at++];
+        const OdDbObjectId next = isUp ? holderOf(id) : shownBy(id);
+        if (next.isNull()) {
+            return Step::kGoesOn;
+        }
+        if (next == m_to) {
+            return Step::kFound;
+        }
+        if (m_seen.insert(next).second) {
+            m_open.push_back(next);
+        }
+        return Step::kGoesOn;
+    }
+
+private:
+    static OdDbObjectId holderOf(OdDbObjectId reference)
+    {
+        const OdDbObjectPtr object = reference.openObject();
+        return object.isNull() ? OdDbObjectId::kNull : object->ownerId();
+    }
+    static OdDbObjectId shownBy(OdDbObjectId entity)
+    {
+        OdRxClass const* cls = entity.objectClass();  // loads nothing, and most are no references
+        if (cls == nullptr || !cls->isDerivedFrom(OdDbBlockReference::desc())) {
+            return OdDbObjectId::kNull;
+        }
+        const auto reference = OdDbBlockReference::cast(entity.openObject().get());
+        return reference.isNull() ? OdDbObjectId::kNull : reference->blockTableRecord();
+    }
+
+    Direction m_direction;
+    OdDbObjectId m_to;
+    std::unordered_set<OdDbObjectId> m_seen;
+    std::vector<OdDbObjectId> m_open;
+    OdDbBlockTableRecordPtr m_block;
+    unsigned m_at = 0;
+};
+
+bool OdDbBlockTableRecord::isContainedIn(OdDbObjectId block) const
+{
+    if (block.isNull()) {
+        return false;
+    }
+    if (objectId() == block) {
+        return true;
+    }
+    // One of the two ways is mostly short: what is shown often shows little itself, and a block of
+    // many entities is shown seldom.
+    Way up(Way::Direction::kUp, objectId(), block);
+    Way down(Way::Direction::kDown, block, objectId());
+    while (true) {
+        for (Way* way : {&up, &down}) {
+            const Way::Step step = way->step();
+            if (step != Way::Step::kGoesOn) {
+                return step == Way::Step::kFound;
+            }
+        }
+    }
 }
 
 OdGePoint3d OdDbBlockTableRecord::origin() const
@@ -405,6 +516,15 @@ void OdDbBlockTableRecord::takeClone(OdDbIdPair const& /*pair*/, OdDbObject& clo
     if (clone.isKindOf(OdDbEntity::desc())) {
         recordEntity(kEntityAppended, clone.objectId(), m_entities.size());
         m_entities.append(clone.objectId());
+    }
+}
+
+void OdDbBlockTableRecord::cloneFinished(OdDbIdMapping& mapping)
+{
+    OdDbSymbolTableRecord::cloneFinished(mapping);
+    OdDbDatabase const* from = mapping.origDb();
+    if (!m_pathName.isEmpty() && from != nullptr && from != database()) {
+        m_pathName = odDbPathSeenFrom(*database(), m_pathName, *from);
     }
 }
 

@@ -18,6 +18,9 @@ public:
     OdDbBlockTableRecord();
     ~OdDbBlockTableRecord() override;
     static OdSmartPtr<OdDbBlockTableRecord> createObject();
+    /// Opens a block. \return Null for an id of something else, and for a block that can't be opened.
+    static OdSmartPtr<OdDbBlockTableRecord>
+    openBlock(OdDbObjectId id, OdDb::OpenMode mode = OdDb::kForRead, bool openErased = false);
 
     /// Appends an entity, which is added to the database if it is in none.
     /// \throws OdError (not in database), (wrong database), (already in database) for an entity of
@@ -35,6 +38,8 @@ public:
     /// \param sorted       Not used: the order is that of the list.
     OdDbObjectIteratorPtr newIterator(bool atBeginning = true, bool skipErased = true,
                                       bool sorted = false) const;
+    /// The ids of the entities in their order.
+    OdDbObjectIdArray entityIds(bool skipErased = true) const;
     /// Entities that are not erased. Linear.
     std::uint32_t entityCount() const;
 
@@ -59,7 +64,10 @@ public:
     /// References to this block that are in a block and not erased, in order of creation.
     OdDbObjectIdArray getBlockReferenceIds() const;
     /// Whether a block is this one or holds, at any depth, a reference to it; a reference from here
-    /// to that block would contain itself. Looks at the references on the way, not at entities.
+    /// to that block would contain itself.
+    ///
+    /// Looks for the way from both ends: up from the references to this block, and down from the
+    /// entities of the other one. It costs twice as much as the side that ends first.
     bool isContainedIn(OdDbObjectId block) const;
 
     OdGePoint3d origin() const;
@@ -74,6 +82,9 @@ public:
     /// A block of a database has no copy: its entities are its own.
     /// \throws OdError (not applicable) for one.
     void copyFrom(OdRxObject const* source) override;
+    /// Gives the path of an external drawing that was cloned to another drawing a form that leads to
+    /// the same file from there.
+    void cloneFinished(OdDbIdMapping& mapping) override;
 
 protected:
     /// Lists an entity that was cloned to this block, behind the others.
@@ -82,7 +93,10 @@ protected:
 private:
     friend class OdDbObjectIterator;
     friend class OdDbBlockReference;
+    class Way;
 
+    /// Whether one of the latest references to this block is in another one.
+    bool wasShownLastIn(OdDbBlockTableRecord const& block) const;
     /// Enters a reference to this block, or takes it out. Part of undo, but no modification of the
     /// block: its content is the same. The block must be open for write.
     void setReference(OdDbObjectId reference, bool isThere);

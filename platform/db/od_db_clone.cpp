@@ -1,3 +1,4 @@
+#include "db/od_db_block_table.h"
 #include "db/od_db_clone_impl.h"
 #include "db/od_db_database_impl.h"
 #include "db/od_db_proxy_object.h"
@@ -5,14 +6,11 @@
 #include "root/od_assert.h"
 #include "root/od_error.h"
 
+#include <algorithm>
 #include <exception>
 #include <utility>
 
 namespace {
-
-/// Levels of ownership that are followed by calls; what lies deeper is put off to the end of the
-/// operation, so that no chain of owners is too long for the stack.
-constexpr int kDeepestLevel = 256;
 
 /// Holds an object open for write, and gives back just that afterwards.
 class WriteHold
@@ -30,19 +28,6 @@ public:
 
 private:
     OdDbObjectPtr m_object;
-};
-
-/// Adds to a number for as long as it lives.
-class LevelGuard
-{
-public:
-    explicit LevelGuard(int& level) : m_level(level) { ++m_level; }
-    LevelGuard(LevelGuard const&) = delete;
-    LevelGuard& operator=(LevelGuard const&) = delete;
-    ~LevelGuard() { --m_level; }
-
-private:
-    int& m_level;
 };
 
 void reportFailure(char const* text)
@@ -144,22 +129,35 @@ void OdDbObject::cloneFinished(OdDbIdMapping& /*mapping*/) {}
 void OdDbCloneOperation::setDatabases(OdDbDatabase& orig, OdDbDatabase& dest)
 {
     const bool isBusy = m_isUnderWay || !m_waiting.empty();
-    if (isBusy && (m_mapping.origDb() != &orig || m_mapping.destDb() != &dest)) {
+    if (isBusy && (m_orig != &orig || m_dest != &dest)) {
         throw OdError(kOdWrongDatabase);
     }
+    m_orig = &orig;
+    m_dest = &dest;
     m_mapping.setOrigDb(&orig);
     m_mapping.setDestDb(&dest);
 }
 
 void OdDbCloneOperation::begin()
 {
-    m_keptOrig = m_mapping.origDb();
-    m_keptDest = m_mapping.destDb();
-    m_waitingBefore = m_waiting.size();
-    m_copiedBefore = m_copied.size();
-    m_pairsBefore = m_mapping.size();
-    m_mapping.destDb()->startTransaction();
+    dest().startTransaction();
+    m_before = mark();
     m_isUnderWay = true;
+}
+
+void OdDbCloneOperation::clearRest() noexcept
+{
+    m_putOff.clear();
+    m_reached.clear();
+    m_merged.clear();
+    m_mergedInOrder.clear();
+    m_filled.clear();
+    m_shown.clear();
+    m_spoilt = nullptr;
+    m_entering = nullptr;
+    m_takesRoots = false;
+    m_level = 0;
+    m_mapping.m_replaced.clear();
 }
 
 void OdDbCloneOperation::finish(bool isDeferred)
@@ -167,16 +165,21 @@ void OdDbCloneOperation::finish(bool isDeferred)
     cloneRest();
     if (!isDeferred) {
         translateWaiting();
+        requireNoCycles();
     }
-    m_keptDest->endTransaction();
+    if (m_spoilt != nullptr) {
+        std::rethrow_exception(m_spoilt);
+    }
+    dest().endTransaction();
     m_isUnderWay = false;
+    clearRest();
     if (isDeferred) {
         return;
     }
     ++m_mapping.m_epoch;
     // The operation is over: whoever is told of it may start another one.
-    const OdDbDatabasePtr orig = std::exchange(m_keptOrig, OdDbDatabasePtr());
-    const OdDbDatabasePtr dest = std::exchange(m_keptDest, OdDbDatabasePtr());
+    const OdDbDatabasePtr orig = std::exchange(m_orig, OdDbDatabasePtr());
+    const OdDbDatabasePtr dest = std::exchange(m_dest, OdDbDatabasePtr());
     const std::vector<Waiting> closing = std::exchange(m_waiting, {});
     const std::vector<Copied> copied = std::exchange(m_copied, {});
     for (Copied const& one : copied) {
@@ -186,15 +189,57 @@ void OdDbCloneOperation::finish(bool isDeferred)
 
 void OdDbCloneOperation::abandon() noexcept
 {
-    m_putOff.clear();
-    m_reached.clear();
-    m_entering = nullptr;
-    m_takesRoots = false;
-    m_level = 0;
-    // Nobody was told of the clones, and what they refer to may lie in another database.
+    makeHarmless(m_before.waiting);
+    runReporting([this] { dest().abortTransaction(); });
+    // The transaction has no record of them if recording is stopped.
+    eraseWaiting(m_before.waiting);
+    m_mapping.rollBack(m_before.pairs);
+    m_waiting.resize(m_before.waiting);
+    m_copied.resize(m_before.copied);
+    clearRest();
+    m_isUnderWay = false;
+    if (m_waiting.empty()) {
+        m_orig.release();
+        m_dest.release();
+    }
+}
+
+OdDbCloneOperation::Mark OdDbCloneOperation::mark() const noexcept
+{
+    return {m_waiting.size(),       m_copied.size(),  m_putOff.size(), m_reached.size(),
+            m_mergedInOrder.size(), m_mapping.mark(), m_entering};
+}
+
+void OdDbCloneOperation::takeBack(Mark const& before) noexcept
+{
+    m_entering = before.entering;
+    m_putOff.resize(std::min(before.putOff, m_putOff.size()));
+    m_reached.resize(std::min(before.reached, m_reached.size()));
+    for (; m_mergedInOrder.size() > before.merged; m_mergedInOrder.pop_back()) {
+        m_merged.erase(m_mergedInOrder.back());
+    }
+    for (std::size_t index = before.waiting; index < m_waiting.size(); ++index) {
+        if (m_waiting[index].isReplaced && m_spoilt == nullptr) {
+            m_spoilt = std::current_exception();
+        }
+    }
+    if (m_spoilt != nullptr) {
+        return;  // all goes, in the end, and in its order
+    }
+    makeHarmless(before.waiting);
+    eraseWaiting(before.waiting);
+    m_mapping.rollBack(before.pairs);
+    m_waiting.resize(before.waiting);
+    m_copied.resize(before.copied);
+}
+
+/// Takes references that lead nowhere from clones that are to go: nobody was told of the clones, and
+/// what they refer to may lie in another database.
+void OdDbCloneOperation::makeHarmless(std::size_t firstWaiting) noexcept
+{
     runReporting([&] {
-        OdStaticRxObject<OdDbIdXlateFiler> filer(m_keptDest.get(), m_mapping);
-        for (std::size_t index = m_waitingBefore; index < m_waiting.size(); ++index) {
+        OdStaticRxObject<OdDbIdXlateFiler> filer(m_dest.get(), m_mapping);
+        for (std::size_t index = firstWaiting; index < m_waiting.size(); ++index) {
             Waiting const& waiting = m_waiting[index];
             if (!waiting.isReplaced) {
                 OdDbObjectAccess::setReactors(*waiting.clone, {});
@@ -202,9 +247,11 @@ void OdDbCloneOperation::abandon() noexcept
             runReporting([&] { translate(filer, m_scratch.bytes, waiting); });
         }
     });
-    runReporting([&] { m_keptDest->abortTransaction(); });
-    // The transaction has no record of them if recording is stopped.
-    for (std::size_t index = m_waiting.size(); index > m_waitingBefore; --index) {
+}
+
+void OdDbCloneOperation::eraseWaiting(std::size_t firstWaiting) noexcept
+{
+    for (std::size_t index = m_waiting.size(); index > firstWaiting; --index) {
         Waiting const& waiting = m_waiting[index - 1];
         if (!waiting.isReplaced && !waiting.clone->isErased()) {
             runReporting([&] {
@@ -213,26 +260,28 @@ void OdDbCloneOperation::abandon() noexcept
             });
         }
     }
-    m_mapping.dropPairs(m_pairsBefore);
-    m_waiting.resize(m_waitingBefore);
-    m_copied.resize(m_copiedBefore);
-    m_isUnderWay = false;
-    if (m_waiting.empty()) {
-        m_keptOrig.release();
-        m_keptDest.release();
-    }
 }
 
 void OdDbCloneOperation::finishLeftOver() noexcept
 {
-    if (m_waiting.empty() && m_putOff.empty() && m_reached.empty()) {
+    if (m_isUnderWay || (m_waiting.empty() && m_putOff.empty() && m_reached.empty())) {
         return;
     }
-    runReporting([&] {
-        const OdDbDatabasePtr orig(m_mapping.origDb());
-        const OdDbDatabasePtr dest(m_mapping.destDb());
+    runReporting([this] {
+        const OdDbDatabasePtr orig = m_orig;
+        const OdDbDatabasePtr dest = m_dest;
         run(*orig, *dest, /*isDeferred=*/false, [] {});
     });
+    if (m_waiting.empty()) {
+        return;
+    }
+    makeHarmless(0);
+    eraseWaiting(0);
+    m_mapping.rollBack({});
+    m_waiting.clear();
+    m_copied.clear();
+    m_orig.release();
+    m_dest.release();
 }
 
 /// What is owned comes before what is pointed to, so that an object that is both is owned.
@@ -241,7 +290,11 @@ void OdDbCloneOperation::cloneRest()
     while (!m_putOff.empty() || !m_reached.empty()) {
         const std::vector<PutOff> putOff = std::exchange(m_putOff, {});
         for (PutOff const& one : putOff) {
-            cloneOne(one.type, one.source, *one.owner);
+            if (!one.isMerged) {
+                cloneOne(one.type, one.source, *one.owner);
+            } else if (const OdDbObjectPtr source = one.source.openObject(); !source.isNull()) {
+                mergeEntries(*source, *one.owner);
+            }
         }
         if (!putOff.empty()) {
             continue;
@@ -255,7 +308,7 @@ void OdDbCloneOperation::cloneRest()
 
 void OdDbCloneOperation::translateWaiting()
 {
-    OdStaticRxObject<OdDbIdXlateFiler> filer(m_keptDest.get(), m_mapping);
+    OdStaticRxObject<OdDbIdXlateFiler> filer(m_dest.get(), m_mapping);
     OdDbMemoryFiler::Bytes bytes;
     std::size_t finished = 0;
     for (std::size_t translated = 0; translated < m_waiting.size();) {
@@ -293,6 +346,25 @@ void OdDbCloneOperation::translate(OdDbIdXlateFiler& filer, OdDbMemoryFiler::Byt
     }
 }
 
+void OdDbCloneOperation::noteBlockReference(OdDbObjectId owner, OdDbObjectId block)
+{
+    // Clones of blocks that the operation has made show one another as their sources do.
+    if (!owner.isNull() && !block.isNull() && !m_mapping.isValue(block)) {
+        m_shown.insert({owner, block});
+    }
+}
+
+/// Only now do the blocks list all references that the clones of this operation are.
+void OdDbCloneOperation::requireNoCycles() const
+{
+    for (Shown const& shown : m_shown) {
+        const OdDbBlockTableRecordPtr owner = OdDbBlockTableRecord::openBlock(shown.owner);
+        if (!owner.isNull() && owner->isContainedIn(shown.block)) {
+            throw OdError(kOdCyclicReference);
+        }
+    }
+}
+
 // ---------------------------------------------------------------------------------------------
 // One object
 
@@ -301,15 +373,17 @@ OdDbObjectPtr OdDbCloneOperation::clone(OdDb::FilerType type, OdDbObject const& 
 {
     OdDbDatabase& orig = databaseOf(source);
     if (!m_isUnderWay) {
-        OdDbDatabase& dest = destinationOf(m_mapping, owner, orig);
-        setDatabases(orig, dest);
-        m_keptOrig = &orig;
-        m_keptDest = &dest;
+        setDatabases(orig, destinationOf(m_mapping, owner, orig));
     }
-    OdDbDatabase* dest = m_mapping.destDb();
-    if (m_mapping.origDb() != &orig || (owner != nullptr && owner->database() != dest)) {
+    if (m_orig != &orig || (owner != nullptr && owner->database() != m_dest.get())) {
         throw OdError(kOdWrongDatabase);
     }
+    return guarded([&] { return cloneGuarded(type, source, owner, isPrimary); });
+}
+
+OdDbObjectPtr OdDbCloneOperation::cloneGuarded(OdDb::FilerType type, OdDbObject const& source,
+                                               OdDbObject* owner, bool isPrimary)
+{
     const OdDbObjectId key = source.objectId();
     OdDbIdPair const* known = m_mapping.find(key);
     if (source.isErased() ||
@@ -353,6 +427,10 @@ OdDbObjectPtr OdDbCloneOperation::clone(OdDb::FilerType type, OdDbObject const& 
     OdDbObjectPtr result = copy(type, source, owner, isPrimary, std::move(replaced), owned);
     if (isListed && isNew) {
         list(*result, *owner, key, isPrimary);
+        noteFilled(owner->objectId());
+    }
+    if (!isNew) {
+        noteFilled(result->objectId());
     }
     if (!owned.empty()) {
         cloneOwned(type, owned, result);
@@ -362,25 +440,25 @@ OdDbObjectPtr OdDbCloneOperation::clone(OdDb::FilerType type, OdDbObject const& 
 
 OdDbObjectPtr OdDbCloneOperation::newInstance(OdDbObject const& source, OdDbObjectId owner)
 {
-    OdDbDatabaseImpl& dest = m_mapping.destDb()->impl();
+    OdDbDatabaseImpl& made = dest().impl();
     OdDbIdRecord const& record = *source.objectId().record();
     if (record.has(OdDbIdRecord::kProxy)) {
         OdDbObjectPtr proxy = odrxMake<OdDbProxyObject>();
-        const std::uint32_t cls = dest.addClass(m_mapping.origDb()->classRecord(record.classIndex));
-        dest.addAs(*proxy, owner, OdDbHandle(), cls);
+        const std::uint32_t cls = made.addClass(orig().classRecord(record.classIndex));
+        made.addAs(*proxy, owner, OdDbHandle(), cls);
         proxy->objectId().record()->set(OdDbIdRecord::kProxy, true);
         return proxy;
     }
     OdRxClass const* cls = source.isA();
-    OdRxObjectPtr made = cls != nullptr ? cls->create() : OdRxObjectPtr();
-    if (made.isNull()) {
+    const OdRxObjectPtr instance = cls != nullptr ? cls->create() : OdRxObjectPtr();
+    if (instance.isNull()) {
         throw OdError(kOdClassNotRegistered);
     }
-    OdDbObjectPtr object = OdDbObjectPtr::attach(OdDbObjectPtr::internalQueryX(made.get()));
+    OdDbObjectPtr object = OdDbObjectPtr::attach(OdDbObjectPtr::internalQueryX(instance.get()));
     if (object.isNull() || object->isA() != cls) {
         throw OdError(kOdClassNotRegistered);
     }
-    dest.add(*object, owner, OdDbHandle());
+    made.add(*object, owner, OdDbHandle());
     return object;
 }
 
@@ -414,8 +492,8 @@ OdDbObjectPtr OdDbCloneOperation::copy(OdDb::FilerType type, OdDbObject const& s
         reactors.append(OdDbObjectAccess::reactors(*result));
         OdDbObjectAccess::setReactors(*result, reactors);
     }
-    if (m_mapping.origDb() != m_mapping.destDb()) {
-        OdDbObjectAccess::registerApps(*result, *m_mapping.destDb());
+    if (m_orig != m_dest) {
+        OdDbObjectAccess::registerApps(*result, dest());
     }
     m_mapping.assign(OdDbIdPair(source.objectId(), result->objectId(), /*isCloned=*/true, isPrimary,
                                 /*isOwnerTranslated=*/hasOwner));
@@ -485,12 +563,14 @@ void OdDbCloneOperation::cloneOwned(OdDb::FilerType type, std::vector<OdDbObject
 void OdDbCloneOperation::cloneOne(OdDb::FilerType type, OdDbObjectId id, OdDbObject& owner)
 {
     const OdDbObjectPtr source = id.openObject(OdDb::kForRead);
-    if (source.isNull() || source->database() != m_mapping.origDb()) {
+    if (source.isNull() || source->database() != m_orig.get()) {
         return;
     }
-    if (type == OdDb::FilerType::kWblockCloneFiler) {
-        (void)source->subWblockClone(m_mapping, &owner, /*isPrimary=*/false);
-    } else {
-        (void)source->subDeepClone(m_mapping, &owner, /*isPrimary=*/false);
-    }
+    guarded([&] {
+        if (type == OdDb::FilerType::kWblockCloneFiler) {
+            (void)source->subWblockClone(m_mapping, &owner, /*isPrimary=*/false);
+        } else {
+            (void)source->subDeepClone(m_mapping, &owner, /*isPrimary=*/false);
+        }
+    });
 }

@@ -7,7 +7,10 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <exception>
+#include <functional>
 #include <type_traits>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -19,6 +22,10 @@ class OdDbIdXlateFiler;
 /// An operation runs from the outermost call to its end; calls from inside join it. Clones stay open
 /// for write until they are translated, so that nobody is told of them before their references are
 /// right. All changes of the destination lie in a transaction, which is aborted if anything throws.
+///
+/// A class may catch what is thrown inside and go on. Then all that was made since the failed call
+/// began is taken back, so no half-made clone stays. An object of the destination whose content was
+/// being replaced can't be taken back alone; the whole operation fails in its end.
 class OdDbCloneOperation
 {
 public:
@@ -35,8 +42,9 @@ public:
     {
         setDatabases(orig, dest);
         if (m_isUnderWay) {
-            return work();
+            return guarded(work);
         }
+        const OdDbIdMappingPtr kept(&m_mapping);  // what is called may let go of the last reference
         Frame frame(*this);
         if constexpr (std::is_void_v<decltype(work())>) {
             work();
@@ -61,8 +69,13 @@ public:
     /// Clones the source's tables and its dictionary of named objects, with all that they own, into
     /// those of the destination, which is new.
     void cloneIntoRoots();
-    /// Translates what waits for it, when the mapping goes.
+    /// Clones what nothing owns, behind all else.
+    void cloneUnowned();
+    /// Translates what waits for it, when the mapping goes. What can't be translated is erased.
     void finishLeftOver() noexcept;
+    /// Notes that a clone refers from a block to one that may contain it. The operation fails if that
+    /// makes a block contain itself.
+    void noteBlockReference(OdDbObjectId owner, OdDbObjectId block);
 
 private:
     /// The outermost call of an operation.
@@ -95,12 +108,40 @@ private:
             sourceOwner;  ///< whose counterpart becomes the owner; null if the clone has one
         bool isReplaced = false;  ///< stood in the destination before
     };
-    /// An owned object that lies too deep to be reached by calls.
+    /// An object that lies too deep to be reached by calls.
     struct PutOff
     {
         OdDbObjectId source;
-        OdDbObjectPtr owner;
+        OdDbObjectPtr owner;  ///< or the dictionary to merge with
         OdDb::FilerType type;
+        bool isMerged = false;
+    };
+    /// How far an operation has come.
+    struct Mark
+    {
+        std::size_t waiting = 0;
+        std::size_t copied = 0;
+        std::size_t putOff = 0;
+        std::size_t reached = 0;
+        std::size_t merged = 0;
+        OdDbIdMapping::Mark pairs;
+        OdDbObject const* entering = nullptr;
+    };
+    /// A block, and one that a clone in it shows.
+    struct Shown
+    {
+        OdDbObjectId owner;
+        OdDbObjectId block;
+
+        friend bool operator==(Shown const&, Shown const&) noexcept = default;
+    };
+    struct HashOfShown
+    {
+        std::size_t operator()(Shown const& shown) const noexcept
+        {
+            const std::hash<OdDbObjectId> hash;
+            return hash(shown.owner) * 31 + hash(shown.block);
+        }
     };
     struct Copied
     {
@@ -115,6 +156,18 @@ private:
         kMerge,
         kReplace
     };
+    /// Adds to the level for as long as it lives.
+    class LevelGuard
+    {
+    public:
+        explicit LevelGuard(int& level) : m_level(level) { ++m_level; }
+        LevelGuard(LevelGuard const&) = delete;
+        LevelGuard& operator=(LevelGuard const&) = delete;
+        ~LevelGuard() { --m_level; }
+
+    private:
+        int& m_level;
+    };
     /// Memory that one object's cloning leaves to the next one.
     struct Scratch
     {
@@ -122,14 +175,40 @@ private:
         std::vector<OdDbReference> references;
     };
 
+    /// Levels of ownership that are followed by calls; what lies deeper is put off to the end of the
+    /// operation, so that no chain of owners is too long for the stack.
+    static constexpr int kDeepestLevel = 256;
+
     void setDatabases(OdDbDatabase& orig, OdDbDatabase& dest);
+    OdDbDatabase& orig() const { return *m_orig; }
+    OdDbDatabase& dest() const { return *m_dest; }
     void begin();
     void finish(bool isDeferred);
     void abandon() noexcept;
+    void clearRest() noexcept;
+    Mark mark() const noexcept;
+    /// Does a step of which nothing stays if it throws.
+    template <class Step>
+    auto guarded(Step const& step)
+    {
+        const Mark before = mark();
+        try {
+            return step();
+        } catch (...) {
+            takeBack(before);
+            throw;
+        }
+    }
+    void takeBack(Mark const& before) noexcept;
+    void makeHarmless(std::size_t firstWaiting) noexcept;
+    void eraseWaiting(std::size_t firstWaiting) noexcept;
     void cloneRest();
     void translateWaiting();
+    void requireNoCycles() const;
     void translate(OdDbIdXlateFiler& filer, OdDbMemoryFiler::Bytes& bytes, Waiting const& waiting);
 
+    OdDbObjectPtr cloneGuarded(OdDb::FilerType type, OdDbObject const& source, OdDbObject* owner,
+                               bool isPrimary);
     OdDbObjectPtr copy(OdDb::FilerType type, OdDbObject const& source, OdDbObject* owner,
                        bool isPrimary, OdDbObjectPtr replaced, std::vector<OdDbObjectId>& owned);
     OdDbObjectPtr newInstance(OdDbObject const& source, OdDbObjectId owner);
@@ -145,25 +224,32 @@ private:
     Meeting meetRecord(OdDbObject const& source, OdDbObject& owner, OdDbObjectId& present) const;
     Meeting meetEntry(OdDbObject const& source, OdDbObject& owner, OdDbObjectId& present) const;
     bool isRootOfDestination(OdDbObjectId id) const;
+    void noteFilled(OdDbObjectId block);
+    bool holdsFilled(OdDbObjectId block) const;
     void merge(OdDbObject const& source, OdDbObjectId target);
+    void mergeEntries(OdDbObject const& source, OdDbObject& target);
     OdDbObjectPtr emptied(OdDbObjectId id);
     void reach(OdDbObjectId id, int depth = 0);
     OdDbObjectId counterpartOf(OdDbObjectId owner, int depth);
     OdDbObjectId counterpartOfDictionary(OdDbObject const& dictionary, int depth);
 
     OdDbIdMapping& m_mapping;
-    OdDbDatabasePtr m_keptOrig;  ///< while clones wait, ids of both databases are in use
-    OdDbDatabasePtr m_keptDest;
+    OdDbDatabasePtr m_orig;  ///< while an operation is under way or clones wait
+    OdDbDatabasePtr m_dest;
     std::vector<Waiting> m_waiting;
     std::vector<PutOff> m_putOff;
     std::vector<OdDbObjectId> m_reached;  ///< by hard pointers
     std::vector<Copied> m_copied;
+    std::unordered_set<OdDbObjectId> m_merged;  ///< dictionaries of the source
+    std::vector<OdDbObjectId> m_mergedInOrder;
+    std::vector<OdDbObjectId> m_filled;  ///< blocks that get clones
+    /// What clones show of blocks that the operation hasn't made.
+    std::unordered_set<Shown, HashOfShown> m_shown;
+    std::exception_ptr m_spoilt;  ///< why an object could not be replaced
     Scratch m_scratch;
     OdDbObject const* m_entering =
-        nullptr;                      ///< to be listed by its owner although it isn't primary
-    std::size_t m_waitingBefore = 0;  ///< from operations before this one
-    std::size_t m_copiedBefore = 0;
-    std::size_t m_pairsBefore = 0;
+        nullptr;    ///< to be listed by its owner although it isn't primary
+    Mark m_before;  ///< what operations before this one have left
     int m_level = 0;
     bool m_isUnderWay = false;
     bool m_takesRoots = false;  ///< clones of standard objects go into those of the destination

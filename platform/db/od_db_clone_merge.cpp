@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <array>
+#include <unordered_set>
 
 namespace {
 
@@ -84,14 +85,26 @@ OdString odDbManglingPrefix(OdDbIdMapping const& mapping)
 OdString odDbMangledName(OdString const& prefix, OdString const& name,
                          std::function<bool(OdString const&)> const& isTaken)
 {
-    OdString result;
-    for (unsigned number = 0; result.isEmpty() || isTaken(result); ++number) {
+    const auto withNumber = [&](std::uint32_t number) {
         OdString middle;
         middle.format(L"%lc%u%lc", static_cast<wint_t>(kMangle), number,
                       static_cast<wint_t>(kMangle));
-        result = prefix + middle + name;
+        return prefix + middle + name;
+    };
+    // Names are mostly taken from the first number on without a gap: its end is found by steps that
+    // double, and then by halves.
+    std::uint32_t free = 0;
+    std::uint32_t step = 1;
+    while (isTaken(withNumber(free))) {
+        free += step;
+        step *= 2;
     }
-    return result;
+    std::uint32_t taken = free == 0 ? 0 : free - step / 2;  // the last one that was met
+    while (free - taken > 1) {
+        const std::uint32_t middle = taken + (free - taken) / 2;
+        (isTaken(withNumber(middle)) ? taken : free) = middle;
+    }
+    return withNumber(free);
 }
 
 OdString odDbUnmangledName(OdString const& name)
@@ -117,8 +130,8 @@ OdString odDbUnmangledName(OdString const& name)
 
 void OdDbCloneOperation::mapRoots()
 {
-    OdDbHeader const& from = m_mapping.origDb()->impl().header;
-    OdDbHeader const& to = m_mapping.destDb()->impl().header;
+    OdDbHeader const& from = orig().impl().header;
+    OdDbHeader const& to = dest().impl().header;
     if (&from == &to) {
         return;
     }
@@ -131,7 +144,7 @@ void OdDbCloneOperation::mapRoots()
 
 bool OdDbCloneOperation::isRootOfDestination(OdDbObjectId id) const
 {
-    OdDbHeader const& header = m_mapping.destDb()->impl().header;
+    OdDbHeader const& header = dest().impl().header;
     return !id.isNull() &&
            std::any_of(kRoots.begin(), kRoots.end(), [&](auto root) { return header.*root == id; });
 }
@@ -139,7 +152,7 @@ bool OdDbCloneOperation::isRootOfDestination(OdDbObjectId id) const
 void OdDbCloneOperation::cloneIntoRoots()
 {
     m_takesRoots = true;
-    OdDbHeader const& from = m_mapping.origDb()->impl().header;
+    OdDbHeader const& from = orig().impl().header;
     for (std::size_t index = 0; index < kContainers; ++index) {
         const OdDbObjectPtr container = (from.*kRoots[index]).openObject(OdDb::kForRead);
         if (!container.isNull()) {
@@ -148,6 +161,20 @@ void OdDbCloneOperation::cloneIntoRoots()
     }
     cloneRest();
     m_takesRoots = false;
+}
+
+void OdDbCloneOperation::cloneUnowned()
+{
+    for (OdDbHandle at = orig().nextHandle(); !at.isNull(); at = orig().nextHandle(at)) {
+        const OdDbObjectId id = orig().getOdDbObjectId(at);
+        if (m_mapping.find(id) != nullptr) {
+            continue;
+        }
+        const OdDbObjectPtr source = id.openObject(OdDb::kForRead);
+        if (!source.isNull() && source->ownerId().isNull()) {
+            (void)source->wblockClone(m_mapping, nullptr, /*isPrimary=*/false);
+        }
+    }
 }
 
 void OdDbCloneOperation::mapOwner(OdDbObjectId sourceOwner, OdDbObjectId owner)
@@ -162,7 +189,29 @@ void OdDbCloneOperation::mapOwner(OdDbObjectId sourceOwner, OdDbObjectId owner)
     OdDbIdPair const* known = m_mapping.find(sourceOwner);
     if (known == nullptr || (!known->isCloned() && isRootOfDestination(known->value()))) {
         m_mapping.assign(OdDbIdPair(sourceOwner, owner, /*isCloned=*/false));
+        noteFilled(owner);
     }
+}
+
+// ---------------------------------------------------------------------------------------------
+// Blocks that get clones
+
+void OdDbCloneOperation::noteFilled(OdDbObjectId block)
+{
+    OdRxClass const* cls = block.objectClass();
+    if (cls != nullptr && cls->isDerivedFrom(OdDbBlockTableRecord::desc()) &&
+        std::find(m_filled.begin(), m_filled.end(), block) == m_filled.end()) {
+        m_filled.push_back(block);
+    }
+}
+
+/// Whether a clone that shows a block may come to lie inside that block.
+bool OdDbCloneOperation::holdsFilled(OdDbObjectId block) const
+{
+    return std::any_of(m_filled.begin(), m_filled.end(), [&](OdDbObjectId filled) {
+        const OdDbBlockTableRecordPtr record = OdDbBlockTableRecord::openBlock(filled);
+        return !record.isNull() && record->isContainedIn(block);
+    });
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -205,8 +254,14 @@ OdDbCloneOperation::Meeting OdDbCloneOperation::meetRecord(OdDbObject const& sou
     if (isMangling(style)) {
         return Meeting::kMake;
     }
-    const bool isReplaced = style == OdDb::DuplicateRecordCloning::kDrcReplace &&
-                            !(present == source.objectId()) && !m_mapping.isValue(present);
+    if (present == source.objectId() || m_mapping.isValue(present)) {
+        return Meeting::kUse;
+    }
+    const bool isReplaced = style == OdDb::DuplicateRecordCloning::kDrcReplace;
+    const bool isFilled = std::find(m_filled.begin(), m_filled.end(), present) != m_filled.end();
+    if (isFilled || (!isReplaced && holdsFilled(present))) {
+        return Meeting::kMake;
+    }
     return isReplaced ? Meeting::kReplace : Meeting::kUse;
 }
 
@@ -243,11 +298,13 @@ OdDbCloneOperation::Meeting OdDbCloneOperation::meetEntry(OdDbObject const& sour
     return Meeting::kMake;
 }
 
-/// The object whose content is to be replaced, without what it owns.
+/// The object whose content is to be replaced, without what it owns. What refuses to go stays, with
+/// all that it owns itself.
 OdDbObjectPtr OdDbCloneOperation::emptied(OdDbObjectId id)
 {
     OdDbObjectPtr object = id.safeOpenObject(OdDb::kForWrite);
     object->assertWriteEnabled();
+    std::unordered_set<OdDbObjectId> seen{id};  // a drawing may hold owners that own one another
     std::vector<OdDbReference> references;
     std::vector<OdDbObjectPtr> left{object};
     while (!left.empty()) {
@@ -257,8 +314,8 @@ OdDbObjectPtr OdDbCloneOperation::emptied(OdDbObjectId id)
         OdStaticRxObject<OdDbMemoryFiler> filer(OdDb::FilerType::kPurgeFiler, at->database());
         filer.collectReferences(&references);
         OdDbObjectAccess::fileOut(*at, filer);
-        if (!(at == object)) {
-            (void)at->erase(true);
+        if (!(at == object) && at->erase(true) != kOdOk) {
+            continue;
         }
         for (OdDbReference const& reference : references) {
             if (reference.type == OdDb::ReferenceType::kSoftPointerRef ||
@@ -266,7 +323,8 @@ OdDbObjectPtr OdDbCloneOperation::emptied(OdDbObjectId id)
                 continue;
             }
             OdDbObjectPtr owned = reference.id.openObject(OdDb::kForWrite);
-            if (!owned.isNull() && owned->ownerId() == at->objectId()) {
+            if (!owned.isNull() && owned->ownerId() == at->objectId() &&
+                seen.insert(reference.id).second) {
                 left.push_back(std::move(owned));
             }
         }
@@ -276,23 +334,38 @@ OdDbObjectPtr OdDbCloneOperation::emptied(OdDbObjectId id)
 
 void OdDbCloneOperation::merge(OdDbObject const& source, OdDbObjectId target)
 {
-    m_mapping.assign(OdDbIdPair(source.objectId(), target, /*isCloned=*/false));
+    const OdDbObjectId key = source.objectId();
+    if (!m_merged.insert(key).second) {
+        return;  // dictionaries may list one another
+    }
+    m_mergedInOrder.push_back(key);
+    m_mapping.assign(OdDbIdPair(key, target, /*isCloned=*/false));
     const OdDbObjectPtr into = target.safeOpenObject(OdDb::kForWrite);
+    if (m_level > kDeepestLevel) {
+        m_putOff.push_back({key, into, OdDb::FilerType::kWblockCloneFiler, /*isMerged=*/true});
+        return;
+    }
+    mergeEntries(source, *into);
+}
+
+void OdDbCloneOperation::mergeEntries(OdDbObject const& source, OdDbObject& target)
+{
+    const LevelGuard level(m_level);
     std::vector<OdDbObjectId> entries;
     for (const auto at = static_cast<OdDbDictionary const&>(source).newIterator(); !at->done();
          at->next()) {
         entries.push_back(at->objectId());
     }
     for (OdDbObjectId id : entries) {
-        enter(id, *into);
+        enter(id, target);
     }
-    cloneExtensionDictionary(source, *into);
+    cloneExtensionDictionary(source, target);
 }
 
 void OdDbCloneOperation::enter(OdDbObjectId id, OdDbObject& owner)
 {
     const OdDbObjectPtr source = id.openObject(OdDb::kForRead);
-    if (source.isNull() || source->database() != m_mapping.origDb()) {
+    if (source.isNull() || source->database() != m_orig.get()) {
         return;
     }
     OdDbObject const* const before = std::exchange(m_entering, source.get());
@@ -327,7 +400,7 @@ void OdDbCloneOperation::reach(OdDbObjectId id, int depth)
         return;
     }
     const OdDbObjectPtr source = id.openObject(OdDb::kForRead);
-    if (source.isNull() || source->database() != m_mapping.origDb()) {
+    if (source.isNull() || source->database() != m_orig.get()) {
         return;
     }
     const OdDbObjectId sourceOwner = source->ownerId();
@@ -357,10 +430,10 @@ OdDbObjectId OdDbCloneOperation::counterpartOf(OdDbObjectId owner, int depth)
         return pair->value();
     }
     const OdDbObjectPtr object = owner.openObject(OdDb::kForRead);
-    if (object.isNull() || object->database() != m_mapping.origDb()) {
+    if (object.isNull() || object->database() != m_orig.get()) {
         return OdDbObjectId::kNull;
     }
-    if (m_mapping.origDb() == m_mapping.destDb()) {
+    if (m_orig == m_dest) {
         return owner;
     }
     if (object->isKindOf(OdDbDictionary::desc())) {

@@ -76,7 +76,9 @@ OdDbDatabaseImpl::OdDbDatabaseImpl(OdDbDatabase& db, OdDbHostAppServices* appSer
 OdDbDatabaseImpl::~OdDbDatabaseImpl()
 {
     releaseObjects();
-    odDbDropRedirections(*this);
+    if (hasRedirections) {
+        odDbDropRedirections({this});
+    }
 }
 
 std::vector<OdDbObject*> OdDbDatabaseImpl::residentObjects() const

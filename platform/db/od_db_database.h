@@ -130,7 +130,8 @@ public:
     /// \name Cloning
     /// Each call is one clone operation with the context told. If it throws, the destination is as
     /// before; the source is never touched. Ids that are null, erased or without object are passed
-    /// over, as are objects that the mapping has as cloned.
+    /// over, as are objects that the mapping has as cloned. A reference whose clone would make a block
+    /// contain itself is refused: OdError (cyclic reference).
     /// @{
     /// Clones objects of this database, with all that they own, to a new owner in it; context 0.
     ///
@@ -157,8 +158,10 @@ public:
     ///
     /// What every drawing has (the tables, layer "0", the spaces, ...) is mapped to its counterpart.
     /// A named record that is met maps to the one of its name, or a clone is added: by `style`,
-    ///  - ignore (also not applicable): the one that stands there is used;
-    ///  - replace: it gets the content of the source, keeping its id, owner and reactors;
+    ///  - ignore (also not applicable): the one that stands there is used, unless it is a block that
+    ///    contains the one to which clones go; then a clone is added by a mangled name;
+    ///  - replace: it gets the content of the source, keeping its id, owner and reactors, unless it is
+    ///    the block to which clones go;
     ///  - mangle name: the clone is named "$0$name" (or "$1$name", ...);
     ///  - xref mangle name: the same behind the name of the source's file, "file$0$name";
     ///  - unmangle name: the name without such a mangling is used, else as ignore.
@@ -167,7 +170,8 @@ public:
     /// one name are merged entry by entry; an extended record's own style goes before `style` unless
     /// it is ignore. Objects reached by hard pointers are owned by what stands for the owner of their
     /// source, dictionaries being found, or made, by name; without such an owner they have none.
-    /// Applications of extended data are registered.
+    /// Applications of extended data are registered. Relative paths of external drawings become
+    /// absolute unless both drawings lie in one folder.
     /// \throws As deepCloneObjects; (wrong database) for ids of more than one database.
     void wblockCloneObjects(OdDbObjectIdArray const& ids, OdDbObjectId owner,
                             OdDbIdMapping& mapping, OdDb::DuplicateRecordCloning style,
@@ -184,7 +188,8 @@ public:
     /// \return The new block. \throws OdError (duplicate name), and as insertIntoBlock.
     OdDbObjectId insert(OdString const& blockName, OdDbDatabase& drawing,
                         OdDbIdMapping* mapping = nullptr);
-    /// A new drawing with all that this one's tables and dictionaries hold; context 7.
+    /// A new drawing with all that this one's tables and dictionaries hold, and with the objects that
+    /// nothing owns; context 7. External drawings that are loaded here are loaded there too.
     OdSmartPtr<OdDbDatabase> wblock(OdDbIdMapping* mapping = nullptr) const;
     /// A new drawing whose model space is a block of this one: entities and extension dictionary,
     /// origin and units; context 11.

@@ -3,6 +3,7 @@
 #include "db/od_db_block_table.h"
 #include "db/od_db_clone_impl.h"
 #include "db/od_db_database_impl.h"
+#include "db/od_db_xref_man.h"
 #include "root/od_error.h"
 
 namespace {
@@ -44,20 +45,7 @@ OdDbObjectPtr openOwner(OdDbObjectId owner, OdDbDatabase const* database)
 
 OdDbBlockTableRecordPtr openBlock(OdDbObjectId id, OdDb::OpenMode mode)
 {
-    const OdDbObjectPtr object = id.safeOpenObject(mode);
-    if (!object->isKindOf(OdDbBlockTableRecord::desc())) {
-        throw OdError_NotThatKindOfClass(object->isA(), OdDbBlockTableRecord::desc());
-    }
-    return OdDbBlockTableRecordPtr(object);
-}
-
-OdDbObjectIdArray entitiesOf(OdDbBlockTableRecord const& block)
-{
-    OdDbObjectIdArray ids;
-    for (const auto at = block.newIterator(); !at->done(); at->step()) {
-        ids.append(at->objectId());
-    }
-    return ids;
+    return id.safeOpenObject(mode);
 }
 
 /// Clones each object of a list as a primary one.
@@ -81,6 +69,31 @@ void wblockCloneList(OdDbObjectIdArray const& ids, OdDbObject& owner, OdDbIdMapp
 OdDbIdMappingPtr mappingOr(OdDbIdMapping* mapping)
 {
     return mapping != nullptr ? OdDbIdMappingPtr(mapping) : OdDbIdMapping::createObject();
+}
+
+/// What stands for an object of the source; null for nothing.
+OdDbObjectId counterpartOf(OdDbObjectId id, OdDbIdMapping const& mapping)
+{
+    OdDbIdPair const* pair = mapping.find(id);
+    return pair != nullptr ? pair->value() : OdDbObjectId::kNull;
+}
+
+/// Loads the external drawings of a copy as they are loaded, or not, in its source.
+void loadExternals(OdDbDatabase const& source, OdDbIdMapping const& mapping)
+{
+    OdDbXrefTable const& loaded = source.impl().xrefs;
+    for (OdDbHandle handle : loaded.blocks()) {
+        const OdDbObjectId block =
+            counterpartOf(const_cast<OdDbDatabase&>(source).getOdDbObjectId(handle), mapping);
+        if (block.isNull()) {
+            continue;
+        }
+        if (loaded.loaded(handle) != nullptr) {
+            (void)OdDbXRefMan::load(block);  // what can't be loaded now tells by its status
+        } else {
+            block.database()->impl().xrefs.setFailure(block.getHandle(), loaded.failure(handle));
+        }
+    }
 }
 
 /// A new drawing is not what the caller's mapping was set up for.
@@ -170,7 +183,7 @@ void OdDbDatabase::insertIntoBlock(OdDbObjectId block, OdDbDatabase& drawing,
     mapping.operation().run(drawing, *this, /*isDeferred=*/false, [&] {
         mapping.operation().mapRoots();
         mapping.operation().mapOwner(space->objectId(), block);
-        wblockCloneList(entitiesOf(*space), *target, mapping);
+        wblockCloneList(space->entityIds(), *target, mapping);
         mapping.operation().cloneExtensionDictionary(*space, *target);
     });
 }
@@ -204,10 +217,13 @@ OdDbDatabasePtr OdDbDatabase::wblock(OdDbIdMapping* mapping) const
     used->operation().run(const_cast<OdDbDatabase&>(*this), *made, /*isDeferred=*/false, [&] {
         used->operation().mapRoots();
         used->operation().cloneIntoRoots();
+        used->operation().cloneUnowned();
     });
     made->setINSUNITS(getINSUNITS());
     made->setINSBASE(getINSBASE());
     made->setPINSBASE(getPINSBASE());
+    made->setActiveViewportId(counterpartOf(activeViewportId(), *used));
+    loadExternals(*this, *used);
     return made;
 }
 
@@ -225,7 +241,7 @@ OdDbDatabasePtr OdDbDatabase::wblock(OdDbObjectId block, OdDbIdMapping* mapping)
         used->operation().mapRoots();
         used->operation().mapOwner(block, made->getModelSpaceId());
         const OdDbObjectPtr space = made->getModelSpaceId().safeOpenObject(OdDb::kForWrite);
-        wblockCloneList(entitiesOf(*source), *space, *used);
+        wblockCloneList(source->entityIds(), *space, *used);
         used->operation().cloneExtensionDictionary(*source, *space);
     });
     const bool isSpace = block == getModelSpaceId();

@@ -9,9 +9,20 @@
 
 #include <map>
 #include <string>
+#include <unordered_set>
 
-/// Ends all redirections from and to ids of a database that goes away.
-void odDbDropRedirections(OdDbDatabaseImpl const& database);
+/// Checks what an object is to refer to. Null is allowed, and an object that is in no database may
+/// refer to what it will be added to.
+/// \throws OdError (not that kind of class) for an object of another class than `cls`, (wrong database)
+///         for one of another database.
+void odDbRequireReference(OdDbObject const& object, OdDbObjectId id, OdRxClass* cls);
+
+/// Leads every id that a database knows, and those with neighbouring handles, to the id with the same
+/// handle in another database, whether that has such an object or not. Ids of the other one must not
+/// be led to this one.
+void odDbLeadAllIds(OdDbDatabaseImpl& from, OdDbDatabaseImpl& to);
+/// Ends all redirections from and to ids of databases that go away.
+void odDbDropRedirections(std::unordered_set<OdDbDatabaseImpl const*> const& databases);
 
 /// Access of the database layer to the private state of objects.
 class OdDbObjectAccess
@@ -147,6 +158,7 @@ public:
     std::uint64_t handseed = 1;
     bool headerChanged = false;
     bool isDrawOverrideAllowed = true;
+    bool hasRedirections = false;  ///< an id may be led away, or others to one
     std::uint32_t headerMark = 0;  ///< undo mark at which the settings were last recorded
     std::vector<OdDbClassRecord> classes;
     std::unique_ptr<OdDbObjectStore> store;

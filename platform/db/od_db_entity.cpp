@@ -1,5 +1,6 @@
 #include "db/od_db_entity.h"
 
+#include "db/od_db_database_impl.h"
 #include "db/od_db_filer.h"
 #include "db/od_db_material.h"
 #include "db/od_db_planar_impl.h"
@@ -56,11 +57,10 @@ OdDbObjectId OdDbEntity::layerId() const
 
 void OdDbEntity::requireReference(OdDbObjectId id, OdRxClass* cls) const
 {
-    OdRxClass* found = id.objectClass();
-    if (found == nullptr || !found->isDerivedFrom(cls)) {
-        throw OdError_NotThatKindOfClass(found, cls);
+    if (id.isNull()) {
+        throw OdError_NotThatKindOfClass(nullptr, cls);
     }
-    requireSameDatabase(database(), id.database());
+    odDbRequireReference(*this, id, cls);
 }
 
 void OdDbEntity::requireReferencesIn(OdDbDatabase const& database) const

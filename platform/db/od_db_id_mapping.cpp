@@ -1,7 +1,7 @@
 #include "db/od_db_id_mapping.h"
 
 #include "db/od_db_clone_impl.h"
-#include "db/od_db_id_table_impl.h"
+#include "db/od_db_database_impl.h"
 #include "root/od_error.h"
 
 #include <algorithm>
@@ -22,9 +22,31 @@ OdDbIdMapping::OdDbIdMapping() = default;
 
 OdDbIdMapping::~OdDbIdMapping()
 {
+    // One that others count, as on the stack, never came to its last release.
     if (m_operation != nullptr) {
+        ++m_refs;
         m_operation->finishLeftOver();
     }
+}
+
+void OdDbIdMapping::release()
+{
+    if (m_refs == 1 && m_operation != nullptr) {
+        m_operation->finishLeftOver();  // classes may take references now, and keep them
+    }
+    if (--m_refs == 0) {
+        delete this;
+    }
+}
+
+void OdDbIdMapping::setOrigDb(OdDbDatabase* database)
+{
+    m_origDb = database;
+}
+
+void OdDbIdMapping::setDestDb(OdDbDatabase* database)
+{
+    m_destDb = database;
 }
 
 OdDbIdMappingPtr OdDbIdMapping::createObject()
@@ -53,12 +75,12 @@ std::size_t OdDbIdMapping::placeOf(OdDbIdBlock const* block) const noexcept
     return place;
 }
 
-OdDbIdMapping::Slot const* OdDbIdMapping::slotOf(OdDbIdRecord const* record) const noexcept
+OdDbIdMapping::Slot* OdDbIdMapping::slotOf(OdDbIdRecord const* record) const noexcept
 {
     if (record == nullptr || m_table.empty()) {
         return nullptr;
     }
-    Page const* page = m_table[placeOf(&OdDbIdBlock::of(*record))].page;
+    Page* page = m_table[placeOf(&OdDbIdBlock::of(*record))].page;
     return page != nullptr ? &page->slots[record->slot] : nullptr;
 }
 
@@ -82,6 +104,7 @@ OdDbIdMapping::Slot& OdDbIdMapping::slotFor(OdDbIdRecord const& record)
     OdDbIdBlock const& block = OdDbIdBlock::of(record);
     Place& place = m_table[placeOf(&block)];
     if (place.block == nullptr) {
+        keep(&record);  // pages are found by address, which must not come to be that of other ids
         m_pages.push_back(std::make_unique<Page>());
         place = {&block, m_pages.back().get()};
     }
@@ -126,42 +149,75 @@ void OdDbIdMapping::assign(OdDbIdPair const& pair)
     if (key == nullptr) {
         return;  // nothing is known under the null id
     }
+    OdDbIdRecord const* value = pair.value().redirected();
+    keep(pair.key().record());
+    keep(pair.value().record());
+    keep(value);
+    Slot* const cloneSlot = pair.isCloned() && value != nullptr ? &slotFor(*value) : nullptr;
     Slot& slot = slotFor(*key);
-    if (slot.pairNumber != 0) {
-        m_pairs[slot.pairNumber - 1] = pair;
-    } else {
+    if (slot.pairNumber == 0) {
         m_pairs.push_back(pair);
         slot.pairNumber = static_cast<std::uint32_t>(m_pairs.size());
+    } else {
+        const std::size_t place = slot.pairNumber - 1;
+        if (m_operation != nullptr && m_operation->isUnderWay()) {
+            m_replaced.push_back({place, m_pairs[place]});
+        }
+        m_pairs[place] = pair;
     }
     slot.value = pair.value();
-    OdDbIdRecord const* value = pair.value().redirected();
-    if (pair.isCloned() && value != nullptr) {
-        slotFor(*value).epoch = m_epoch;
+    if (cloneSlot != nullptr) {
+        cloneSlot->epoch = m_epoch;
     }
 }
 
-void OdDbIdMapping::dropPairs(std::size_t count)
+/// Keeps the database of an id alive.
+void OdDbIdMapping::keep(OdDbIdRecord const* record)
 {
-    std::vector<OdDbIdPair> pairs = std::exchange(m_pairs, {});
-    pairs.resize(std::min(count, pairs.size()));
-    // Clones that wait since an earlier operation still stand in the destination.
-    std::vector<OdDbObjectId> values;
-    for (OdDbIdPair const& pair : pairs) {
-        if (isValue(pair.value()) && !pair.value().isErased()) {
-            values.push_back(pair.value());
-        }
+    if (record == nullptr || OdDbIdBlock::of(*record).database == m_lastKept) {
+        return;
     }
-    m_pages.clear();
-    m_table.clear();
-    ++m_epoch;
-    for (OdDbIdPair const& pair : pairs) {
-        if (!pair.isCloned() || !pair.value().isErased()) {
-            assign(pair);
-        }
+    OdDbDatabaseImpl const* impl = OdDbIdBlock::of(*record).database;
+    OdDbDatabase& database = impl->database;
+    if (std::find(m_kept.begin(), m_kept.end(), &database) == m_kept.end()) {
+        m_kept.emplace_back(&database);
     }
-    ++m_epoch;
-    for (OdDbObjectId id : values) {
-        slotFor(*id.redirected()).epoch = m_epoch;
+    m_lastKept = impl;
+}
+
+void OdDbIdMapping::rollBack(Mark const& mark) noexcept
+{
+    while (m_replaced.size() > mark.replaced) {
+        Replaced const& last = m_replaced.back();
+        if (last.place < mark.pairs) {
+            restore(last.place, last.before);
+        }
+        m_replaced.pop_back();
+    }
+    while (m_pairs.size() > mark.pairs) {
+        restore(m_pairs.size() - 1, OdDbIdPair());
+        m_pairs.pop_back();
+    }
+}
+
+/// Puts back what a place held; a pair without key for nothing.
+void OdDbIdMapping::restore(std::size_t place, OdDbIdPair const& before) noexcept
+{
+    OdDbIdPair& pair = m_pairs[place];
+    if (pair.isCloned() && !(pair.value() == before.value())) {
+        forgetClone(pair.value());
+    }
+    if (Slot* slot = slotOf(pair.key().redirected())) {
+        slot->value = before.value();
+        slot->pairNumber = before.key().isNull() ? 0 : slot->pairNumber;
+    }
+    pair = before;
+}
+
+void OdDbIdMapping::forgetClone(OdDbObjectId value) noexcept
+{
+    if (Slot* slot = slotOf(value.redirected())) {
+        slot->epoch = 0;
     }
 }
 

@@ -10,6 +10,7 @@
 #include <vector>
 
 class OdDbCloneOperation;
+class OdDbDatabaseImpl;
 struct OdDbIdBlock;
 
 /// One object met in a clone operation and what stands for it in the destination.
@@ -55,16 +56,24 @@ class OdDbIdMappingIterator;
 /// destination that stands for one of the source. Iteration is in the order in which keys were first
 /// entered, which for clones is the order in which they were made and the same in every run. A
 /// mapping may serve several operations one after the other, each of which finds what the ones
-/// before it have made.
+/// before it have made; one that fails leaves it as it was. Every database whose ids a mapping holds
+/// lives as long as the mapping.
+///
+/// Counts references by itself: with the last one, clones whose translation was put off, and never
+/// asked for since, are translated, while classes may still hold the mapping. Those that can't be are
+/// taken back.
 class OdDbIdMapping : public OdRxObject
 {
     RX_DECLARE_CLASS(OdDbIdMapping);
 
 public:
     OdDbIdMapping();
-    /// Clones whose translation was put off, and never asked for since, are translated now.
     ~OdDbIdMapping() override;
     static OdSmartPtr<OdDbIdMapping> createObject();
+
+    void addRef() override { ++m_refs; }
+    void release() override;
+    long numRefs() const override { return m_refs; }
 
     /// Fills value and flags of the pair with its key. \return False, with the pair untouched, for
     /// a key that wasn't met.
@@ -83,10 +92,12 @@ public:
 
     OdDb::DeepCloneType deepCloneContext() const noexcept { return m_context; }
     void setDeepCloneContext(OdDb::DeepCloneType context) noexcept { m_context = context; }
-    OdDbDatabase* origDb() const noexcept { return m_origDb; }
-    OdDbDatabase* destDb() const noexcept { return m_destDb; }
-    void setOrigDb(OdDbDatabase* database) noexcept { m_origDb = database; }
-    void setDestDb(OdDbDatabase* database) noexcept { m_destDb = database; }
+    OdDbDatabase* origDb() const noexcept { return m_origDb.get(); }
+    OdDbDatabase* destDb() const noexcept { return m_destDb.get(); }
+    /// The databases that an operation goes from and to are set by the operation; setting others
+    /// meanwhile changes nothing of what it does.
+    void setOrigDb(OdDbDatabase* database);
+    void setDestDb(OdDbDatabase* database);
     OdDb::DuplicateRecordCloning duplicateRecordCloning() const noexcept { return m_duplicates; }
     void setDuplicateRecordCloning(OdDb::DuplicateRecordCloning style) noexcept
     {
@@ -114,25 +125,45 @@ private:
         OdDbIdBlock const* block = nullptr;
         Page* page = nullptr;
     };
+    /// A pair that took the place of another one while an operation was under way.
+    struct Replaced
+    {
+        std::size_t place;
+        OdDbIdPair before;
+    };
+    /// How far a mapping was filled.
+    struct Mark
+    {
+        std::size_t pairs = 0;
+        std::size_t replaced = 0;
+    };
 
-    Slot const* slotOf(OdDbIdRecord const* record) const noexcept;
+    Slot* slotOf(OdDbIdRecord const* record) const noexcept;
     Slot& slotFor(OdDbIdRecord const& record);
     std::size_t placeOf(OdDbIdBlock const* block) const noexcept;
     void grow();
-    /// Takes out the pairs of a failed operation: those behind the first `count` ones, and any whose
-    /// clone is erased.
-    void dropPairs(std::size_t count);
+    void keep(OdDbIdRecord const* record);
+    Mark mark() const noexcept { return {m_pairs.size(), m_replaced.size()}; }
+    /// Takes back what was entered since a mark, which was set by the operation under way.
+    void rollBack(Mark const& mark) noexcept;
+    void restore(std::size_t place, OdDbIdPair const& before) noexcept;
+    void forgetClone(OdDbObjectId value) noexcept;
 
     std::vector<OdDbIdPair> m_pairs;
+    std::vector<Replaced> m_replaced;  ///< while an operation is under way
     std::vector<std::unique_ptr<Page>> m_pages;
     /// Pages by block; open addressing, the size is a power of two.
     std::vector<Place> m_table;
     std::uint32_t m_epoch = 1;  ///< goes up with each translation
-    OdDbDatabase* m_origDb = nullptr;
-    OdDbDatabase* m_destDb = nullptr;
+    OdSmartPtr<OdDbDatabase> m_origDb;
+    OdSmartPtr<OdDbDatabase> m_destDb;
+    std::vector<OdSmartPtr<OdDbDatabase>> m_kept;  ///< databases of the ids that are held
+    OdDbDatabaseImpl const* m_lastKept = nullptr;  ///< one of them
     std::unique_ptr<OdDbCloneOperation> m_operation;
     OdDb::DeepCloneType m_context = OdDb::DeepCloneType::kDcCopy;
     OdDb::DuplicateRecordCloning m_duplicates = OdDb::DuplicateRecordCloning::kDrcNotApplicable;
+    OdRxLivingMark m_living{desc()};
+    long m_refs = 1;
 };
 
 using OdDbIdMappingPtr = OdSmartPtr<OdDbIdMapping>;

@@ -4,20 +4,34 @@
 #include "db/od_db_reactor_list_impl.h"
 #include "root/od_error.h"
 
+#include <algorithm>
 #include <unordered_map>
+#include <unordered_set>
 
 std::size_t OdDbObjectId::s_redirections = 0;
 
+/// Where ids are led to: single ones, and blocks of them, slot by slot. What is said of a single id
+/// goes before what is said of its block.
 struct OdDbRedirections
 {
-    static std::unordered_map<OdDbIdRecord const*, OdDbIdRecord*>& map()
+    using Records = std::unordered_map<OdDbIdRecord const*, OdDbIdRecord*>;
+    using Blocks = std::unordered_map<OdDbIdBlock const*, OdDbIdBlock*>;
+
+    static Records& records()
     {
-        static std::unordered_map<OdDbIdRecord const*, OdDbIdRecord*> s_map;
-        return s_map;
+        static Records s_records;
+        return s_records;
     }
+    static Blocks& blocks()
+    {
+        static Blocks s_blocks;
+        return s_blocks;
+    }
+    static OdDbIdRecord* targetOf(OdDbIdRecord const& record) noexcept;
+    static void setFlags(OdDbIdBlock& block, bool isRedirected);
     static void count()
     {
-        OdDbObjectId::s_redirections = map().size();
+        OdDbObjectId::s_redirections = records().size() + blocks().size();
         ++s_revision;
     }
 
@@ -31,11 +45,38 @@ std::uint64_t odDbRedirectionRevision() noexcept
     return OdDbRedirections::s_revision;
 }
 
+OdDbIdRecord* OdDbRedirections::targetOf(OdDbIdRecord const& record) noexcept
+{
+    Records const& single = records();
+    if (!single.empty()) {
+        if (const auto found = single.find(&record); found != single.end()) {
+            return found->second;
+        }
+    }
+    const auto at = blocks().find(&OdDbIdBlock::of(record));
+    if (single.empty()) {
+        // A drawing that is loaded again and again makes a long way of blocks: each look-up halves it.
+        if (const auto next = blocks().find(at->second); next != blocks().end()) {
+            at->second = next->second;
+        }
+    }
+    return &at->second->records[record.slot];
+}
+
+void OdDbRedirections::setFlags(OdDbIdBlock& block, bool isRedirected)
+{
+    for (OdDbIdRecord& record : block.records) {
+        if (records().empty() || records().count(&record) == 0) {
+            record.set(OdDbIdRecord::kRedirected, isRedirected);
+        }
+    }
+}
+
 OdDbIdRecord* OdDbObjectId::redirected() const noexcept
 {
     OdDbIdRecord* record = m_record;
     while (record != nullptr && record->has(OdDbIdRecord::kRedirected)) {
-        record = OdDbRedirections::map().at(record);
+        record = OdDbRedirections::targetOf(*record);
     }
     return record;
 }
@@ -49,26 +90,58 @@ void OdDbObjectId::redirectTo(OdDbObjectId target) const
     if (end == m_record) {
         throw OdError(kOdCyclicReference);
     }
-    m_record->set(OdDbIdRecord::kRedirected, end != nullptr);
     if (end != nullptr) {
-        OdDbRedirections::map()[m_record] = end;
+        OdDbRedirections::records()[m_record] = end;
+        OdDbDatabaseImpl::of(*m_record).hasRedirections = true;
+        OdDbDatabaseImpl::of(*end).hasRedirections = true;
     } else {
-        OdDbRedirections::map().erase(m_record);
+        OdDbRedirections::records().erase(m_record);
     }
+    m_record->set(OdDbIdRecord::kRedirected, end != nullptr);
     OdDbRedirections::count();
 }
 
-void odDbDropRedirections(OdDbDatabaseImpl const& database)
+void odDbLeadAllIds(OdDbDatabaseImpl& from, OdDbDatabaseImpl& to)
 {
-    auto& map = OdDbRedirections::map();
-    for (auto at = map.begin(); at != map.end();) {
-        OdDbDatabaseImpl const* from = &OdDbDatabaseImpl::of(*at->first);
-        if (from != &database && &OdDbDatabaseImpl::of(*at->second) != &database) {
+    for (std::uint64_t number : from.ids.knownBlocks()) {
+        OdDbIdBlock& block = *from.ids.findBlock(number);
+        const std::uint64_t first = number * OdDbStorageAccess::kHandlesInBlock;
+        OdDbRedirections::blocks()[&block] = &OdDbIdBlock::of(to.ids.get(first));
+        OdDbRedirections::setFlags(block, true);
+    }
+    from.hasRedirections = true;
+    to.hasRedirections = true;
+    OdDbRedirections::count();
+}
+
+void odDbDropRedirections(std::unordered_set<OdDbDatabaseImpl const*> const& databases)
+{
+    if (std::none_of(databases.begin(), databases.end(),
+                     [](OdDbDatabaseImpl const* one) { return one->hasRedirections; })) {
+        return;
+    }
+    auto& records = OdDbRedirections::records();
+    for (auto at = records.begin(); at != records.end();) {
+        if (databases.count(&OdDbDatabaseImpl::of(*at->first)) == 0 &&
+            databases.count(&OdDbDatabaseImpl::of(*at->second)) == 0) {
             ++at;
             continue;
         }
         const_cast<OdDbIdRecord*>(at->first)->set(OdDbIdRecord::kRedirected, false);
-        at = map.erase(at);
+        at = records.erase(at);
+    }
+    auto& blocks = OdDbRedirections::blocks();
+    for (auto at = blocks.begin(); at != blocks.end();) {
+        if (databases.count(at->first->database) == 0 &&
+            databases.count(at->second->database) == 0) {
+            ++at;
+            continue;
+        }
+        OdDbRedirections::setFlags(const_cast<OdDbIdBlock&>(*at->first), false);
+        at = blocks.erase(at);
+    }
+    for (OdDbDatabaseImpl const* one : databases) {
+        const_cast<OdDbDatabaseImpl*>(one)->hasRedirections = false;
     }
     OdDbRedirections::count();
 }
@@ -151,6 +224,21 @@ OdDbObjectPtr OdDbObjectId::safeOpenObject(OdDb::OpenMode mode, bool openErased)
 void OdDbObjectId::convertToRedirectedId() noexcept
 {
     m_record = redirected();
+}
+
+void odDbRequireReference(OdDbObject const& object, OdDbObjectId id, OdRxClass* cls)
+{
+    if (id.isNull()) {
+        return;
+    }
+    OdRxClass* const found = id.objectClass();
+    if (found == nullptr || !found->isDerivedFrom(cls)) {
+        throw OdError_NotThatKindOfClass(found, cls);
+    }
+    OdDbDatabase const* const database = object.database();
+    if (database != nullptr && (id.database() != database || id.originalDatabase() != database)) {
+        throw OdError(kOdWrongDatabase);
+    }
 }
 
 std::strong_ordering OdDbObjectId::compare(OdDbObjectId other) const noexcept

@@ -1,6 +1,8 @@
 #include "db/od_db_simple_tables.h"
 
+#include "db/od_db_database_impl.h"
 #include "db/od_db_filer.h"
+#include "db/od_db_material.h"
 #include "db/od_db_planar_impl.h"
 
 #include <utility>
@@ -187,9 +189,7 @@ OdDbObjectId OdDbLayerTableRecord::linetypeObjectId() const
 
 void OdDbLayerTableRecord::setLinetypeObjectId(OdDbObjectId linetype)
 {
-    if (OdDbDatabase const* db = database()) {
-        requireIn(*db, linetype);
-    }
+    odDbRequireReference(*this, linetype, OdDbLinetypeTableRecord::desc());
     assertWriteEnabled();
     m_linetype = linetype;
 }
@@ -238,9 +238,7 @@ OdDbObjectId OdDbLayerTableRecord::materialId() const
 
 void OdDbLayerTableRecord::setMaterialId(OdDbObjectId material)
 {
-    if (OdDbDatabase const* db = database()) {
-        requireIn(*db, material);
-    }
+    odDbRequireReference(*this, material, OdDbMaterial::desc());
     assertWriteEnabled();
     m_material = material;
 }

@@ -75,7 +75,8 @@ public:
     OdCmEntityColor color() const;
     void setColor(OdCmEntityColor const& color);
     OdDbObjectId linetypeObjectId() const;
-    /// \throws OdError (wrong database) for an id of another database.
+    /// \throws OdError (not that kind of class) for an id of something that is no line type, (wrong
+    ///         database).
     void setLinetypeObjectId(OdDbObjectId linetype);
     /// In hundredths of a millimetre; -3 for the drawing's default.
     int lineWeight() const;
@@ -86,7 +87,8 @@ public:
     OdString plotStyleName() const;
     void setPlotStyleName(OdString const& name);
     OdDbObjectId materialId() const;
-    /// \throws OdError (wrong database) for an id of another database.
+    /// \throws OdError (not that kind of class) for an id of something that is no material, (wrong
+    ///         database).
     void setMaterialId(OdDbObjectId material);
 
     OdResult dwgInFields(OdDbDwgFiler* filer) override;

@@ -29,12 +29,12 @@ fs::path pathOf(OdString const& text)
 bool isSameFile(OdString const& left, OdString const& right)
 {
     std::error_code error;
-    return fs::equivalent(pathOf(left), pathOf(right), error) && !error;
+    return left == right || (fs::equivalent(pathOf(left), pathOf(right), error) && !error);
 }
 
 OdDbBlockTableRecordPtr openExternal(OdDbObjectId block, OdDb::OpenMode mode = OdDb::kForRead)
 {
-    const OdDbBlockTableRecordPtr record = OdDbBlockTableRecord::cast(block.openObject(mode).get());
+    const OdDbBlockTableRecordPtr record = OdDbBlockTableRecord::openBlock(block, mode);
     return !record.isNull() && record->isFromExternalReference() ? record
                                                                  : OdDbBlockTableRecordPtr();
 }
@@ -230,26 +230,14 @@ void eraseReferences(OdDbBlockTableRecord const& record)
     }
 }
 
-/// Makes the path of a drawing that stays external good for another host's folder.
-void setAbsolutePath(OdDbBlockTableRecord& record)
-{
-    const fs::path folder = fs::absolute(pathOf(record.database()->getFilename())).parent_path();
-    record.upgradeOpen();
-    record.setPathName(
-        OdString::fromUtf8((folder / pathOf(record.pathName())).lexically_normal().string()));
-    record.downgradeOpen();
-}
-
+/// Binds what is attached to a drawing, as far as it can be; the rest stays external.
 void bindAttached(OdDbDatabase& external, OdDbXRefMan::BindStyle style)
 {
     for (OdDbObjectId block : externalBlocks(external)) {
         const OdDbBlockTableRecordPtr record = openExternal(block);
-        if (record.isNull()) {
-            continue;  // detached while another one was bound
-        }
-        if (record->isFromOverlayReference() || record->isUnloaded() ||
-            OdDbXRefMan::bind(block, style) != kOdOk) {
-            setAbsolutePath(*record);
+        // One may have been detached while another one was bound.
+        if (!record.isNull() && !record->isFromOverlayReference() && !record->isUnloaded()) {
+            (void)OdDbXRefMan::bind(block, style);
         }
     }
 }
@@ -269,7 +257,33 @@ void bindLoaded(OdDbBlockTableRecord& record, OdDbDatabase& external, OdDbXRefMa
     record.setIsFromOverlayReference(false);
 }
 
+OdString textOf(fs::path const& path)
+{
+    return OdString::fromUtf8(path.string());
+}
+
+/// The folder of a drawing; empty if it has no file or there is no telling.
+fs::path folderOf(OdDbDatabase const& database)
+{
+    const OdString file = database.getFilename();
+    std::error_code error;
+    const fs::path path = file.isEmpty() ? fs::path() : fs::absolute(pathOf(file), error);
+    return error ? fs::path() : path.parent_path().lexically_normal();
+}
+
 }  // namespace
+
+OdString odDbPathSeenFrom(OdDbDatabase const& from, OdString const& path,
+                          OdDbDatabase const& before)
+{
+    const fs::path folder = folderOf(before);
+    if (folder.empty() || pathOf(path).is_absolute() || folderOf(from) == folder) {
+        return path;
+    }
+    const OdString beside = textOf((folder / pathOf(path)).lexically_normal());
+    const OdString found = findFile(before, path);
+    return found.isEmpty() || isSameFile(found, beside) ? beside : path;
+}
 
 void OdDbXRefMan::setReader(Reader reader) noexcept
 {

@@ -3,37 +3,39 @@
 
 #include <algorithm>
 
-namespace {
-
-/// Leads every id of an emptied drawing to the object with the same handle.
-void redirectAll(OdDbDatabase const& from, OdDbDatabase& to)
-{
-    OdDbIdTable const& ids = from.impl().ids;
-    for (std::uint64_t number : ids.knownBlocks()) {
-        for (OdDbIdRecord& record : ids.findBlock(number)->records) {
-            const OdDbHandle handle(OdDbIdBlock::handleOf(record));
-            const OdDbObjectId target = to.getOdDbObjectId(handle);
-            OdDbObjectId(&record).redirectTo(target);
-        }
-    }
-}
-
-}  // namespace
-
 OdDbXrefTable::~OdDbXrefTable()
 {
-    // Others may keep an external drawing alive; its block goes now.
+    // Others may keep an external drawing alive; its block goes now. All that is led from or to the
+    // databases that go is ended in one pass.
+    std::unordered_set<OdDbDatabaseImpl const*> going;
+    const auto collect = [&](OdDbDatabasePtr const& database) {
+        if (!database.isNull() && database->numRefs() == 1) {
+            going.insert(&database->impl());
+        }
+    };
     for (auto& [handle, entry] : m_entries) {
         if (!entry.database.isNull()) {
             entry.database->impl().xrefBlock = OdDbObjectId::kNull;
         }
+        collect(entry.database);
+        std::for_each(entry.unloaded.begin(), entry.unloaded.end(), collect);
     }
+    odDbDropRedirections(going);
 }
 
 OdDbXrefTable::Entry const* OdDbXrefTable::find(OdDbHandle block) const
 {
     const auto at = m_entries.find(block);
     return at != m_entries.end() ? &at->second : nullptr;
+}
+
+std::vector<OdDbHandle> OdDbXrefTable::blocks() const
+{
+    std::vector<OdDbHandle> handles;
+    for (auto const& [handle, entry] : m_entries) {
+        handles.push_back(handle);
+    }
+    return handles;
 }
 
 OdDbDatabase* OdDbXrefTable::loaded(OdDbHandle block) const
@@ -62,9 +64,10 @@ void OdDbXrefTable::setFailure(OdDbHandle block, OdResult failure)
 void OdDbXrefTable::setLoaded(OdDbObjectId block, OdDbDatabasePtr const& database)
 {
     Entry& entry = m_entries[block.getHandle()];
-    for (OdDbDatabasePtr const& old : entry.unloaded) {
-        redirectAll(*old, *database);
-        database->impl().xrefs.adoptUnloaded(old->impl().xrefs);
+    for (; entry.ledOn < entry.unloaded.size(); ++entry.ledOn) {
+        OdDbDatabaseImpl& old = entry.unloaded[entry.ledOn]->impl();
+        odDbLeadAllIds(old, database->impl());
+        database->impl().xrefs.adoptUnloaded(old.xrefs);
     }
     database->impl().xrefBlock = block;
     entry.database = database;
@@ -113,8 +116,13 @@ bool OdDbXrefTable::hasOpenObjects(OdDbHandle block) const
 void OdDbXrefTable::adoptUnloaded(OdDbXrefTable& from)
 {
     for (auto& [handle, entry] : from.m_entries) {
-        std::vector<OdDbDatabasePtr>& mine = m_entries[handle].unloaded;
-        mine.insert(mine.end(), entry.unloaded.begin(), entry.unloaded.end());
+        Entry& mine = m_entries[handle];
+        const auto ledOn = static_cast<std::ptrdiff_t>(entry.ledOn);
+        const auto waiting = entry.unloaded.begin() + ledOn;
+        mine.unloaded.insert(mine.unloaded.begin(), entry.unloaded.begin(), waiting);
+        mine.ledOn += entry.ledOn;
+        mine.unloaded.insert(mine.unloaded.end(), waiting, entry.unloaded.end());
         entry.unloaded.clear();
+        entry.ledOn = 0;
     }
 }

@@ -5,13 +5,20 @@
 #include "db/od_db_database.h"
 
 #include <map>
+#include <unordered_set>
 #include <vector>
+
+/// A path that leads from one drawing to the file to which `path` leads from another. A relative path
+/// becomes absolute, unless both drawings lie in one folder, or the host finds the file elsewhere.
+OdString odDbPathSeenFrom(OdDbDatabase const& from, OdString const& path,
+                          OdDbDatabase const& before);
 
 /// Loaded external drawings of one database, by the handle of the block that each fills. Not filed
 /// and not part of undo.
 ///
 /// The ids of a drawing that was unloaded live on in its emptied database, since objects and
-/// variables anywhere may keep them; once the drawing is loaded again they lead to its new ids.
+/// variables anywhere may keep them; once the drawing is loaded again they lead to its new ids. Each
+/// emptied database is led to the one that came after it, once, however often the drawing is loaded.
 class OdDbXrefTable
 {
 public:
@@ -20,6 +27,8 @@ public:
     OdDbXrefTable& operator=(OdDbXrefTable const&) = delete;
     ~OdDbXrefTable();
 
+    /// The blocks of which something is known.
+    std::vector<OdDbHandle> blocks() const;
     /// The drawing of a block; null if it isn't loaded.
     OdDbDatabase* loaded(OdDbHandle block) const;
     /// The drawing of a block as it was before it was last unloaded; null if it never was.
@@ -42,7 +51,8 @@ private:
     struct Entry
     {
         OdDbDatabasePtr database;
-        std::vector<OdDbDatabasePtr> unloaded;
+        std::vector<OdDbDatabasePtr> unloaded;  ///< in this order
+        std::size_t ledOn = 0;                  ///< how many of these lead to another one already
         OdResult failure = 0;
     };
 

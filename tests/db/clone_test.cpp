@@ -338,7 +338,7 @@ TEST_F(DeepClone, FinishesEachCloneWhenItsReferencesAreFinal)
 {
     const OdDbObjectId source = addNode(1);
     refer(source, kSoftPointer, source);
-    CloneNode::s_onFinished = [](CloneNode& node) {
+    CloneNode::s_onFinished = [](CloneNode& node, OdDbIdMapping&) {
         EXPECT_EQ(node.ids(kSoftPointer), OdDbObjectIdArray{node.objectId()});
         node.setNumber(99);
     };

@@ -10,7 +10,7 @@ RX_DEFINE_CLASS(CloneNode, TestBag, odrxCreate<CloneNode>, L"CloneNode", OdDb::k
 std::function<OdDbObjectPtr(CloneNode const&, OdDbIdMapping&, OdDbObject*, bool)>
     CloneNode::s_onClone;
 std::function<void(CloneNode&, OdDbIdPair&, OdDbObject*)> CloneNode::s_onAppend;
-std::function<void(CloneNode&)> CloneNode::s_onFinished;
+std::function<void(CloneNode&, OdDbIdMapping&)> CloneNode::s_onFinished;
 std::function<void(OdDb::FilerType, CloneNode const&)> CloneNode::s_onFiledOut;
 std::vector<std::pair<OdDbObjectId, OdDbObjectId>> CloneNode::s_copied;
 std::vector<std::pair<OdDbObjectId, OdDbObjectId>> CloneNode::s_modified;
@@ -62,7 +62,7 @@ void CloneNode::cloneFinished(OdDbIdMapping& mapping)
 {
     TestBag::cloneFinished(mapping);
     if (s_onFinished) {
-        s_onFinished(*this);
+        s_onFinished(*this, mapping);
     }
 }
 
@@ -194,6 +194,21 @@ OdDbObjectId CloneTest::addDictionary(OdDbObjectId dictionary, OdString const& n
 OdDbObjectId CloneTest::ownerOf(OdDbObjectId id)
 {
     return id.safeOpenObject(OdDb::kForRead, /*openErased=*/true)->ownerId();
+}
+
+void CloneTest::forgeEntry(OdDbObjectId dictionary, OdString const& name, OdDbObjectId id)
+{
+    const OdDbDictionaryPtr open = writeDictionary(dictionary);
+    OdStaticRxObject<OdDbMemoryFiler> filer;
+    open->dwgOutFields(&filer);
+    OdDbMemoryFiler::Bytes bytes = filer.bytes();
+    bytes.resize(bytes.size() - sizeof(std::int32_t));  // the number of entries stands last
+    filer.writeTo(bytes);
+    filer.wrInt32(1);
+    filer.wrString(name);
+    filer.wrSoftOwnershipId(id);
+    filer.rewindForReading();
+    EXPECT_EQ(open->dwgInFields(&filer), kOdOk);
 }
 
 OdDbObjectId CloneTest::cloneOf(OdDbObjectId id) const

@@ -42,7 +42,7 @@ public:
     static std::function<OdDbObjectPtr(CloneNode const&, OdDbIdMapping&, OdDbObject*, bool)>
         s_onClone;
     static std::function<void(CloneNode&, OdDbIdPair&, OdDbObject*)> s_onAppend;
-    static std::function<void(CloneNode&)> s_onFinished;
+    static std::function<void(CloneNode&, OdDbIdMapping&)> s_onFinished;
     static std::function<void(OdDb::FilerType, CloneNode const&)> s_onFiledOut;
     static std::vector<std::pair<OdDbObjectId, OdDbObjectId>> s_copied;
     static std::vector<std::pair<OdDbObjectId, OdDbObjectId>> s_modified;  ///< reactor, object
@@ -77,6 +77,8 @@ protected:
     static OdDbObjectId entryOf(OdDbObjectId dictionary, OdString const& name);
     static OdDbObjectId addDictionary(OdDbObjectId dictionary, OdString const& name);
     static OdDbObjectId ownerOf(OdDbObjectId id);
+    /// Lists an object in an empty dictionary behind the back of all checks, as a damaged drawing may.
+    static void forgeEntry(OdDbObjectId dictionary, OdString const& name, OdDbObjectId id);
     OdDbObjectId cloneOf(OdDbObjectId id) const;
 
     OdDbDatabasePtr m_other;

@@ -1,6 +1,7 @@
 // Cloning into another database: names that meet, what hard pointers bring along, whole drawings.
 
 #include "db/clone_test_support.h"
+#include "db/od_db_viewport.h"
 
 #include <algorithm>
 
@@ -325,7 +326,7 @@ TEST_F(WblockCloneObjects, LeavesTheDestinationAsItWasWhenItFails)
     refer(failing, kHardPointer, layer);
     addLayer(*m_other, L"walls", L"destination");
     const OdDbObjectId owner = addNodeTo(*m_other, 0);
-    CloneNode::s_onFinished = [](CloneNode&) { throw OdError(kOdOutOfMemory); };
+    CloneNode::s_onFinished = [](CloneNode&, OdDbIdMapping&) { throw OdError(kOdOutOfMemory); };
     const DatabaseState before = livingStateOf(*m_other);
     const DatabaseState sourceBefore = stateOf(*m_db);
     EXPECT_EQ(thrownCode([&] {
@@ -453,6 +454,41 @@ TEST_F(Wblock, OfAWholeDrawingMakesAnEqualOne)
     expectNoForeignIds(*made);
     m_db.release();
     EXPECT_EQ(entitiesOf(made->getModelSpaceId()).size(), 2U);
+}
+
+TEST_F(Wblock, OfAWholeDrawingKeepsTheActiveViewport)
+{
+    const OdDbObjectId viewport =
+        OdDbBlockTableRecordPtr(m_db->getPaperSpaceId().safeOpenObject(OdDb::kForWrite))
+            ->appendOdDbEntity(OdDbViewport::createObject().get());
+    m_db->setActiveViewportId(viewport);
+    const OdDbDatabasePtr made = m_db->wblock(m_mapping.get());
+    EXPECT_FALSE(cloneOf(viewport).isNull());
+    EXPECT_EQ(made->activeViewportId(), cloneOf(viewport));
+    EXPECT_TRUE(m_other->wblock()->activeViewportId().isNull());
+}
+
+TEST_F(Wblock, OfAWholeDrawingTakesObjectsThatNothingOwns)
+{
+    const OdDbObjectId line = addLine(m_db->getModelSpaceId(), 1.0);
+    const OdDbObjectId free = addNode(1);
+    const OdDbObjectId below = addNode(2);
+    const OdDbObjectId gone = addNode(3);
+    const OdDbObjectId lost = addNode(4, gone);
+    own(free, below);
+    refer(free, kSoftPointer, line);
+    watch(line, free);
+    eraseObject(gone);
+    const OdDbDatabasePtr made = m_db->wblock(m_mapping.get());
+    EXPECT_EQ(numberOf(cloneOf(free)), 1);
+    EXPECT_TRUE(ownerOf(cloneOf(free)).isNull());
+    EXPECT_EQ(ownerOf(cloneOf(below)), cloneOf(free));
+    EXPECT_EQ(idsOf(cloneOf(free), kSoftPointer).at(0), cloneOf(line));
+    EXPECT_TRUE(cloneOf(line).safeOpenObject()->hasPersistentReactor(cloneOf(free)));
+    // What its owner doesn't tell of, or is erased, is nothing that a drawing shows.
+    EXPECT_TRUE(cloneOf(gone).isNull());
+    EXPECT_TRUE(cloneOf(lost).isNull());
+    expectNoForeignIds(*made);
 }
 
 TEST_F(Wblock, OfABlockMakesItTheModelSpace)

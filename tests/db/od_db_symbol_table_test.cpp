@@ -234,11 +234,18 @@ TEST_F(SymbolTable, RefusesToBringARecordBackToATakenName)
 
 class LayerRecord : public SymbolTable
 {
+protected:
+    static OdDbObjectId addMaterial(OdDbDatabase& db)
+    {
+        return writeDictionary(db.getMaterialDictionaryId(true))
+            ->setAt(L"steel", OdDbMaterial::createObject().get());
+    }
 };
 
 TEST_F(LayerRecord, KeepsItsSettingsThroughFilingAndUndo)
 {
     const OdDbObjectId id = add(L"x");
+    const OdDbObjectId material = addMaterial(*m_db);
     const auto before = bytesOf(resident<OdDbLayerTableRecord>(id));
     m_db->startUndoRecord();
     OdCmEntityColor color;
@@ -255,7 +262,7 @@ TEST_F(LayerRecord, KeepsItsSettingsThroughFilingAndUndo)
         layer->setLineWeight(25);
         layer->setTransparency(0.5);
         layer->setPlotStyleName(L"p");
-        layer->setMaterialId(m_db->getNamedObjectsDictionaryId());
+        layer->setMaterialId(material);
     }
     const OdDbLayerTableRecordPtr copy =
         OdRxObjectPtr(OdDbLayerTableRecordPtr(id.openObject())->clone());
@@ -270,9 +277,28 @@ TEST_F(LayerRecord, KeepsItsSettingsThroughFilingAndUndo)
     EXPECT_EQ(copy->lineWeight(), 25);
     EXPECT_EQ(copy->transparency(), 0.5);
     EXPECT_EQ(copy->plotStyleName(), OdString(L"p"));
-    EXPECT_EQ(copy->materialId(), m_db->getNamedObjectsDictionaryId());
+    EXPECT_EQ(copy->materialId(), material);
     ASSERT_EQ(m_db->undo(), kOdOk);
     EXPECT_EQ(bytesOf(resident<OdDbLayerTableRecord>(id)), before);
+}
+
+TEST_F(LayerRecord, RefusesWhatIsNoMaterialOrLineTypeOfItsDrawing)
+{
+    const OdDbDatabasePtr other = OdDbDatabase::createObject();
+    const OdDbLayerTableRecordPtr layer = writeLayer(add(L"x"));
+    const OdDbObjectId material = addMaterial(*m_db);
+    layer->setMaterialId(material);
+    layer->setLinetypeObjectId(m_db->getLinetypeContinuousId());
+    EXPECT_EQ(thrownCode([&] { layer->setMaterialId(m_db->getNamedObjectsDictionaryId()); }),
+              kOdNotThatKindOfClass);
+    EXPECT_EQ(thrownCode([&] { layer->setLinetypeObjectId(material); }), kOdNotThatKindOfClass);
+    EXPECT_EQ(thrownCode([&] { layer->setMaterialId(addMaterial(*other)); }), kOdWrongDatabase);
+    EXPECT_EQ(thrownCode([&] { layer->setLinetypeObjectId(other->getLinetypeByLayerId()); }),
+              kOdWrongDatabase);
+    EXPECT_EQ(layer->materialId(), material);
+    EXPECT_EQ(layer->linetypeObjectId(), m_db->getLinetypeContinuousId());
+    layer->setMaterialId(OdDbObjectId::kNull);
+    EXPECT_TRUE(layer->materialId().isNull());
 }
 
 class LinetypeRecord : public DatabaseTest

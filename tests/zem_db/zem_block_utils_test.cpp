@@ -182,16 +182,29 @@ TEST_F(Blocks, AreNotEqualWithAnotherOrder)
     EXPECT_FALSE(zemu::isEqualBTR(m_first, m_second));
 }
 
-TEST_F(Blocks, AreNotWrittenIntoABlockThatTheyWouldShow)
+TEST_F(Blocks, WrittenIntoABlockOfTheNameOfOneThatTheyShowDoNotShowIt)
 {
     const OdDbObjectId shown = addBlock(*m_database, L"Shown");
     append<OdDbLine>(shown);
     appendReference(m_first, shown);
     const OdDbObjectId target = addBlock(*m_other, L"Shown");
-    m_other->setINSUNITS(OdDb::UnitsValue::kUnitsInches);
+    EXPECT_EQ(zemu::wblockBlock(m_first, m_other.get(), true, {}, target), target);
+    ASSERT_EQ(open(target)->entityCount(), 1U);
+    const OdDbBlockReferencePtr reference = open(target)->entityIds().at(0).safeOpenObject();
+    EXPECT_EQ(open(reference->blockTableRecord())->getName(), L"$0$Shown");
+    EXPECT_EQ(open(reference->blockTableRecord())->entityCount(), 1U);
+}
+
+TEST_F(Blocks, AreNotWrittenIntoABlockThatTheyWouldShow)
+{
+    appendReference(m_first, m_database->getModelSpaceId());
+    const OdDbObjectId target = m_other->getModelSpaceId();
+    m_database->setINSUNITS(OdDb::UnitsValue::kUnitsInches);
+    const OdDb::UnitsValue units = m_other->getINSUNITS();
+    ASSERT_NE(units, OdDb::UnitsValue::kUnitsUndefined);
     EXPECT_THROW(zemu::wblockBlock(m_first, m_other.get(), true, {}, target), OdError);
     EXPECT_EQ(open(target)->entityCount(), 0U);
-    EXPECT_EQ(open(target)->blockInsertUnits(), OdDb::UnitsValue::kUnitsUndefined);
+    EXPECT_EQ(m_other->getINSUNITS(), units);
     EXPECT_EQ(m_other->numActiveTransactions(), 0);
 }
 

@@ -26,11 +26,6 @@ namespace {
 /// Name that the block table completes to one that is free, and prefix of such names.
 constexpr wchar_t kAnonymousBlockName[] = L"*U";
 
-OdDbBlockTableRecordPtr openBlock(OdDbObjectId id)
-{
-    return OdDbBlockTableRecord::cast(id.openObject(OdDb::kForRead).get());
-}
-
 OdDb::UnitsValue blockUnits(OdDbBlockTableRecord const& block)
 {
     OdDbDatabase const* const database = block.database();
@@ -51,15 +46,6 @@ OdGePoint3d blockBasePoint(OdDbBlockTableRecord const& block)
 OdDbBlockReferencePtr openReference(OdDbObjectId id, bool openErased = false)
 {
     return OdDbBlockReference::cast(id.openObject(OdDb::kForRead, openErased).get());
-}
-
-OdDbObjectIdArray entitiesOf(OdDbBlockTableRecord const& block)
-{
-    OdDbObjectIdArray ids;
-    for (const OdDbObjectIteratorPtr at = block.newIterator(); !at->done(); at->step()) {
-        ids.append(at->objectId());
-    }
-    return ids;
 }
 
 /// Clones of entities may not make a block contain itself.
@@ -90,7 +76,8 @@ void copyBlockSettings(OdDbObjectId source, OdDbObjectId target)
 /// \return False if the reference shows no block that can be opened.
 bool unitsFactor(OdDbBlockReference const& reference, double& factor)
 {
-    const OdDbBlockTableRecordPtr block = openBlock(reference.blockTableRecord());
+    const OdDbBlockTableRecordPtr block =
+        OdDbBlockTableRecord::openBlock(reference.blockTableRecord());
     if (block.isNull() || reference.database() == nullptr) {
         return false;
     }
@@ -125,10 +112,9 @@ OdDbDatabase* shownDatabase(OdDbObjectId reference, bool openErased)
 {
     const OdDbBlockReferencePtr opened = openReference(reference, openErased);
     const OdDbBlockTableRecordPtr block =
-        opened.isNull()
-            ? OdDbBlockTableRecordPtr()
-            : OdDbBlockTableRecord::cast(
-                  opened->blockTableRecord().openObject(OdDb::kForRead, openErased).get());
+        opened.isNull() ? OdDbBlockTableRecordPtr()
+                        : OdDbBlockTableRecord::openBlock(opened->blockTableRecord(),
+                                                          OdDb::kForRead, openErased);
     if (block.isNull()) {
         return nullptr;
     }
@@ -168,7 +154,8 @@ bool isEqualBTR(OdDbBlockTableRecord const* left, OdDbBlockTableRecord const* ri
 
 bool isEqualBTR(OdDbObjectId left, OdDbObjectId right)
 {
-    return isEqualBTR(openBlock(left).get(), openBlock(right).get());
+    return isEqualBTR(OdDbBlockTableRecord::openBlock(left).get(),
+                      OdDbBlockTableRecord::openBlock(right).get());
 }
 
 OdDbObjectId findBtrByName(OdDbDatabase* database, OdString const& name)
@@ -183,7 +170,7 @@ OdDbObjectId findBtrByName(OdDbDatabase* database, OdString const& name)
 
 bool findBTRMappingByName(OdDbDatabase* database, OdDbIdPair& pair)
 {
-    const OdDbBlockTableRecordPtr block = openBlock(pair.key());
+    const OdDbBlockTableRecordPtr block = OdDbBlockTableRecord::openBlock(pair.key());
     if (block.isNull() || block->isAnonymous()) {
         return false;
     }
@@ -210,8 +197,8 @@ OdDbObjectId createEmptyAnonymousBlock(OdDbDatabase* database)
 
 void copyBlockUnits(OdDbObjectId source, OdDbObjectId target)
 {
-    const OdDbBlockTableRecordPtr from = openBlock(source);
-    const OdDbBlockTableRecordPtr to = openBlock(target);
+    const OdDbBlockTableRecordPtr from = OdDbBlockTableRecord::openBlock(source);
+    const OdDbBlockTableRecordPtr to = OdDbBlockTableRecord::openBlock(target);
     if (from.isNull() || to.isNull()) {
         return;
     }
@@ -226,8 +213,8 @@ void copyBlockUnits(OdDbObjectId source, OdDbObjectId target)
 
 void copyBlockBasePoint(OdDbObjectId source, OdDbObjectId target)
 {
-    const OdDbBlockTableRecordPtr from = openBlock(source);
-    const OdDbBlockTableRecordPtr to = openBlock(target);
+    const OdDbBlockTableRecordPtr from = OdDbBlockTableRecord::openBlock(source);
+    const OdDbBlockTableRecordPtr to = OdDbBlockTableRecord::openBlock(target);
     if (from.isNull() || to.isNull()) {
         return;
     }
@@ -246,15 +233,15 @@ void copyBlockBasePoint(OdDbObjectId source, OdDbObjectId target)
 OdDbObjectId cloneBlock(OdDbObjectId source, OdDbObjectId target, bool /*withConstruction*/,
                         OdSmartPtr<OdDbIdMapping>& mapping, bool translateNow)
 {
-    const OdDbBlockTableRecordPtr from = openBlock(source);
-    const OdDbBlockTableRecordPtr to = openBlock(target);
+    const OdDbBlockTableRecordPtr from = OdDbBlockTableRecord::openBlock(source);
+    const OdDbBlockTableRecordPtr to = OdDbBlockTableRecord::openBlock(target);
     if (from.isNull() || to.isNull()) {
         return OdDbObjectId::kNull;
     }
     if (from->database() != to->database()) {
         throw OdError(kOdWrongDatabase);
     }
-    const OdDbObjectIdArray entities = entitiesOf(*from);
+    const OdDbObjectIdArray entities = from->entityIds();
     requireNoCycle(entities, *to);
     ZemDbDatabaseTransaction scope(from->database(), /*keepActiveViewport=*/false,
                                    /*useUndo=*/false);
@@ -263,8 +250,6 @@ OdDbObjectId cloneBlock(OdDbObjectId source, OdDbObjectId target, bool /*withCon
         mapping = OdDbIdMapping::createObject();
     }
     from->database()->deepCloneObjects(entities, target, *mapping, !translateNow);
-    // The caller's mapping may lead references to blocks that the sources didn't show.
-    requireNoCycle(entitiesOf(*to), *to);
     scope.setNoAbort();
     return target;
 }
@@ -278,7 +263,7 @@ OdDbObjectId cloneBlock(OdDbObjectId source, OdDbObjectId target, bool withConst
 OdDbObjectId cloneBlock(OdDbObjectId source, bool withConstruction,
                         OdSmartPtr<OdDbIdMapping>& mapping)
 {
-    if (openBlock(source).isNull()) {
+    if (OdDbBlockTableRecord::openBlock(source).isNull()) {
         return OdDbObjectId::kNull;
     }
     ZemDbDatabaseTransaction scope(source.database(), /*keepActiveViewport=*/false,
@@ -292,12 +277,12 @@ OdDbObjectId cloneBlock(OdDbObjectId source, bool withConstruction,
 OdDbObjectId wblockBlock(OdDbObjectId source, OdDbDatabase* target, bool /*withConstruction*/,
                          OdSmartPtr<OdDbIdMapping> mapping, OdDbObjectId targetBlock)
 {
-    const OdDbBlockTableRecordPtr from = openBlock(source);
+    const OdDbBlockTableRecordPtr from = OdDbBlockTableRecord::openBlock(source);
     if (from.isNull() || target == nullptr) {
         return OdDbObjectId::kNull;
     }
     if (!targetBlock.isNull()) {
-        if (openBlock(targetBlock).isNull()) {
+        if (OdDbBlockTableRecord::openBlock(targetBlock).isNull()) {
             return OdDbObjectId::kNull;
         }
         if (targetBlock.database() != target) {
@@ -313,19 +298,16 @@ OdDbObjectId wblockBlock(OdDbObjectId source, OdDbDatabase* target, bool /*withC
     if (mapping.isNull()) {
         mapping = OdDbIdMapping::createObject();
     }
-    target->wblockCloneObjects(entitiesOf(*from), targetBlock, *mapping,
+    target->wblockCloneObjects(from->entityIds(), targetBlock, *mapping,
                                OdDb::DuplicateRecordCloning::kDrcIgnore);
-    // A block of the target that has the name of one that the source shows stands for it.
-    const OdDbBlockTableRecordPtr to = openBlock(targetBlock);
-    requireNoCycle(entitiesOf(*to), *to);
     scope.setNoAbort();
     return targetBlock;
 }
 
 void swapBlocksContent(OdDbObjectId const& left, OdDbObjectId const& right)
 {
-    const OdDbBlockTableRecordPtr leftBlock = openBlock(left);
-    const OdDbBlockTableRecordPtr rightBlock = openBlock(right);
+    const OdDbBlockTableRecordPtr leftBlock = OdDbBlockTableRecord::openBlock(left);
+    const OdDbBlockTableRecordPtr rightBlock = OdDbBlockTableRecord::openBlock(right);
     if (leftBlock.isNull() || rightBlock.isNull() || left == right) {
         return;
     }
@@ -367,7 +349,8 @@ bool isAssociativeArray(OdDbObject* object)
     }
     const auto reference = OdDbBlockReference::cast(object);
     const OdDbBlockTableRecordPtr block =
-        reference.isNull() ? OdDbBlockTableRecordPtr() : openBlock(reference->blockTableRecord());
+        reference.isNull() ? OdDbBlockTableRecordPtr()
+                           : OdDbBlockTableRecord::openBlock(reference->blockTableRecord());
     if (block.isNull()) {
         return false;
     }
@@ -416,14 +399,15 @@ OdDbObjectId getXrefBlock(OdDbObjectId reference)
 {
     const OdDbBlockReferencePtr opened = openReference(reference);
     const OdDbBlockTableRecordPtr block =
-        opened.isNull() ? OdDbBlockTableRecordPtr() : openBlock(opened->blockTableRecord());
+        opened.isNull() ? OdDbBlockTableRecordPtr()
+                        : OdDbBlockTableRecord::openBlock(opened->blockTableRecord());
     return !block.isNull() && block->isFromExternalReference() ? block->objectId()
                                                                : OdDbObjectId::kNull;
 }
 
 OdDbBlockTableRecordPtr openXrefBlock(OdDbObjectId reference)
 {
-    OdDbBlockTableRecordPtr block = openBlock(getXrefBlock(reference));
+    OdDbBlockTableRecordPtr block = OdDbBlockTableRecord::openBlock(getXrefBlock(reference));
     if (block.isNull() || OdDbXRefMan::load(block.get()) != kOdOk) {
         return OdDbBlockTableRecordPtr();
     }
@@ -437,7 +421,7 @@ bool unloadXrefBlock(OdDbObjectId block)
 
 bool eraseXrefBlock(OdDbObjectId block)
 {
-    const OdDbBlockTableRecordPtr opened = openBlock(block);
+    const OdDbBlockTableRecordPtr opened = OdDbBlockTableRecord::openBlock(block);
     if (opened.isNull() || !opened->isFromExternalReference() ||
         !opened->getBlockReferenceIds().isEmpty()) {
         return false;

@@ -62,11 +62,6 @@ namespace {
 using IdSet = std::unordered_set<OdDbObjectId, hash_ObjectId>;
 using IdMap = std::unordered_map<OdDbObjectId, OdDbObjectId, hash_ObjectId>;
 
-OdDbBlockTableRecordPtr openBlock(OdDbObjectId id, bool openErased = false)
-{
-    return OdDbBlockTableRecord::cast(id.openObject(OdDb::kForRead, openErased).get());
-}
-
 OdDbBlockReferencePtr openReference(OdDbObjectId id, bool openErased = false)
 {
     return OdDbBlockReference::cast(id.openObject(OdDb::kForRead, openErased).get());
@@ -100,8 +95,8 @@ struct BlockPair
 /// Whether both are to be walked, after they were entered.
 bool enterBlocks(BlockPair const& blocks, ZemDbIdMapping& mapping, IdSet& visited)
 {
-    const OdDbBlockTableRecordPtr source = openBlock(blocks.source);
-    const OdDbBlockTableRecordPtr target = openBlock(blocks.target);
+    const OdDbBlockTableRecordPtr source = OdDbBlockTableRecord::openBlock(blocks.source);
+    const OdDbBlockTableRecordPtr target = OdDbBlockTableRecord::openBlock(blocks.target);
     if (source.isNull() || target.isNull() || !visited.insert(blocks.source).second ||
         !isEqualBTR(source.get(), target.get())) {
         return false;
@@ -115,8 +110,10 @@ bool enterBlocks(BlockPair const& blocks, ZemDbIdMapping& mapping, IdSet& visite
 std::vector<BlockPair> blocksBelow(BlockPair const& blocks)
 {
     std::vector<BlockPair> found;
-    const OdDbObjectIteratorPtr pIt1 = openBlock(blocks.source)->newIterator(true, true, false);
-    const OdDbObjectIteratorPtr pIt2 = openBlock(blocks.target)->newIterator(true, true, false);
+    const OdDbObjectIteratorPtr pIt1 =
+        OdDbBlockTableRecord::openBlock(blocks.source)->newIterator(true, true, false);
+    const OdDbObjectIteratorPtr pIt2 =
+        OdDbBlockTableRecord::openBlock(blocks.target)->newIterator(true, true, false);
     for (; !pIt1->done() && !pIt2->done(); pIt1->step(), pIt2->step()) {
         const OdDbBlockReferencePtr pBR1 = openReference(pIt1->objectId());
         const OdDbBlockReferencePtr pBR2 = openReference(pIt2->objectId());
@@ -232,7 +229,7 @@ IdSet getClonedBTRs(OdDbIdMapping& mapping)
         if (object.isNull() || !object->isKindOf(OdDbEntity::desc())) {
             continue;
         }
-        const OdDbBlockTableRecordPtr block = openBlock(object->ownerId());
+        const OdDbBlockTableRecordPtr block = OdDbBlockTableRecord::openBlock(object->ownerId());
         if (!block.isNull()) {
             blocks.insert(block->objectId());
         }
@@ -272,7 +269,7 @@ bool findEntityIdxInBtr(OdDbObjectId block, OdDbObjectId entity, int& index, int
 {
     index = -1;
     count = 0;
-    const OdDbBlockTableRecordPtr opened = openBlock(block);
+    const OdDbBlockTableRecordPtr opened = OdDbBlockTableRecord::openBlock(block);
     if (opened.isNull()) {
         return false;
     }
@@ -287,7 +284,7 @@ bool findEntityIdxInBtr(OdDbObjectId block, OdDbObjectId entity, int& index, int
 
 OdDbObjectId findEntityInBtrByIdx(OdDbObjectId block, int index, int count)
 {
-    const OdDbBlockTableRecordPtr opened = openBlock(block);
+    const OdDbBlockTableRecordPtr opened = OdDbBlockTableRecord::openBlock(block);
     if (opened.isNull() || index < 0 || count < 1) {
         return OdDbObjectId::kNull;
     }
@@ -344,7 +341,8 @@ void buildBtrMapping(OdDbIdMapping& mapping, ZemDbIdMapping& blocks)
         }
     }
     for (OdDbIdPair const& pair : pairs) {
-        if (!openBlock(pair.key()).isNull() && blocks.find(pair.key()).isNull()) {
+        if (!OdDbBlockTableRecord::openBlock(pair.key()).isNull() &&
+            blocks.find(pair.key()).isNull()) {
             // A block that was met with another one, to which it isn't equal, gets its second chance.
             visited.erase(pair.key());
             addBtrMapping(pair.key(), pair.value(), blocks, visited);
@@ -356,7 +354,8 @@ OdDbDatabase* getBlockReferenceDefinitionDb(OdDbObjectId reference)
 {
     const OdDbBlockReferencePtr opened = openReference(reference, /*openErased=*/true);
     const OdDbBlockTableRecordPtr block =
-        opened.isNull() ? OdDbBlockTableRecordPtr() : openBlock(opened->blockTableRecord());
+        opened.isNull() ? OdDbBlockTableRecordPtr()
+                        : OdDbBlockTableRecord::openBlock(opened->blockTableRecord());
     if (block.isNull()) {
         return nullptr;
     }
