@@ -45,7 +45,7 @@ private:
 
 /// Reads a STEP file whose beginning and end are known to be right.
 ///
-/// Shapes are in millimetres. `reading` is told the start and end only, the kernel gives no more.
+/// Shapes are in millimetres. `reading` is told how much of the text has been read.
 /// \throws KernelError (damaged file, no solid) without the file's name.
 RawImport readStepFile(const std::string& path, const StepProgress& reading,
                        const StepProgress& translating);

@@ -25,7 +25,15 @@
 #include <XSControl_TransferReader.hxx>
 #include <XSControl_WorkSession.hxx>
 
+#include <algorithm>
+#include <exception>
+#include <filesystem>
+#include <fstream>
+#include <istream>
+#include <streambuf>
+#include <system_error>
 #include <unordered_map>
+#include <utility>
 
 namespace zemhost {
 
@@ -170,11 +178,85 @@ std::vector<std::string> loadWarnings(STEPControl_Reader& reader)
     return warnings;
 }
 
-void loadModel(STEPControl_Reader& reader, const std::string& path)
+/// A file as a stream buffer that tells how much of it has been read.
+///
+/// The kernel's parser knows no progress of its own, but it reads piece by piece. Once the progress
+/// function wants to stop, or throws, the file ends, and so does the parser: no exception goes through
+/// it.
+class CountingBuffer : public std::streambuf
 {
-    const IFSelect_ReturnStatus status =
-        guardKernel(KernelFailure::kDamagedFile, "", "the STEP data cannot be read", kExportAgain,
-                    [&] { return reader.ReadFile(path.c_str()); });
+public:
+    CountingBuffer(const std::string& path, StepProgress progress)
+        : m_progress(std::move(progress)), m_piece(kPieceBytes)
+    {
+        std::error_code unknown;
+        const std::uintmax_t size = std::filesystem::file_size(path, unknown);
+        m_size = unknown ? 1 : static_cast<double>(std::max<std::uintmax_t>(size, 1));
+        m_isOpen = m_file.open(path, std::ios::in | std::ios::binary) != nullptr;
+    }
+
+    bool isOpen() const { return m_isOpen; }
+
+    /// Throws what the progress function threw, if it did.
+    void rethrow() const
+    {
+        if (m_thrown) {
+            std::rethrow_exception(m_thrown);
+        }
+    }
+
+protected:
+    int_type underflow() override
+    {
+        if (m_isStopped || !goesOn()) {
+            m_isStopped = true;
+            return traits_type::eof();
+        }
+        const std::streamsize count =
+            m_file.sgetn(m_piece.data(), static_cast<std::streamsize>(m_piece.size()));
+        if (count <= 0) {
+            return traits_type::eof();
+        }
+        m_read += static_cast<double>(count);
+        setg(m_piece.data(), m_piece.data(), m_piece.data() + count);
+        return traits_type::to_int_type(*gptr());
+    }
+
+private:
+    static constexpr std::size_t kPieceBytes = 64 * 1024;
+
+    bool goesOn()
+    {
+        try {
+            return m_progress(std::min(m_read / m_size, 1.0));
+        } catch (...) {
+            m_thrown = std::current_exception();
+            return false;
+        }
+    }
+
+    StepProgress m_progress;
+    std::vector<char> m_piece;
+    std::filebuf m_file;
+    std::exception_ptr m_thrown;
+    bool m_isOpen = false;
+    bool m_isStopped = false;
+    double m_size = 1;
+    double m_read = 0;
+};
+
+/// The kernel builds its model after it has read the text, which takes about as long again.
+constexpr double kTextShare = 0.5;
+
+void loadModel(STEPControl_Reader& reader, const std::string& path, const StepProgress& reading)
+{
+    CountingBuffer buffer(path, [&reading](double share) { return reading(kTextShare * share); });
+    std::istream stream(&buffer);
+    const IFSelect_ReturnStatus status = guardKernel(
+        KernelFailure::kDamagedFile, "", "the STEP data cannot be read", kExportAgain, [&] {
+            return buffer.isOpen() ? reader.ReadStream(path.c_str(), stream) : IFSelect_RetError;
+        });
+    buffer.rethrow();
     if (status != IFSelect_RetDone) {
         throw KernelError(KernelFailure::kDamagedFile, "",
                           "the STEP data cannot be read: its syntax is broken", kExportAgain);
@@ -224,7 +306,7 @@ RawImport readStepFile(const std::string& path, const StepProgress& reading,
         return result;
     }
     checkStepStructure(path);
-    loadModel(reader, path);
+    loadModel(reader, path, reading);
     if (!reading(1)) {
         return result;
     }

@@ -429,6 +429,36 @@ TEST(ImportFile, ReportsProgressThatRisesToOne)
     }
 }
 
+TEST(ImportFile, TellsHowMuchOfAStepFileHasBeenRead)
+{
+    std::vector<double> fractions;
+    ImportOptions options;
+    options.progress = [&](double fraction, const std::string& step) {
+        if (step == "reading" && (fractions.empty() || fractions.back() != fraction)) {
+            fractions.push_back(fraction);
+        }
+        return true;
+    };
+    (void)zemhost::importFile(kernel_test::frameStepPath(), options);
+    EXPECT_GE(fractions.size(), 6U);
+}
+
+TEST(ImportFile, StopsInTheMiddleOfReadingAStepFile)
+{
+    for (const auto isolation :
+         {zemhost::ImportIsolation::kChildProcess, zemhost::ImportIsolation::kSameProcess}) {
+        ImportOptions options;
+        options.isolation = isolation;
+        options.progress = [](double fraction, const std::string&) { return fraction == 0; };
+        EXPECT_EQ(importFailure(kernel_test::frameStepPath(), options), KernelFailure::kCancelled);
+        options.progress = [](double fraction, const std::string&) -> bool {
+            return fraction == 0 ? true : throw std::logic_error("from the caller");
+        };
+        EXPECT_THROW((void)zemhost::importFile(kernel_test::frameStepPath(), options),
+                     std::logic_error);
+    }
+}
+
 TEST(ImportFile, StopsWhenTheProgressFunctionSaysNo)
 {
     for (const auto isolation :
