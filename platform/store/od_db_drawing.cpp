@@ -267,6 +267,21 @@ void checkLength(Place const& place, bool isForWriting)
     }
 }
 
+/// A drawing whose own path is short enough may lie in a folder whose path is too long for the file that
+/// is to replace it.
+void requireRoom(Place const& place, TemporaryFile const& file)
+{
+    const std::size_t length = file.path().native().size();
+    const std::size_t most = OdDbDrawingFile::maxPathBytes();
+    if (length > most) {
+        fail(place.name, kOdFileAccess,
+             "is too long: the path of the file that is written beside it and then takes its place "
+             "has " +
+                 std::to_string(length) + " bytes, at most " + std::to_string(most) +
+                 " are possible");
+    }
+}
+
 /// Lets a save pass over what the disk doesn't give back, for as long as it lives.
 class PassingOverFaults
 {
@@ -334,6 +349,7 @@ void replaceFile(OdDbDatabase& database, Place const& place, OdString const& fil
     std::unique_ptr<OdDbDrawingFile> old = lockOld(place, source);
     removeStaleFiles(folder);
     TemporaryFile temporary(folder);
+    requireRoom(place, temporary);
     std::vector<std::uint8_t> headerBytes;
     {
         const bool isSource = source != nullptr && source->file().isSameFile(place.path);

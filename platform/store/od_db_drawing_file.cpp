@@ -240,7 +240,7 @@ std::unique_ptr<OdDbDrawingFile> OdDbDrawingFile::create(std::filesystem::path c
         new OdDbDrawingFile(path, name, kFlags, OdDbOpenDrawingMode::kForWriting));
     file->makeTables();
     file->m_isLocked = true;
-    file->m_isSaving = true;
+    file->setSaving(true);
     return file;
 }
 
@@ -808,7 +808,7 @@ void OdDbDrawingFile::beginSave()
         fail(kOdReadOnly, "was opened for reading only");
     }
     checkPlace();
-    m_isSaving = false;
+    setSaving(false);
     regainLock();
     if (m_isLocked) {
         try {
@@ -829,12 +829,18 @@ void OdDbDrawingFile::beginSave()
             throw;
         }
     }
-    m_isSaving = true;
+    setSaving(true);
+}
+
+void OdDbDrawingFile::setSaving(bool isSaving) noexcept
+{
+    m_isSaving = isSaving;
+    m_connection.setWriting(isSaving);
 }
 
 void OdDbDrawingFile::endSave() noexcept
 {
-    m_isSaving = false;
+    setSaving(false);
     regainLock();
 }
 
@@ -920,7 +926,7 @@ void OdDbDrawingFile::commitSave()
     m_headerBytes = std::move(m_attemptedBytes);
     m_attempted = {};
     m_attemptedBytes.clear();
-    m_isSaving = false;
+    setSaving(false);
     confirmLock();
 }
 
@@ -930,7 +936,7 @@ void OdDbDrawingFile::rollbackSave() noexcept
         (void)m_connection.tryRun("ROLLBACK");
     }
     // Without the lock the file goes on for reading, and the next save tries again.
-    m_isSaving = false;
+    setSaving(false);
     m_isLocked = false;
     if (m_connection.isIdle()) {
         confirmLock();

@@ -197,6 +197,7 @@ private:
     void regainLock() noexcept;
     bool isDamage(OdError const& error) const noexcept;
     void requireSave() const;
+    void setSaving(bool isSaving) noexcept;
     std::int64_t dataVersion();
     void countRows(char const* table, std::uint64_t expected, OdDbSqliteStatement& statement,
                    std::vector<std::string>& problems);

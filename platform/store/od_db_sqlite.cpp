@@ -30,6 +30,9 @@ OdResult resultOf(int code) noexcept
     }
 }
 
+constexpr char const* kNoNewFile =
+    "no file can be made in its folder, and a save writes one beside the drawing";
+
 std::string reasonOf(int code)
 {
     switch (code & 0xFF) {
@@ -41,7 +44,7 @@ std::string reasonOf(int code)
     case SQLITE_FULL:
         return "there is no room left for it on the disk";
     case SQLITE_READONLY:
-        return "can't be written";
+        return code == SQLITE_READONLY_DIRECTORY ? kNoNewFile : "can't be written";
     case SQLITE_NOTADB:
         return "is no drawing";
     case SQLITE_INTERRUPT:
@@ -88,6 +91,7 @@ OdDbSqliteConnection::OdDbSqliteConnection(std::string const& path, std::string 
     if (code != SQLITE_OK) {
         const int extended = m_handle != nullptr ? sqlite3_extended_errcode(m_handle) : code;
         sqlite3_close(m_handle);
+        m_isWriting = (flags & SQLITE_OPEN_CREATE) != 0;
         fail(extended);
     }
     sqlite3_extended_result_codes(m_handle, 1);
@@ -141,7 +145,8 @@ void OdDbSqliteConnection::fail(int code) const
     if (isReadFault(code)) {
         throw OdDbReadFault(m_name, reasonOf(code));
     }
-    fail(resultOf(code), reasonOf(code));
+    const bool isNoNewFile = m_isWriting && (code & 0xFF) == SQLITE_CANTOPEN;
+    fail(resultOf(code), isNoNewFile ? kNoNewFile : reasonOf(code));
 }
 
 void OdDbSqliteConnection::fail(OdResult result, std::string_view reason) const

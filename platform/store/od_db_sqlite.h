@@ -45,6 +45,8 @@ public:
     bool isIdle() const noexcept;
     /// How long to wait for a lock.
     void setTimeout(int milliseconds) noexcept;
+    /// Whether a save is under way: what can't be opened then is a file that has to be made.
+    void setWriting(bool isWriting) noexcept { m_isWriting = isWriting; }
     /// Ends the running statement with (file corrupt) after some work, since a crafted file can hold
     /// rings that would be walked for ever. 0 allows any amount.
     ///
@@ -68,6 +70,7 @@ private:
     sqlite3* m_handle = nullptr;
     std::string m_name;
     std::int64_t m_budget = 0;
+    bool m_isWriting = false;
 };
 
 /// A statement that is compiled when it is first used.

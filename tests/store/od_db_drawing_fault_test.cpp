@@ -179,6 +179,27 @@ protected:
     }
 };
 
+TEST_F(OdDbDrawingFaultTest, TellsOfAFolderInWhichNoFileCanBeMade)
+{
+    makeOriginal(/*parts=*/5, kSmallBlob);
+    restore();
+    const OdDbDatabasePtr database = odDbOpenDrawing(textOf(path), kForWriting);
+    edit(*database);
+    for (Save const save : {&savePlain, &saveAs}) {
+        layer.failAt(1, FaultKind::kOnce);  // making the journal, or the new file
+        std::string text;
+        try {
+            save(*database, path);
+        } catch (OdError const& error) {
+            EXPECT_EQ(error.code(), kOdFileAccess);
+            text = error.what();
+        }
+        layer.failAt(0, FaultKind::kNone);
+        EXPECT_NE(text.find("no file can be made in its folder"), std::string::npos) << text;
+    }
+    ASSERT_TRUE(same(contentOf(path), oldContent));
+}
+
 TEST_F(OdDbDrawingFaultTest, SavesOrLeavesTheOldDrawingIfAnyStepFailsOnce)
 {
     makeOriginal(/*parts=*/200, kSmallBlob);

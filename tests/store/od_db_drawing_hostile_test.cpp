@@ -469,15 +469,23 @@ TEST_F(OdDbDrawingHostileTest, TellsHowLongANameAndAPathMayBe)
               }).find("its name has 250 bytes, and at most 247"),
               std::string::npos);
     fs::path deep = folder.path();
-    while (deep.string().size() < 490) {
+    while (deep.string().size() < 460) {
         deep /= std::string(20, 'd');
     }
+    deep /= std::string(489 - deep.string().size(), 'd');
     fs::create_directories(deep);
     const fs::path longPath = deep / (std::string(30, 'x') + ".zdw");
     const std::string expected =
         "its path has " + std::to_string(longPath.string().size()) + " bytes, and at most 504";
     EXPECT_NE(messageOf([&] { odDbSaveDrawingAs(*database, textOf(longPath)); }).find(expected),
               std::string::npos);
+    // Its own path would do, but not that of the file which is to become it.
+    const fs::path shortName = deep / "a.zdw";
+    EXPECT_NE(messageOf([&] {
+                  odDbSaveDrawingAs(*database, textOf(shortName));
+              }).find("the path of the file that is written beside it"),
+              std::string::npos);
+    EXPECT_TRUE(fs::is_empty(deep));
     std::ofstream(longPath) << "something";
     for (auto const mode : {OdDbOpenDrawingMode::kForReading, OdDbOpenDrawingMode::kForWriting}) {
         EXPECT_NE(messageOf([&] { (void)odDbOpenDrawing(textOf(longPath), mode); }).find(expected),
