@@ -21,21 +21,66 @@ namespace {
 
 constexpr std::int8_t kTextValue = 2;
 
-/// Puts one text into the bag of an object, by filing: the base's own part, then a bag with an item.
-void fillBag(OdDbObject& object, OdString const& text)
+bool is(ModuleClass const& cls, wchar_t const* name)
 {
-    OdStaticRxObject<OdDbMemoryFiler> filer;
-    object.OdDbObject::dwgOutFields(&filer);
+    return OdString(cls.name) == name;
+}
+
+/// Files a bag that holds one text.
+void fileBag(OdDbDwgFiler& filer, OdString const& text)
+{
     filer.wrInt32(1);
     filer.wrString(L"Name");
     filer.wrInt8(kTextValue);
     filer.wrString(text);
-    filer.rewindForReading();
-    EXPECT_EQ(object.dwgInFields(&filer), kOdOk);
 }
 
-/// What an object files behind its base's own part: its bag.
-OdDbMemoryFiler::Bytes bagOf(OdDbObject const& object)
+/// Files the fields of a class, which stand behind those of its base: a bag, or a form of its own,
+/// with a text of the class in it.
+void fileFields(OdDbDwgFiler& filer, ModuleClass const& cls)
+{
+    constexpr std::int16_t kMark = 0;
+    const OdString text = OdString(L"of ") + cls.name;
+    if (is(cls, L"ZemDbObjectDependency")) {
+        filer.wrSoftPointerId(OdDbObjectId::kNull);
+        filer.wrInt32(3);  // vertex 7
+        filer.wrInt32(7);
+        return;
+    }
+    if (is(cls, L"ZemDbObject")) {
+        filer.wrUInt8(5);
+        filer.wrInt32(0);  // links
+        filer.wrSoftPointerId(OdDbObjectId::kNull);
+        fileBag(filer, text);
+        filer.wrInt32(0);  // numbered parts
+        filer.wrInt16(kMark);
+        return;
+    }
+    if (is(cls, L"ZemDbConstraintManager")) {
+        filer.wrInt16(2);
+        for (int list = 0; list < 4; ++list) {
+            filer.wrInt32(0);
+        }
+        fileBag(filer, text);
+        filer.wrInt16(kMark);
+        return;
+    }
+    fileBag(filer, text);
+}
+
+/// Gives an object the fields of its class, by filing.
+void fillFields(OdDbObject& object, ModuleClass const& cls)
+{
+    OdStaticRxObject<OdDbMemoryFiler> filer;
+    object.OdDbObject::dwgOutFields(&filer);
+    fileFields(filer, cls);
+    filer.rewindForReading();
+    EXPECT_EQ(object.dwgInFields(&filer), kOdOk);
+    EXPECT_EQ(filer.bytesLeft(), 0u);
+}
+
+/// What an object files behind its base's own part.
+OdDbMemoryFiler::Bytes fieldsOf(OdDbObject const& object)
 {
     OdStaticRxObject<OdDbMemoryFiler> base;
     object.OdDbObject::dwgOutFields(&base);
@@ -45,18 +90,18 @@ OdDbMemoryFiler::Bytes bagOf(OdDbObject const& object)
     return OdDbMemoryFiler::Bytes(whole.bytes().begin() + size, whole.bytes().end());
 }
 
-/// What a bag with that text files, for an object that is in no drawing.
-OdDbMemoryFiler::Bytes expectedBag(ModuleClass const& cls)
+/// What an object that was filled so files, when it is in no drawing.
+OdDbMemoryFiler::Bytes expectedFields(ModuleClass const& cls)
 {
     const OdDbObjectPtr object = odrxCreateObject(cls.name);
-    fillBag(*object, OdString(L"of ") + cls.name);
-    return bagOf(*object);
+    fillFields(*object, cls);
+    return fieldsOf(*object);
 }
 
 /// Stored classes with fields of their own; the reactor of variables has none.
-bool hasBag(ModuleClass const& cls)
+bool hasFields(ModuleClass const& cls)
 {
-    return cls.isStored && OdString(cls.name) != L"ZemVariableReactor";
+    return cls.isStored && !is(cls, L"ZemVariableReactor");
 }
 
 std::string narrow(OdString const& text)
@@ -86,8 +131,8 @@ protected:
             }
             const OdDbObjectPtr object = odrxCreateObject(cls.name);
             names->setAt(cls.name, object.get());
-            if (hasBag(cls)) {
-                fillBag(*object, OdString(L"of ") + cls.name);
+            if (hasFields(cls)) {
+                fillFields(*object, cls);
             }
         }
         odDbSaveDrawingAs(*database, path(), dwgVersion);
@@ -106,8 +151,8 @@ protected:
             const OdDbObjectPtr object = names->getAt(cls.name, OdDb::kForRead);
             ASSERT_FALSE(object.isNull());
             EXPECT_EQ(object->isA(), odrxClassDictionary()->getAt(cls.name));
-            if (hasBag(cls)) {
-                EXPECT_EQ(bagOf(*object), expectedBag(cls));
+            if (hasFields(cls)) {
+                EXPECT_EQ(fieldsOf(*object), expectedFields(cls));
             }
         }
     }
