@@ -1,15 +1,16 @@
 // Model objects: the links that one lists, and as many of them in one block.
 //
-// Sizes of 100 k and 1 M (brief: 1 k and 10 k). Each workload does its operation once for each of N:
-//   list     addPersIdDependency of N links to the faces of one entity
+// Sizes of 100 k and 1 M (brief: 1 k and 10 k). Each workload does its operation once for each of
+// them:
+//   list     addPersIdDependency of links to the faces of one entity
 //   look up  getPersIdDependency of each face, when all links were seen once
 //   scatter  the same in a random order
 //   take     removePersIdDependency of each link
-//   make     getInstance for N entities of one block, with a name and a place in the list for each
+//   make     getInstance for entities of one block, with a name and a place in the list for each
 //   remake   half of those erased, then as many made for other entities
 // The ratio is the time for the larger size by the time for the smaller one; ten times the
-// operations may take at most thirteen times as long. Look-ups have a goal of their own, a million a
-// second: they take so little that their ratio is that of the caches to the memory behind them.
+// operations may take at most thirteen times as long. Look-ups have a goal of their own, a million
+// a second: they take so little that their ratio is that of the caches to the memory behind them.
 
 #include "db/od_db_block_table.h"
 #include "db/od_db_curves.h"

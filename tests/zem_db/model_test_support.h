@@ -1,5 +1,5 @@
-// What the tests of model objects share: a block of entities with links, a host that makes links for
-// constraints, and a filer that shows the kinds of references.
+// What the tests of model objects share: a block of entities with links, a host that makes links
+// for constraints, and a filer that shows the kinds of references.
 
 #pragma once
 
@@ -46,7 +46,8 @@ constexpr auto kFace = OdDb::SubentType::kFaceSubentType;
 constexpr auto kEdge = OdDb::SubentType::kEdgeSubentType;
 constexpr auto kVertex = OdDb::SubentType::kVertexSubentType;
 
-/// A flat filer that can have any type, and that files an id as its kind of reference and its handle.
+/// A flat filer that can have any type, and that files an id as its kind of reference and its
+/// handle.
 class HandleFiler : public OdStaticRxObject<ZemFlatFiler>
 {
 public:

@@ -1097,8 +1097,8 @@ TEST_F(ModelObject, ExchangingNumbersIsUndoneAndDoneAgain)
 
 namespace {
 
-/// What the platform's base class files: no reactors, no extension dictionary, no extended data, and
-/// the owner.
+/// What the platform's base class files: no reactors, no extension dictionary, no extended data,
+/// and the owner.
 Blob baseFields(int owner)
 {
     return bytes({

@@ -49,8 +49,8 @@ using ZemSubentPaths = std::vector<OdDbFullSubentPath>;
 
 /// A geometric or dimensional constraint of a block.
 ///
-/// Reference counted and in no database: its manager holds it and files it, so what changes it needs
-/// the manager, if there is one, where it can be opened for write.
+/// Reference counted and in no database: its manager holds it and files it, so what changes it
+/// needs the manager, if there is one, where it can be opened for write.
 class ZemConstraint : public OdRxObject
 {
     RX_DECLARE_CLASS(ZemConstraint);
@@ -107,8 +107,8 @@ public:
     std::size_t getArgumentsCount() const noexcept { return m_dependencies.size(); }
     std::vector<ExtendedDep> dependencies() const;
     void setDependencies(std::vector<ExtendedDep> const& dependencies);
-    /// Where the links lead, those that can't be resolved as far as they can be; an empty path for an
-    /// argument without a link. A broken argument is reported as a failed assertion.
+    /// Where the links lead, those that can't be resolved as far as they can be; an empty path for
+    /// an argument without a link. A broken argument is reported as a failed assertion.
     ZemSubentPaths getArguments() const;
     ZemExtendedPathArray getExtArguments() const;
     /// Whether every link can be opened and resolved.
@@ -118,27 +118,28 @@ public:
     /// \name Variable and value
     /// @{
     double userValue() const noexcept { return m_userValue; }
-    /// Sets the value of a constraint that has one by its kind; else nothing happens. The manager, if
-    /// there is one, is raised to write.
+    /// Sets the value of a constraint that has one by its kind; else nothing happens. The manager,
+    /// if there is one, is raised to write.
     void setUserValue(double value);
     /// The variable that the constraint follows; null if there is none.
     OdDbObjectId userVariable() const;
     /// Makes the constraint follow none. The caller has the manager open for write.
     void removeUserVariable();
-    /// The expression of the variable; the value as an expression for a constraint that follows none.
+    /// The expression of the variable; the value as an expression for a constraint that follows
+    /// none.
     OdString userExpression() const;
-    /// Makes a constraint that has a value by its kind follow a variable of its block: one of its own
-    /// name, which gets the value, or the one that has that name already. One that follows a variable
-    /// takes the variable's value. The manager is raised to write.
+    /// Makes a constraint that has a value by its kind follow a variable of its block: one of its
+    /// own name, which gets the value, or the one that has that name already. One that follows a
+    /// variable takes the variable's value. The manager is raised to write.
     /// \throws OdError (class not registered).
     void createVariable();
-    /// The constraint that follows a variable, found through the variable's persistent reactors; null
-    /// if there is none, or for null. The variable is open for read.
+    /// The constraint that follows a variable, found through the variable's persistent reactors;
+    /// null if there is none, or for null. The variable is open for read.
     static OdSmartPtr<ZemConstraint> getDimConstraint(OdDbAssocVariable const* variable);
     /// @}
 
-    /// Tells the manager, which is opened for write, of a change. With a change that is complete, the
-    /// oldest version that can read the constraint is stored with it.
+    /// Tells the manager, which is opened for write, of a change. With a change that is complete,
+    /// the oldest version that can read the constraint is stored with it.
     void signalModification(NotifyCode code);
 
     /// Puts out the fields; called by the manager's own filing.

@@ -47,7 +47,8 @@ constexpr std::int16_t kFormatVersion = 2;
 /// Values that differ by no more are the same.
 constexpr double kValueTolerance = 1e-10;
 
-/// Least bytes that a filer takes for a constraint: one for each of its fields and its class's name.
+/// Least bytes that a filer takes for a constraint: one for each of its fields and its class's
+/// name.
 constexpr std::uint32_t kMinConstraintBytes = 8;
 
 bool carriesTransientState(OdDbDwgFiler const& filer)

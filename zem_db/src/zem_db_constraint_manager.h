@@ -50,8 +50,8 @@ public:
     using IdSet = std::set<OdDbObjectId, zemu::less_safeObjectId>;
     using ChangedIds = std::unordered_set<OdDbObjectId, zemu::hash_ObjectId>;
 
-    /// What a host's solver keeps from one run to the next. Given up whenever the manager is told of
-    /// a change; not stored.
+    /// What a host's solver keeps from one run to the next. Given up whenever the manager is told
+    /// of a change; not stored.
     struct TcCache
     {
         std::vector<OdRxObjectPtr> objects;
@@ -112,7 +112,8 @@ public:
 
     /// \name Model objects
     /// @{
-    /// The model object of an entity, which is made if there is none; see `ZemDbObject::getInstance`.
+    /// The model object of an entity, which is made if there is none; see
+    /// `ZemDbObject::getInstance`.
     OdDbObjectId getZemDbObject(OdDbObjectId entityId);
     /// The model objects, in the order in which they were listed.
     OdDbObjectIdArray zemDbObjects() const;
@@ -120,9 +121,9 @@ public:
     void registerZemDbObject(ZemDbObject* object);
     /// Takes a model object off the list.
     void unregisterZemDbObject(ZemDbObject* object);
-    /// A name that no model object of the block has: the base without its number, and the first free
-    /// number above that of the model objects. Reads the names of all model objects once, and takes
-    /// constant time afterwards.
+    /// A name that no model object of the block has: the base without its number, and the first
+    /// free number above that of the model objects. Reads the names of all model objects once, and
+    /// takes constant time afterwards.
     OdString generateZemDbObjectName(OdString const& base) const;
     /// Names each model object that has no name, or the name of one in front of it.
     void generateZemDbObjectNames();
@@ -133,8 +134,8 @@ public:
     /// Adds a constraint, with the number above the greatest in use, from 1.
     /// \throws OdError (null object pointer).
     void addConstraint(OdSmartPtr<ZemConstraint> const& constraint);
-    /// Takes a constraint out. Its variable stays, without the manager's reactor. One that isn't here
-    /// changes nothing.
+    /// Takes a constraint out. Its variable stays, without the manager's reactor. One that isn't
+    /// here changes nothing.
     void removeConstraint(OdSmartPtr<ZemConstraint> const& constraint);
     void removeAllConstraints();
     /// The constraint of a number; null if there is none.
@@ -152,15 +153,15 @@ public:
     /// Takes the arguments that lead along the paths out of a constraint. Their links stay.
     void removeArguments(OdSmartPtr<ZemConstraint> const& constraint,
                          ZemExtendedPathArray const& paths);
-    /// Follows a remapping of links: each argument whose link was replaced gets the living successor
-    /// with the lowest sub-entity. Constraints with no such argument are not touched.
+    /// Follows a remapping of links: each argument whose link was replaced gets the living
+    /// successor with the lowest sub-entity. Constraints with no such argument are not touched.
     ///
     /// \param object  Only links that start at its entity; null for all.
     void replaceConstraintDependencies(ZemDbObject const* object,
                                        ZemDependenciesReplacementMap const& map);
     void setConstraintName(OdSmartPtr<ZemConstraint> const& constraint, OdString const& name);
-    /// Gives a constraint's variable, which is made as needed, an expression, and the constraint the
-    /// value of it.
+    /// Gives a constraint's variable, which is made as needed, an expression, and the constraint
+    /// the value of it.
     /// \return (variable missing) for null and for a constraint that gets no variable; else what
     ///         `OdDbAssocVariable::setExpression` gives.
     OdResult setConstraintExpression(OdSmartPtr<ZemConstraint> const& constraint,
@@ -183,8 +184,8 @@ public:
     void variableModified(OdDbObjectId variable, double value);
     /// The constraint that followed a variable follows none.
     void variableErased(OdDbObjectId variable);
-    /// Takes the manager's reactor off a variable, and the variable out of its network, which erases
-    /// it.
+    /// Takes the manager's reactor off a variable, and the variable out of its network, which
+    /// erases it.
     void removeVariable(OdDbObjectId variable);
     /// @}
 
@@ -243,12 +244,12 @@ private:
 
 namespace zemu {
 
-/// Raises the status of a constraint manager, if it is lower, and gives up what a solver has kept. An
-/// id that is none does nothing.
+/// Raises the status of a constraint manager, if it is lower, and gives up what a solver has kept.
+/// An id that is none does nothing.
 void markConstraintManagerChanged(OdDbObjectId managerId, ConstraintManagerStatus status);
 
-/// Makes the links of a constraint's arguments by the model objects of their entities, which are made
-/// as needed.
+/// Makes the links of a constraint's arguments by the model objects of their entities, which are
+/// made as needed.
 ///
 /// \param managerId  The constraint manager that is to own new model objects.
 /// \return An argument for each path, in order.

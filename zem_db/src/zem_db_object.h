@@ -22,8 +22,9 @@ class ZemProperties;
 /// the solver has not applied yet, and numbers of its faces, edges and vertices.
 ///
 /// It is a persistent reactor of its entity and is owned by the constraint manager of the entity's
-/// block, which it tells of the entity's changes. It goes when the entity is erased. The host adds to
-/// it by a `ZemDbObjectPE`; all works without one, but then no links for constraints can be made.
+/// block, which it tells of the entity's changes. It goes when the entity is erased. The host adds
+/// to it by a `ZemDbObjectPE`; all works without one, but then no links for constraints can be
+/// made.
 ///
 /// Readers throw OdError (not open for read), writers OdError (not open for write); what writers
 /// change is part of undo.
@@ -43,8 +44,8 @@ public:
     ///
     /// \param managerId  The constraint manager that is to own a new one.
     /// \return Null if there is none and `managerId` is no constraint manager.
-    /// \throws OdError (class not registered); what `safeOpenObject` throws for an entity that can't
-    ///         be opened: nothing has been made then.
+    /// \throws OdError (class not registered); what `safeOpenObject` throws for an entity that
+    ///         can't be opened: nothing has been made then.
     static OdDbObjectId getInstance(OdDbObjectId const& entityId, OdDbObjectId const& managerId);
     /// The companion of an entity, opened; null if it has none, for an id that can't be opened, and
     /// while changes are taken back.
@@ -88,8 +89,8 @@ public:
     /// \param newIds  Gets the new links behind what it holds; none without a host.
     void append(ZemSubentPathArray const& paths, OdDbObjectIdArray& newIds);
     /// Lists a link. Its manager is told that the entity has changed.
-    /// \return False, with nothing changed, if it is listed already, if `managerId` is no manager of
-    ///         links, or if that doesn't own the link.
+    /// \return False, with nothing changed, if it is listed already, if `managerId` is no manager
+    ///         of links, or if that doesn't own the link.
     bool addPersIdDependency(OdDbObjectId managerId, OdDbObjectId depId);
     /// Takes a link off the list. With the last dependency gone the constraint manager is told that
     /// the entity concerns nobody.
@@ -97,16 +98,16 @@ public:
     bool removePersIdDependency(OdDbObjectId managerId, OdDbObjectId depId);
     /// Takes all links off the list.
     void removePersIdDependencies();
-    /// Forgets what was seen of the listed links, now and when undo comes by: to be called when paths
-    /// of links were changed.
+    /// Forgets what was seen of the listed links, now and when undo comes by: to be called when
+    /// paths of links were changed.
     void invalidatePersIdDepsCache();
     /// Erases the links for constraints that are not erased yet; they stay in the list.
     void eraseWithSubObjects();
-    /// Erases the links for constraints that are not in a set, and takes them off the list. The object
-    /// needs to be open for write only if there are such.
+    /// Erases the links for constraints that are not in a set, and takes them off the list. The
+    /// object needs to be open for write only if there are such.
     void clearUnusedDeps(IdSet const& usedIds);
-    /// Whether anything follows the entity: a link, or a feature by a reactor on one of the entity's
-    /// reactors.
+    /// Whether anything follows the entity: a link, or a feature by a reactor on one of the
+    /// entity's reactors.
     bool isWatched() const;
     /// @}
 
@@ -115,7 +116,8 @@ public:
     /// Tells the constraint manager that the entity has changed, if anybody watches it, or that its
     /// changes concern nobody any more, with which the cached transform goes.
     void notifyAboutModifications(bool modified);
-    /// Sets whether changes of the entity's graphics are told to the constraint manager; not stored.
+    /// Sets whether changes of the entity's graphics are told to the constraint manager; not
+    /// stored.
     void constrainerNotify(bool notify);
     bool constrManagerNeedsNotification() const;
     /// Tells that the entity is to be drawn again, which undo and redo do as well.
@@ -156,8 +158,8 @@ public:
     ZemProperties& getWriteProperties();
     /// What look-ups have seen so far; for tests and measurements.
     ZemPersIdCache const& persIdCache() const noexcept;
-    /// Counts the occasions on which names of companions in databases have changed otherwise than by
-    /// their managers; what is derived from names is made again after one.
+    /// Counts the occasions on which names of companions in databases have changed otherwise than
+    /// by their managers; what is derived from names is made again after one.
     static std::uint64_t nameChanges() noexcept;
 
     /// \name What the platform calls

@@ -13,7 +13,8 @@ namespace zem_assoc {
 /// Application name of attributes in extended data: "ZemAssoc". It stands in drawings.
 extern const OdString g_zemAssocAppName;
 
-/// Base of attributes of an entity: a version and the handle of an object that the entity goes with.
+/// Base of attributes of an entity: a version and the handle of an object that the entity goes
+/// with.
 ///
 /// An attribute is a value beside the entity: `writeXData` puts it into the entity's extended data,
 /// where it replaces any other attribute. Derived classes extend the two filing operations.

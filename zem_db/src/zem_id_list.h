@@ -39,8 +39,8 @@ public:
     void clear();
     /// The array itself, without gaps, for filing and for changes in bulk; the index is given up.
     OdDbObjectIdArray& bulk();
-    /// The array's place, which stays the same; for binding a bag to it. Whoever files the bag calls
-    /// `ids` before it is put out and `invalidate` after it was taken in.
+    /// The array's place, which stays the same; for binding a bag to it. Whoever files the bag
+    /// calls `ids` before it is put out and `invalidate` after it was taken in.
     OdDbObjectIdArray* binding() noexcept { return &m_ids; }
     /// Gives the index up, after the array was changed through its binding.
     void invalidate() noexcept;
