@@ -253,6 +253,14 @@ TEST(GenerateUniqueName, TakesTheFirstNumberThatIsFree)
     EXPECT_EQ(zemu::generateUniqueName(L"Name", names, 1), L"Name_1");
 }
 
+TEST(GenerateUniqueName, GoesOnBeyondTheGreatestStart)
+{
+    std::set<OdString> names;
+    constexpr int kGreatest = std::numeric_limits<int>::max();
+    EXPECT_EQ(zemu::generateUniqueName(L"N", names, kGreatest), L"N_2147483647");
+    EXPECT_EQ(zemu::generateUniqueName(L"N", names, kGreatest), L"N_2147483648");
+}
+
 TEST(GenerateUniqueName, TakesAnyBaseAndAnyNumber)
 {
     std::set<OdString> names;

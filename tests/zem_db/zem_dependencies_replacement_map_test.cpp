@@ -198,6 +198,14 @@ TEST_F(ReplacementMap, UpdateShortensAChain)
     EXPECT_EQ(m_map.getReplacedWith(m_fourth), OdDbObjectIdArray{m_first});
 }
 
+TEST_F(ReplacementMap, UpdateTakesAMemberOutOfTheEntryItself)
+{
+    m_map.append(m_first, {m_second});
+    EXPECT_TRUE(m_map.update(m_first, *m_map.findReplacement(m_first)->begin(), {m_third}));
+    EXPECT_EQ(m_map.getReplacement(m_first), IdSet{m_third});
+    EXPECT_FALSE(m_map.findReplacedWith(m_second, nullptr));
+}
+
 TEST_F(ReplacementMap, UpdateMayPutTheMemberBack)
 {
     m_map.append(m_first, {m_second});

@@ -6,8 +6,10 @@
 #include "zem_properties.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <iterator>
 #include <map>
+#include <string>
 
 namespace zemu {
 namespace {
@@ -88,11 +90,12 @@ OdString removeNumericSuffix(OdString const& name)
 
 OdString generateUniqueName(OdString const& base, std::set<OdString>& names, int start)
 {
-    OdString name;
-    do {
-        name.format(L"%ls_%d", base.c_str(), start++);
-    } while (!names.insert(name).second);
-    return name;
+    for (std::int64_t number = start;; ++number) {
+        OdString name = base + L"_" + OdString(std::to_wstring(number).c_str());
+        if (names.insert(name).second) {
+            return name;
+        }
+    }
 }
 
 }  // namespace zemu

@@ -90,7 +90,8 @@ public:
     /// @{
     /// For reading. \throws OdError (not open for read).
     ZemProperties const& getReadProperties() const;
-    /// For changes, which become part of undo. \throws OdError (not open for write).
+    /// For changes, which become part of undo as far as they are filed, see above.
+    /// \throws OdError (not open for write).
     ZemProperties& getWriteProperties();
     /// @}
 

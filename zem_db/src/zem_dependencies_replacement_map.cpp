@@ -105,13 +105,16 @@ bool ZemDependenciesReplacementMap::append(OdDbObjectId const& replaced, IdSet c
 bool ZemDependenciesReplacementMap::update(OdDbObjectId const& replaced, OdDbObjectId const& member,
                                            IdSet const& successors)
 {
-    const auto entry = m_replacements.find(replaced);
-    if (entry == m_replacements.end() || entry->second.erase(member) == 0) {
+    // Both may be ids in the set that is changed here.
+    const OdDbObjectId from = replaced;
+    const OdDbObjectId taken = member;
+    const auto entry = m_replacements.find(from);
+    if (entry == m_replacements.end() || entry->second.erase(taken) == 0) {
         return false;
     }
-    dropSuccessor(replaced, member);
+    dropSuccessor(from, taken);
     for (OdDbObjectId id : successors) {
-        addSuccessor(replaced, entry->second, id);
+        addSuccessor(from, entry->second, id);
     }
     return true;
 }
@@ -194,8 +197,9 @@ bool ZemDependenciesReplacementMap::addTransformedObject(OdDbObjectId const& id,
                                                          OdGeMatrix3d const& matrix,
                                                          bool suppressTransform)
 {
+    const OdDbObjectId key = id;
     TransformedData data(matrix, suppressTransform);
-    const auto [entry, isNew] = m_transformedObjects.try_emplace(id, data);
+    const auto [entry, isNew] = m_transformedObjects.try_emplace(key, data);
     if (isNew) {
         return suppressTransform;
     }
@@ -203,12 +207,12 @@ bool ZemDependenciesReplacementMap::addTransformedObject(OdDbObjectId const& id,
         data.suppressTransform = true;
     } else if (suppressTransform) {
         const OdSmartPtr<ZemDbObject> object =
-            ZemDbObject::openZemDbObject(id, OdDb::kForWrite, /*openErased=*/false);
+            ZemDbObject::openZemDbObject(key, OdDb::kForWrite, /*openErased=*/false);
         if (!object.isNull()) {
             object->suppressTransformation();
         }
     }
-    entry->second = data;
+    m_transformedObjects.insert_or_assign(key, data);  // notices may have changed the map
     return data.suppressTransform;
 }
 
