@@ -9,6 +9,7 @@
 #include <array>
 #include <iostream>
 #include <map>
+#include <set>
 #include <utility>
 
 namespace zemhost {
@@ -209,7 +210,9 @@ ExitCode runLinksAdd(HostSession& session, LinksAddRequest const& request)
             made += session.links().add(block, OdString::fromUtf8(request.selection), paths).size();
         }
     });
-    saveDrawing(*database);
+    if (made != 0) {
+        saveDrawing(*database);
+    }
     std::cout << printable(request.selection) << " watches " << counted(made, "part") << '\n';
     return made == wanted ? ExitCode::kOk : ExitCode::kFindings;
 }
@@ -222,7 +225,13 @@ ExitCode runLinksVerify(HostSession& session, LinksVerifyRequest const& request)
     std::size_t links = 0;
     guardDrawing([&] {
         findings = session.links().verify(*database);
-        links = session.links().links(*database).size();
+        std::set<OdDbObjectId> distinct;
+        for (HostLink const& link : session.links().links(*database)) {
+            if (!link.link.isNull()) {
+                distinct.insert(link.link);
+            }
+        }
+        links = distinct.size();
     });
     if (request.json) {
         Json json = Json::array();

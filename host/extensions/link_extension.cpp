@@ -83,6 +83,56 @@ void dropUnwatched(OdDbObjectId linkId)
     (void)link->erase(true);
 }
 
+/// Turns entries whose link was erased into entries of a part that has gone.
+void forgetErased(OdDbObjectId selectionId)
+{
+    const HostNamedSelectionPtr selection =
+        HostNamedSelection::cast(selectionId.safeOpenObject(OdDb::kForWrite).get());
+    std::vector<SelectionEntry> entries = selection->entries();
+    for (SelectionEntry& entry : entries) {
+        SelectionState& now = entry.now;
+        if (now.link.isNull() || !now.link.openObject().isNull()) {
+            continue;
+        }
+        const LinkPtr link = ZemDbObjectDependency::cast(
+            now.link.openObject(OdDb::kForRead, /*openErased=*/true).get());
+        if (!link.isNull()) {
+            now.path = link->getLinkObject(/*openErased=*/true);
+        }
+        now.link = OdDbObjectId::kNull;
+        now.answer = HostPartAnswer::kGone;
+        now.candidates.clear();
+        entry.before.reset();
+    }
+    if (entries != selection->entries()) {
+        selection->setEntries(std::move(entries));
+    }
+}
+
+/// Whether anybody but one selection watches a link, and would be led elsewhere with it.
+bool isShared(ZemDbObjectDependency const& link, OdDbObjectId selection)
+{
+    const OdDbObjectIdArray reactors = link.getPersistentReactors();
+    return std::any_of(reactors.begin(), reactors.end(), [selection](OdDbObjectId id) {
+        return id != selection && !id.openObject().isNull();
+    });
+}
+
+/// Whether a manager lists a link as its own, and so leads it elsewhere.
+bool isListed(ZemDbPersIdManager const& manager, OdDbObjectId linkId)
+{
+    const OdDbObjectPtr link = linkId.openObject();
+    return !link.isNull() && link->ownerId() == manager.objectId() &&
+           manager.objectDependencyIds().contains(linkId);
+}
+
+bool isMember(HostNamedSelection const& selection, OdDbObjectId link)
+{
+    std::vector<SelectionEntry> const& entries = selection.entries();
+    return std::any_of(entries.begin(), entries.end(),
+                       [link](SelectionEntry const& entry) { return entry.now.link == link; });
+}
+
 /// The links of one block, with what its selections know of them.
 class BlockLinks
 {
@@ -93,10 +143,10 @@ public:
 
 private:
     void readSelections(std::vector<HostLink>& gone);
-    HostLink read(OdDbObjectId id) const;
+    void read(OdDbObjectId id, std::vector<HostLink>& links) const;
 
     OdDbObjectId m_block;
-    std::unordered_map<OdDbObjectId, HostLink> m_watched;  ///< what selections know of them
+    std::unordered_map<OdDbObjectId, std::vector<HostLink>> m_watched;  ///< one for each watcher
 };
 
 void BlockLinks::readSelections(std::vector<HostLink>& gone)
@@ -112,29 +162,39 @@ void BlockLinks::readSelections(std::vector<HostLink>& gone)
             link.answer = now.answer;
             link.cause = now.cause;
             link.candidates = now.candidates;
-            if (now.link.isNull() || now.link.isErased()) {
+            if (now.link.openObject().isNull()) {
                 gone.push_back(link);
+                gone.back().answer = HostPartAnswer::kGone;
             } else {
-                m_watched.try_emplace(now.link, link);
+                m_watched[now.link].push_back(link);
             }
             ++link.entry;
         }
     }
 }
 
-HostLink BlockLinks::read(OdDbObjectId id) const
+/// Appends a link once for each entry that watches it.
+void BlockLinks::read(OdDbObjectId id, std::vector<HostLink>& links) const
 {
-    const auto watched = m_watched.find(id);
-    HostLink result = watched != m_watched.end() ? watched->second : HostLink();
-    result.link = id;
-    result.block = m_block;
+    HostLink found;
     const LinkPtr link = ZemDbObjectDependency::cast(id.openObject().get());
     if (!link.isNull()) {
-        result.tag = link->entityTag();
-        result.isResolved = link->getLinkObject(result.path, false) == kOdOk;
-        result.isThere = result.isResolved && zemu::doesPathExist(result.path);
+        found.tag = link->entityTag();
+        found.isResolved = link->getLinkObject(found.path, false) == kOdOk;
+        found.isThere = found.isResolved && zemu::doesPathExist(found.path);
     }
-    return result;
+    const auto watched = m_watched.find(id);
+    const std::vector<HostLink> entries =
+        watched != m_watched.end() ? watched->second : std::vector<HostLink>(1);
+    for (HostLink entry : entries) {
+        entry.link = id;
+        entry.block = m_block;
+        entry.tag = found.tag;
+        entry.path = found.path;
+        entry.isResolved = found.isResolved;
+        entry.isThere = found.isThere;
+        links.push_back(std::move(entry));
+    }
 }
 
 void BlockLinks::appendTo(std::vector<HostLink>& links)
@@ -144,7 +204,7 @@ void BlockLinks::appendTo(std::vector<HostLink>& links)
     const ManagerPtr manager = openManager(m_block, OdDb::kForRead, /*create=*/false);
     if (!manager.isNull()) {
         for (OdDbObjectId id : manager->objectDependencyIds()) {
-            links.push_back(read(id));
+            read(id, links);
         }
     }
     std::move(gone.begin(), gone.end(), std::back_inserter(links));
@@ -224,13 +284,19 @@ std::vector<HostLink> LinkExtension::links(OdDbDatabase& database) const
 OdDbObjectIdArray LinkExtension::add(OdDbObjectId block, OdString const& selection,
                                      std::vector<OdDbFullSubentPath> const& paths) const
 {
+    ZemSubentPathArray wanted;
+    for (OdDbFullSubentPath const& path : paths) {
+        const OdDbObjectPtr first = zemu::getInsertId(path).openObject();
+        if (!first.isNull() && first->ownerId() == block && zemu::doesPathExist(path)) {
+            wanted.append(path);
+        }
+    }
+    if (wanted.isEmpty() || OdDbBlockTableRecord::cast(block.openObject().get()).isNull()) {
+        return {};
+    }
     const ManagerPtr manager = openManager(block, OdDb::kForWrite, /*create=*/true);
     if (manager.isNull()) {
         return {};
-    }
-    ZemSubentPathArray wanted;
-    for (OdDbFullSubentPath const& path : paths) {
-        wanted.append(path);
     }
     const OdDbObjectIdArray links = manager->append(wanted, nullptr);
     if (links.isEmpty()) {
@@ -288,6 +354,11 @@ std::size_t LinkExtension::audit(OdDbDatabase& database) const
         }
         after += manager->objectDependencyIds().size();
     }
+    for (OdDbObjectId block : blocksOf(database)) {
+        for (OdDbObjectId id : HostNamedSelection::selectionsOf(block)) {
+            forgetErased(id);
+        }
+    }
     return before - after;
 }
 
@@ -298,8 +369,10 @@ OdResult LinkExtension::repair(OdDbObjectId block, OdString const& selection, st
     if (member.selection.isNull()) {
         return kOdKeyNotFound;
     }
-    const ManagerPtr manager = openManager(block, OdDb::kForWrite, /*create=*/true);
-    if (manager.isNull() || !zemu::doesPathExist(path)) {
+    const ManagerPtr manager = zemu::doesPathExist(path)
+                                   ? openManager(block, OdDb::kForWrite, /*create=*/true)
+                                   : ManagerPtr();
+    if (manager.isNull()) {
         return kOdInvalidInput;
     }
     SelectionEntry repaired;
@@ -308,19 +381,22 @@ OdResult LinkExtension::repair(OdDbObjectId block, OdString const& selection, st
     ZemSubentPathArray paths;
     paths.append(path);
     const LinkPtr link = ZemDbObjectDependency::cast(repaired.now.link.openObject().get());
-    if (link.isNull()) {
+    if (!link.isNull()) {
+        (void)link->getLinkObject(repaired.before->path, true);  // where `takeBack` leads it again
+    }
+    if (link.isNull() || isShared(*link, member.selection->objectId())) {
         const OdDbObjectIdArray made = manager->append(paths, nullptr);
-        if (made.isEmpty()) {
+        if (made.isEmpty() || isMember(*member.selection, made[0])) {
             return kOdInvalidInput;
         }
         repaired.now.link = made[0];
     } else {
-        (void)link->getLinkObject(repaired.before->path, true);  // where `takeBack` leads it again
-        OdDbObjectIdArray ids;
-        ids.append(repaired.now.link);
-        if (!manager->updatePairs(ids, paths)) {
+        if (!isListed(*manager, repaired.now.link)) {
             return kOdInvalidInput;
         }
+        OdDbObjectIdArray ids;
+        ids.append(repaired.now.link);
+        (void)manager->updatePairs(ids, paths);
     }
     member.set(std::move(repaired));
     return kOdOk;
@@ -339,19 +415,26 @@ OdResult LinkExtension::takeBack(OdDbObjectId block, OdString const& selection,
     }
     SelectionEntry former;
     former.now = *repaired.before;
-    if (former.now.link.isNull()) {
+    if (former.now.link != repaired.now.link) {  // had gone, or was left to others who watch it
+        if (!former.now.link.isNull()) {
+            if (former.now.link.openObject().isNull()) {
+                return kOdNotApplicable;
+            }
+            former.now.path = OdDbFullSubentPath();
+        }
         member.set(former);
         dropUnwatched(repaired.now.link);
         return kOdOk;
     }
     const ManagerPtr manager = openManager(block, OdDb::kForWrite, /*create=*/false);
+    if (manager.isNull() || !isListed(*manager, former.now.link)) {
+        return kOdNotApplicable;
+    }
     OdDbObjectIdArray ids;
     ids.append(former.now.link);
     ZemSubentPathArray paths;
     paths.append(std::exchange(former.now.path, OdDbFullSubentPath()));
-    if (manager.isNull() || !manager->updatePairs(ids, paths)) {
-        return kOdNotApplicable;
-    }
+    (void)manager->updatePairs(ids, paths);
     member.set(std::move(former));
     return kOdOk;
 }

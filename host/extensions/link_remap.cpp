@@ -7,12 +7,13 @@
 #include "zem_db_object_dependency.h"
 #include "zem_db_persid_manager.h"
 #include "zem_dependencies_replacement_map.h"
+#include "zem_index_map.h"
 #include "zem_link_utils.h"
 
 #include <algorithm>
-#include <map>
 #include <set>
 #include <unordered_map>
+#include <unordered_set>
 #include <utility>
 
 namespace zemhost {
@@ -52,11 +53,15 @@ private:
     void remapManager(OdDbObjectId managerId);
     std::vector<Change> collectChanges(ZemDbPersIdManager const& manager);
     void meet(OdDbObjectId id, std::vector<Change>& changes);
-    void findSelections(OdDbObject const& link);
     void removeGone(ZemDbPersIdManager& manager, std::vector<Change> const& changes);
     bool split(ZemDbPersIdManager& manager, Change const& change);
     OdDbFullSubentPath pathTo(Change const& change, std::int64_t part) const;
-    void collectReplaced();
+    void countMade();
+    bool follow(OdDbSubentId& part) const;
+    void followCandidates(std::vector<OdDbSubentId>& candidates) const;
+    void followMemory(SelectionEntry& entry) const;
+    bool leadsToSolid(OdDbObjectId id) const;
+    bool wasMerged(OdDbObjectId successor) const;
     void updateSelections();
     std::vector<SelectionEntry> follow(std::vector<SelectionEntry> const& entries) const;
     void follow(SelectionEntry const& entry, std::vector<SelectionEntry>& entries) const;
@@ -70,6 +75,8 @@ private:
     std::unordered_map<OdDbObjectId, Answer> m_answers;  ///< of all but exact links
     std::set<OdDbObjectId> m_selections;
     OdDbObjectIdArray m_gone;
+    std::unordered_set<OdDbObjectId> m_changed;  ///< links that don't stay
+    std::set<std::int64_t> m_lost;               ///< numbers that lost links have
     std::int64_t m_nextLost = kFirstLostPart;
 };
 
@@ -83,36 +90,29 @@ OdDbFullSubentPath LinkRemap::pathTo(Change const& change, std::int64_t part) co
     return {change.path.objectIds(), withIndex(change.path.subentId(), part)};
 }
 
-void LinkRemap::findSelections(OdDbObject const& link)
-{
-    for (OdDbObjectId id : link.getPersistentReactors()) {
-        if (!HostNamedSelection::cast(id.openObject().get()).isNull()) {
-            m_selections.insert(id);
-        }
-    }
-}
-
 /// Looks at a link: whether it leads to the solid, and what becomes of it.
 void LinkRemap::meet(OdDbObjectId id, std::vector<Change>& changes)
 {
     const LinkPtr link = ZemDbObjectDependency::cast(id.openObject().get());
     Change change;
-    if (link.isNull() || link->getLinkObject(change.path, false) != kOdOk ||
+    if (link.isNull() || link->getLinkObject(change.path, /*openErased=*/true) != kOdOk ||
         zemu::getLeafId(change.path) != m_solid) {
         return;
     }
     const OdDbSubentId part = change.path.subentId();
-    if (part.index() >= m_nextLost) {
-        m_nextLost = part.index() + 1;
-    }
     if (!zemu::isSubentId(part)) {
         ++m_report.stayed;  // names the solid as a whole
         return;
     }
     change.fate = m_map.find(part);
+    if (part.index() >= kFirstLostPart) {
+        ++m_report.ambiguous;  // was lost before
+        m_lost.insert(part.index());
+        return;
+    }
     if (change.fate == nullptr) {
-        ++(part.index() >= kFirstLostPart ? m_report.ambiguous : m_report.gone);
-        return;  // was lost before, and `verify` tells of it
+        static const HostPartFate s_neverThere{HostPartAnswer::kGone, {}};
+        change.fate = &s_neverThere;  // or a new part of that number would be taken for it
     }
     if (change.fate->answer == HostPartAnswer::kExact &&
         change.fate->parts.front() == part.index()) {
@@ -120,7 +120,7 @@ void LinkRemap::meet(OdDbObjectId id, std::vector<Change>& changes)
         return;
     }
     change.link = id;
-    findSelections(*link);
+    m_changed.insert(id);
     changes.push_back(std::move(change));
 }
 
@@ -171,6 +171,9 @@ void LinkRemap::remapManager(OdDbObjectId managerId)
     if (reader.isNull()) {
         return;
     }
+    for (OdDbObjectId id : HostNamedSelection::selectionsOf(reader->blockId())) {
+        m_selections.insert(id);  // they remember parts by number, also of links that stay
+    }
     const std::vector<Change> changes = collectChanges(*reader);
     if (changes.empty()) {
         return;
@@ -207,6 +210,9 @@ void LinkRemap::remapManager(OdDbObjectId managerId)
         }
         m_answers[change.link] = std::move(answer);
         ++m_report.ambiguous;
+        while (m_lost.count(m_nextLost) != 0) {
+            ++m_nextLost;
+        }
         paths.append(pathTo(change, m_nextLost++));
     }
     (void)manager->updatePairs(links, paths);
@@ -223,21 +229,16 @@ HostRemapReport LinkRemap::run()
     for (OdDbObjectId id : zemu::getAllPersIdManagers(m_solid.database())) {
         remapManager(id);
     }
-    collectReplaced();
+    countMade();
     updateSelections();
     eraseReplaced();
     return m_report;
 }
 
-/// Links that came to name the same part are replaced too, also those that did not change.
-void LinkRemap::collectReplaced()
+void LinkRemap::countMade()
 {
     std::set<OdDbObjectId> made;
     for (OdDbObjectId id : m_replaced.getAll()) {
-        const LinkPtr link = ZemDbObjectDependency::cast(id.openObject().get());
-        if (!link.isNull()) {
-            findSelections(*link);
-        }
         for (OdDbObjectId successor : m_replaced.getReplacement(id)) {
             made.insert(successor);
         }
@@ -245,11 +246,75 @@ void LinkRemap::collectReplaced()
     m_report.made = made.size();
 }
 
+/// Leads a remembered part to what it is now.
+/// \return False if it isn't one part any more.
+bool LinkRemap::follow(OdDbSubentId& part) const
+{
+    if (!zemu::isSubentId(part) || part.index() >= kFirstLostPart) {
+        return true;
+    }
+    HostPartFate const* const fate = m_map.find(part);
+    if (fate == nullptr || fate->parts.size() != 1 || fate->answer == HostPartAnswer::kAmbiguous) {
+        return false;
+    }
+    part = withIndex(part, fate->parts.front());
+    return true;
+}
+
+void LinkRemap::followCandidates(std::vector<OdDbSubentId>& candidates) const
+{
+    std::set<OdDbSubentId, zemu::less_SubentId> now;
+    for (OdDbSubentId candidate : candidates) {
+        HostPartFate const* const fate = m_map.find(candidate);
+        if (fate != nullptr) {
+            for (std::uint32_t part : fate->parts) {
+                now.insert(withIndex(candidate, part));
+            }
+        }
+    }
+    candidates.assign(now.begin(), now.end());
+}
+
+/// Leads what an entry remembers by number to the new numbers; forgets a repair that can't be taken
+/// back any more.
+void LinkRemap::followMemory(SelectionEntry& entry) const
+{
+    if (m_changed.count(entry.now.link) == 0 && leadsToSolid(entry.now.link)) {
+        followCandidates(entry.now.candidates);
+    }
+    if (!entry.before || entry.before->path.objectIds().isEmpty() ||
+        zemu::getLeafId(entry.before->path) != m_solid || entry.before->link.isNull()) {
+        return;
+    }
+    OdDbSubentId part = entry.before->path.subentId();
+    if (!follow(part)) {
+        entry.before.reset();
+        return;
+    }
+    entry.before->path.setSubentId(part);
+    followCandidates(entry.before->candidates);
+}
+
+bool LinkRemap::leadsToSolid(OdDbObjectId id) const
+{
+    const LinkPtr link = ZemDbObjectDependency::cast(id.openObject().get());
+    return !link.isNull() && zemu::getLeafId(link->getLinkObject(/*openErased=*/true)) == m_solid;
+}
+
+/// Whether an edit brought links together, which may also have named one part before.
+bool LinkRemap::wasMerged(OdDbObjectId successor) const
+{
+    const OdDbObjectIdArray members = m_replaced.getReplacedWith(successor);
+    return std::any_of(members.begin(), members.end(),
+                       [this](OdDbObjectId id) { return m_changed.count(id) != 0; });
+}
+
 /// Appends what an entry has become.
 void LinkRemap::follow(SelectionEntry const& entry, std::vector<SelectionEntry>& entries) const
 {
     const auto found = m_answers.find(entry.now.link);
     SelectionEntry next = entry;
+    followMemory(next);
     if (found != m_answers.end()) {
         next.before.reset();
         next.now.answer = found->second.answer;
@@ -265,13 +330,14 @@ void LinkRemap::follow(SelectionEntry const& entry, std::vector<SelectionEntry>&
         entries.push_back(std::move(next));
         return;
     }
-    if (next.now.answer == HostPartAnswer::kExact) {
-        next.now.answer = HostPartAnswer::kMerged;  // others came to where it was
-        next.now.cause = m_cause;
-    }
+    next.before.reset();  // its link is no more
     const std::set<OdDbObjectId> inOrder(successors->begin(), successors->end());
     for (OdDbObjectId successor : inOrder) {
         next.now.link = successor;
+        if (next.now.answer == HostPartAnswer::kExact && wasMerged(successor)) {
+            next.now.answer = HostPartAnswer::kMerged;  // others came to where it was
+            next.now.cause = m_cause;
+        }
         entries.push_back(next);
     }
 }
@@ -290,7 +356,10 @@ void LinkRemap::updateSelections()
     for (OdDbObjectId id : m_selections) {
         const HostNamedSelectionPtr selection =
             HostNamedSelection::cast(id.safeOpenObject(OdDb::kForWrite).get());
-        selection->setEntries(follow(selection->entries()));
+        std::vector<SelectionEntry> followed = follow(selection->entries());
+        if (followed != selection->entries()) {
+            selection->setEntries(std::move(followed));
+        }
     }
 }
 

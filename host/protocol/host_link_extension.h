@@ -37,7 +37,7 @@ struct HostRemapReport
     std::size_t moved = 0;      ///< exact, under another number
     std::size_t split = 0;      ///< replaced by a link to each piece
     std::size_t merged = 0;     ///< lead to a part that took several in
-    std::size_t gone = 0;       ///< taken away
+    std::size_t gone = 0;       ///< taken away, and those that named no part before
     std::size_t ambiguous = 0;  ///< wait for `repair`
     std::size_t made = 0;       ///< new links, for pieces and in place of several
 
@@ -68,8 +68,8 @@ class HostLinkExtension : public OdRxObject
     RX_DECLARE_CLASS(HostLinkExtension);
 
 public:
-    /// All links of the drawing, and what selections keep of links that have gone; block by block, in
-    /// order of creation.
+    /// All links of the drawing, once for each entry of a selection that watches them, and what
+    /// selections keep of links that have gone; block by block, in order of creation.
     virtual std::vector<HostLink> links(OdDbDatabase& database) const = 0;
     /// Makes links for paths, or takes those that are there, and adds them to a selection, which is
     /// made if there is none.
@@ -95,11 +95,11 @@ public:
     /// \return How many links were taken away.
     virtual std::size_t audit(OdDbDatabase& database) const = 0;
     /// Lets an entry of a selection name a part. The answer becomes exact, and what was is kept for
-    /// `takeBack`.
+    /// `takeBack`. Others who watch the same link keep it as it is.
     ///
     /// \param entry  Place in the selection, from 0.
     /// \return 0; (key not found) without such an entry, (invalid input) for a path that names
-    ///         nothing. Nothing has changed then.
+    ///         nothing or that another entry has. No selection has changed then.
     virtual OdResult repair(OdDbObjectId block, OdString const& selection, std::size_t entry,
                             OdDbFullSubentPath const& path) const = 0;
     /// Takes the last repair of an entry back.

@@ -140,7 +140,107 @@ TEST_F(HostLinks, AddTakesTheLinkThatIsThere)
 {
     EXPECT_EQ(add(kFace, 3), add(kFace, 3));
     EXPECT_EQ(add(kFace, 3), add(kFace, 3, L"other"));
-    EXPECT_EQ(links().size(), 1U);
+}
+
+TEST_F(HostLinks, ALinkOfTwoSelectionsIsListedForEach)
+{
+    const OdDbObjectId link = add(kFace, 3);
+    add(kFace, 3, L"other");
+    const std::vector<HostLink> listed = links();
+    ASSERT_EQ(listed.size(), 2U);
+    EXPECT_EQ(listed[0].link, link);
+    EXPECT_EQ(listed[1].link, link);
+    EXPECT_NE(listed[0].selection, listed[1].selection);
+}
+
+TEST_F(HostLinks, AddMakesNothingForWhatIsInNoBlock)
+{
+    OdDbObjectIdArray ids;
+    ids.append(m_db->getLayerZeroId());
+    const OdDbObjectId table = OdDbObjectPtr(m_db->getLayerZeroId().safeOpenObject())->ownerId();
+    EXPECT_TRUE(
+        m_session.links().add(table, L"s", {OdDbFullSubentPath(ids, OdDbSubentId())}).isEmpty());
+    EXPECT_TRUE(OdDbObjectPtr(table.safeOpenObject())->extensionDictionary().isNull());
+}
+
+TEST_F(HostLinks, ARepairLeavesOtherSelectionsOfTheLinkAlone)
+{
+    const OdDbObjectId link = add(kFace, 1);
+    add(kFace, 1, L"other");
+    EXPECT_EQ(repair(0, 5), kOdOk);
+    EXPECT_EQ(named(), (std::vector<std::int64_t>{1, 5}));
+    EXPECT_EQ(m_session.links().takeBack(m_db->getModelSpaceId(), L"s", 0), kOdOk);
+    EXPECT_EQ(named(), (std::vector<std::int64_t>{1, 1}));
+    for (HostLink const& listed : links()) {
+        EXPECT_EQ(listed.link, link);
+    }
+    EXPECT_EQ(damages(), 0U);
+}
+
+TEST_F(HostLinks, ARepairTakenBackAfterARenumberingNamesTheSamePart)
+{
+    add(kFace, 3);
+    EXPECT_EQ(repair(0, 6), kOdOk);
+    HostPartMap map = unchanged(m_counts);
+    std::swap(map.faces[2].parts, map.faces[4].parts);
+    remap(map);
+    EXPECT_EQ(m_session.links().takeBack(m_db->getModelSpaceId(), L"s", 0), kOdOk);
+    EXPECT_EQ(named(), std::vector<std::int64_t>{5});
+}
+
+TEST_F(HostLinks, ARepairIsForgottenWhenItsFormerPartIsSplit)
+{
+    add(kFace, 3);
+    EXPECT_EQ(repair(0, 6), kOdOk);
+    HostPartMap map = unchanged(m_counts);
+    map.faces[2] = {HostPartAnswer::kSplit, {3, 5}};
+    remap(map);
+    EXPECT_EQ(m_session.links().takeBack(m_db->getModelSpaceId(), L"s", 0), kOdNotApplicable);
+    EXPECT_EQ(named(), std::vector<std::int64_t>{6});
+}
+
+TEST_F(HostLinks, CandidatesAreRenumberedByLaterEdits)
+{
+    add(kFace, 1);
+    HostPartMap map = unchanged(m_counts);
+    map.faces[0] = {HostPartAnswer::kAmbiguous, {2, 3}};
+    remap(map);
+    map = unchanged(m_counts);
+    std::swap(map.faces[2].parts, map.faces[3].parts);
+    remap(map);
+    EXPECT_EQ(only().candidates, (std::vector<OdDbSubentId>{{kFace, 2}, {kFace, 4}}));
+    map = unchanged(m_counts);
+    map.faces[1] = {HostPartAnswer::kGone, {}};
+    remap(map);
+    EXPECT_EQ(only().candidates, (std::vector<OdDbSubentId>{{kFace, 4}}));
+    EXPECT_EQ(only().answer, HostPartAnswer::kAmbiguous);
+}
+
+TEST_F(HostLinks, LinksThatARepairLedToOnePartAreNotCalledMerged)
+{
+    add(kFace, 1);
+    add(kFace, 2, L"t");
+    add(kFace, 5, L"t");
+    EXPECT_EQ(repair(0, 2), kOdOk);
+    HostPartMap map = unchanged(m_counts);
+    std::swap(map.faces[4].parts, map.faces[5].parts);
+    remap(map);
+    for (HostLink const& link : links()) {
+        EXPECT_EQ(link.answer, HostPartAnswer::kExact);
+    }
+    EXPECT_EQ(named(), (std::vector<std::int64_t>{2, 2, 6}));
+}
+
+TEST_F(HostLinks, ALinkToAPartThatNeverWasThereNamesNoNewPart)
+{
+    add(kFace, 6);
+    const OdDb3dSolidPtr solid = m_solid.safeOpenObject(OdDb::kForWrite);
+    solid->setBody(L"TEST", OdBinaryData(4, 2), {5, 12, 8});
+    const HostPartMap map = unchanged({5, 12, 8});
+    solid->setBody(L"TEST", OdBinaryData(4, 3), {8, 12, 8});
+    EXPECT_EQ(remap(map).gone, 1U);
+    EXPECT_TRUE(named().empty());
+    EXPECT_EQ(only().answer, HostPartAnswer::kGone);
 }
 
 TEST_F(HostLinks, AddLeavesOutWhatNamesNothing)
@@ -382,6 +482,11 @@ TEST_F(HostLinks, AnErasedSolidLeavesItsLinksToAudit)
     EXPECT_EQ(OdDbObjectPtr(m_solid.safeOpenObject(OdDb::kForWrite))->erase(true), kOdOk);
     EXPECT_GT(damages(), 0U);
     EXPECT_EQ(m_session.links().audit(*m_db), 1U);
+    EXPECT_EQ(damages(), 0U);
+    EXPECT_TRUE(only().link.isNull());
+    EXPECT_EQ(only().answer, HostPartAnswer::kGone);
+    EXPECT_EQ(m_session.links().remove(m_db->getModelSpaceId(), L"s", 0), kOdOk);
+    EXPECT_TRUE(links().empty());
 }
 
 TEST_F(HostLinks, AStoredDrawingKeepsLinksSelectionsAndAnswers)

@@ -436,6 +436,16 @@ TEST_F(ConstraintManager, TakesAModelObjectOffTheList)
     manager()->unregisterZemDbObject(nullptr);
 }
 
+TEST_F(ConstraintManager, ARenamedModelObjectCanBeErased)
+{
+    (void)objectId();
+    (void)manager()->generateZemDbObjectName(L"Solid");
+    object(OdDb::kForWrite)->setName(L"Other_1");
+    erase(m_line);
+    EXPECT_TRUE(manager()->zemDbObjects().isEmpty());
+    EXPECT_EQ(manager()->generateZemDbObjectName(L"Other"), OdString(L"Other_1"));
+}
+
 TEST_F(ConstraintManager, GeneratesNamesFromTheNumberAboveThatOfTheObjects)
 {
     EXPECT_EQ(manager()->generateZemDbObjectName(L"Solid"), OdString(L"Solid_1"));

@@ -414,8 +414,10 @@ void ZemDbConstraintManager::registerZemDbObject(ZemDbObject* object)
     }
     assertWriteEnabled(true, true);
     m_zemDbObjects.append(object->objectId());
-    if (m_names != nullptr) {
+    if (m_names != nullptr && m_names->isCurrent()) {
         m_names->add(object->name());
+    } else {
+        m_names.reset();  // has names from before a change
     }
 }
 
@@ -426,8 +428,10 @@ void ZemDbConstraintManager::unregisterZemDbObject(ZemDbObject* object)
     }
     assertWriteEnabled(true, true);
     (void)m_zemDbObjects.removeFirst(object->objectId());
-    if (m_names != nullptr) {
+    if (m_names != nullptr && m_names->isCurrent()) {
         m_names->remove(object->name());
+    } else {
+        m_names.reset();  // has names from before a change
     }
 }
 
