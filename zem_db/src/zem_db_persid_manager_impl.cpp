@@ -125,25 +125,28 @@ public:
         OdDbObjectIdArray members;
     };
 
-    explicit ByPath(std::size_t expectedCount) { m_table.build(expectedCount); }
+    ByPath() { m_table.build(0); }
 
     void add(OdDbFullSubentPath const& path, OdDbObjectId id)
     {
         const std::uint32_t hash = hashOfPath(path);
-        std::uint32_t first = ZemPositionTable::kNone;
-        m_table.visit(hash, [&](std::uint32_t group) {
-            if (m_groups[group].path == path) {
-                first = group;
-            }
+        std::uint32_t group = ZemPositionTable::kNone;
+        m_table.visit(hash, [&](std::uint32_t other) {
+            group = m_groups[other].path == path ? other : group;
         });
-        if (first == ZemPositionTable::kNone) {
-            first = static_cast<std::uint32_t>(m_groups.size());
+        if (group == ZemPositionTable::kNone) {
+            group = static_cast<std::uint32_t>(m_groups.size());
             m_groups.push_back({path, {}});
-            m_table.insert(hash, first);
+            m_table.insert(hash, group);
         }
-        m_groups[first].members.append(id);
+        m_groups[group].members.append(id);
     }
-    std::vector<Group> const& groups() const noexcept { return m_groups; }
+    /// Those with two members or more.
+    std::vector<Group> takeShared()
+    {
+        std::erase_if(m_groups, [](Group const& group) { return group.members.size() < 2; });
+        return std::move(m_groups);
+    }
 
 private:
     ZemPositionTable m_table;
@@ -312,38 +315,24 @@ void ZemDbPersIdManagerImpl::finishRemap2(ZemDbPersIdManager* manager,
 OdDbObjectIdArray
 ZemDbPersIdManagerImpl::removeRemapped(ZemDependenciesReplacementMap const& replacements)
 {
-    OdDbObjectIdArray removed;
-    if (replacements.isEmptyReplacementDeps()) {
-        return removed;
-    }
-    OdDbObjectIdArray const& ids = m_links.ids();
-    for (std::uint32_t at = ids.size(); at-- != 0;) {
-        if (replacements.findReplacement(ids[at]) != nullptr) {
-            removed.append(ids[at]);
-        }
-    }
-    (void)m_links.remove(removed);
-    return removed;
+    return m_links.remove(replacements.getAll());
 }
 
 bool ZemDbPersIdManagerImpl::doMerge(ZemDbPersIdManager* manager, OdDbObjectIdArray& added,
                                      ZemDependenciesReplacementMap& replacements)
 {
+    const OdDbObjectIdArray ids = m_links.ids();
+    ByPath byPath;
     OdDbFullSubentPath path;
-    ByPath byPath(0);
-    for (OdDbObjectId id : m_links.ids()) {
-        const Link link = openLink(id);
+    for (std::uint32_t at : m_links.placesWithCompany(manager->objectId())) {
+        const Link link = openLink(ids[at]);
         if (!link.isNull() && link->isWatched() &&
             link->getLinkObject(path, false) != kOdUnresolvedPath) {
-            byPath.add(path, id);
+            byPath.add(path, ids[at]);
         }
     }
-    bool isMerged = false;
-    for (ByPath::Group const& group : byPath.groups()) {
-        if (group.members.size() < 2) {
-            continue;
-        }
-        isMerged = true;
+    const std::vector<ByPath::Group> groups = byPath.takeShared();
+    for (ByPath::Group const& group : groups) {
         const OdDbObjectId merged = addClone(manager, *openLink(group.members.first()), group.path);
         m_links.append(merged);
         added.append(merged);
@@ -351,32 +340,26 @@ bool ZemDbPersIdManagerImpl::doMerge(ZemDbPersIdManager* manager, OdDbObjectIdAr
             replacements.append(member, {merged});
         }
     }
-    return isMerged;
+    return !groups.empty();
 }
 
 bool ZemDbPersIdManagerImpl::doMerge2(ZemDbPersIdManager* manager, OdDbObjectIdArray& added,
                                       ZemDependenciesReplacementMap& replacements)
 {
+    const OdDbObjectIdArray ids = m_links.ids();
+    ByPath byPath;
     OdDbFullSubentPath path;
-    ByPath byPath(m_links.size());
-    for (OdDbObjectId id : m_links.ids()) {
-        if (replacements.findReplacement(id) != nullptr) {
+    for (std::uint32_t at : m_links.placesWithCompany(manager->objectId())) {
+        if (replacements.findReplacement(ids[at]) != nullptr) {
             continue;
         }
-        const Link link = openLink(id);
+        const Link link = openLink(ids[at]);
         if (!link.isNull() && link->getLinkObject(path, false) != kOdUnresolvedPath) {
-            byPath.add(path, id);
+            byPath.add(path, ids[at]);
         }
     }
-    if (byPath.groups().size() == m_links.size()) {
-        return false;
-    }
-    bool isMerged = false;
-    for (ByPath::Group const& group : byPath.groups()) {
-        if (group.members.size() < 2) {
-            continue;
-        }
-        isMerged = true;
+    const std::vector<ByPath::Group> groups = byPath.takeShared();
+    for (ByPath::Group const& group : groups) {
         const OdDbObjectId merged = addClone(manager, *openLink(group.members.first()), group.path);
         m_links.append(merged);
         added.append(merged);
@@ -389,7 +372,7 @@ bool ZemDbPersIdManagerImpl::doMerge2(ZemDbPersIdManager* manager, OdDbObjectIdA
             }
         }
     }
-    return isMerged;
+    return !groups.empty();
 }
 
 //--------------------------------------------------------------------------------------------------

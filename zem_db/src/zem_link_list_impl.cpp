@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <bit>
+#include <functional>
+#include <iterator>
 #include <utility>
 
 namespace {
@@ -18,17 +20,21 @@ std::uint64_t mix(std::uint64_t state, std::uint64_t value)
     return state ^ (state >> 32);
 }
 
+// Links are mostly made, and walked, in order of handles and of the numbers of parts. Neighbours in that
+// order have neighbouring hashes, so that a table is filled from front to back and not at random.
+
 std::uint32_t finish(std::uint64_t state, OdDbSubentId const& subent)
 {
     state = mix(state, static_cast<std::uint64_t>(subent.type()));
-    state = mix(state, static_cast<std::uint64_t>(subent.index()));
-    const auto hash = static_cast<std::uint32_t>(state ^ (state >> 29));
+    const auto hash =
+        static_cast<std::uint32_t>((state >> 16) + static_cast<std::uint64_t>(subent.index()));
     return hash != kUnlinkedHash ? hash : 1;
 }
 
+/// By handle: an id and the one that it is redirected to have the same.
 std::uint32_t hashOfId(OdDbObjectId id)
 {
-    return static_cast<std::uint32_t>(mix(0, std::hash<OdDbObjectId>()(id)));
+    return static_cast<std::uint32_t>(id.getHandle().value());
 }
 
 // Handles alone tell a path: an id and the one that it is redirected to have the same handle, and a
@@ -105,6 +111,33 @@ void ZemPositionTable::renumber(std::vector<std::uint32_t> const& newPositions)
     chainAll(m_heads.size());
 }
 
+std::vector<std::uint32_t> ZemPositionTable::positionsWithCompany() const
+{
+    std::vector<std::uint32_t> result;
+    std::vector<std::pair<std::uint32_t, std::uint32_t>> bucket;  // hash and position
+    for (std::uint32_t head : m_heads) {
+        if (head == kNone || m_entries[head].next == kNone) {
+            continue;
+        }
+        bucket.clear();
+        for (std::uint32_t at = head; at != kNone; at = m_entries[at].next) {
+            bucket.emplace_back(m_entries[at].hash, m_entries[at].position);
+        }
+        std::sort(bucket.begin(), bucket.end());
+        for (auto first = bucket.begin(); first != bucket.end();) {
+            const auto last = std::find_if(first, bucket.end(), [&](auto const& entry) {
+                return entry.first != first->first;
+            });
+            if (first->second != std::prev(last)->second) {
+                std::transform(first, last, std::back_inserter(result),
+                               [](auto const& entry) { return entry.second; });
+            }
+            first = last;
+        }
+    }
+    return result;
+}
+
 void ZemPositionTable::chainAll(std::size_t bucketCount)
 {
     m_heads.assign(bucketCount, kNone);
@@ -137,7 +170,12 @@ std::uint32_t ZemLinkList::size() const
 
 bool ZemLinkList::contains(OdDbObjectId id) const
 {
-    return !positionsOf(id).empty();
+    needIds();
+    bool isListed = false;
+    m_byId.visit(hashOfId(id), [&](std::uint32_t position) {
+        isListed = isListed || (std::as_const(m_ids)[position] == id && !isGone(position));
+    });
+    return isListed;
 }
 
 OdDbObjectIdArray ZemLinkList::findByPath(OdDbFullSubentPath const& path, OdDbObjectId owner) const
@@ -162,6 +200,26 @@ OdDbObjectIdArray ZemLinkList::findByPath(OdDbFullSubentPath const& path, OdDbOb
     return result;
 }
 
+std::vector<std::uint32_t> ZemLinkList::placesWithCompany(OdDbObjectId owner) const
+{
+    needPaths(owner);
+    closeGaps();
+    std::vector<std::uint32_t> places = m_byPath.positionsWithCompany();
+    std::vector<std::uint32_t> unlinked;
+    m_byPath.visit(kUnlinkedHash, [&](std::uint32_t position) { unlinked.push_back(position); });
+    for (std::uint32_t position : unlinked) {
+        const auto link = ZemDbObjectDependency::cast(
+            std::as_const(m_ids)[position].openObject(OdDb::kForRead).get());
+        if (!link.isNull()) {
+            places.push_back(position);
+            m_byPath.visit(hashOfLink(*link), [&](std::uint32_t at) { places.push_back(at); });
+        }
+    }
+    std::sort(places.begin(), places.end());
+    places.erase(std::unique(places.begin(), places.end()), places.end());
+    return places;
+}
+
 void ZemLinkList::append(OdDbObjectId id)
 {
     sync();
@@ -183,21 +241,26 @@ void ZemLinkList::append(OdDbObjectIdArray const& ids)
     }
 }
 
-bool ZemLinkList::remove(OdDbObjectIdArray const& ids)
+OdDbObjectIdArray ZemLinkList::remove(OdDbObjectIdArray const& ids)
 {
-    const std::uint32_t before = m_goneCount;
+    std::vector<std::uint32_t> places;
     for (OdDbObjectId id : ids) {
         for (std::uint32_t position : positionsOf(id)) {
             m_gone.resize(m_ids.size());
             m_gone[position] = true;
             ++m_goneCount;
+            places.push_back(position);
         }
     }
-    const bool isAny = m_goneCount != before;
+    std::sort(places.begin(), places.end(), std::greater<>());
+    OdDbObjectIdArray removed;
+    for (std::uint32_t position : places) {
+        removed.append(std::as_const(m_ids)[position]);
+    }
     if (m_goneCount > m_ids.size() / 2) {
         closeGaps();
     }
-    return isAny;
+    return removed;
 }
 
 void ZemLinkList::clear()

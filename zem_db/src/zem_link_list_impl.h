@@ -31,6 +31,9 @@ public:
     /// Takes entries out or gives them other positions.
     /// \param newPositions  By old position; `kNone` takes the entry out.
     void renumber(std::vector<std::uint32_t> const& newPositions);
+    /// The positions that were entered with a hash with which another one was entered as well; in no
+    /// order, some of them more than once.
+    std::vector<std::uint32_t> positionsWithCompany() const;
     /// Calls `visitor` with each position that was entered with a hash.
     template <class Visitor>
     void visit(std::uint32_t hash, Visitor&& visitor) const
@@ -78,10 +81,15 @@ public:
     /// \param owner  The manager that the list belongs to, the same each time.
     OdDbObjectIdArray findByPath(OdDbFullSubentPath const& path, OdDbObjectId owner) const;
 
+    /// The places in `ids()`, in ascending order, of all links that may lead along the same path as
+    /// another one. Those that do are among them; links in other places needn't be looked at.
+    /// \param owner  As for `findByPath`.
+    std::vector<std::uint32_t> placesWithCompany(OdDbObjectId owner) const;
+
     void append(OdDbObjectId id);
     void append(OdDbObjectIdArray const& ids);
-    /// Removes each place of each id. \return Whether there was any.
-    bool remove(OdDbObjectIdArray const& ids);
+    /// Removes each place of each id. \return What stood there, the last place first.
+    OdDbObjectIdArray remove(OdDbObjectIdArray const& ids);
     void clear();
     /// Changes places with another array.
     void exchange(OdDbObjectIdArray& other);
