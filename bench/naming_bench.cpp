@@ -72,6 +72,7 @@ void printVerdict(const char* who, const char* edit, SubentKind kind, const Verd
     std::printf("%-9s %-10s %-8s %6d %10d %6d %10d %6d %6d %7d\n", edit, who,
                 std::string(subentKindName(kind)).c_str(), verdict.total(), verdict.survivors,
                 verdict.right, verdict.ambiguous, verdict.wrong, verdict.lost, verdict.ghosts);
+    std::fflush(stdout);  // a size takes minutes, and its rows are read meanwhile
 }
 
 int errorsOf(const std::array<Verdict, 3>& verdicts)

@@ -1,13 +1,41 @@
 #include "kernel/item_numbers_impl.h"
 
-#include <TopExp.hxx>
+#include <TopoDS_Iterator.hxx>
 
 namespace zemhost {
 
-ItemNumbers::ItemNumbers(const TopoDS_Shape& shape)
+namespace {
+
+TopTools_IndexedMapOfShape* mapFor(TopAbs_ShapeEnum type,
+                                   std::array<TopTools_IndexedMapOfShape, 3>& maps)
 {
     for (const SubentKind kind : kSubentKinds) {
-        TopExp::MapShapes(shape, shapeType(kind), m_maps[static_cast<std::size_t>(kind)]);
+        if (shapeType(kind) == type) {
+            return &maps[static_cast<std::size_t>(kind)];
+        }
+    }
+    return nullptr;
+}
+
+}  // namespace
+
+ItemNumbers::ItemNumbers(const TopoDS_Shape& shape)
+{
+    add(shape);
+}
+
+/// Walks as the kernel's own maps of one kind do, but through all kinds at once and only once through
+/// an item that several others share: what is in it has its number by then.
+void ItemNumbers::add(const TopoDS_Shape& shape)
+{
+    if (TopTools_IndexedMapOfShape* map = mapFor(shape.ShapeType(), m_maps)) {
+        const int before = map->Extent();
+        if (map->Add(shape) <= before) {
+            return;
+        }
+    }
+    for (TopoDS_Iterator part(shape); part.More(); part.Next()) {
+        add(part.Value());
     }
 }
 

@@ -27,6 +27,8 @@ public:
     SubentCounts counts() const;
 
 private:
+    void add(const TopoDS_Shape& shape);
+
     std::array<TopTools_IndexedMapOfShape, 3> m_maps;
 };
 

@@ -1,6 +1,6 @@
 #include "kernel/lineage_impl.h"
 
-#include <TopExp_Explorer.hxx>
+#include <TopoDS_Iterator.hxx>
 
 #include <algorithm>
 #include <iterator>
@@ -102,64 +102,115 @@ std::size_t OriginTable::size() const
 
 namespace {
 
-std::vector<std::pair<int, int>> touchingPairs(const ItemNumbers& numbers, SubentKind outer,
-                                               SubentKind inner)
+/// Adds the numbers, from 0 on, of the items of one kind in a shape; it has them directly, or in
+/// shapes of other kinds between.
+void addNumbersIn(const TopoDS_Shape& shape, SubentKind kind, const ItemNumbers& numbers,
+                  std::vector<int>& found)
 {
-    std::vector<std::pair<int, int>> pairs;
-    const TopTools_IndexedMapOfShape& items = numbers.of(outer);
-    for (int number = 1; number <= items.Extent(); ++number) {
-        TopExp_Explorer part(items(number), shapeType(inner));
-        for (; part.More(); part.Next()) {
-            pairs.emplace_back(number - 1, numbers.of(inner).FindIndex(part.Current()) - 1);
+    for (TopoDS_Iterator part(shape); part.More(); part.Next()) {
+        if (part.Value().ShapeType() == shapeType(kind)) {
+            found.push_back(numbers.of(kind).FindIndex(part.Value()) - 1);
+        } else if (part.Value().ShapeType() < shapeType(kind)) {
+            addNumbersIn(part.Value(), kind, numbers, found);
         }
     }
-    return pairs;
 }
 
 }  // namespace
 
-Incidence::Incidence(const ItemNumbers& numbers)
+void Incidence::Relation::add(std::vector<int>& others)
 {
-    using enum SubentKind;
-    setBothWays(kFace, kEdge, touchingPairs(numbers, kFace, kEdge), numbers);
-    setBothWays(kEdge, kVertex, touchingPairs(numbers, kEdge, kVertex), numbers);
-    setBothWays(kFace, kVertex, touchingPairs(numbers, kFace, kVertex), numbers);
+    std::sort(others.begin(), others.end());
+    others.erase(std::unique(others.begin(), others.end()), others.end());
+    m_others.insert(m_others.end(), others.begin(), others.end());
+    m_begins.push_back(static_cast<std::uint32_t>(m_others.size()));
 }
 
-Incidence::Relation Incidence::makeRelation(int count, Pairs pairs)
+std::span<const int> Incidence::Relation::of(int index) const
 {
-    std::sort(pairs.begin(), pairs.end());
-    pairs.erase(std::unique(pairs.begin(), pairs.end()), pairs.end());
-    Relation relation;
-    relation.begins.assign(static_cast<std::size_t>(count) + 1, 0);
-    for (const auto& [item, other] : pairs) {
-        ++relation.begins[static_cast<std::size_t>(item) + 1];
-        relation.others.push_back(other);
+    const std::uint32_t begin = m_begins[static_cast<std::size_t>(index)];
+    const std::uint32_t end = m_begins[static_cast<std::size_t>(index) + 1];
+    return std::span(m_others).subspan(begin, end - begin);
+}
+
+Incidence::Relation Incidence::Relation::turned(int count) const
+{
+    Relation result;
+    result.m_begins.assign(static_cast<std::size_t>(count) + 1, 0);
+    for (const int other : m_others) {
+        ++result.m_begins[static_cast<std::size_t>(other) + 1];
     }
-    for (std::size_t index = 1; index < relation.begins.size(); ++index) {
-        relation.begins[index] += relation.begins[index - 1];
+    for (std::size_t index = 1; index < result.m_begins.size(); ++index) {
+        result.m_begins[index] += result.m_begins[index - 1];
+    }
+    std::vector<std::uint32_t> places = result.m_begins;
+    result.m_others.resize(m_others.size());
+    for (int item = 0; item < size(); ++item) {
+        for (const int other : of(item)) {
+            result.m_others[places[static_cast<std::size_t>(other)]++] = item;
+        }
+    }
+    return result;
+}
+
+Incidence::Relation Incidence::touching(const ItemNumbers& numbers, SubentKind outer,
+                                        SubentKind inner)
+{
+    Relation relation;
+    std::vector<int> found;
+    const TopTools_IndexedMapOfShape& items = numbers.of(outer);
+    for (int number = 1; number <= items.Extent(); ++number) {
+        found.clear();
+        addNumbersIn(items(number), inner, numbers, found);
+        relation.add(found);
     }
     return relation;
 }
 
-void Incidence::setBothWays(SubentKind first, SubentKind second, const Pairs& pairs,
+/// Those of a face's edges, and those that lie in the face itself.
+Incidence::Relation Incidence::verticesOfFaces(const ItemNumbers& numbers,
+                                               const Relation& edgesOfFaces,
+                                               const Relation& verticesOfEdges)
+{
+    Relation relation;
+    std::vector<int> found;
+    for (int face = 0; face < edgesOfFaces.size(); ++face) {
+        found.clear();
+        for (const int edge : edgesOfFaces.of(face)) {
+            const std::span<const int> ends = verticesOfEdges.of(edge);
+            found.insert(found.end(), ends.begin(), ends.end());
+        }
+        const TopoDS_Shape& shape = numbers.of(SubentKind::kFace)(face + 1);
+        for (TopoDS_Iterator part(shape); part.More(); part.Next()) {
+            if (part.Value().ShapeType() == TopAbs_VERTEX) {
+                found.push_back(numbers.of(SubentKind::kVertex).FindIndex(part.Value()) - 1);
+            }
+        }
+        relation.add(found);
+    }
+    return relation;
+}
+
+Incidence::Incidence(const ItemNumbers& numbers)
+{
+    using enum SubentKind;
+    Relation edgesOfFaces = touching(numbers, kFace, kEdge);
+    Relation verticesOfEdges = touching(numbers, kEdge, kVertex);
+    setBothWays(kFace, kVertex, verticesOfFaces(numbers, edgesOfFaces, verticesOfEdges), numbers);
+    setBothWays(kFace, kEdge, std::move(edgesOfFaces), numbers);
+    setBothWays(kEdge, kVertex, std::move(verticesOfEdges), numbers);
+}
+
+void Incidence::setBothWays(SubentKind first, SubentKind second, Relation relation,
                             const ItemNumbers& numbers)
 {
-    Pairs turned;
-    for (const auto& [item, other] : pairs) {
-        turned.emplace_back(other, item);
-    }
-    m_relations[slot(first)][slot(second)] = makeRelation(numbers.of(first).Extent(), pairs);
-    m_relations[slot(second)][slot(first)] =
-        makeRelation(numbers.of(second).Extent(), std::move(turned));
+    m_relations[slot(second)][slot(first)] = relation.turned(numbers.of(second).Extent());
+    m_relations[slot(first)][slot(second)] = std::move(relation);
 }
 
 std::span<const int> Incidence::of(SubentKind from, int index, SubentKind to) const
 {
-    const Relation& relation = m_relations[slot(from)][slot(to)];
-    const std::uint32_t begin = relation.begins[static_cast<std::size_t>(index)];
-    const std::uint32_t end = relation.begins[static_cast<std::size_t>(index) + 1];
-    return std::span(relation.others).subspan(begin, end - begin);
+    return m_relations[slot(from)][slot(to)].of(index);
 }
 
 //--------------------------------------------------------------------------------------------------

@@ -9,6 +9,7 @@
 #include <map>
 #include <mutex>
 #include <span>
+#include <utility>
 #include <vector>
 
 namespace zemhost {
@@ -68,16 +69,29 @@ public:
     std::span<const int> of(SubentKind from, int index, SubentKind to) const;
 
 private:
-    struct Relation
+    /// The items that each item touches, one after another.
+    class Relation
     {
-        std::vector<std::uint32_t> begins;  ///< one more than there are items
-        std::vector<int> others;
+    public:
+        Relation() : m_begins(1, 0) {}
+
+        /// Adds the next item with those that it touches, in any order and as often as they come.
+        void add(std::vector<int>& others);
+        std::span<const int> of(int index) const;
+        int size() const { return static_cast<int>(m_begins.size()) - 1; }
+
+        /// The same touches, seen from the `count` others.
+        Relation turned(int count) const;
+
+    private:
+        std::vector<std::uint32_t> m_begins;  ///< one more than there are items
+        std::vector<int> m_others;
     };
 
-    using Pairs = std::vector<std::pair<int, int>>;
-
-    static Relation makeRelation(int count, Pairs pairs);
-    void setBothWays(SubentKind first, SubentKind second, const Pairs& pairs,
+    static Relation touching(const ItemNumbers& numbers, SubentKind outer, SubentKind inner);
+    static Relation verticesOfFaces(const ItemNumbers& numbers, const Relation& edgesOfFaces,
+                                    const Relation& verticesOfEdges);
+    void setBothWays(SubentKind first, SubentKind second, Relation relation,
                      const ItemNumbers& numbers);
 
     std::array<std::array<Relation, 3>, 3> m_relations;

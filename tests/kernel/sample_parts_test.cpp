@@ -1,4 +1,4 @@
-// A slot cut through real parts: what the edit tells of each item, against geometry.
+// Real parts: their numbers, and what a slot that is cut through them tells of each item.
 
 #include "kernel/geometry_oracle.h"
 #include "kernel/kernel_edit.h"
@@ -6,10 +6,22 @@
 
 #include "kernel_test_files.h"
 
+#include <BRepAdaptor_Curve.hxx>
+#include <BRepGProp.hxx>
+#include <BRep_Tool.hxx>
+#include <BinTools.hxx>
+#include <GCPnts_AbscissaPoint.hxx>
+#include <GProp_GProps.hxx>
+#include <TopExp.hxx>
+#include <TopTools_IndexedMapOfShape.hxx>
+#include <TopoDS.hxx>
+#include <TopoDS_Edge.hxx>
+#include <TopoDS_Vertex.hxx>
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <optional>
+#include <sstream>
 
 namespace {
 
@@ -59,6 +71,55 @@ zemhost::RecipeStep slotThrough(const KernelSolid& solid)
     return zemhost::RecipeStep::cutBox(
         {box.min[0] + length * 0.47, box.min[1] - 1, floor},
         {length * 0.04, box.max[1] - box.min[1] + 2, box.max[2] - floor + 1});
+}
+
+TopoDS_Shape shapeOf(const KernelSolid& solid)
+{
+    constexpr std::size_t kHeaderBytes = 24;
+    const std::vector<unsigned char> bytes = solid.toBytes();
+    std::istringstream stream(std::string(bytes.begin() + kHeaderBytes, bytes.end()),
+                              std::ios::binary);
+    TopoDS_Shape shape;
+    BinTools::Read(shape, stream);
+    return shape;
+}
+
+TEST(KernelSolid, NumbersTheItemsOfEverySamplePartAsTheKernelsMapsDo)
+{
+    for (const std::filesystem::path& path : sampleParts()) {
+        const std::optional<KernelSolid> solid = largestSolid(path);
+        if (!solid) {
+            continue;
+        }
+        SCOPED_TRACE(path.string());
+        const TopoDS_Shape shape = shapeOf(*solid);
+        TopTools_IndexedMapOfShape faces;
+        TopTools_IndexedMapOfShape edges;
+        TopTools_IndexedMapOfShape vertices;
+        TopExp::MapShapes(shape, TopAbs_FACE, faces);
+        TopExp::MapShapes(shape, TopAbs_EDGE, edges);
+        TopExp::MapShapes(shape, TopAbs_VERTEX, vertices);
+        ASSERT_EQ(solid->counts(),
+                  (zemhost::SubentCounts{faces.Extent(), edges.Extent(), vertices.Extent()}));
+        for (int number = 1; number <= faces.Extent(); ++number) {
+            GProp_GProps properties;
+            BRepGProp::SurfaceProperties(faces(number), properties);
+            EXPECT_EQ(solid->face(number).areaMm2, properties.Mass()) << number;
+        }
+        for (int number = 1; number <= edges.Extent(); ++number) {
+            const TopoDS_Edge edge = TopoDS::Edge(edges(number));
+            const bool isPole = BRep_Tool::Degenerated(edge);
+            EXPECT_EQ(solid->edge(number).lengthMm,
+                      isPole ? 0 : GCPnts_AbscissaPoint::Length(BRepAdaptor_Curve(edge)))
+                << number;
+        }
+        for (int number = 1; number <= vertices.Extent(); ++number) {
+            const gp_Pnt point = BRep_Tool::Pnt(TopoDS::Vertex(vertices(number)));
+            EXPECT_EQ(solid->vertex(number).point,
+                      (zemhost::KernelPoint{point.X(), point.Y(), point.Z()}))
+                << number;
+        }
+    }
 }
 
 TEST(ApplyEdit, AgreesWithGeometryOnASlotThroughEverySamplePart)
