@@ -91,6 +91,9 @@ OdResult OdDbAssocVariable::setName(OdString const& name, bool updateOthers)
         if (result != kOdOk) {
             return result;
         }
+    } else {
+        // Those that use it lose it, or have it again.
+        m_tellsUsers = m_tellsUsers || odIcmp(name, m_name) != 0;
     }
     m_name = name;
     if (!network.isNull()) {

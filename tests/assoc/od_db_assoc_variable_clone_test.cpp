@@ -392,6 +392,26 @@ TEST_F(OdDbAssocVariableClone, AVariableIsFoundInTheNetworkThatOwnsItOnly)
 // ---------------------------------------------------------------------------------------------
 // Renaming
 
+TEST_F(OdDbAssocVariableClone, ARenamingThatUsersAreNotToldOfReachesThemAtTheNextEvaluation)
+{
+    const OdDbObjectId a = add("a", "2");
+    const OdDbObjectId b = add("b", "a*2");
+    EXPECT_EQ(network(m_network)->evaluate(nullptr), kOdOk);
+    EXPECT_EQ(rename(a, "x", /*updateOthers=*/false), kOdOk);
+    EXPECT_EQ(network(m_network)->evaluate(nullptr), kOdNoSuchVariable);
+    const OdDbObjectId c = add("c", "5");
+    EXPECT_EQ(network(m_network)->evaluate(nullptr), kOdNoSuchVariable);
+    EXPECT_EQ(rename(c, "a"), kOdOk);
+    EXPECT_EQ(network(m_network)->evaluate(nullptr), kOdOk);
+    EXPECT_EQ(valueOf(b), 10);
+    EXPECT_EQ(rename(c, "y", /*updateOthers=*/false), kOdOk);
+    EXPECT_EQ(rename(a, "a"), kOdOk);
+    EXPECT_EQ(network(m_network)->evaluate(nullptr), kOdOk);
+    EXPECT_EQ(valueOf(b), 4);
+    EXPECT_EQ(rename(a, "*z"), kOdOk);
+    EXPECT_EQ(network(m_network)->evaluate(nullptr), kOdNoSuchVariable);
+}
+
 TEST_F(OdDbAssocVariableClone, ANameThatMakesAnExpressionTooLongIsRefused)
 {
     const OdDbObjectId a = add("a", "2");

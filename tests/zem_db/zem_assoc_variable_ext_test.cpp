@@ -1,7 +1,9 @@
 #include "assoc/od_db_assoc_variable.h"
 #include "db/od_db_block_table.h"
 #include "db/od_db_database.h"
+#include "root/od_res_buf.h"
 #include "root/root_test_support.h"
+#include "store/od_db_drawing.h"
 #include "support/zem_module_scope.h"
 
 #include "zem_database_utils.h"
@@ -14,7 +16,11 @@
 #include "zem_protocol_extensions.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include <cstdint>
+#include <filesystem>
+#include <string>
 #include <vector>
 
 namespace {
@@ -36,6 +42,44 @@ public:
     }
 
     bool m_isLinear = true;
+};
+
+using Bytes = std::vector<std::uint8_t>;
+
+constexpr int kChunkCode = 1004;
+
+/// What a variable that is exposed, measures a volume and keeps an expression stores.
+const Bytes kBag = {
+    0x03, 0x00, 0x00, 0x00,                                      // three items
+    0x06, 0x00, 0x65, 0x78, 0x70, 0x6F, 0x73, 0x65,              // "expose"
+    0x05, 0x01,                                                  // a bool: true
+    0x08, 0x00, 0x6F, 0x72, 0x69, 0x67, 0x45, 0x78, 0x70, 0x72,  // "origExpr"
+    0x02, 0x03, 0x00, 0x32, 0x2A, 0x33,                          // a text: "2*3"
+    0x05, 0x00, 0x75, 0x6E, 0x69, 0x74, 0x73,                    // "units"
+    0x03, 0x03, 0x00, 0x00, 0x00,                                // an int: 3
+};
+
+/// What a variable with a custom unit stores.
+const Bytes kCustomUnit = {
+    0x01, 0x00, 0x00, 0x00,                          // one item
+    0x05, 0x00, 0x75, 0x6E, 0x69, 0x74, 0x73,        // "units"
+    0x02, 0x05, 0x00, 0x6B, 0x4E, 0x2F, 0x6D, 0x6D,  // a text: "kN/mm"
+};
+
+/// The path of a drawing, whose folder goes with this object.
+class TemporaryDrawing
+{
+public:
+    TemporaryDrawing() { std::filesystem::create_directory(m_folder); }
+    TemporaryDrawing(TemporaryDrawing const&) = delete;
+    TemporaryDrawing& operator=(TemporaryDrawing const&) = delete;
+    ~TemporaryDrawing() { std::filesystem::remove_all(m_folder); }
+
+    OdString path() const { return OdString((m_folder / "drawing.zdw").c_str()); }
+
+private:
+    std::filesystem::path m_folder =
+        std::filesystem::temp_directory_path() / ("variable_ext_" + std::to_string(::getpid()));
 };
 
 /// A host that converts every custom unit by one factor.
@@ -89,6 +133,31 @@ protected:
         const OdSmartPtr<Ext> ext = extension();
         ext->data().setProperty(key, text);
         ext->writeData();
+    }
+
+    /// The chunks of the variable's extended data, one behind the other.
+    Bytes storedBytes() const
+    {
+        Bytes bytes;
+        for (OdResBufPtr at = variable()->xData(L"ZEM_DB"); !at.isNull(); at = at->next()) {
+            if (at->restype() == kChunkCode) {
+                const OdBinaryData chunk = at->getBinaryChunk();
+                bytes.insert(bytes.end(), chunk.begin(), chunk.end());
+            }
+        }
+        return bytes;
+    }
+    void storeBytes(Bytes const& bytes)
+    {
+        m_database->newRegApp(L"ZEM_DB");
+        const OdResBufPtr chain = OdResBuf::newRb(1001);
+        chain->setString(L"ZEM_DB");
+        const OdResBufPtr chunk = OdResBuf::newRb(kChunkCode);
+        OdBinaryData data;
+        data.insert(data.end(), bytes.begin(), bytes.end());
+        chunk->setBinaryChunk(data);
+        chain->setNext(chunk.get());
+        variable(OdDb::kForWrite)->setXData(chain.get());
     }
 
     /// Makes the variable drive a constraint.
@@ -204,6 +273,87 @@ TEST_F(VariableExtension, ItsBagIsStoredByItsKeys)
     OdString expression;
     EXPECT_TRUE(stored.getProperty(L"origExpr", expression));
     EXPECT_EQ(expression, L"1");
+}
+
+TEST_F(VariableExtension, ItsBagIsStoredByteForByte)
+{
+    extension()->setExposed(true);
+    extension()->setMeasurementType(3);
+    EXPECT_EQ(variable(OdDb::kForWrite)->setExpression(L"2*3"), kOdOk);
+    extension()->storeExpression();
+    EXPECT_EQ(storedBytes(), kBag);
+}
+
+TEST_F(VariableExtension, IsReadFromTheStoredBytes)
+{
+    storeBytes(kBag);
+    const OdSmartPtr<Ext> ext = extension();
+    EXPECT_TRUE(ext->isOverriddenExpose());
+    EXPECT_TRUE(ext->isExposed());
+    EXPECT_EQ(ext->measurementType(), 3);
+    EXPECT_EQ(ext->unitsAsString(), L"mm^3");
+    ext->restoreExpression();
+    EXPECT_EQ(variable()->expression(), L"2*3");
+    EXPECT_EQ(zemu::getValueAsDouble(variable().get()), 6);
+}
+
+TEST_F(VariableExtension, ACustomUnitIsReadFromTheStoredBytes)
+{
+    storeBytes(kCustomUnit);
+    EXPECT_EQ(extension()->measurementType(), 0);
+    EXPECT_EQ(extension()->unitsAsString(), L"kN/mm");
+    extension()->setExposed(false);
+    extension()->setDefaultExpose();
+    EXPECT_EQ(storedBytes(), kCustomUnit);
+}
+
+TEST_F(VariableExtension, StoredBytesThatAreCutSayNoMoreThanTheyHold)
+{
+    for (std::size_t length = 0; length < kBag.size(); ++length) {
+        storeBytes(Bytes(kBag.begin(), kBag.begin() + static_cast<std::ptrdiff_t>(length)));
+        const OdSmartPtr<Ext> ext = extension();
+        EXPECT_EQ(ext->measurementType(), 0) << length;
+        ext->restoreExpression();
+        ext->setExposed(true);
+        EXPECT_TRUE(extension()->isExposed()) << length;
+    }
+}
+
+TEST_F(VariableExtension, IsThereInADrawingThatIsSavedAndOpenedAgain)
+{
+    const OdString text(L"1+1");
+    const OdDbObjectId lengthId = zemu::getAssocVariable(m_block, L"length", true, &text);
+    {
+        const OdSmartPtr<Ext> ext = Ext::cast(OdDbAssocVariablePtr(lengthId.openObject()));
+        ext->setMeasurementType(1);
+        ext->setExposed(false);
+        ext->storeExpression();
+    }
+    // A custom unit that is too long for extended data goes to the extension dictionary.
+    const OdString longUnit(L'u', 20000);
+    store(L"units", longUnit);
+    const TemporaryDrawing file;
+    odDbSaveDrawingAs(*m_database, file.path());
+    m_database.release();  // frees the file
+    for (bool isSavedAgain : {false, true}) {
+        const OdDbDatabasePtr opened =
+            odDbOpenDrawing(file.path(), OdDbOpenDrawingMode::kForWriting);
+        const OdDbObjectId block = opened->getModelSpaceId();
+        const auto extensionOf = [&](OdString const& name) {
+            return Ext::cast(OdDbAssocVariablePtr(
+                zemu::getAssocVariable(block, name, /*create=*/false).openObject()));
+        };
+        const OdSmartPtr<Ext> length = extensionOf(L"LENGTH");
+        ASSERT_FALSE(length.isNull());
+        EXPECT_EQ(length->measurementType(), 1);
+        EXPECT_EQ(length->isOverriddenExpose(), true);
+        EXPECT_EQ(length->isExposed(), isSavedAgain);
+        EXPECT_EQ(length->getScaleFactor(Units::kUnitsCentimeters), 0.1);
+        EXPECT_EQ(length->convertMeasurement(Units::kUnitsCentimeters).value, 0.2);
+        EXPECT_EQ(extensionOf(L"a")->unitsAsString(), longUnit);
+        length->setExposed(true);
+        odDbSaveDrawing(*opened);
+    }
 }
 
 TEST_F(VariableExtension, AValueOfAnotherTypeSaysNothingAndMakesWay)

@@ -421,6 +421,15 @@ TEST_F(Clones, ABlockWhoseNameLeadsToADifferentOneIsMappedToItsClone)
     EXPECT_EQ(blocks.find(m_first), clone);
 }
 
+TEST_F(Clones, ABlockClonedInItsDrawingIsMappedToItsCloneAndNotToItself)
+{
+    appendLine(m_first);
+    const OdDbObjectId clone = m_database->copyBlock(m_first, L"*U", *m_mapping);
+    ZemDbIdMapping blocks;
+    zemu::buildBtrMapping(*m_mapping, blocks);
+    EXPECT_EQ(blocks.find(m_first), clone);
+}
+
 TEST_F(Clones, AReferenceTellsWhereItsContentLies)
 {
     const OdDbObjectId reference = appendReference(m_second, m_first);
@@ -445,6 +454,18 @@ TEST_F(Clones, AWholePathIsTranslatedByTheMapping)
     ASSERT_EQ(target.size(), 2u);
     EXPECT_EQ(target[0], zemu::findClone(*m_mapping, reference));
     EXPECT_EQ(target[1], zemu::findClone(*m_mapping, line));
+}
+
+TEST_F(Clones, APathMayBeTranslatedInPlace)
+{
+    const OdDbObjectId line = appendLine(m_first);
+    const OdDbObjectId reference = appendReference(m_database->getModelSpaceId(), m_first);
+    m_other->wblockCloneObjects({reference}, m_other->getModelSpaceId(), *m_mapping,
+                                OdDb::DuplicateRecordCloning::kDrcIgnore);
+    OdDbObjectIdArray path{reference, line};
+    EXPECT_TRUE(zemu::mapObjectPath(*m_mapping, ZemDbIdMapping(), path, path));
+    EXPECT_EQ(path, (OdDbObjectIdArray{zemu::findClone(*m_mapping, reference),
+                                       zemu::findClone(*m_mapping, line)}));
 }
 
 TEST_F(Clones, APathIsTranslatedByPositionInTheMappedBlock)

@@ -361,6 +361,19 @@ TEST_F(Variables, FreeNamesAreRightWhereAVariableOfAnotherBlockIsListed)
     EXPECT_EQ(zemu::generateVariableName(m_block, L"d"), L"d_1");
 }
 
+TEST_F(Variables, AVariableIsFoundBehindOneOfAnotherBlockThatIsListedFirst)
+{
+    const OdDbObjectId other =
+        zemu::getAssocVariable(m_database->getPaperSpaceId(), L"x", /*create=*/true);
+    const OdDbObjectId here = OdDbAssocNetwork::getInstanceFromObject(m_block, /*create=*/true);
+    ASSERT_EQ(OdDbAssocNetworkPtr(here.openObject(OdDb::kForWrite))->addAction(other, false),
+              kOdOk);
+    const OdDbObjectId made = zemu::getAssocVariable(m_block, L"d", /*create=*/true);
+    EXPECT_EQ(open(made)->name(), L"d");
+    EXPECT_EQ(zemu::getAssocVariable(m_block, L"d", /*create=*/true), made);
+    EXPECT_EQ(find(L"D"), made);
+}
+
 TEST_F(Variables, UsedVariablesUpToDepthOneAreTheGivenOnes)
 {
     add(L"a");

@@ -336,7 +336,8 @@ void buildBtrMapping(OdDbIdMapping& mapping, ZemDbIdMapping& blocks)
     }
     for (OdDbIdPair const& pair : pairs) {
         OdDbIdPair named(pair.key());
-        if (findBTRMappingByName(mapping.destDb(), named)) {
+        // In the drawing of the clones the block of that name is the source itself.
+        if (findBTRMappingByName(mapping.destDb(), named) && named.value() != named.key()) {
             addBtrMapping(named.key(), named.value(), blocks, visited);
         }
     }
@@ -366,8 +367,9 @@ bool mapObjectPath(OdDbIdMapping& mapping, ZemDbIdMapping const& blocks,
                    OdDbObjectIdArray const& source, OdDbObjectIdArray& target)
 {
     IdMap found;
+    const OdDbObjectIdArray path = source;  // the target may be the same array
     target.clear();
-    for (OdDbObjectId element : source) {
+    for (OdDbObjectId element : path) {
         const OdDbObjectId before = target.isEmpty() ? OdDbObjectId::kNull : target.last();
         const OdDbObjectId mapped = mapPathElement(mapping, blocks, found, element, before);
         if (mapped.isNull()) {

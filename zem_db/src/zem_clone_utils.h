@@ -120,7 +120,7 @@ OdDbDatabase* getBlockReferenceDefinitionDb(OdDbObjectId reference);
 /// mapping, else by its position in the block that `blocks` has for its owner, else by its handle in
 /// the database that the translated reference before it shows.
 ///
-/// \param target  Receives the path; as far as it came after a failure.
+/// \param target  Receives the path; as far as it came after a failure. May be `source`.
 /// \return Whether every id has a translation and the finished path is a valid one.
 bool mapObjectPath(OdDbIdMapping& mapping, ZemDbIdMapping const& blocks,
                    OdDbObjectIdArray const& source, OdDbObjectIdArray& target);

@@ -36,17 +36,24 @@ OdDbAssocVariablePtr openVariable(OdDbObjectId id)
                : OdDbAssocVariablePtr();
 }
 
-/// Asks the first variable of a network, which answers for all of them.
+/// Asks the first variable of a network, which answers for all of them. Those that other networks own
+/// answer for these, and are asked only where there is no other.
 OdDbObjectId findByFirstVariable(OdDbAssocNetwork const& network, OdString const& name)
 {
     const OdDbObjectIdArray actions = network.getActions();  // const, so that it stays shared
+    OdDbAssocVariablePtr first;
     for (OdDbObjectId id : actions) {
         const OdDbAssocVariablePtr variable = openVariable(id);
-        if (!variable.isNull()) {
-            return variable->findObjectByName(name, OdDbAssocVariable::desc());
+        const bool isOwned = !variable.isNull() && variable->ownerId() == network.objectId();
+        if (isOwned || first.isNull()) {
+            first = variable;
+        }
+        if (isOwned) {
+            break;
         }
     }
-    return OdDbObjectId::kNull;
+    return first.isNull() ? OdDbObjectId::kNull
+                          : first->findObjectByName(name, OdDbAssocVariable::desc());
 }
 
 OdDbAssocVariablePtr makeVariable()
