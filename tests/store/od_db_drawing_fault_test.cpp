@@ -260,6 +260,12 @@ TEST_F(OdDbDrawingFaultTest, ReplacesOrLeavesTheOldDrawingIfAnyStepFailsOnce)
     failEveryStep(saveAs, FaultKind::kOnce);
 }
 
+TEST_F(OdDbDrawingFaultTest, ReplacesOrLeavesTheOldDrawingIfTheDiskIsFull)
+{
+    makeOriginal(/*parts=*/40, kSmallBlob);
+    failEveryStep(saveAs, FaultKind::kDiskFull);
+}
+
 TEST_F(OdDbDrawingFaultTest, ReplacesOrLeavesTheOldDrawingIfAllStepsFailFromOneOn)
 {
     makeOriginal(/*parts=*/40, kSmallBlob);

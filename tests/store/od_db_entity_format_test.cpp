@@ -1,7 +1,9 @@
 // The stored fields of every kind of entity, byte by byte, behind those that all entities have.
 
+#include "db/od_db_id_mapping.h"
 #include "db/od_db_platform.h"
 #include "root/od_error.h"
+#include "store/od_db_byte_stream.h"
 #include "store/od_db_file_filer.h"
 #include "support/entity_samples.h"
 
@@ -212,6 +214,51 @@ TEST_F(EntityFormat, IsRefusedWhenItIsCutAtAnyLength)
             }
             EXPECT_EQ(code, kOdBadStream) << sample.name << " at " << length;
         }
+    }
+}
+
+/// The kinds of references, and whether they name something, in the order in which they are filed.
+std::string kindsOf(std::span<std::uint8_t const> references)
+{
+    std::string text;
+    OdDbByteReader reader(references);
+    while (reader.left() != 0) {
+        std::uint8_t kind = 0;
+        const bool isNull = reader.takeReference(kind) == 0;
+        text += static_cast<char>('0' + kind);
+        text += isNull ? '-' : '+';
+    }
+    return text;
+}
+
+TEST_F(EntityFormat, IsTheSameInACloneInAnotherDrawingButForHandles)
+{
+    OdDbObjectIdArray ids;
+    for (dbtest::EntitySample const& sample : dbtest::sampleEntities(*db)) {
+        const OdDbBlockTableRecordPtr space = db->getModelSpaceId().safeOpenObject(OdDb::kForWrite);
+        ids.append(space->appendOdDbEntity(sample.entity.get()));
+    }
+    const OdDbDatabasePtr other = OdDbDatabase::createObject();
+    const OdDbIdMappingPtr mapping = OdDbIdMapping::createObject();
+    other->wblockCloneObjects(ids, other->getModelSpaceId(), *mapping,
+                              OdDb::DuplicateRecordCloning::kDrcIgnore);
+    for (OdDbObjectId id : ids) {
+        OdDbIdPair pair(id);
+        ASSERT_TRUE(mapping->compute(pair));
+        const OdDbEntityPtr source = id.safeOpenObject();
+        const OdDbEntityPtr clone = pair.value().safeOpenObject();
+        EXPECT_EQ(clone->database(), other.get());
+        FileFiler from(db.get());
+        source->dwgOutFields(&from);
+        FileFiler to(other.get());
+        clone->dwgOutFields(&to);
+        EXPECT_EQ(hexOf(to.body()), hexOf(from.body())) << source->isA()->name().utf8();
+        EXPECT_EQ(kindsOf(to.references()), kindsOf(from.references()))
+            << source->isA()->name().utf8();
+        OdGeExtents3d before;
+        OdGeExtents3d after;
+        EXPECT_EQ(clone->getGeomExtents(after), source->getGeomExtents(before));
+        EXPECT_EQ(after, before) << source->isA()->name().utf8();
     }
 }
 
