@@ -70,7 +70,7 @@ TEST(Recipe, StaysAsItWasWhenAValueMakesNoSense)
         const char* name;
         double value;
     };
-    constexpr Row kRows[] = {{0, "pitch", 4},    {0, "radius", 5},
+    const Row kRows[] = {{0, "pitch", 4},    {0, "radius", 5},
                              {0, "count", 2.5},  {0, "count", 0},
                              {0, "count", 1001}, {0, "thickness", 0},
                              {0, "height", 1},   {0, "skipEvery", -1},
