@@ -15,7 +15,10 @@
 #include <TDataStd_RealArray.hxx>
 #include <TDocStd_Application.hxx>
 #include <TDocStd_Document.hxx>
+#include <pthread.h>
 
+#include <exception>
+#include <functional>
 #include <stdexcept>
 #include <vector>
 
@@ -65,6 +68,39 @@ std::vector<TDF_Label> entitiesOf(TDF_Label const& block, std::size_t count, boo
     return labels;
 }
 
+/// Does work on a stack of its own size. Copying a label goes from reference to reference by recursion,
+/// so its depth grows with the content; the usual stack ends below 200 000 entities.
+void onLargeStack(std::function<void()> const& work)
+{
+    constexpr std::size_t kStackBytes = std::size_t{1} << 30;
+    struct Task
+    {
+        std::function<void()> const& work;
+        std::exception_ptr failure;
+    } task{work, nullptr};
+    const auto run = [](void* argument) -> void* {
+        Task& given = *static_cast<Task*>(argument);
+        try {
+            given.work();
+        } catch (...) {
+            given.failure = std::current_exception();
+        }
+        return nullptr;
+    };
+    pthread_attr_t attributes;
+    pthread_t thread{};
+    const bool isStarted = pthread_attr_init(&attributes) == 0 &&
+                           pthread_attr_setstacksize(&attributes, kStackBytes) == 0 &&
+                           pthread_create(&thread, &attributes, run, &task) == 0;
+    if (!isStarted || pthread_join(thread, nullptr) != 0) {
+        throw std::runtime_error("no thread with a large stack");
+    }
+    pthread_attr_destroy(&attributes);
+    if (task.failure != nullptr) {
+        std::rethrow_exception(task.failure);
+    }
+}
+
 double isWrong(TDF_Label const& label, std::size_t index, TDF_Label const& reference)
 {
     Handle(TDataStd_Integer) number;
@@ -96,7 +132,7 @@ OcafCloneFigures ocafClone(std::size_t count)
     const TDF_Label target = document->Main().FindChild(2);
     const Stopwatch watch;
     TDF_CopyLabel copier(source, target);
-    copier.Perform();
+    onLargeStack([&] { copier.Perform(); });
     figures.cloneSeconds = watch.seconds();
     if (!copier.IsDone()) {
         throw std::runtime_error("OCAF does not copy the label");
