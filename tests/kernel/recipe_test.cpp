@@ -71,12 +71,12 @@ TEST(Recipe, StaysAsItWasWhenAValueMakesNoSense)
         double value;
     };
     const Row kRows[] = {{0, "pitch", 4},    {0, "radius", 5},
-                             {0, "count", 2.5},  {0, "count", 0},
-                             {0, "count", 1001}, {0, "thickness", 0},
-                             {0, "height", 1},   {0, "skipEvery", -1},
-                             {1, "dx", -1},      {1, "x", 1e300},
-                             {1, "depth", 1},    {2, "radius", 0},
-                             {9, "radius", 1},   {2, "radius", std::nan("")}};
+                         {0, "count", 2.5},  {0, "count", 0},
+                         {0, "count", 1001}, {0, "thickness", 0},
+                         {0, "height", 1},   {0, "skipEvery", -1},
+                         {1, "dx", -1},      {1, "x", 1e300},
+                         {1, "depth", 1},    {2, "radius", 0},
+                         {9, "radius", 1},   {2, "radius", std::nan("")}};
     const Recipe recipe = sampleRecipe();
     for (const Row& row : kRows) {
         SCOPED_TRACE(std::string(row.name) + " " + std::to_string(row.value));
