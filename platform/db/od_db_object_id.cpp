@@ -40,7 +40,7 @@ struct OdDbRedirections
 
 std::uint64_t OdDbRedirections::s_revision = 0;
 
-std::uint64_t odDbRedirectionRevision() noexcept
+std::uint64_t OdDbObjectId::redirectionRevision() noexcept
 {
     return OdDbRedirections::s_revision;
 }

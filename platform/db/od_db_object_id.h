@@ -88,6 +88,9 @@ public:
     void redirectTo(OdDbObjectId target) const;
     /// Whether any id of any database is redirected. While none is, equal ids have equal records.
     static bool hasRedirections() noexcept { return s_redirections != 0; }
+    /// A number that is another one whenever redirections have changed. Whoever keeps ids by what they
+    /// denote, in a hash table for one, enters them anew then.
+    static std::uint64_t redirectionRevision() noexcept;
     /// @}
 
 private:

@@ -17,7 +17,7 @@ OdDbObjectIdArray OdDbReactorList::ids() const
 
 void OdDbReactorList::refreshIndex() const
 {
-    const bool isFresh = m_revision == odDbRedirectionRevision() && !m_hasTwins;
+    const bool isFresh = m_revision == OdDbObjectId::redirectionRevision() && !m_hasTwins;
     if (size() <= kIndexedReactors) {
         m_index.clear();
         return;
@@ -28,7 +28,7 @@ void OdDbReactorList::refreshIndex() const
     m_index.clear();
     m_index.reserve(size());
     m_hasTwins = false;
-    m_revision = odDbRedirectionRevision();
+    m_revision = OdDbObjectId::redirectionRevision();
     for (std::uint32_t at = m_first; at != kNone; at = m_nodes[at].next) {
         m_hasTwins = !m_index.emplace(m_nodes[at].id.redirected(), at).second || m_hasTwins;
     }
@@ -39,7 +39,7 @@ std::uint32_t OdDbReactorList::find(OdDbObjectId id) const
     if (id.isNull()) {
         return kNone;
     }
-    if (m_index.empty() || m_revision != odDbRedirectionRevision()) {
+    if (m_index.empty() || m_revision != OdDbObjectId::redirectionRevision()) {
         refreshIndex();
     }
     if (m_index.empty()) {

@@ -9,9 +9,6 @@
 #include <unordered_map>
 #include <vector>
 
-/// A number that is another one whenever redirections have changed.
-std::uint64_t odDbRedirectionRevision() noexcept;
-
 /// Ids in order, each denoted object once. Looking up, adding and removing take constant time, in
 /// whatever order they come: long lists are chained and have an index.
 class OdDbReactorList

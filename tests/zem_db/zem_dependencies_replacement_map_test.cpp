@@ -265,6 +265,38 @@ TEST_F(ReplacementMap, AnIdAndTheOneItIsRedirectedToAreOneKey)
     alias.redirectTo(OdDbObjectId());
 }
 
+TEST_F(ReplacementMap, FindsWhatWasEnteredBeforeAnIdWasRedirected)
+{
+    const OdDbObjectId alias = m_other->getOdDbObjectId(OdDbHandle(0x7778), /*create=*/true);
+    m_map.append(alias, {m_second});
+    m_map.append(m_third, {alias});
+    m_map.appendClone(alias);
+    m_map.addEntsToRegen(alias);
+    m_map.appendBtrReloadingPair(alias, m_fourth);
+    alias.redirectTo(m_first);
+    EXPECT_EQ(m_map.getReplacement(m_first), IdSet{m_second});
+    EXPECT_EQ(m_map.getReplacement(alias), IdSet{m_second});
+    EXPECT_EQ(m_map.getReplacedWith(m_first), OdDbObjectIdArray{m_third});
+    EXPECT_TRUE(m_map.containsClone(m_first));
+    EXPECT_TRUE(m_map.entsToRedraw().contains(m_first));
+    EXPECT_EQ(m_map.findBtrBeforeReloading(m_first), m_fourth);
+    EXPECT_FALSE(m_map.append(m_first, {m_fourth}));
+    m_map.remove(m_first);
+    EXPECT_TRUE(m_map.getReplacedWith(m_second).isEmpty());
+    alias.redirectTo(OdDbObjectId());
+}
+
+TEST_F(ReplacementMap, JoinsLinksThatCameToBeOneByARedirection)
+{
+    const OdDbObjectId alias = m_other->getOdDbObjectId(OdDbHandle(0x7779), /*create=*/true);
+    m_map.append(alias, {m_second});
+    m_map.append(m_first, {m_third});
+    alias.redirectTo(m_first);
+    EXPECT_EQ(m_map.getReplacement(m_first), (IdSet{m_second, m_third}));
+    EXPECT_EQ(m_map.getAll().size(), 1u);
+    alias.redirectTo(OdDbObjectId());
+}
+
 TEST_F(ReplacementMap, GivesAllKeysInTheOrderOfIds)
 {
     m_map.append(m_third, {m_fourth});

@@ -28,6 +28,42 @@ OdDbObjectIdArray toArray(IdSet const& ids)
     return sorted(std::move(array));
 }
 
+template <class Value>
+Value enteredAnew(Value const& value)
+{
+    return value;
+}
+
+IdSet enteredAnew(IdSet const& ids)
+{
+    return IdSet(ids.begin(), ids.end());
+}
+
+template <class Value>
+void join(Value&, Value const&)
+{
+    // What was entered first stays.
+}
+
+void join(IdSet& ids, IdSet const& others)
+{
+    ids.insert(others.begin(), others.end());
+}
+
+template <class Map>
+Map entriesAnew(Map const& map)
+{
+    Map fresh;
+    fresh.reserve(map.size());
+    for (auto const& [id, value] : map) {
+        const auto [entry, isNew] = fresh.try_emplace(id, enteredAnew(value));
+        if (!isNew) {
+            join(entry->second, value);
+        }
+    }
+    return fresh;
+}
+
 template <class Map>
 OdDbObjectId findValue(Map const& map, OdDbObjectId key)
 {
@@ -43,37 +79,63 @@ ZemDependenciesReplacementMap::TransformedData::TransformedData(OdGeMatrix3d con
 {
 }
 
+ZemDependenciesReplacementMap::Content ZemDependenciesReplacementMap::Content::enteredAnew() const
+{
+    Content fresh;
+    fresh.modifiedEnts = ::enteredAnew(modifiedEnts);
+    fresh.replacements = entriesAnew(replacements);
+    fresh.replacedWith = entriesAnew(replacedWith);
+    fresh.clones = ::enteredAnew(clones);
+    fresh.transformedObjects = entriesAnew(transformedObjects);
+    fresh.btrReloadingPairs = entriesAnew(btrReloadingPairs);
+    fresh.erasedInstances = entriesAnew(erasedInstances);
+    fresh.entsToRedraw = ::enteredAnew(entsToRedraw);
+    return fresh;
+}
+
+/// All tables, in which ids are found by what they denote now.
+ZemDependenciesReplacementMap::Content& ZemDependenciesReplacementMap::content() const
+{
+    if (const std::uint64_t revision = OdDbObjectId::redirectionRevision();
+        m_revision != revision) {
+        m_content = m_content.enteredAnew();
+        m_revision = revision;
+    }
+    return m_content;
+}
+
 bool ZemDependenciesReplacementMap::isEmpty() const noexcept
 {
-    return m_clones.empty() && m_replacements.empty() && m_transformedObjects.empty() &&
-           m_modifiedEnts.empty();
+    return m_content.clones.empty() && m_content.replacements.empty() &&
+           m_content.transformedObjects.empty() && m_content.modifiedEnts.empty();
 }
 
 void ZemDependenciesReplacementMap::clear()
 {
-    m_clones.clear();
-    m_replacements.clear();
-    m_replacedWith.clear();
-    m_transformedObjects.clear();
+    m_content.clones.clear();
+    m_content.replacements.clear();
+    m_content.replacedWith.clear();
+    m_content.transformedObjects.clear();
 }
 
 //--------------------------------------------------------------------------------------------------
 // Replaced links
 
-void ZemDependenciesReplacementMap::addSuccessor(OdDbObjectId replaced, IdSet& successors,
-                                                 OdDbObjectId successor)
+void ZemDependenciesReplacementMap::Content::addSuccessor(OdDbObjectId replaced, IdSet& successors,
+                                                          OdDbObjectId successor)
 {
     successors.insert(successor);
-    m_replacedWith[successor].insert(replaced);
+    replacedWith[successor].insert(replaced);
 }
 
 /// Forgets, for a successor, that it replaces a link.
-void ZemDependenciesReplacementMap::dropSuccessor(OdDbObjectId replaced, OdDbObjectId successor)
+void ZemDependenciesReplacementMap::Content::dropSuccessor(OdDbObjectId replaced,
+                                                           OdDbObjectId successor)
 {
-    const auto found = m_replacedWith.find(successor);
-    if (found != m_replacedWith.end() && found->second.erase(replaced) != 0 &&
+    const auto found = replacedWith.find(successor);
+    if (found != replacedWith.end() && found->second.erase(replaced) != 0 &&
         found->second.empty()) {
-        m_replacedWith.erase(found);
+        replacedWith.erase(found);
     }
 }
 
@@ -81,19 +143,20 @@ void ZemDependenciesReplacementMap::redrawInsertOf(OdDbObjectId link)
 {
     const auto opened = ZemDbObjectDependency::cast(link.openObject(OdDb::kForRead).get());
     if (!opened.isNull()) {
-        m_entsToRedraw.insert(opened->getInsertId());
+        m_content.entsToRedraw.insert(opened->getInsertId());
     }
 }
 
 bool ZemDependenciesReplacementMap::append(OdDbObjectId const& replaced, IdSet const& successors)
 {
-    const auto [entry, isNew] = m_replacements.try_emplace(replaced);
+    Content& tables = content();
+    const auto [entry, isNew] = tables.replacements.try_emplace(replaced);
     if (!isNew) {
         return false;
     }
     entry->second.reserve(successors.size());
     for (OdDbObjectId id : successors) {
-        addSuccessor(replaced, entry->second, id);
+        tables.addSuccessor(replaced, entry->second, id);
     }
     redrawInsertOf(replaced);
     for (OdDbObjectId id : entry->second) {
@@ -108,27 +171,29 @@ bool ZemDependenciesReplacementMap::update(OdDbObjectId const& replaced, OdDbObj
     // Both may be ids in the set that is changed here.
     const OdDbObjectId from = replaced;
     const OdDbObjectId taken = member;
-    const auto entry = m_replacements.find(from);
-    if (entry == m_replacements.end() || entry->second.erase(taken) == 0) {
+    Content& tables = content();
+    const auto entry = tables.replacements.find(from);
+    if (entry == tables.replacements.end() || entry->second.erase(taken) == 0) {
         return false;
     }
-    dropSuccessor(from, taken);
+    tables.dropSuccessor(from, taken);
     for (OdDbObjectId id : successors) {
-        addSuccessor(from, entry->second, id);
+        tables.addSuccessor(from, entry->second, id);
     }
     return true;
 }
 
 void ZemDependenciesReplacementMap::remove(OdDbObjectId const& replaced)
 {
-    const auto entry = m_replacements.find(replaced);
-    if (entry == m_replacements.end()) {
+    Content& tables = content();
+    const auto entry = tables.replacements.find(replaced);
+    if (entry == tables.replacements.end()) {
         return;
     }
     for (OdDbObjectId id : entry->second) {
-        dropSuccessor(replaced, id);
+        tables.dropSuccessor(entry->first, id);
     }
-    m_replacements.erase(entry);
+    tables.replacements.erase(entry);
 }
 
 bool ZemDependenciesReplacementMap::contains(OdDbObjectId const& replaced, IdSet& out) const
@@ -144,8 +209,9 @@ bool ZemDependenciesReplacementMap::contains(OdDbObjectId const& replaced, IdSet
 
 IdSet const* ZemDependenciesReplacementMap::findReplacement(OdDbObjectId const& replaced) const
 {
-    const auto found = m_replacements.find(replaced);
-    return found == m_replacements.end() ? nullptr : &found->second;
+    Content const& tables = content();
+    const auto found = tables.replacements.find(replaced);
+    return found == tables.replacements.end() ? nullptr : &found->second;
 }
 
 IdSet ZemDependenciesReplacementMap::getReplacement(OdDbObjectId const& replaced) const
@@ -157,8 +223,9 @@ IdSet ZemDependenciesReplacementMap::getReplacement(OdDbObjectId const& replaced
 bool ZemDependenciesReplacementMap::findReplacedWith(OdDbObjectId const& successor,
                                                      OdDbObjectIdArray* out) const
 {
-    const auto found = m_replacedWith.find(successor);
-    if (found == m_replacedWith.end()) {
+    Content const& tables = content();
+    const auto found = tables.replacedWith.find(successor);
+    if (found == tables.replacedWith.end()) {
         return false;
     }
     if (out != nullptr) {
@@ -177,9 +244,10 @@ ZemDependenciesReplacementMap::getReplacedWith(OdDbObjectId const& successor) co
 
 OdDbObjectIdArray ZemDependenciesReplacementMap::getAll() const
 {
+    Content const& tables = content();
     OdDbObjectIdArray ids;
-    ids.reserve(static_cast<unsigned>(m_replacements.size()));
-    for (auto const& [id, successors] : m_replacements) {
+    ids.reserve(static_cast<unsigned>(tables.replacements.size()));
+    for (auto const& [id, successors] : tables.replacements) {
         ids.append(id);
     }
     return sorted(std::move(ids));
@@ -187,7 +255,7 @@ OdDbObjectIdArray ZemDependenciesReplacementMap::getAll() const
 
 OdDbObjectIdArray ZemDependenciesReplacementMap::modifiedEnts() const
 {
-    return toArray(m_modifiedEnts);
+    return toArray(content().modifiedEnts);
 }
 
 //--------------------------------------------------------------------------------------------------
@@ -199,7 +267,7 @@ bool ZemDependenciesReplacementMap::addTransformedObject(OdDbObjectId const& id,
 {
     const OdDbObjectId key = id;
     TransformedData data(matrix, suppressTransform);
-    const auto [entry, isNew] = m_transformedObjects.try_emplace(key, data);
+    const auto [entry, isNew] = content().transformedObjects.try_emplace(key, data);
     if (isNew) {
         return suppressTransform;
     }
@@ -212,36 +280,37 @@ bool ZemDependenciesReplacementMap::addTransformedObject(OdDbObjectId const& id,
             object->suppressTransformation();
         }
     }
-    m_transformedObjects.insert_or_assign(key, data);  // notices may have changed the map
+    content().transformedObjects.insert_or_assign(key, data);  // notices may have changed the map
     return data.suppressTransform;
 }
 
 ZemDependenciesReplacementMap::TransformedData const*
 ZemDependenciesReplacementMap::findTransformedObject(OdDbObjectId const& id) const
 {
-    const auto found = m_transformedObjects.find(id);
-    return found == m_transformedObjects.end() ? nullptr : &found->second;
+    Content const& tables = content();
+    const auto found = tables.transformedObjects.find(id);
+    return found == tables.transformedObjects.end() ? nullptr : &found->second;
 }
 
 void ZemDependenciesReplacementMap::appendBtrReloadingPair(OdDbObjectId const& newId,
                                                            OdDbObjectId const& oldId)
 {
-    m_btrReloadingPairs.insert_or_assign(newId, oldId);
+    content().btrReloadingPairs.insert_or_assign(newId, oldId);
 }
 
 OdDbObjectId ZemDependenciesReplacementMap::findBtrBeforeReloading(OdDbObjectId const& newId) const
 {
-    return findValue(m_btrReloadingPairs, newId);
+    return findValue(content().btrReloadingPairs, newId);
 }
 
 void ZemDependenciesReplacementMap::instanceToBeErased(OdDbObjectId const& instanceId,
                                                        OdDbObjectId const& blockReferenceId)
 {
-    m_erasedInstances.insert_or_assign(instanceId, blockReferenceId);
+    content().erasedInstances.insert_or_assign(instanceId, blockReferenceId);
 }
 
 OdDbObjectId
 ZemDependenciesReplacementMap::findBRForErasedInstance(OdDbObjectId const& instanceId) const
 {
-    return findValue(m_erasedInstances, instanceId);
+    return findValue(content().erasedInstances, instanceId);
 }

@@ -7,6 +7,7 @@
 
 #include "zem_database_utils.h"
 
+#include <cstdint>
 #include <unordered_map>
 #include <unordered_set>
 #include <vector>
@@ -15,7 +16,8 @@
 ///
 /// The managers of links fill it while they split and merge links, and whoever holds links reads it
 /// to hold their successors instead. It is made for one pass, and never stored. An id and the one
-/// that it is redirected to count as one key. Arrays are given in the order of ids.
+/// that it is redirected to count as one key, also when it is redirected within the pass: two links
+/// that have come to be one have the successors of both. Arrays are given in the order of ids.
 ///
 /// A value; it opens objects only where an operation says so.
 class ZemDependenciesReplacementMap
@@ -44,7 +46,7 @@ public:
 
     /// \name Replaced links
     /// @{
-    bool isEmptyReplacementDeps() const noexcept { return m_replacements.empty(); }
+    bool isEmptyReplacementDeps() const noexcept { return m_content.replacements.empty(); }
     /// Enters a link with its successors. The first replacement of a link wins.
     ///
     /// The links are opened for read: the entities in which their paths start are to be drawn again.
@@ -61,7 +63,7 @@ public:
     /// \param out  Receives its successors; emptied if it wasn't.
     bool contains(OdDbObjectId const& replaced, IdSet& out) const;
     /// The successors of a link, without a copy; null if it wasn't replaced. Valid until the map is
-    /// changed.
+    /// changed or an id is redirected.
     IdSet const* findReplacement(OdDbObjectId const& replaced) const;
     /// The successors of a link; none if it wasn't replaced.
     IdSet getReplacement(OdDbObjectId const& replaced) const;
@@ -77,20 +79,20 @@ public:
 
     /// \name Clones of links, made in the pass
     /// @{
-    void appendClone(OdDbObjectId const& id) { m_clones.insert(id); }
-    bool containsClone(OdDbObjectId const& id) const { return m_clones.contains(id); }
+    void appendClone(OdDbObjectId const& id) { content().clones.insert(id); }
+    bool containsClone(OdDbObjectId const& id) const { return content().clones.contains(id); }
     /// @}
 
     /// \name Entities
     /// @{
     /// Entities that were changed.
     OdDbObjectIdArray modifiedEnts() const;
-    void appendModifiedEnt(OdDbObjectId const& id) { m_modifiedEnts.insert(id); }
-    void cleanModifiedEnt() { m_modifiedEnts.clear(); }
+    void appendModifiedEnt(OdDbObjectId const& id) { content().modifiedEnts.insert(id); }
+    void cleanModifiedEnt() { m_content.modifiedEnts.clear(); }
     /// Entities that have to be drawn again. The set may hold the null id, for links without a path.
-    IdSet const& entsToRedraw() const noexcept { return m_entsToRedraw; }
-    void addEntsToRegen(OdDbObjectId const& id) { m_entsToRedraw.insert(id); }
-    void clearEntsToRedraw() { m_entsToRedraw.clear(); }
+    IdSet const& entsToRedraw() const { return content().entsToRedraw; }
+    void addEntsToRegen(OdDbObjectId const& id) { content().entsToRedraw.insert(id); }
+    void clearEntsToRedraw() { m_content.entsToRedraw.clear(); }
     /// @}
 
     /// \name Objects moved as a whole
@@ -120,18 +122,28 @@ private:
     template <class Value>
     using IdMap = std::unordered_map<OdDbObjectId, Value, zemu::hash_ObjectId>;
 
-    void addSuccessor(OdDbObjectId replaced, IdSet& successors, OdDbObjectId successor);
-    void dropSuccessor(OdDbObjectId replaced, OdDbObjectId successor);
+    struct Content
+    {
+        IdSet modifiedEnts;
+        IdMap<IdSet> replacements;
+        /// For each successor the links that it replaces: `replacements` the other way round. Merges
+        /// ask for them once per link, which must not cost a walk over all replacements.
+        IdMap<IdSet> replacedWith;
+        IdSet clones;
+        IdMap<TransformedData> transformedObjects;
+        IdMap<OdDbObjectId> btrReloadingPairs;
+        IdMap<OdDbObjectId> erasedInstances;
+        IdSet entsToRedraw;
+
+        Content enteredAnew() const;
+        void addSuccessor(OdDbObjectId replaced, IdSet& successors, OdDbObjectId successor);
+        void dropSuccessor(OdDbObjectId replaced, OdDbObjectId successor);
+    };
+
+    Content& content() const;
     void redrawInsertOf(OdDbObjectId link);
 
-    IdSet m_modifiedEnts;
-    IdMap<IdSet> m_replacements;
-    IdSet m_clones;
-    IdMap<TransformedData> m_transformedObjects;
-    IdMap<OdDbObjectId> m_btrReloadingPairs;
-    IdMap<OdDbObjectId> m_erasedInstances;
-    IdSet m_entsToRedraw;
-    /// For each successor the links that it replaces: `m_replacements` the other way round. Merges
-    /// ask for them once per link, which must not cost a walk over all replacements.
-    IdMap<IdSet> m_replacedWith;
+    mutable Content
+        m_content;  ///< tables by hash, which is that of what an id denoted at `m_revision`
+    mutable std::uint64_t m_revision = OdDbObjectId::redirectionRevision();
 };
