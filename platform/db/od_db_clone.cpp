@@ -306,6 +306,21 @@ void OdDbCloneOperation::cloneRest()
     }
 }
 
+/// Lets the clone that is translated a little later than one come from memory meanwhile: all clones of
+/// a large operation are in no cache.
+void OdDbCloneOperation::expectFrom(std::size_t index) const noexcept
+{
+    constexpr std::size_t kAhead = 6;
+    constexpr std::size_t kLines = 5;  // the fields of most entities
+    constexpr std::size_t kLineBytes = 64;
+    if (index + kAhead < m_waiting.size()) {
+        auto const* at = reinterpret_cast<char const*>(m_waiting[index + kAhead].clone.get());
+        for (std::size_t line = 0; line < kLines; ++line) {
+            __builtin_prefetch(at + line * kLineBytes);
+        }
+    }
+}
+
 void OdDbCloneOperation::translateWaiting()
 {
     OdStaticRxObject<OdDbIdXlateFiler> filer(m_dest.get(), m_mapping);
@@ -313,6 +328,7 @@ void OdDbCloneOperation::translateWaiting()
     std::size_t finished = 0;
     for (std::size_t translated = 0; translated < m_waiting.size();) {
         for (; translated < m_waiting.size(); ++translated) {
+            expectFrom(translated);
             translate(filer, bytes, m_waiting[translated]);
         }
         for (; finished < translated; ++finished) {

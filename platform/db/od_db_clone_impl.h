@@ -203,6 +203,7 @@ private:
     void makeHarmless(std::size_t firstWaiting) noexcept;
     void eraseWaiting(std::size_t firstWaiting) noexcept;
     void cloneRest();
+    void expectFrom(std::size_t index) const noexcept;
     void translateWaiting();
     void requireNoCycles() const;
     void translate(OdDbIdXlateFiler& filer, OdDbMemoryFiler::Bytes& bytes, Waiting const& waiting);
@@ -229,6 +230,7 @@ private:
     void merge(OdDbObject const& source, OdDbObjectId target);
     void mergeEntries(OdDbObject const& source, OdDbObject& target);
     OdDbObjectPtr emptied(OdDbObjectId id);
+    static void eraseOwned(OdDbObjectPtr const& object);
     void reach(OdDbObjectId id, int depth = 0);
     OdDbObjectId counterpartOf(OdDbObjectId owner, int depth);
     OdDbObjectId counterpartOfDictionary(OdDbObject const& dictionary, int depth);

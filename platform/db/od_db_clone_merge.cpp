@@ -304,7 +304,19 @@ OdDbObjectPtr OdDbCloneOperation::emptied(OdDbObjectId id)
 {
     OdDbObjectPtr object = id.safeOpenObject(OdDb::kForWrite);
     object->assertWriteEnabled();
-    std::unordered_set<OdDbObjectId> seen{id};  // a drawing may hold owners that own one another
+    try {
+        eraseOwned(object);
+    } catch (...) {
+        m_spoilt = std::current_exception();
+        throw;
+    }
+    return object;
+}
+
+void OdDbCloneOperation::eraseOwned(OdDbObjectPtr const& object)
+{
+    // A drawing may hold owners that own one another.
+    std::unordered_set<OdDbObjectId> seen{object->objectId()};
     std::vector<OdDbReference> references;
     std::vector<OdDbObjectPtr> left{object};
     while (!left.empty()) {
@@ -329,7 +341,6 @@ OdDbObjectPtr OdDbCloneOperation::emptied(OdDbObjectId id)
             }
         }
     }
-    return object;
 }
 
 void OdDbCloneOperation::merge(OdDbObject const& source, OdDbObjectId target)

@@ -7,15 +7,43 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <initializer_list>
 #include <utility>
 
 RX_DEFINE_CLASS(OdDbIdMapping, OdRxObject, odrxCreate<OdDbIdMapping>, L"OdDbIdMapping");
 RX_DEFINE_CLASS(OdDbIdMappingIterator, OdRxObject, odrxCreateNothing, L"OdDbIdMappingIterator");
 RX_DEFINE_CLASS(OdDbDeepCloneFiler, OdDbMemoryFiler, odrxCreateNothing, L"OdDbDeepCloneFiler");
 
+namespace {
+
+/// How many slots a page has. Larger pages would cost a mapping of few objects too much, smaller ones
+/// make the table of the pages too large for the processor's nearest caches.
+constexpr std::size_t kSlotsInPage = 256;
+/// Addresses that share a page.
+constexpr std::uintptr_t kWindow = sizeof(OdDbIdRecord) * kSlotsInPage;
+
+std::uintptr_t windowOf(OdDbIdRecord const* record) noexcept
+{
+    return reinterpret_cast<std::uintptr_t>(record) / kWindow;
+}
+
+/// Records lie at least their size apart, so no two of one window have the same.
+std::size_t slotIn(OdDbIdRecord const* record) noexcept
+{
+    return reinterpret_cast<std::uintptr_t>(record) % kWindow / sizeof(OdDbIdRecord);
+}
+
+/// The record behind any redirection; the record of the id isn't looked at while there are none.
+OdDbIdRecord const* recordOf(OdDbObjectId id) noexcept
+{
+    return OdDbObjectId::hasRedirections() ? id.redirected() : id.record();
+}
+
+}  // namespace
+
 struct OdDbIdMapping::Page
 {
-    std::array<Slot, OdDbStorageAccess::kHandlesInBlock> slots;
+    std::array<Slot, kSlotsInPage> slots;
 };
 
 OdDbIdMapping::OdDbIdMapping() = default;
@@ -62,14 +90,13 @@ OdDbCloneOperation& OdDbIdMapping::operation()
     return *m_operation;
 }
 
-/// The place of a block's page, or the free one where it would lie. There is always a free one.
-std::size_t OdDbIdMapping::placeOf(OdDbIdBlock const* block) const noexcept
+/// The place of a window's page, or the free one where it would lie. There is always a free one.
+std::size_t OdDbIdMapping::placeOf(std::uintptr_t window) const noexcept
 {
     constexpr std::uint64_t kSpread = 0x9E3779B97F4A7C15U;
     const std::size_t mask = m_table.size() - 1;
-    const auto address = static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(block));
-    std::size_t place = static_cast<std::size_t>((address * kSpread) >> 20) & mask;
-    while (m_table[place].block != nullptr && m_table[place].block != block) {
+    std::size_t place = static_cast<std::size_t>((window * kSpread) >> 20) & mask;
+    while (m_table[place].page != nullptr && m_table[place].window != window) {
         place = (place + 1) & mask;
     }
     return place;
@@ -80,8 +107,8 @@ OdDbIdMapping::Slot* OdDbIdMapping::slotOf(OdDbIdRecord const* record) const noe
     if (record == nullptr || m_table.empty()) {
         return nullptr;
     }
-    Page* page = m_table[placeOf(&OdDbIdBlock::of(*record))].page;
-    return page != nullptr ? &page->slots[record->slot] : nullptr;
+    Page* page = m_table[placeOf(windowOf(record))].page;
+    return page != nullptr ? &page->slots[slotIn(record)] : nullptr;
 }
 
 void OdDbIdMapping::grow()
@@ -90,8 +117,8 @@ void OdDbIdMapping::grow()
     const std::size_t size = m_table.empty() ? kFirstSize : m_table.size() * 2;
     const std::vector<Place> old = std::exchange(m_table, std::vector<Place>(size));
     for (Place const& place : old) {
-        if (place.block != nullptr) {
-            m_table[placeOf(place.block)] = place;
+        if (place.page != nullptr) {
+            m_table[placeOf(place.window)] = place;
         }
     }
 }
@@ -101,36 +128,42 @@ OdDbIdMapping::Slot& OdDbIdMapping::slotFor(OdDbIdRecord const& record)
     if (m_pages.size() * 2 >= m_table.size()) {
         grow();
     }
-    OdDbIdBlock const& block = OdDbIdBlock::of(record);
-    Place& place = m_table[placeOf(&block)];
-    if (place.block == nullptr) {
-        keep(&record);  // pages are found by address, which must not come to be that of other ids
+    const std::uintptr_t window = windowOf(&record);
+    Place& place = m_table[placeOf(window)];
+    if (place.page == nullptr) {
         m_pages.push_back(std::make_unique<Page>());
-        place = {&block, m_pages.back().get()};
+        place = {window, m_pages.back().get()};
     }
-    return place.page->slots[record.slot];
+    return place.page->slots[slotIn(&record)];
 }
 
 OdDbIdPair const* OdDbIdMapping::find(OdDbObjectId key) const noexcept
 {
-    Slot const* slot = slotOf(key.redirected());
+    Slot const* slot = slotOf(recordOf(key));
     return slot != nullptr && slot->pairNumber != 0 ? &m_pairs[slot->pairNumber - 1] : nullptr;
 }
 
 bool OdDbIdMapping::isValue(OdDbObjectId id) const noexcept
 {
-    Slot const* slot = slotOf(id.redirected());
+    Slot const* slot = slotOf(recordOf(id));
     return slot != nullptr && slot->epoch == m_epoch;
 }
 
 bool OdDbIdMapping::translate(OdDbObjectId id, OdDbObjectId& result) const noexcept
 {
-    Slot const* slot = slotOf(id.redirected());
+    Slot const* slot = slotOf(recordOf(id));
     if (slot == nullptr || (slot->epoch != m_epoch && slot->pairNumber == 0)) {
         return false;
     }
     result = slot->epoch == m_epoch ? id : slot->value;
     return true;
+}
+
+void OdDbIdMapping::expect(OdDbObjectId id) const noexcept
+{
+    if (Slot const* slot = slotOf(recordOf(id))) {
+        __builtin_prefetch(slot);
+    }
 }
 
 bool OdDbIdMapping::compute(OdDbIdPair& pair) const
@@ -145,14 +178,16 @@ bool OdDbIdMapping::compute(OdDbIdPair& pair) const
 
 void OdDbIdMapping::assign(OdDbIdPair const& pair)
 {
-    OdDbIdRecord const* key = pair.key().redirected();
+    OdDbIdRecord const* key = recordOf(pair.key());
     if (key == nullptr) {
         return;  // nothing is known under the null id
     }
-    OdDbIdRecord const* value = pair.value().redirected();
-    keep(pair.key().record());
-    keep(pair.value().record());
-    keep(value);
+    OdDbIdRecord const* value = recordOf(pair.value());
+    // Slots are found by address, which must not come to be that of other ids.
+    for (OdDbIdRecord const* record : std::initializer_list<OdDbIdRecord const*>{
+             pair.key().record(), key, pair.value().record(), value}) {
+        keep(record);
+    }
     Slot* const cloneSlot = pair.isCloned() && value != nullptr ? &slotFor(*value) : nullptr;
     Slot& slot = slotFor(*key);
     if (slot.pairNumber == 0) {
@@ -207,7 +242,7 @@ void OdDbIdMapping::restore(std::size_t place, OdDbIdPair const& before) noexcep
     if (pair.isCloned() && !(pair.value() == before.value())) {
         forgetClone(pair.value());
     }
-    if (Slot* slot = slotOf(pair.key().redirected())) {
+    if (Slot* slot = slotOf(recordOf(pair.key()))) {
         slot->value = before.value();
         slot->pairNumber = before.key().isNull() ? 0 : slot->pairNumber;
     }
@@ -216,7 +251,7 @@ void OdDbIdMapping::restore(std::size_t place, OdDbIdPair const& before) noexcep
 
 void OdDbIdMapping::forgetClone(OdDbObjectId value) noexcept
 {
-    if (Slot* slot = slotOf(value.redirected())) {
+    if (Slot* slot = slotOf(recordOf(value))) {
         slot->epoch = 0;
     }
 }

@@ -11,7 +11,6 @@
 
 class OdDbCloneOperation;
 class OdDbDatabaseImpl;
-struct OdDbIdBlock;
 
 /// One object met in a clone operation and what stands for it in the destination.
 class OdDbIdPair
@@ -89,6 +88,9 @@ public:
     /// What an id is to be replaced by: itself if it is that of a clone made since the last
     /// translation, else the value of its pair. \return Whether it is either.
     bool translate(OdDbObjectId id, OdDbObjectId& result) const noexcept;
+    /// Says that an id is soon to be translated, so that what is known of it comes from memory
+    /// meanwhile.
+    void expect(OdDbObjectId id) const noexcept;
 
     OdDb::DeepCloneType deepCloneContext() const noexcept { return m_context; }
     void setDeepCloneContext(OdDb::DeepCloneType context) noexcept { m_context = context; }
@@ -119,10 +121,12 @@ private:
         std::uint32_t epoch = 0;       ///< in which it was last entered as a clone; 0 for never
     };
     /// Slots of ids with neighbouring handles: clones are met in the order of their handles, mostly.
+    /// A slot is found by the address of the id's record alone. The record itself isn't looked at,
+    /// since random ones of a large drawing are in no cache.
     struct Page;
     struct Place
     {
-        OdDbIdBlock const* block = nullptr;
+        std::uintptr_t window = 0;  ///< of addresses
         Page* page = nullptr;
     };
     /// A pair that took the place of another one while an operation was under way.
@@ -140,7 +144,7 @@ private:
 
     Slot* slotOf(OdDbIdRecord const* record) const noexcept;
     Slot& slotFor(OdDbIdRecord const& record);
-    std::size_t placeOf(OdDbIdBlock const* block) const noexcept;
+    std::size_t placeOf(std::uintptr_t window) const noexcept;
     void grow();
     void keep(OdDbIdRecord const* record);
     Mark mark() const noexcept { return {m_pairs.size(), m_replaced.size()}; }
@@ -152,7 +156,7 @@ private:
     std::vector<OdDbIdPair> m_pairs;
     std::vector<Replaced> m_replaced;  ///< while an operation is under way
     std::vector<std::unique_ptr<Page>> m_pages;
-    /// Pages by block; open addressing, the size is a power of two.
+    /// Pages by window; open addressing, the size is a power of two.
     std::vector<Place> m_table;
     std::uint32_t m_epoch = 1;  ///< goes up with each translation
     OdSmartPtr<OdDbDatabase> m_origDb;

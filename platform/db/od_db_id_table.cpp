@@ -7,19 +7,21 @@ namespace {
 constexpr std::uint64_t kPerBlock = OdDbStorageAccess::kHandlesInBlock;
 /// Slack of the dense vector: numbers up to this much above twice the count stay in it.
 constexpr std::uint64_t kDenseSlack = 1024;
+/// Blocks of the largest slabs. The first slab has one; each has twice as many as the one before.
+constexpr std::size_t kLargestSlab = 64;
 
 }  // namespace
 
 OdDbIdBlock* OdDbIdTable::findBlock(std::uint64_t number) const noexcept
 {
     if (number < m_dense.size() && m_dense[number] != nullptr) {
-        return m_dense[number].get();
+        return m_dense[number];
     }
     if (m_sparse.empty()) {
         return nullptr;
     }
     const auto found = m_sparse.find(number);
-    return found != m_sparse.end() ? found->second.get() : nullptr;
+    return found != m_sparse.end() ? found->second : nullptr;
 }
 
 std::uint64_t OdDbIdTable::nextBlock(std::uint64_t after) const noexcept
@@ -48,25 +50,35 @@ OdDbIdRecord& OdDbIdTable::get(std::uint64_t handle)
     return block->records[handle % kPerBlock];
 }
 
+OdDbIdBlock& OdDbIdTable::freshBlock()
+{
+    if (m_slabUsed == m_slabSize) {
+        const std::size_t size = std::clamp<std::size_t>(m_slabSize * 2, 1, kLargestSlab);
+        m_slabs.push_back(std::make_unique<OdDbIdBlock[]>(size));
+        m_slabSize = size;
+        m_slabUsed = 0;
+    }
+    return m_slabs.back()[m_slabUsed++];
+}
+
 OdDbIdBlock& OdDbIdTable::makeBlock(std::uint64_t number)
 {
-    auto block = std::make_unique<OdDbIdBlock>();
-    block->database = &m_database;
-    block->number = number;
+    OdDbIdBlock& block = freshBlock();
+    block.database = &m_database;
+    block.number = number;
     for (std::size_t slot = 0; slot < kPerBlock; ++slot) {
-        block->records[slot].slot = static_cast<std::uint8_t>(slot);
+        block.records[slot].slot = static_cast<std::uint8_t>(slot);
     }
-    OdDbIdBlock& result = *block;
     if (number < 2 * m_count + kDenseSlack) {
         if (number >= m_dense.size()) {
             m_dense.resize(std::max<std::size_t>(number + 1, m_dense.size() * 3 / 2));
         }
-        m_dense[number] = std::move(block);
+        m_dense[number] = &block;
     } else {
-        m_sparse.emplace(number, std::move(block));
+        m_sparse.emplace(number, &block);
     }
     ++m_count;
-    return result;
+    return block;
 }
 
 void OdDbIdTable::markChanged(OdDbIdRecord& record)
@@ -109,7 +121,7 @@ std::vector<std::uint64_t> OdDbIdTable::knownBlocks() const
 {
     std::vector<std::uint64_t> numbers;
     numbers.reserve(m_count);
-    for (auto const& block : m_dense) {
+    for (OdDbIdBlock const* block : m_dense) {
         if (block != nullptr) {
             numbers.push_back(block->number);
         }

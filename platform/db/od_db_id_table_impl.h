@@ -84,11 +84,17 @@ public:
 
 private:
     OdDbIdBlock& makeBlock(std::uint64_t number);
+    OdDbIdBlock& freshBlock();
 
     OdDbDatabaseImpl& m_database;
+    /// Where the blocks lie. Many lie side by side: what looks up random ids of a large drawing meets
+    /// few pages of memory then.
+    std::vector<std::unique_ptr<OdDbIdBlock[]>> m_slabs;
+    std::size_t m_slabSize = 0;  ///< of the last one, which is the largest
+    std::size_t m_slabUsed = 0;
     /// Blocks by number, as long as numbers stay near their count; others lie in `m_sparse`.
-    std::vector<std::unique_ptr<OdDbIdBlock>> m_dense;
-    std::map<std::uint64_t, std::unique_ptr<OdDbIdBlock>> m_sparse;
+    std::vector<OdDbIdBlock*> m_dense;
+    std::map<std::uint64_t, OdDbIdBlock*> m_sparse;
     std::size_t m_count = 0;
     std::vector<OdDbIdBlock*> m_changedBlocks;
 };

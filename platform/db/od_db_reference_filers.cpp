@@ -37,6 +37,20 @@ OdDbObjectId OdDbIdXlateFiler::rdSoftPointerId()
     return translate(OdDbMemoryFiler::rdSoftPointerId(), /*isOwnership=*/false);
 }
 
+// Pointers may lead anywhere in a drawing that is larger than all caches; looking up each as it is read
+// would wait for memory each time.
+void OdDbIdXlateFiler::wrHardPointerId(OdDbObjectId const& value)
+{
+    m_mapping.expect(value);
+    OdDbMemoryFiler::wrHardPointerId(value);
+}
+
+void OdDbIdXlateFiler::wrSoftPointerId(OdDbObjectId const& value)
+{
+    m_mapping.expect(value);
+    OdDbMemoryFiler::wrSoftPointerId(value);
+}
+
 void OdDbPurgeFiler::addReference(OdDbObjectId id, OdDb::ReferenceType type)
 {
     const bool isHard = type == OdDb::ReferenceType::kHardOwnershipRef ||

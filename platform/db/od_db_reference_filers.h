@@ -24,6 +24,8 @@ public:
     OdDbObjectId rdHardOwnershipId() override;
     OdDbObjectId rdHardPointerId() override;
     OdDbObjectId rdSoftPointerId() override;
+    void wrHardPointerId(OdDbObjectId const& value) override;
+    void wrSoftPointerId(OdDbObjectId const& value) override;
 
 private:
     OdDbObjectId translate(OdDbObjectId id, bool isOwnership) const;

@@ -306,6 +306,31 @@ TEST_F(CloneFailure, ToReplaceAnObjectFailsTheWholeOperation)
     EXPECT_EQ(livingStateOf(*m_other), before);
 }
 
+TEST_F(CloneFailure, ToEmptyAnObjectThatIsReplacedFailsTheWholeOperation)
+{
+    const OdDbObjectId root = addDictionary(m_db->getNamedObjectsDictionaryId(), L"root");
+    const OdDbObjectId source = addNode(1);
+    writeDictionary(root)->setAt(L"x", source.safeOpenObject(OdDb::kForWrite).get());
+    const OdDbObjectId otherRoot = addDictionary(m_other->getNamedObjectsDictionaryId(), L"root");
+    const OdDbObjectId present = addNodeTo(*m_other, 7);
+    const OdDbObjectId throwing = addNodeTo(*m_other, 8);
+    own(present, throwing);
+    own(present, addNodeTo(*m_other, 9));
+    writeDictionary(otherRoot)->setAt(L"x", present.safeOpenObject(OdDb::kForWrite).get());
+    resident(throwing).onSubErase = [](TestBag&, bool) -> OdResult {
+        throw OdError(kOdOutOfMemory);
+    };
+    const DatabaseState before = livingStateOf(*m_other);
+    failAt(
+        0, [] {}, 1);
+    EXPECT_EQ(thrownCode([&] {
+                  m_db->wblockCloneObjects({root}, m_other->getNamedObjectsDictionaryId(),
+                                           *m_mapping, Style::kDrcReplace);
+              }),
+              kOdOutOfMemory);
+    EXPECT_EQ(livingStateOf(*m_other), before);
+}
+
 TEST_F(CloneFailure, CanBeUndoneAndDoneAgain)
 {
     const OdDbObjectId root = addNode(1);
