@@ -464,6 +464,35 @@ TEST_F(IdList, KnowsWhatWasPutIntoItsArray)
     EXPECT_TRUE(m_list.contains(id(50)));
 }
 
+TEST_F(IdList, NoticesAChangeThroughABindingThatIsHeld)
+{
+    for (int number = 0; number < 40; ++number) {
+        m_list.append(id(number));
+    }
+    OdDbObjectIdArray* const held = m_list.binding();
+    EXPECT_TRUE(m_list.removeFirst(id(5)));
+    *held = {id(50), id(51), id(52)};
+    EXPECT_EQ(m_list.size(), 3u);
+    EXPECT_FALSE(m_list.contains(id(39)));
+    EXPECT_EQ(m_list.ids(), (OdDbObjectIdArray{id(50), id(51), id(52)}));
+}
+
+TEST_F(IdList, NoticesThatAsManyOthersWerePutIntoTheSameArray)
+{
+    for (int number = 0; number < 40; ++number) {
+        m_list.append(id(number));
+    }
+    OdDbObjectIdArray* const held = m_list.binding();
+    EXPECT_TRUE(m_list.contains(id(0)));
+    held->clear();
+    for (int number = 100; number < 140; ++number) {
+        held->append(id(number));
+    }
+    EXPECT_FALSE(m_list.contains(id(0)));
+    EXPECT_TRUE(m_list.removeFirst(id(100)));
+    EXPECT_EQ(m_list.ids().first(), id(101));
+}
+
 RC_GTEST_PROP(IdListProperty, AnswersAsAPlainArrayAfterAnySequence, ())
 {
     IdList test;

@@ -11,14 +11,18 @@ constexpr std::size_t kShortList = 16;
 /// In a slot: the position was taken away. The slot stays, so that rows of slots stay whole.
 constexpr std::uint32_t kGone = 1u << 31;
 
-/// Spreads the bits of a pointer, whose lowest are all alike.
+/// Ids with neighbouring handles lie side by side in memory: they get slots side by side, in rows
+/// that are spread.
 std::size_t hashOf(OdDbObjectId id) noexcept
 {
+    constexpr unsigned kRecordBits = 4;  // records lie 16 bytes apart, mostly
+    constexpr std::uint64_t kRow = 8;
     OdDbIdRecord const* const record =
         OdDbObjectId::hasRedirections() ? id.redirected() : id.record();
-    auto bits = static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(record));
-    bits *= 0x9E3779B97F4A7C15u;
-    return static_cast<std::size_t>(bits >> 32);
+    const auto number =
+        static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(record)) >> kRecordBits;
+    const std::uint64_t row = (number / kRow * 0x9E3779B97F4A7C15u) >> 32;
+    return static_cast<std::size_t>(row * kRow + number % kRow);
 }
 
 }  // namespace
@@ -43,6 +47,27 @@ void ZemIdList::enter(std::uint32_t position) const
     entry = position + 1;
 }
 
+/// Whether there are an index and gaps that belong to the array as it is now. If there are such of
+/// another one, they are given up.
+bool ZemIdList::isIndexed() const noexcept
+{
+    if (m_slots.empty()) {
+        return false;
+    }
+    OdDbObjectIdArray const& now = m_ids;
+    OdDbObjectIdArray const& then = m_indexed;
+    if (now.size() != then.size() || now.asArrayPtr() != then.asArrayPtr()) {
+        invalidate();
+        return false;
+    }
+    return true;
+}
+
+std::size_t ZemIdList::size() const noexcept
+{
+    return isIndexed() ? m_ids.size() - m_gaps.size() : m_ids.size();
+}
+
 void ZemIdList::buildIndex() const
 {
     closeGaps();
@@ -55,32 +80,32 @@ void ZemIdList::buildIndex() const
     for (std::uint32_t position = 0; position < m_ids.size(); ++position) {
         enter(position);
     }
+    note();
 }
 
 void ZemIdList::closeGaps() const
 {
-    if (m_gaps.empty()) {
+    if (!isIndexed() || m_gaps.empty()) {
         return;
     }
-    std::sort(m_gaps.begin(), m_gaps.end());
+    std::vector<std::uint32_t> gaps = std::move(m_gaps);
+    invalidate();
+    std::sort(gaps.begin(), gaps.end());
     OdDbObjectId* const data = m_ids.begin();
-    std::uint32_t to = m_gaps.front();
-    for (std::size_t gap = 0; gap < m_gaps.size(); ++gap) {
-        const std::uint32_t end = gap + 1 < m_gaps.size() ? m_gaps[gap + 1] : m_ids.size();
-        to = static_cast<std::uint32_t>(std::move(data + m_gaps[gap] + 1, data + end, data + to) -
+    std::uint32_t to = gaps.front();
+    for (std::size_t gap = 0; gap < gaps.size(); ++gap) {
+        const std::uint32_t end = gap + 1 < gaps.size() ? gaps[gap + 1] : m_ids.size();
+        to = static_cast<std::uint32_t>(std::move(data + gaps[gap] + 1, data + end, data + to) -
                                         data);
     }
     m_ids.resize(to);
-    m_gaps.clear();
-    m_gaps.shrink_to_fit();
-    m_slots.clear();
 }
 
-void ZemIdList::invalidate() noexcept
+void ZemIdList::invalidate() const noexcept
 {
-    m_gaps.clear();
-    m_slots.clear();
-    m_slots.shrink_to_fit();
+    m_indexed = OdDbObjectIdArray();
+    m_gaps = {};
+    m_slots = {};
 }
 
 OdDbObjectIdArray const& ZemIdList::ids() const
@@ -98,8 +123,8 @@ OdDbObjectIdArray& ZemIdList::bulk()
 
 bool ZemIdList::contains(OdDbObjectId id) const
 {
-    if (m_slots.empty()) {
-        if (m_ids.size() <= kShortList && m_gaps.empty()) {
+    if (!isIndexed()) {
+        if (m_ids.size() <= kShortList) {
             return m_ids.contains(id);
         }
         buildIndex();
@@ -110,10 +135,13 @@ bool ZemIdList::contains(OdDbObjectId id) const
 
 void ZemIdList::append(OdDbObjectId id)
 {
+    const bool isKnown = isIndexed();
+    m_indexed = OdDbObjectIdArray();  // or the array would be copied
     m_ids.append(id);
-    if (m_slots.empty()) {
+    if (!isKnown) {
         return;
     }
+    note();
     if (m_ids.size() + m_ids.size() / 2 > m_slots.size()) {
         buildIndex();
         return;
@@ -135,9 +163,7 @@ bool ZemIdList::removeFirst(OdDbObjectId id)
     }
     if (m_slots.empty() || m_hasRepeats) {
         // Which occurrence comes next isn't in the index; lists with repeats are rare.
-        closeGaps();
-        m_slots.clear();
-        return m_ids.remove(id);
+        return bulk().remove(id);
     }
     std::uint32_t& entry = m_slots[slotOf(id)];
     m_gaps.push_back(entry - 1);
@@ -147,6 +173,5 @@ bool ZemIdList::removeFirst(OdDbObjectId id)
 
 void ZemIdList::clear()
 {
-    invalidate();
-    m_ids.clear();
+    bulk().clear();
 }

@@ -11,9 +11,9 @@
 /// Ids in the order in which they were added, without a walk for asking or taking away.
 ///
 /// A list is filed as the plain array of its ids. Beside the array it keeps an index, which is
-/// made when it is first needed, takes about eight bytes for each id, and is given up by
-/// `invalidate`; and it closes the gaps of ids that were taken away when somebody next looks at the
-/// ids. So a long row of changes takes time with its own length alone.
+/// made when it is first needed, takes about eight bytes for each id, and is given up when the array
+/// was changed through its binding; and it closes the gaps of ids that were taken away when somebody
+/// next looks at the ids. So a long row of changes takes time with its own length alone.
 ///
 /// A list that was read may hold an id more than once, or null ids. Ids that are listed must not be
 /// redirected while they are. A value; const operations change the index, so that a list is used on
@@ -23,7 +23,7 @@ class ZemIdList
 public:
     /// \name Queries
     /// @{
-    std::size_t size() const noexcept { return m_ids.size() - m_gaps.size(); }
+    std::size_t size() const noexcept;
     bool isEmpty() const noexcept { return size() == 0; }
     bool contains(OdDbObjectId id) const;
     /// The ids in order; copies share them. Linear after ids were taken away, else at once.
@@ -39,14 +39,17 @@ public:
     void clear();
     /// The array itself, without gaps, for filing and for changes in bulk; the index is given up.
     OdDbObjectIdArray& bulk();
-    /// The array's place, which stays the same; for binding a bag to it. Whoever files the bag
-    /// calls `ids` before it is put out and `invalidate` after it was taken in.
+    /// The array's place, which stays the same; for binding a bag to it. Whoever files the bag or
+    /// hands it out calls `ids` or `bulk` before, and whatever is changed through the binding at any
+    /// time from then on is noticed.
     OdDbObjectIdArray* binding() noexcept { return &m_ids; }
-    /// Gives the index up, after the array was changed through its binding.
-    void invalidate() noexcept;
+    /// Gives the index and the gaps up.
+    void invalidate() const noexcept;
     /// @}
 
 private:
+    bool isIndexed() const noexcept;
+    void note() const { m_indexed = m_ids; }
     void buildIndex() const;
     void closeGaps() const;
     void enter(std::uint32_t position) const;
@@ -55,6 +58,9 @@ private:
     // A slot of the index holds 1 more than the position of an id's first occurrence, or 0, and a
     // mark if that position has become a gap since; a gap keeps its id until the gaps are closed.
     mutable OdDbObjectIdArray m_ids;
+    /// Shares the array that index and gaps belong to, so that whoever changes it through the binding
+    /// changes another copy; empty while there are neither.
+    mutable OdDbObjectIdArray m_indexed;
     mutable std::vector<std::uint32_t> m_slots;
     mutable std::vector<std::uint32_t> m_gaps;  ///< positions in the order of their removal
     mutable bool m_hasRepeats = false;          ///< found by the index: some id stands twice
