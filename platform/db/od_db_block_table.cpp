@@ -304,8 +304,9 @@ OdDbObjectIdArray OdDbBlockTableRecord::getBlockReferenceIds() const
     assertReadEnabled();
     OdDbObjectIdArray living;
     living.reserve(m_references.size());
+    // A file may name references that are gone.
     for (OdDbObjectId id : m_references) {
-        if (!id.isErased()) {
+        if (odDbIsThere(id)) {
             living.append(id);
         }
     }

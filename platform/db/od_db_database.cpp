@@ -114,8 +114,11 @@ void OdDbDatabaseImpl::releaseObjects()
     }
 }
 
-bool OdDbDatabaseImpl::hasOpenObjects() const
+bool OdDbDatabaseImpl::isInUse() const
 {
+    if (ids.isSaving()) {
+        return true;
+    }
     const std::vector<OdDbObject*> objects = residentObjects();
     return !std::all_of(objects.begin(), objects.end(), [](OdDbObject const* object) {
         return OdDbObjectAccess::isClosed(*object);
@@ -125,6 +128,7 @@ bool OdDbDatabaseImpl::hasOpenObjects() const
 void OdDbDatabaseImpl::empty()
 {
     sendGoodbye();
+    isEmptied = true;
     undo.clear();
     releaseObjects();
     store.reset();
@@ -321,9 +325,15 @@ OdDbObjectId OdDbDatabaseImpl::addAs(OdDbObject& object, OdDbObjectId owner, OdD
     return OdDbObjectId(&record);
 }
 
-void OdDbDatabaseImpl::recordHeaderChange()
+void OdDbDatabaseImpl::markHeaderChanged() noexcept
 {
     headerChanged = true;
+    headerChangedInSave = ids.isSaving();
+}
+
+void OdDbDatabaseImpl::recordHeaderChange()
+{
+    markHeaderChanged();
     if (!undo.isRecording() || headerMark == undo.mark()) {
         return;
     }
@@ -777,13 +787,18 @@ OdResult OdDbDatabase::dwgInFields(OdDbDwgFiler* filer)
     if (result != kOdOk) {
         return result;
     }
+    // A base that is no point would be refused wherever it is used.
+    const auto readBase = [filer] {
+        const OdGePoint3d point = filer->rdPoint3d();
+        return odDbPlanar::isFinite(point) ? point : OdGePoint3d();
+    };
     OdDbHeader header;
     for (auto root : kRoots) {
         header.*root = filer->rdHardPointerId();
     }
     header.insertUnits = static_cast<OdDb::UnitsValue>(filer->rdInt16());
-    header.modelInsertBase = filer->rdPoint3d();
-    header.paperInsertBase = filer->rdPoint3d();
+    header.modelInsertBase = readBase();
+    header.paperInsertBase = readBase();
     header.activeViewport = filer->rdSoftPointerId();
     m_impl->header = header;
     return kOdOk;

@@ -51,6 +51,10 @@ public:
     /// Calls one notice on each reactor, from a copy of the list.
     template <class Notice>
     static void sendRound(OdDbObject& object, Notice const& notice, bool loadsReactors = true);
+    /// Calls one notice on each of these reactors that is one still.
+    template <class Notice>
+    static void sendTo(OdDbObjectIdArray const& reactors, OdDbObject& object, Notice const& notice,
+                       bool loadsReactors = true);
     static void endNotify(OdDbObject& reactor);
     /// \name For cloning
     /// @{
@@ -94,6 +98,10 @@ public:
         return object.m_undoMark != 0;
     }
 };
+
+/// Whether an id has an object that isn't erased; loads none. A drawing may name objects that it has
+/// not.
+bool odDbIsThere(OdDbObjectId id);
 
 /// Settings of a drawing, which are filed with the database.
 struct OdDbHeader
@@ -143,10 +151,12 @@ public:
     /// Sends goodbye and lets go of all objects, undo records and the store. Ids stay, and none can
     /// be opened any more.
     void empty();
-    /// Whether somebody holds an object open.
-    bool hasOpenObjects() const;
+    /// Whether somebody holds an object open, or saves the drawing.
+    bool isInUse() const;
     /// Records the settings for undo; call it before a change of them.
     void recordHeaderChange();
+    /// Marks the settings as changed since the last save.
+    void markHeaderChanged() noexcept;
 
     OdDbDatabase& database;
     OdDbHostAppServices* services;
@@ -157,6 +167,8 @@ public:
     OdString fileName;
     std::uint64_t handseed = 1;
     bool headerChanged = false;
+    bool headerChangedInSave = false;  ///< since the save that is under way has begun
+    bool isEmptied = false;            ///< an external drawing that was unloaded; nothing is left
     bool isDrawOverrideAllowed = true;
     bool hasRedirections = false;  ///< an id may be led away, or others to one
     std::uint32_t headerMark = 0;  ///< undo mark at which the settings were last recorded
@@ -170,6 +182,8 @@ private:
     std::vector<OdDbObject*> residentObjects() const;
     /// Sends goodbye for all objects.
     void sendGoodbye();
+    /// Takes all ids out of the objects that somebody holds.
+    void forgetHeldIds();
     /// Lets go of all objects.
     void releaseObjects();
 

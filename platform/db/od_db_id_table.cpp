@@ -1,6 +1,7 @@
 #include "db/od_db_id_table_impl.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 
@@ -83,6 +84,9 @@ OdDbIdBlock& OdDbIdTable::makeBlock(std::uint64_t number)
 
 void OdDbIdTable::markChanged(OdDbIdRecord& record)
 {
+    if (m_isSaving) {
+        m_changedInSave.insert(&record);
+    }
     if (record.has(OdDbIdRecord::kChanged)) {
         return;
     }
@@ -104,6 +108,22 @@ void OdDbIdTable::clearChanged()
         }
     }
     m_changedBlocks.clear();
+    const std::set<OdDbIdRecord*> changedInSave = std::exchange(m_changedInSave, {});
+    for (OdDbIdRecord* record : changedInSave) {
+        markChanged(*record);
+    }
+}
+
+void OdDbIdTable::beginSaving()
+{
+    m_changedInSave.clear();
+    m_isSaving = true;
+}
+
+void OdDbIdTable::endSaving() noexcept
+{
+    m_isSaving = false;
+    m_changedInSave.clear();
 }
 
 std::vector<std::uint64_t> OdDbIdTable::changedBlocks() const

@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <map>
 #include <memory>
+#include <set>
 #include <vector>
 
 class OdDbDatabaseImpl;
@@ -74,7 +75,12 @@ public:
     OdDbIdRecord& get(std::uint64_t handle);
     /// Marks an object as changed since the last save.
     void markChanged(OdDbIdRecord& record);
+    /// Ends all marks but those that came since `beginSaving`.
     void clearChanged();
+    /// Notes from now on which objects are changed, until `endSaving`.
+    void beginSaving();
+    void endSaving() noexcept;
+    bool isSaving() const noexcept { return m_isSaving; }
     bool hasChanges() const noexcept { return !m_changedBlocks.empty(); }
     std::vector<std::uint64_t> changedBlocks() const;
     std::vector<std::uint64_t> knownBlocks() const;
@@ -97,4 +103,6 @@ private:
     std::map<std::uint64_t, OdDbIdBlock*> m_sparse;
     std::size_t m_count = 0;
     std::vector<OdDbIdBlock*> m_changedBlocks;
+    bool m_isSaving = false;
+    std::set<OdDbIdRecord*> m_changedInSave;
 };

@@ -106,6 +106,19 @@ std::vector<XDataEntry> readXData(OdDbDwgFiler& filer)
         entry.bytes = readBytes(filer);
         odDbUnpackXData(entry.bytes, OdResBuf::newRb(1001));  // refuses what nobody could read
     }
+    // Looked up by halves: the order holds whatever a stream says.
+    const auto isBefore = [](XDataEntry const& left, XDataEntry const& right) {
+        return odIcmp(left.app, right.app) < 0;
+    };
+    if (!std::is_sorted(entries.begin(), entries.end(), isBefore)) {
+        std::sort(entries.begin(), entries.end(), isBefore);
+    }
+    if (std::adjacent_find(entries.begin(), entries.end(),
+                           [&](XDataEntry const& left, XDataEntry const& right) {
+                               return !isBefore(left, right);
+                           }) != entries.end()) {
+        throw OdError(kOdBadStream);
+    }
     return entries;
 }
 
@@ -124,6 +137,12 @@ struct OdDbObject::Extras
                                 [](XDataEntry const& entry, OdString const& name) {
                                     return odIcmp(entry.app, name) < 0;
                                 });
+    }
+    /// The name under which an application's data is stored; the one asked for if it has none.
+    OdString storedName(OdString const& app)
+    {
+        const auto at = findXData(app);
+        return at != xData.end() && odIcmp(at->app, app) == 0 ? at->app : app;
     }
     /// Sets, or with no bytes removes, the data of one application; gives what was there.
     std::vector<std::uint8_t> exchangeXData(OdString const& app, std::vector<std::uint8_t> bytes)
@@ -236,17 +255,20 @@ void OdDbObject::assertWriteEnabled(bool autoUndo, bool recordModified)
     if (!isWriteEnabled()) {
         throw OdError(kOdNotOpenForWrite);
     }
+    if (recordModified && (m_state & kModified) == 0) {
+        m_state |= kModified;
+        if (m_extras != nullptr && !m_extras->reactors.isEmpty()) {
+            OdDbObjectAccess::sendOpenedForModify(*this);
+            if (m_record == nullptr) {
+                return;  // a reactor held the last pointer to the database
+            }
+        }
+    }
+    // Behind the notice: a reactor may have set an undo mark or gone back to one, or saved.
     if (autoUndo) {
         recordFullUndo();
     }
     OdDbDatabaseImpl::of(*m_record).ids.markChanged(*m_record);
-    if (!recordModified || (m_state & kModified) != 0) {
-        return;
-    }
-    m_state |= kModified;
-    if (m_extras != nullptr && !m_extras->reactors.isEmpty()) {
-        OdDbObjectAccess::sendOpenedForModify(*this);
-    }
 }
 
 void OdDbObject::changingOutsideDatabase() {}
@@ -305,10 +327,14 @@ void OdDbObject::recordFullUndo()
 
 OdDbDwgFiler* OdDbObject::undoFiler()
 {
-    if (!recordsUndo()) {
+    if (m_record == nullptr) {
         return nullptr;
     }
     OdDbUndoLog& log = OdDbDatabaseImpl::of(*m_record).undo;
+    // What is played back was recorded, and its inverse has to be, too.
+    if (!recordsUndo() && !log.isPlaying()) {
+        return nullptr;
+    }
     if ((m_state & kReading) != 0 && !log.isPlaying()) {
         return nullptr;  // fields that are being loaded are no change
     }
@@ -365,15 +391,23 @@ void OdDbObjectAccess::sendRound(OdDbObject& object, Notice const& notice, bool 
     if (object.m_extras == nullptr || object.m_extras->reactors.isEmpty()) {
         return;
     }
+    sendTo(object.m_extras->reactors.ids(), object, notice, loadsReactors);
+}
+
+template <class Notice>
+void OdDbObjectAccess::sendTo(OdDbObjectIdArray const& reactors, OdDbObject& object,
+                              Notice const& notice, bool loadsReactors)
+{
     const OdDbDatabasePtr keptAlive(
         object.database());  // a reactor may hold the last pointer to it
-    const OdDbObjectIdArray snapshot = object.m_extras->reactors.ids();
     ++object.m_roundCount;
-    for (OdDbObjectId id : snapshot) {
+    for (OdDbObjectId id : reactors) {
         if (!object.hasPersistentReactorUnchecked(id)) {
             continue;  // an earlier reactor of the round has taken it out
         }
-        if (!loadsReactors && !id.isResident()) {
+        // Opening a proxy may load the object of its own class in its place.
+        if (!loadsReactors &&
+            (!id.isResident() || id.redirected()->has(OdDbIdRecord::kProxy))) {
             continue;
         }
         runReporting([&] {
@@ -399,44 +433,6 @@ void OdDbObjectAccess::endNotify(OdDbObject& reactor)
     if (reactor.m_notifyCount == 0 && reactor.m_writeCount == 0 && reactor.m_refs > 2) {
         reactor.endWritePeriod();
     }
-}
-
-void OdDbObjectAccess::sendOpenedForModify(OdDbObject& object)
-{
-    sendRound(object, [](OdDbObject& reactor, OdDbObject const& changing) {
-        reactor.openedForModify(&changing);
-    });
-}
-
-void OdDbObjectAccess::sendErased(OdDbObject& object, bool erasing)
-{
-    sendRound(object, [erasing](OdDbObject& reactor, OdDbObject const& changed) {
-        reactor.erased(&changed, erasing);
-    });
-}
-
-void OdDbObjectAccess::sendGoodbye(OdDbObject& object)
-{
-    // A drawing that is closed loads nothing for it.
-    sendRound(
-        object, [](OdDbObject& reactor, OdDbObject const& leaving) { reactor.goodbye(&leaving); },
-        /*loadsReactors=*/false);
-}
-
-void OdDbObjectAccess::sendCopied(OdDbObject& source, OdDbObject const& clone)
-{
-    sendRound(source, [&clone](OdDbObject& reactor, OdDbObject const& copied) {
-        reactor.copied(&copied, &clone);
-    });
-}
-
-void OdDbObjectAccess::sendModified(OdDbObject& object)
-{
-    std::uint16_t state = OdDbObject::kModified;
-    if (object.isKindOf(OdDbEntity::desc())) {
-        state |= OdDbObject::kGraphicsModified;
-    }
-    object.sendPeriodNotices(state);
 }
 
 namespace {
@@ -479,23 +475,76 @@ thread_local bool RoundDepth::s_isRunaway = false;
 
 }  // namespace
 
+void OdDbObjectAccess::sendOpenedForModify(OdDbObject& object)
+{
+    const RoundDepth depth;
+    if (!depth.mayGoOn()) {
+        return;
+    }
+    sendRound(object, [](OdDbObject& reactor, OdDbObject const& changing) {
+        reactor.openedForModify(&changing);
+    });
+}
+
+void OdDbObjectAccess::sendErased(OdDbObject& object, bool erasing)
+{
+    const RoundDepth depth;
+    if (!depth.mayGoOn()) {
+        return;
+    }
+    sendRound(object, [erasing](OdDbObject& reactor, OdDbObject const& changed) {
+        reactor.erased(&changed, erasing);
+    });
+}
+
+void OdDbObjectAccess::sendGoodbye(OdDbObject& object)
+{
+    // A drawing that is closed loads nothing for it.
+    sendRound(
+        object, [](OdDbObject& reactor, OdDbObject const& leaving) { reactor.goodbye(&leaving); },
+        /*loadsReactors=*/false);
+}
+
+void OdDbObjectAccess::sendCopied(OdDbObject& source, OdDbObject const& clone)
+{
+    sendRound(source, [&clone](OdDbObject& reactor, OdDbObject const& copied) {
+        reactor.copied(&copied, &clone);
+    });
+}
+
+void OdDbObjectAccess::sendModified(OdDbObject& object)
+{
+    std::uint16_t state = OdDbObject::kModified;
+    if (object.isKindOf(OdDbEntity::desc())) {
+        state |= OdDbObject::kGraphicsModified;
+    }
+    object.sendPeriodNotices(state);
+}
+
 void OdDbObject::sendPeriodNotices(std::uint16_t state)
 {
     const RoundDepth depth;
     if (!depth.mayGoOn()) {
         return;
     }
-    const OdDbDatabasePtr keptAlive(database());
-    OdDbObjectAccess::sendRound(
-        *this, [](OdDbObject& reactor, OdDbObject const& changed) { reactor.modified(&changed); });
-    if ((state & kGraphicsModified) != 0) {
-        OdDbObjectAccess::sendRound(*this, [](OdDbObject& reactor, OdDbObject const& changed) {
-            reactor.modifiedGraphics(&changed);
-        });
+    if (!OdDbObjectAccess::hasReactors(*this)) {
+        return;
     }
-    OdDbObjectAccess::sendRound(*this, [](OdDbObject& reactor, OdDbObject const& changed) {
-        reactor.objectClosed(&changed);
-    });
+    const OdDbDatabasePtr keptAlive(database());
+    // One copy for all three: who becomes a reactor now was none in the period that has ended.
+    const OdDbObjectIdArray reactors = m_extras->reactors.ids();
+    OdDbObjectAccess::sendTo(
+        reactors, *this,
+        [](OdDbObject& reactor, OdDbObject const& changed) { reactor.modified(&changed); });
+    if ((state & kGraphicsModified) != 0) {
+        OdDbObjectAccess::sendTo(reactors, *this,
+                                 [](OdDbObject& reactor, OdDbObject const& changed) {
+                                     reactor.modifiedGraphics(&changed);
+                                 });
+    }
+    OdDbObjectAccess::sendTo(
+        reactors, *this,
+        [](OdDbObject& reactor, OdDbObject const& changed) { reactor.objectClosed(&changed); });
 }
 
 void OdDbObject::copied(OdDbObject const* /*object*/, OdDbObject const* /*newObject*/) {}
@@ -524,6 +573,9 @@ void OdDbObject::setOwnerId(OdDbObjectId owner)
 {
     if (m_record != nullptr && !owner.isNull() && owner.database() != database()) {
         throw OdError(kOdWrongDatabase);
+    }
+    if (m_record != nullptr) {
+        owner.convertToRedirectedId();  // the database that leads here may go first
     }
     if (OdDbDwgFiler* filer = beginBaseChange(kOwner, /*recordModified=*/true)) {
         filer->wrSoftPointerId(m_ownerId);
@@ -635,29 +687,21 @@ void OdDbObject::setXData(OdResBuf const* chain)
     }
     for (XDataEntry& group : groups) {
         OdDbDwgFiler* filer = beginBaseChange(kXData, /*recordModified=*/true);
+        const OdString app = extras().storedName(group.app);
         const std::vector<std::uint8_t> before =
-            extras().exchangeXData(group.app, std::move(group.bytes));
+            extras().exchangeXData(app, std::move(group.bytes));
         if (filer != nullptr) {
-            filer->wrString(group.app);
+            filer->wrString(app);
             filer->wrInt32(static_cast<std::int32_t>(before.size()));
             filer->wrBytes(before.data(), static_cast<std::uint32_t>(before.size()));
         }
     }
 }
 
-/// Whether an id has an object that isn't erased; loads none. A drawing may name objects that it has
-/// not.
-static bool isThere(OdDbObjectId id)
-{
-    id.convertToRedirectedId();
-    return !id.isNull() && !id.isErased() &&
-           !id.database()->getOdDbObjectId(id.getHandle()).isNull();
-}
-
 OdDbObjectId OdDbObject::extensionDictionary() const
 {
     assertReadEnabled();
-    if (m_extras == nullptr || !isThere(m_extras->extensionDictionary)) {
+    if (m_extras == nullptr || !odDbIsThere(m_extras->extensionDictionary)) {
         return OdDbObjectId::kNull;
     }
     return m_extras->extensionDictionary;
@@ -676,7 +720,7 @@ void OdDbObject::createExtensionDictionary()
         (void)present.safeOpenObject(OdDb::kForWrite, /*openErased=*/true)->erase(false);
         return;
     }
-    if (isThere(present)) {
+    if (odDbIsThere(present)) {
         return;
     }
     OdDbDictionaryPtr dictionary = OdDbDictionary::createObject();
@@ -745,9 +789,10 @@ void OdDbObject::applyPartialUndo(OdDbDwgFiler* filer, OdRxClass* cls)
         const OdString app = filer->rdString();
         std::vector<std::uint8_t> bytes = readBytes(*filer);
         OdDbDwgFiler* inverse = beginBaseChange(kXData, true);
-        const std::vector<std::uint8_t> before = extras().exchangeXData(app, std::move(bytes));
+        const OdString stored = extras().storedName(app);
+        const std::vector<std::uint8_t> before = extras().exchangeXData(stored, std::move(bytes));
         if (inverse != nullptr) {
-            inverse->wrString(app);
+            inverse->wrString(stored);
             inverse->wrInt32(static_cast<std::int32_t>(before.size()));
             inverse->wrBytes(before.data(), static_cast<std::uint32_t>(before.size()));
         }

@@ -226,6 +226,13 @@ void OdDbObjectId::convertToRedirectedId() noexcept
     m_record = redirected();
 }
 
+bool odDbIsThere(OdDbObjectId id)
+{
+    id.convertToRedirectedId();
+    return !id.isNull() && !id.isErased() &&
+           !id.database()->getOdDbObjectId(id.getHandle()).isNull();
+}
+
 void odDbRequireReference(OdDbObject const& object, OdDbObjectId id, OdRxClass* cls)
 {
     if (id.isNull()) {

@@ -61,10 +61,32 @@ bool OdDbStorageAccess::isHeaderChanged() const noexcept
     return m_database.impl().headerChanged;
 }
 
+bool OdDbStorageAccess::isEmptied() const noexcept
+{
+    return m_database.impl().isEmptied;
+}
+
+bool OdDbStorageAccess::beginSaving()
+{
+    OdDbDatabaseImpl& impl = m_database.impl();
+    if (impl.ids.isSaving()) {
+        return false;
+    }
+    impl.headerChangedInSave = false;
+    impl.ids.beginSaving();
+    return true;
+}
+
+void OdDbStorageAccess::endSaving() noexcept
+{
+    m_database.impl().ids.endSaving();
+}
+
 void OdDbStorageAccess::markSaved()
 {
-    m_database.impl().ids.clearChanged();
-    m_database.impl().headerChanged = false;
+    OdDbDatabaseImpl& impl = m_database.impl();
+    impl.ids.clearChanged();
+    impl.headerChanged = impl.ids.isSaving() && impl.headerChangedInSave;
 }
 
 std::vector<OdDbStorageAccess::Damage> const& OdDbStorageAccess::damages() const noexcept

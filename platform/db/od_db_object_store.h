@@ -106,7 +106,13 @@ public:
     void fileOut(OdDbObject const& object, OdDbDwgFiler& filer) const;
     /// Whether the settings have changed since `markSaved`.
     bool isHeaderChanged() const noexcept;
-    /// Tells that what is in memory and what is stored are the same now.
+    /// Whether the drawing was unloaded, so that nothing of it is left to be saved.
+    bool isEmptied() const noexcept;
+    /// Begins a save; the drawing can't be unloaded until it ends. False if one is under way.
+    [[nodiscard]] bool beginSaving();
+    void endSaving() noexcept;
+    /// Tells that what is in memory and what is stored are the same now, but for what has been
+    /// changed since `beginSaving` in a save that is under way: that may have missed it.
     void markSaved();
 
     /// A stored object that could not be read.

@@ -251,6 +251,11 @@ void OdDbUndoLog::play(Tape& from, std::size_t downTo, Tape* inverse)
 
 void OdDbUndoLog::playEntry(Tape& from, Entry const& entry)
 {
+    // A proxy gives way to its object once its class is there, and that may not be read so far.
+    if (entry.record != nullptr && entry.record->object == nullptr &&
+        !m_database.load(*entry.record)) {
+        throw OdError(kOdObjectDamaged);
+    }
     m_reader.readFrom(std::span<std::uint8_t const>(from.bytes).subspan(entry.start));
     switch (entry.kind) {
     case Kind::kState:
@@ -268,7 +273,7 @@ void OdDbUndoLog::playState(OdDbIdRecord* record)
         fileState(*m_inverse, record);
     }
     if (record == nullptr) {
-        m_database.headerChanged = true;
+        m_database.markHeaderChanged();
     } else {
         touch(*record, true);
     }

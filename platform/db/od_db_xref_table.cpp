@@ -108,7 +108,7 @@ bool OdDbXrefTable::hasOpenObjects(OdDbHandle block) const
         return false;
     }
     OdDbDatabaseImpl const& impl = database->impl();
-    return impl.hasOpenObjects() ||
+    return impl.isInUse() ||
            std::any_of(impl.xrefs.m_entries.begin(), impl.xrefs.m_entries.end(),
                        [&](auto const& nested) { return impl.xrefs.hasOpenObjects(nested.first); });
 }
