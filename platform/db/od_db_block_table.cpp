@@ -33,6 +33,30 @@ enum Opcode : std::uint8_t
 constexpr wchar_t kModelSpaceName[] = L"*Model_Space";
 constexpr wchar_t kPaperSpaceName[] = L"*Paper_Space";
 
+/// Sets a variable for as long as this object lives.
+template <class T>
+class Held
+{
+public:
+    Held(T& variable, T const& value) : m_variable(variable), m_before(variable)
+    {
+        variable = value;
+    }
+    Held(Held const&) = delete;
+    Held& operator=(Held const&) = delete;
+    ~Held() { m_variable = m_before; }
+
+private:
+    T& m_variable;
+    T m_before;
+};
+
+bool isLayoutName(OdString const& name)
+{
+    return odIcmp(name.left(12), kModelSpaceName) == 0 ||
+           odIcmp(name.left(12), kPaperSpaceName) == 0;
+}
+
 OdDbObjectIdArray readIds(OdDbDwgFiler& filer, OdDb::ReferenceType type)
 {
     const std::uint32_t count = odDbReadCount(filer, 1);
@@ -133,17 +157,17 @@ OdDbObjectId OdDbBlockTableRecord::appendOdDbEntity(OdDbEntity* entity)
     return id;
 }
 
-/// Makes another block the owner of all entities that can be opened.
-void OdDbBlockTableRecord::giveEntitiesTo(OdDbBlockTableRecord& other, OdDbObjectIdArray& given,
-                                          OdDbObjectIdArray& kept) const
+void OdDbBlockTableRecord::openEntities(std::vector<OdDbObjectPtr>& opened,
+                                        OdDbObjectIdArray& openedIds,
+                                        OdDbObjectIdArray& closedIds) const
 {
     for (OdDbObjectId id : m_entities) {
-        const OdDbObjectPtr entity = id.openObject(OdDb::kForWrite, /*openErased=*/true);
+        OdDbObjectPtr entity = id.openObject(OdDb::kForWrite, /*openErased=*/true);
         if (entity.isNull()) {
-            kept.append(id);
+            closedIds.append(id);
         } else {
-            entity->setOwnerId(other.objectId());
-            given.append(id);
+            openedIds.append(id);
+            opened.push_back(std::move(entity));
         }
     }
 }
@@ -176,14 +200,50 @@ void OdDbBlockTableRecord::swapEntities(OdDbBlockTableRecord& other)
     };
     requireWelcome(*this, other);
     requireWelcome(other, *this);
+    // Reactors of the entities are told of the new owners, and may append to the blocks then: by that
+    // time the lists are exchanged, and all entities stay open until all have their owners.
+    std::vector<OdDbObjectPtr> opened;
     OdDbObjectIdArray mine;
     OdDbObjectIdArray theirs;
     OdDbObjectIdArray given;
-    giveEntitiesTo(other, given, mine);
-    other.giveEntitiesTo(*this, mine, theirs);
+    openEntities(opened, given, mine);
+    const std::size_t ownCount = opened.size();
+    other.openEntities(opened, mine, theirs);
     theirs.append(given);
     m_entities = mine;
     other.m_entities = theirs;
+    for (std::size_t index = 0; index < opened.size(); ++index) {
+        OdDbBlockTableRecord& before = index < ownCount ? *this : other;
+        const Held<OdDbObjectId> exchanged(before.m_exchanged, opened[index]->objectId());
+        opened[index]->setOwnerId((index < ownCount ? other : *this).objectId());
+    }
+}
+
+void OdDbBlockTableRecord::ownedObjectLeft(OdDbObjectId id)
+{
+    if (id == m_exchanged || !std::as_const(m_entities).contains(id)) {
+        return;
+    }
+    // Reactors may change the list when they are told, so it is searched once more behind that.
+    assertWriteEnabled(/*autoUndo=*/false, /*recordModified=*/true);
+    for (unsigned position = m_entities.size(); position > 0; --position) {
+        if (std::as_const(m_entities)[position - 1] != id) {
+            continue;
+        }
+        recordEntity(kEntityTakenOut, id, position - 1);
+        m_entities.removeAt(position - 1);
+        const auto reference =
+            OdDbBlockReference::cast(id.openObject(OdDb::kForRead, /*openErased=*/true).get());
+        const OdDbBlockTableRecordPtr shown =
+            reference.isNull() ? OdDbBlockTableRecordPtr()
+                               : openBlock(reference->blockTableRecord(), OdDb::kForWrite,
+                                           /*openErased=*/true);
+        if (!shown.isNull()) {
+            shown->setReference(id, /*isThere=*/false);
+            shown->downgradeOpen();
+        }
+        return;
+    }
 }
 
 OdDbObjectIteratorPtr OdDbBlockTableRecord::newIterator(bool atBeginning, bool skipErased,
@@ -218,9 +278,7 @@ std::uint32_t OdDbBlockTableRecord::entityCount() const
 
 bool OdDbBlockTableRecord::isLayout() const
 {
-    const OdString name = getName();
-    return odIcmp(name.left(12), kModelSpaceName) == 0 ||
-           odIcmp(name.left(12), kPaperSpaceName) == 0;
+    return isLayoutName(getName());
 }
 
 bool OdDbBlockTableRecord::isAnonymous() const
@@ -582,8 +640,13 @@ OdDbObjectId OdDbBlockTable::add(OdDbSymbolTableRecord* record)
 
 OdString OdDbBlockTable::nameForClone(OdString const& name, OdDbIdMapping const& mapping)
 {
-    const bool isAnonymous = !name.isEmpty() && name.getAt(0) == L'*';
-    return isAnonymous ? freeAnonymousName() : OdDbSymbolTable::nameForClone(name, mapping);
+    // The layouts of a drawing that is cloned whole stay layouts; elsewhere they are mere blocks.
+    const bool isWhole = mapping.deepCloneContext() == OdDb::DeepCloneType::kDcWblock;
+    if (isWhole && isLayoutName(name) && !has(name)) {
+        return name;
+    }
+    const bool isOfSystem = !name.isEmpty() && name.getAt(0) == L'*';
+    return isOfSystem ? freeAnonymousName() : OdDbSymbolTable::nameForClone(name, mapping);
 }
 
 OdString OdDbBlockTable::freeAnonymousName()

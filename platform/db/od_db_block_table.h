@@ -5,6 +5,8 @@
 #include "db/od_db_symbol_table.h"
 #include "ge/od_ge_point3d.h"
 
+#include <vector>
+
 class OdDbEntity;
 class OdDbObjectIterator;
 using OdDbObjectIteratorPtr = OdSmartPtr<OdDbObjectIterator>;
@@ -27,7 +29,8 @@ public:
     ///         another block, (cyclic reference) for a reference to a block that contains this one.
     OdDbObjectId appendOdDbEntity(OdDbEntity* entity);
     /// Exchanges the entities of two blocks, which keep their ids and their order; erased ones go with
-    /// them, those that can't be opened stay. Both blocks must be open for write.
+    /// them, those that can't be opened stay. Both blocks must be open for write. Reactors of the
+    /// entities are told when the lists are exchanged.
     /// \throws OdError (not in database), (wrong database) for blocks of two drawings, (cyclic
     ///         reference) if a block would come to contain itself. Nothing has changed then.
     void swapEntities(OdDbBlockTableRecord& other);
@@ -100,12 +103,14 @@ private:
     /// Enters a reference to this block, or takes it out. Part of undo, but no modification of the
     /// block: its content is the same. The block must be open for write.
     void setReference(OdDbObjectId reference, bool isThere);
-    void giveEntitiesTo(OdDbBlockTableRecord& other, OdDbObjectIdArray& given,
-                        OdDbObjectIdArray& kept) const;
+    /// Opens all entities that can be opened, for write, and lists the others apart.
+    void openEntities(std::vector<OdDbObjectPtr>& opened, OdDbObjectIdArray& openedIds,
+                      OdDbObjectIdArray& closedIds) const;
     void recordEntity(std::uint8_t opcode, OdDbObjectId id, unsigned position);
 
     OdDbObjectIdArray m_entities;
     OdDbObjectIdArray m_references;  ///< ascending; erased ones stay, and are passed over
+    OdDbObjectId m_exchanged;        ///< gets another owner now, and the list is right already
     OdString m_pathName;
     bool m_isOverlay = false;
     bool m_isUnloaded = false;

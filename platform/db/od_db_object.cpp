@@ -1,5 +1,6 @@
 #include "db/od_db_object.h"
 
+#include "db/od_db_block_table.h"
 #include "db/od_db_database_impl.h"
 #include "db/od_db_dictionary.h"
 #include "db/od_db_entity.h"
@@ -589,7 +590,11 @@ void OdDbObject::setOwnerId(OdDbObjectId owner)
 
 void OdDbObject::tellOwnerOfLeaving(OdDbObjectId before)
 {
-    if (OdDbObjectPtr owner = openContainerOfNames(before); !owner.isNull()) {
+    OdRxClass const* cls = before.objectClass();
+    const bool wasInBlock = cls != nullptr && cls->isDerivedFrom(OdDbBlockTableRecord::desc());
+    const OdDbObjectPtr owner = wasInBlock ? before.openObject(OdDb::kForWrite, /*openErased=*/true)
+                                           : openContainerOfNames(before);
+    if (!owner.isNull()) {
         owner->ownedObjectLeft(objectId());
     }
 }
