@@ -458,7 +458,7 @@ TEST_F(ConstraintManager, GeneratesNamesWithoutTheNumberOfTheBase)
 {
     EXPECT_EQ(manager()->generateZemDbObjectName(L"Solid_12"), OdString(L"Solid_1"));
     EXPECT_EQ(manager()->generateZemDbObjectName(L"Solid12"), OdString(L"Solid_1"));
-    EXPECT_EQ(manager()->generateZemDbObjectName(L"12"), OdString(L"12_1"));
+    EXPECT_EQ(manager()->generateZemDbObjectName(L"12"), OdString(L"_1"));
     EXPECT_EQ(manager()->generateZemDbObjectName(OdString()), OdString(L"_1"));
 }
 

@@ -67,6 +67,15 @@ OdSmartPtr<ZemDbConstraintManager> openManager(OdDbObjectId id, OdDb::OpenMode m
     return ZemDbConstraintManager::cast(id.openObject(mode).get());
 }
 
+/// The id if it is a manager's; null for what else stands under a manager's key.
+OdDbObjectId managerOnly(OdDbObjectId id)
+{
+    OdRxClass const* const cls = id.objectClass();
+    return cls != nullptr && cls->isDerivedFrom(ZemDbConstraintManager::desc())
+               ? id
+               : OdDbObjectId::kNull;
+}
+
 /// A class's new constraint.
 OdSmartPtr<ZemConstraint> createConstraint(OdString const& className)
 {
@@ -119,19 +128,28 @@ public:
             ++m_repeats;
         }
     }
-    void remove(OdString const& name)
+    /// \return False if no object is known by the name: names were changed through a bag that was
+    ///         held, or of an object that was erased.
+    bool remove(OdString const& name)
     {
         if (name.isEmpty()) {
+            if (m_unnamed == 0) {
+                return false;
+            }
             --m_unnamed;
-            return;
+            return true;
         }
         const auto at = m_counts.find(name);
+        if (at == m_counts.end()) {
+            return false;
+        }
         if (--at->second != 0) {
             --m_repeats;
-            return;
+            return true;
         }
         m_counts.erase(at);
         m_takenEnd = m_takenStart;
+        return true;
     }
     /// What `zemu::generateUniqueName` gives for a set of the names, which stays as it is.
     OdString firstFree(OdString const& base, int start)
@@ -206,7 +224,8 @@ ZemProperties& ZemDbConstraintManager::getWriteProperties()
 
 OdDbObjectId ZemDbConstraintManager::getRootCM(OdDbDatabase* database, bool create)
 {
-    return zemu::getRootObjectByName(database, kZemDatabaseKey, create ? desc() : nullptr);
+    return managerOnly(
+        zemu::getRootObjectByName(database, kZemDatabaseKey, create ? desc() : nullptr));
 }
 
 OdDbObjectId ZemDbConstraintManager::getInstance(OdDbObjectId blockId, bool create)
@@ -218,7 +237,7 @@ OdDbObjectId ZemDbConstraintManager::getInstanceImpl(OdDbObjectId blockId, bool 
                                                      bool registerInRoot)
 {
     const OdDbObjectId id =
-        zemu::getObjInExtDict(blockId, kZemDatabaseKey, create ? desc() : nullptr);
+        managerOnly(zemu::getObjInExtDict(blockId, kZemDatabaseKey, create ? desc() : nullptr));
     if (!id.isNull() && create && registerInRoot) {
         const auto root = openManager(getRootCM(id.database(), /*create=*/true), OdDb::kForWrite);
         if (!root.isNull()) {
@@ -428,9 +447,7 @@ void ZemDbConstraintManager::unregisterZemDbObject(ZemDbObject* object)
     }
     assertWriteEnabled(true, true);
     (void)m_zemDbObjects.removeFirst(object->objectId());
-    if (m_names != nullptr && m_names->isCurrent()) {
-        m_names->remove(object->name());
-    } else {
+    if (m_names != nullptr && !(m_names->isCurrent() && m_names->remove(object->name()))) {
         m_names.reset();  // has names from before a change
     }
 }
@@ -438,8 +455,7 @@ void ZemDbConstraintManager::unregisterZemDbObject(ZemDbObject* object)
 OdString ZemDbConstraintManager::generateZemDbObjectName(OdString const& base) const
 {
     assertReadEnabled();
-    const OdString stem = zemu::removeNumericSuffix(base);
-    return names().firstFree(stem.isEmpty() ? base : stem,
+    return names().firstFree(zemu::removeNumericSuffix(base),
                              static_cast<int>(m_zemDbObjects.size()) + 1);
 }
 
@@ -471,14 +487,34 @@ void ZemDbConstraintManager::generateZemDbObjectNames()
                 base = host->attachedEntityName(object->attachedEntityId(), this);
             }
         }
-        const OdString stem = zemu::removeNumericSuffix(base);
         object->upgradeOpen();
-        object->setName(zemu::generateUniqueName(stem.isEmpty() ? base : stem, taken, start));
+        object->setName(zemu::generateUniqueName(zemu::removeNumericSuffix(base), taken, start));
     }
 }
 
 //--------------------------------------------------------------------------------------------------
 // Constraints
+
+/// Where a constraint stands, whatever number it says it has: a caller may have given it another one.
+ZemDbConstraintManager::Constraints::iterator
+ZemDbConstraintManager::placeOf(OdSmartPtr<ZemConstraint> const& constraint)
+{
+    const auto at = m_constraints.find(constraint->nodeId());
+    if (at != m_constraints.end() && at->second == constraint) {
+        return at;
+    }
+    return std::find_if(m_constraints.begin(), m_constraints.end(),
+                        [&](auto const& entry) { return entry.second == constraint; });
+}
+
+/// Takes the manager out of what was one of its constraints, which may be another one's by now.
+void ZemDbConstraintManager::letGo(ZemConstraint& constraint)
+{
+    detachReactor(constraint.userVariable());
+    if (constraint.owner() == objectId()) {
+        constraint.setOwner(OdDbObjectId::kNull);
+    }
+}
 
 void ZemDbConstraintManager::addConstraint(OdSmartPtr<ZemConstraint> const& constraint)
 {
@@ -486,7 +522,15 @@ void ZemDbConstraintManager::addConstraint(OdSmartPtr<ZemConstraint> const& cons
         throw OdError(kOdNullObjectPointer);
     }
     assertWriteEnabled(true, true);
-    constraint->setNodeId(m_constraints.empty() ? 1 : nodeIdAbove(m_constraints.rbegin()->first));
+    const std::uint32_t nodeId =
+        m_constraints.empty() ? 1 : nodeIdAbove(m_constraints.rbegin()->first);
+    // One that is here already gets a new number: it never stands under two.
+    if (constraint->owner() == objectId()) {
+        if (const auto at = placeOf(constraint); at != m_constraints.end()) {
+            m_constraints.erase(at);
+        }
+    }
+    constraint->setNodeId(nodeId);
     constraint->setOwner(objectId());
     m_constraints.emplace(constraint->nodeId(), constraint);
 }
@@ -496,23 +540,24 @@ void ZemDbConstraintManager::removeConstraint(OdSmartPtr<ZemConstraint> const& c
     if (constraint.isNull()) {
         return;
     }
-    const auto at = m_constraints.find(constraint->nodeId());
-    if (at == m_constraints.end() || at->second != constraint) {
+    const auto at = placeOf(constraint);
+    if (at == m_constraints.end()) {
         return;
     }
     assertWriteEnabled(true, true);
     invalidateTCCache();
-    detachReactor(constraint->userVariable());
     const OdSmartPtr<ZemConstraint> kept = at->second;
     m_constraints.erase(at);
-    kept->setOwner(OdDbObjectId::kNull);
+    letGo(*kept);
 }
 
 void ZemDbConstraintManager::removeAllConstraints()
 {
     assertWriteEnabled(true, true);
-    while (!m_constraints.empty()) {
-        removeConstraint(OdSmartPtr<ZemConstraint>(m_constraints.begin()->second));
+    invalidateTCCache();
+    const Constraints removed = std::exchange(m_constraints, {});
+    for (auto const& [nodeId, constraint] : removed) {
+        letGo(*constraint);
     }
 }
 
@@ -606,6 +651,9 @@ void ZemDbConstraintManager::addArguments(OdSmartPtr<ZemConstraint> const& const
 {
     // The notice before the change of the arguments records undo.
     assertWriteEnabled(/*autoUndo=*/false, /*recordModified=*/false);
+    if (constraint.isNull()) {
+        throw OdError(kOdNullObjectPointer);
+    }
     invalidateTCCache();
     std::vector<ExtendedDep> dependencies = constraint->dependencies();
     ZemExtendedPathArray added;
@@ -626,6 +674,9 @@ void ZemDbConstraintManager::removeArguments(OdSmartPtr<ZemConstraint> const& co
                                              ZemExtendedPathArray const& paths)
 {
     assertWriteEnabled(/*autoUndo=*/false, /*recordModified=*/false);
+    if (constraint.isNull()) {
+        throw OdError(kOdNullObjectPointer);
+    }
     invalidateTCCache();
     std::vector<ExtendedDep> kept = constraint->dependencies();
     for (ZemExtendedPath const& path : paths) {
@@ -639,7 +690,8 @@ void ZemDbConstraintManager::replaceConstraintDependencies(ZemDbObject const* ob
                                                            ZemDependenciesReplacementMap const& map)
 {
     assertWriteEnabled(/*autoUndo=*/false, /*recordModified=*/false);
-    for (auto const& [nodeId, constraint] : m_constraints) {
+    const Constraints constraints = m_constraints;  // who hears of a change may add and remove some
+    for (auto const& [nodeId, constraint] : constraints) {
         std::vector<ExtendedDep> dependencies = constraint->dependencies();
         bool isChanged = false;
         for (ExtendedDep& dependency : dependencies) {
@@ -729,6 +781,9 @@ OdDbObjectId ZemDbConstraintManager::variableReactor(bool create)
         throw OdError(kOdClassNotRegistered);
     }
     assertWriteEnabled(true, true);
+    if (database() == nullptr) {
+        throw OdError(kOdNotInDatabase);
+    }
     const OdSmartPtr<ZemDbVariableReactor> reactor = ZemDbVariableReactor::desc()->create();
     id = database()->addOdDbObject(reactor.get(), objectId());
     m_properties.removeProperty(s_variableReactorKey);
@@ -804,25 +859,27 @@ bool ZemDbConstraintManager::ownsLinksOf(ZemConstraint const& constraint) const
     return true;
 }
 
-bool ZemDbConstraintManager::takeModelObject(OdDbObjectId id, OdDbIdMapping& idMapping,
+void ZemDbConstraintManager::takeModelObject(OdDbObjectId id, ZemDbConstraintManager& source,
+                                             OdDbIdMapping& idMapping,
                                              ZemDbReverseIdMapping const& reverseMapping,
                                              ChangedIds& changedIds)
 {
     const auto object = openModelObject(id, OdDb::kForWrite);
     if (object.isNull()) {
-        return false;
+        return;
     }
     const OdDbObjectId entityId = object->attachedEntityId();
     const auto entity = OdDbEntity::cast(entityId.openObject(OdDb::kForRead).get());
     if (entity.isNull() || entity->blockId() != blockId()) {
-        return false;
+        return;
     }
     const auto attached = ZemDbObject::openZemDbObject(entity.get(), OdDb::kForRead, false);
     if (attached != object) {
-        return false;  // the entity has another model object already
+        return;  // the entity has another model object already
     }
     object->setOwnerId(objectId());
     registerZemDbObject(object.get());
+    source.unregisterZemDbObject(object.get());
     OdDbIdPair pair;
     if (reverseMapping.compute(entityId, pair)) {
         changedIds.insert(id);
@@ -834,13 +891,11 @@ bool ZemDbConstraintManager::takeModelObject(OdDbObjectId id, OdDbIdMapping& idM
         }
     }
     object->notifyAboutModifications(true);
-    return true;
 }
 
-void ZemDbConstraintManager::takeConstraint(OdSmartPtr<ZemConstraint> const& constraint,
-                                            OdDbObjectId formerReactor)
+void ZemDbConstraintManager::takeVariable(OdSmartPtr<ZemConstraint> const& constraint,
+                                          OdDbObjectId formerReactor)
 {
-    addConstraint(constraint);
     const OdDbObjectPtr variable = constraint->userVariable().openObject(OdDb::kForWrite);
     if (!variable.isNull() && variable->hasPersistentReactor(formerReactor)) {
         variable->removePersistentReactor(formerReactor);
@@ -862,16 +917,20 @@ void ZemDbConstraintManager::mergeManagers(ZemDbConstraintManager* source, OdDbI
     assertWriteEnabled(true, true);
     source->assertWriteEnabled(true, true);
     invalidateTCCache();
+    // Each thing is listed by one of the two all the time, whatever throws on the way.
     for (OdDbObjectId id : source->zemDbObjects()) {
-        (void)takeModelObject(id, idMapping, reverseMapping, changedIds);
+        takeModelObject(id, *source, idMapping, reverseMapping, changedIds);
     }
     const OdDbObjectId formerReactor = source->variableReactor(/*create=*/false);
-    const Constraints constraints = std::exchange(source->m_constraints, {});
+    const Constraints constraints = source->m_constraints;
     for (auto const& [nodeId, constraint] : constraints) {
         if (ownsLinksOf(*constraint)) {
-            takeConstraint(constraint, formerReactor);
+            addConstraint(constraint);
+            source->m_constraints.erase(nodeId);
+            takeVariable(constraint, formerReactor);
         }
     }
+    source->m_constraints.clear();
     source->m_zemDbObjects.clear();
     source->m_names.reset();
     generateZemDbObjectNames();

@@ -64,10 +64,11 @@ public:
     /// \name Instances
     /// @{
     /// The root of a drawing, which is made if it is wanted.
-    /// \return Null if there is none, and for a null database.
+    /// \return Null if there is none, for a null database, and if something else has its key.
     static OdDbObjectId getRootCM(OdDbDatabase* database, bool create);
     /// The manager of a block, which is made and listed in the root if it is wanted.
-    /// \return Null if there is none, and for an id that can't be opened.
+    /// \return Null if there is none, for an id that can't be opened, and if something else has the
+    ///         manager's key.
     static OdDbObjectId getInstance(OdDbObjectId blockId, bool create);
     /// As `getInstance`.
     /// \param registerInRoot  Whether a manager that may be made is listed in the root.
@@ -93,7 +94,8 @@ public:
     /// The entities whose solution is out of date, in order of handles.
     OdDbObjectIdArray getModifiedObjects() const;
     /// Told that an entity has changed, or that its changes concern nobody any more. The manager is
-    /// open for read at least, and raised to write if it changes.
+    /// open for read at least, and raised to write to list or drop the entity; a status that changes
+    /// otherwise needs it open for write.
     void notifyAboutModifications(OdDbObjectId entityId, bool modified);
     /// Told of a change of a constraint: before it, when it has changed what is to be solved, and
     /// when it is complete. Null does nothing.
@@ -131,11 +133,12 @@ public:
 
     /// \name Constraints
     /// @{
-    /// Adds a constraint, with the number above the greatest in use, from 1.
+    /// Adds a constraint, with the number above the greatest in use, from 1. One that is here already
+    /// only gets that number.
     /// \throws OdError (null object pointer).
     void addConstraint(OdSmartPtr<ZemConstraint> const& constraint);
-    /// Takes a constraint out. Its variable stays, without the manager's reactor. One that isn't
-    /// here changes nothing.
+    /// Takes a constraint out, whatever number it has been given. Its variable stays, without the
+    /// manager's reactor. One that isn't here changes nothing.
     void removeConstraint(OdSmartPtr<ZemConstraint> const& constraint);
     void removeAllConstraints();
     /// The constraint of a number; null if there is none.
@@ -148,9 +151,11 @@ public:
     ///
     /// \param addedPaths  Gets those paths.
     /// \throws ZemException "Failed to create dependency"; the constraint is as before then.
+    ///         OdError (null object pointer).
     void addArguments(OdSmartPtr<ZemConstraint> const& constraint,
                       ZemExtendedPathArray const& paths, ZemExtendedPathArray& addedPaths);
     /// Takes the arguments that lead along the paths out of a constraint. Their links stay.
+    /// \throws OdError (null object pointer).
     void removeArguments(OdSmartPtr<ZemConstraint> const& constraint,
                          ZemExtendedPathArray const& paths);
     /// Follows a remapping of links: each argument whose link was replaced gets the living
@@ -176,6 +181,7 @@ public:
     OdDbObjectIdArray variables() const;
     /// The reactor that sits on variables of constraints and hands their changes on.
     /// \param create  Whether to make it if there is none.
+    /// \throws OdError (not in a database) if it is to be made by a manager that is in none.
     OdDbObjectId variableReactor(bool create);
     /// Makes a constraint follow a variable, see `ZemConstraint::createVariable`, and the manager's
     /// reactor watch that.
@@ -223,13 +229,15 @@ private:
     Names& names() const;
     void dropModified(OdDbObjectId entityId);
     void detachReactor(OdDbObjectId variable);
+    Constraints::iterator placeOf(OdSmartPtr<ZemConstraint> const& constraint);
+    void letGo(ZemConstraint& constraint);
     OdResult readConstraints(OdDbDwgFiler& filer);
     void fileState(OdDbDwgFiler& filer) const;
     void readState(OdDbDwgFiler& filer);
-    bool takeModelObject(OdDbObjectId id, OdDbIdMapping& idMapping,
+    void takeModelObject(OdDbObjectId id, ZemDbConstraintManager& source, OdDbIdMapping& idMapping,
                          ZemDbReverseIdMapping const& reverseMapping, ChangedIds& changedIds);
     bool ownsLinksOf(ZemConstraint const& constraint) const;
-    void takeConstraint(OdSmartPtr<ZemConstraint> const& constraint, OdDbObjectId formerReactor);
+    void takeVariable(OdSmartPtr<ZemConstraint> const& constraint, OdDbObjectId formerReactor);
 
     IdSet m_modifiedObjects;
     ZemIdList m_zemDbObjects;
