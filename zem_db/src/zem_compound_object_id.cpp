@@ -135,7 +135,15 @@ OdResult ZemCompoundObjectId::getFullPathEx(OdDbObjectIdArray& out, bool openEra
     std::for_each(at, records.end(), [&handles](BlockRefPathRecord const& record) {
         handles.append(record.handle());
     });
+    const unsigned inHost = out.size();
     const OdResult result = zemu::makeIdArray(handles, out, openErased);
+    // Those steps lie in another drawing. If the first of them was looked up in the host drawing, the
+    // other one was bound to it, and the handle belongs to something else there.
+    if (inHost != 0 && out.size() > inHost &&
+        std::as_const(out)[inHost].database() == std::as_const(out).first().database()) {
+        out.resize(inHost);
+        return kOdUnresolvedPath;
+    }
     if (result == kOdOk && !openErased && std::as_const(out).last().isErased()) {
         out.removeLast();
         return kOdUnresolvedPath;
