@@ -5,6 +5,7 @@
 
 #include "zem_constraint_maintenance.h"
 #include "zem_db_class_info.h"
+#include "zem_db_object.h"
 #include "zem_db_persid_manager.h"
 #include "zem_properties.h"
 
@@ -96,19 +97,24 @@ OdDbFullSubentPath ZemDbObjectDependency::getLinkObject(bool openErased) const
 void ZemDbObjectDependency::setLinkObject(OdDbFullSubentPath const& path)
 {
     assertWriteEnabled(true, true);
+    const bool hadPath = m_compoundId.size() != 0;
     m_compoundId.setFullPath(path.objectIds(), /*keepTail=*/false);
     m_subentId = path.subentId();
-    tellOwnerOfPath();
+    tellOwnerOfPath(hadPath);
 }
 
-/// A manager that isn't in memory has seen no path.
-void ZemDbObjectDependency::tellOwnerOfPath() const
+/// A manager that isn't in memory has seen no path; an erased one may come back.
+void ZemDbObjectDependency::tellOwnerOfPath(bool hadPath) const
 {
-    if (ownerId().isResident()) {
-        const auto manager = ZemDbPersIdManager::cast(ownerId().openObject(OdDb::kForRead).get());
-        if (!manager.isNull()) {
-            manager->onLinkChanged(objectId());
-        }
+    if (!ownerId().isResident()) {
+        return;
+    }
+    const OdDbObjectPtr owner = ownerId().openObject(OdDb::kForRead, /*openErased=*/true);
+    const auto manager = ZemDbPersIdManager::cast(owner.get());
+    const bool isTold = manager.isNull() ? owner.isNull() || owner->isKindOf(ZemDbObject::desc())
+                                         : manager->onLinkChanged(objectId());
+    if (hadPath && !isTold) {
+        s_rereads.fetch_add(1, std::memory_order_relaxed);  // a former owner may list the link
     }
 }
 
@@ -132,8 +138,9 @@ ZemCompoundObjectId const& ZemDbObjectDependency::compoundId() const
 void ZemDbObjectDependency::setCompoundId(ZemCompoundObjectId const& compoundId)
 {
     assertWriteEnabled(true, true);
+    const bool hadPath = m_compoundId.size() != 0;
     m_compoundId = compoundId;
-    tellOwnerOfPath();
+    tellOwnerOfPath(hadPath);
 }
 
 OdDbSubentId const& ZemDbObjectDependency::subentId() const

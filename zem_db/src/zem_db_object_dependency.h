@@ -46,7 +46,9 @@ public:
     OdResult getLinkObject(OdDbFullSubentPath& path, bool openErased) const;
     /// As above; a path that can't be resolved is given as far as it could be.
     OdDbFullSubentPath getLinkObject(bool openErased) const;
-    /// Makes this a link to a part, or with a null sub-entity id to the object itself.
+    /// Makes this a link to a part, or with a null sub-entity id to the object itself. Of the part's
+    /// index the lower 32 bits are filed: a part with a negative type or index, or with an index above
+    /// 2^31 - 1, is kept in memory only, and a link to it can't be read back.
     void setLinkObject(OdDbFullSubentPath const& path);
     /// The object in the drawing's own block that the path starts from: the outermost reference, or
     /// the entity itself; null for a link that leads nowhere.
@@ -56,9 +58,9 @@ public:
     void setCompoundId(ZemCompoundObjectId const& compoundId);
     /// The part; of a null type for the object itself.
     OdDbSubentId const& subentId() const;
-    /// Counts the links of all drawings that were read again after they had a path, as undo does. Who
-    /// keeps what paths links have looks again after it has changed; a path that is set is told to the
-    /// manager that owns the link.
+    /// Counts the links of all drawings that were read again after they had a path, as undo does, or
+    /// got another path while their owner didn't list them. Who keeps what paths links have looks again
+    /// after it has changed; any other path that is set is told to the manager that owns the link.
     static std::uint64_t rereadRevision() noexcept;
     /// @}
 
@@ -110,7 +112,7 @@ public:
     void appendToOwner(OdDbIdPair& pair, OdDbObject* owner, OdDbIdMapping& mapping) override;
 
 private:
-    void tellOwnerOfPath() const;
+    void tellOwnerOfPath(bool hadPath) const;
     std::unique_ptr<ZemProperties> makeProperties() const;
     ZemProperties& properties() const;
     bool isPlain() const noexcept;

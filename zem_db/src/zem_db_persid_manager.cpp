@@ -98,9 +98,10 @@ OdDbObjectIdArray ZemDbPersIdManager::getUnusedDependencies() const
     return m_impl->getNotWatched();
 }
 
-void ZemDbPersIdManager::onLinkChanged(OdDbObjectId id) const
+bool ZemDbPersIdManager::onLinkChanged(OdDbObjectId id) const
 {
     m_impl->links().linkChanged(id);
+    return m_impl->links().contains(id);
 }
 
 //--------------------------------------------------------------------------------------------------

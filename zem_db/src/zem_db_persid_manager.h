@@ -169,8 +169,8 @@ private:
     friend class ZemDbObjectDependency;
     friend class ZemDbPersIdManagerImpl;
 
-    /// A listed link has another path now.
-    void onLinkChanged(OdDbObjectId id) const;
+    /// A link that the manager owns has another path now. \return Whether it is listed.
+    bool onLinkChanged(OdDbObjectId id) const;
 
     std::unique_ptr<ZemDbPersIdManagerImpl> m_impl;
 };

@@ -31,15 +31,22 @@ std::uint32_t finish(std::uint64_t state, OdDbSubentId const& subent)
     return hash != kUnlinkedHash ? hash : 1;
 }
 
-/// By handle: an id and the one that it is redirected to have the same.
-std::uint32_t hashOfId(OdDbObjectId id)
+/// The handle of what an id denotes now.
+std::uint64_t handleOf(OdDbObjectId id)
 {
-    return static_cast<std::uint32_t>(id.getHandle().value());
+    if (OdDbObjectId::hasRedirections()) {
+        id.convertToRedirectedId();
+    }
+    return id.getHandle().value();
 }
 
-// Handles alone tell a path: an id and the one that it is redirected to have the same handle, and a
-// step in an external drawing is known by nothing else. So a link needn't be resolved to be entered,
-// and its entry holds good when external drawings come and go.
+std::uint32_t hashOfId(OdDbObjectId id)
+{
+    return static_cast<std::uint32_t>(handleOf(id));
+}
+
+// Handles alone tell a path: a step in an external drawing is known by nothing else. So a link needn't
+// be resolved to be entered, and its entry holds good when external drawings come and go.
 
 std::uint32_t hashOfLink(ZemDbObjectDependency const& link)
 {
@@ -47,9 +54,13 @@ std::uint32_t hashOfLink(ZemDbObjectDependency const& link)
     if (chain.size() == 0) {
         return kUnlinkedHash;
     }
+    // Steps have the handles of their ids, until those are redirected.
+    const OdDbObjectIdArray redirected =
+        OdDbObjectId::hasRedirections() ? chain.getPathPrefix() : OdDbObjectIdArray();
     std::uint64_t state = chain.size();
     for (unsigned at = 0; at < chain.size(); ++at) {
-        state = mix(state, chain.getHandle(at).value());
+        state = mix(state, at < redirected.size() ? handleOf(redirected[at])
+                                                  : chain.getHandle(at).value());
     }
     return finish(state, link.subentId());
 }
@@ -70,7 +81,7 @@ std::uint32_t hashOfPath(OdDbFullSubentPath const& path)
     }
     std::uint64_t state = path.objectIds().size();
     for (OdDbObjectId id : path.objectIds()) {
-        state = mix(state, id.getHandle().value());
+        state = mix(state, handleOf(id));
     }
     return finish(state, path.subentId());
 }
@@ -207,12 +218,21 @@ std::vector<std::uint32_t> ZemLinkList::placesWithCompany(OdDbObjectId owner) co
     std::vector<std::uint32_t> places = m_byPath.positionsWithCompany();
     std::vector<std::uint32_t> unlinked;
     m_byPath.visit(kUnlinkedHash, [&](std::uint32_t position) { unlinked.push_back(position); });
+    std::vector<std::uint32_t> hashes;
     for (std::uint32_t position : unlinked) {
         const auto link = ZemDbObjectDependency::cast(
             std::as_const(m_ids)[position].openObject(OdDb::kForRead).get());
         if (!link.isNull()) {
             places.push_back(position);
-            m_byPath.visit(hashOfLink(*link), [&](std::uint32_t at) { places.push_back(at); });
+            hashes.push_back(hashOfLink(*link));
+        }
+    }
+    // Each hash once: many links may lead the same way. Those that lead nowhere are all here already.
+    std::sort(hashes.begin(), hashes.end());
+    hashes.erase(std::unique(hashes.begin(), hashes.end()), hashes.end());
+    for (std::uint32_t hash : hashes) {
+        if (hash != kUnlinkedHash) {
+            m_byPath.visit(hash, [&](std::uint32_t at) { places.push_back(at); });
         }
     }
     std::sort(places.begin(), places.end());
@@ -223,6 +243,7 @@ std::vector<std::uint32_t> ZemLinkList::placesWithCompany(OdDbObjectId owner) co
 void ZemLinkList::append(OdDbObjectId id)
 {
     sync();
+    m_seen = OdDbObjectIdArray();  // or the array would be copied
     const std::uint32_t position = m_ids.append(id);
     if (m_byId.isBuilt()) {
         m_byId.insert(hashOfId(id), position);
@@ -252,6 +273,7 @@ OdDbObjectIdArray ZemLinkList::remove(OdDbObjectIdArray const& ids)
             places.push_back(position);
         }
     }
+    remember();
     std::sort(places.begin(), places.end(), std::greater<>());
     OdDbObjectIdArray removed;
     for (std::uint32_t position : places) {
@@ -281,6 +303,11 @@ void ZemLinkList::forget() const
 {
     m_gone = {};
     m_goneCount = 0;
+    dropTables();
+}
+
+void ZemLinkList::dropTables() const
+{
     m_byId.clear();
     m_byPath.clear();
     remember();
@@ -303,18 +330,31 @@ void ZemLinkList::linkChanged(OdDbObjectId id) const
     }
 }
 
-/// Notices a change that somebody who has got hold of the bag made without a word.
+/// Whether there are tables or gaps, which belong to the array as it was last seen.
+bool ZemLinkList::hasAnythingBeside() const noexcept
+{
+    return m_goneCount != 0 || m_byId.isBuilt() || m_byPath.isBuilt();
+}
+
+/// Notices a change that somebody who has got hold of the bag made without a word, and ids that
+/// denote something else by now.
 void ZemLinkList::sync() const
 {
-    if (std::as_const(m_ids).asArrayPtr() != m_seenData || m_ids.size() != m_seenSize) {
+    if (!hasAnythingBeside()) {
+        return;
+    }
+    if (std::as_const(m_ids).asArrayPtr() != std::as_const(m_seen).asArrayPtr() ||
+        m_ids.size() != m_seen.size()) {
         forget();
+    } else if (m_redirections != OdDbObjectId::redirectionRevision()) {
+        dropTables();
     }
 }
 
 void ZemLinkList::remember() const
 {
-    m_seenData = std::as_const(m_ids).asArrayPtr();
-    m_seenSize = m_ids.size();
+    m_seen = hasAnythingBeside() ? m_ids : OdDbObjectIdArray();
+    m_redirections = OdDbObjectId::redirectionRevision();
 }
 
 void ZemLinkList::closeGaps() const
@@ -323,6 +363,7 @@ void ZemLinkList::closeGaps() const
         return;
     }
     std::vector<std::uint32_t> newPositions(m_ids.size(), ZemPositionTable::kNone);
+    m_seen = OdDbObjectIdArray();  // or the array would be copied
     OdDbObjectId* const data = m_ids.asArrayPtr();
     std::uint32_t to = 0;
     for (std::uint32_t from = 0; from < m_ids.size(); ++from) {
@@ -349,6 +390,7 @@ void ZemLinkList::needIds() const
     for (std::uint32_t position = 0; position < m_ids.size(); ++position) {
         m_byId.insert(hashOfId(std::as_const(m_ids)[position]), position);
     }
+    remember();
 }
 
 void ZemLinkList::needPaths(OdDbObjectId owner) const
@@ -364,6 +406,7 @@ void ZemLinkList::needPaths(OdDbObjectId owner) const
         enterPath(position);
     }
     m_pathRevision = revision;
+    remember();
 }
 
 void ZemLinkList::enterPath(std::uint32_t position) const

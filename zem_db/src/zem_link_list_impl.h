@@ -73,7 +73,7 @@ class ZemLinkList
 public:
     /// The array, without gaps; valid until the next change.
     OdDbObjectIdArray const& ids() const;
-    /// The array for a bag that is bound to it. Whoever changes it through this calls `forget`.
+    /// The array for a bag that is bound to it. What is changed through it is noticed.
     OdDbObjectIdArray* variable();
     std::uint32_t size() const;
     bool contains(OdDbObjectId id) const;
@@ -105,6 +105,8 @@ private:
     }
     void sync() const;
     void remember() const;
+    void dropTables() const;
+    bool hasAnythingBeside() const noexcept;
     void closeGaps() const;
     void needIds() const;
     void needPaths(OdDbObjectId owner) const;
@@ -118,7 +120,8 @@ private:
     mutable ZemPositionTable m_byPath;
     mutable OdDbObjectId m_owner;              ///< who tells of changes of paths
     mutable std::uint64_t m_pathRevision = 0;  ///< of all links, when the paths were entered
-    /// What the array was after the last change from here, to notice one from elsewhere.
-    mutable OdDbObjectId const* m_seenData = nullptr;
-    mutable std::uint32_t m_seenSize = 0;
+    /// Shares the array that tables and gaps belong to, so that whoever changes it through the bag
+    /// changes another copy; empty while there are neither.
+    mutable OdDbObjectIdArray m_seen;
+    mutable std::uint64_t m_redirections = 0;  ///< of ids, when the tables were made
 };
