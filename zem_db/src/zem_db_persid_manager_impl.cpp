@@ -36,6 +36,7 @@ OdDbObjectId insertIdOf(OdDbFullSubentPath const& path)
 bool isOwnEntity(ZemDbPersIdManager const* manager, OdDbObjectId id)
 {
     return !id.isNull() && id.originalDatabase() == manager->database() &&
+           id.database() == manager->database() &&
            !OdDbEntity::cast(id.openObject(OdDb::kForRead).get()).isNull();
 }
 
@@ -105,7 +106,11 @@ ByInsert groupStrictly(OdDbObjectIdArray const& ids)
 void detach(ZemDbPersIdManager const* manager, ByInsert const& groups)
 {
     for (auto const& [insert, ids] : groups) {
-        const auto object = ZemDbObject::openZemDbObject(insert, OdDb::kForWrite, true);
+        // A living one may stand behind the erased one of an entity that came back.
+        auto object = ZemDbObject::openZemDbObject(insert, OdDb::kForWrite, /*openErased=*/false);
+        if (object.isNull()) {
+            object = ZemDbObject::openZemDbObject(insert, OdDb::kForWrite, /*openErased=*/true);
+        }
         if (object.isNull() || object->isErased()) {
             continue;
         }
@@ -184,6 +189,7 @@ ZemDbPersIdManagerImpl::ZemDbPersIdManagerImpl()
 
 OdResult ZemDbPersIdManagerImpl::dwgInFields(OdDbDwgFiler* filer)
 {
+    (void)m_links.ids();  // what was taken off stays off, even if nothing can be read
     m_links.forget();
     const OdResult result = ZemDbPropertiesBase::dwgInFields(filer);
     m_links.forget();
@@ -435,7 +441,10 @@ void ZemDbPersIdManagerImpl::audit(ZemDbPersIdManager* manager)
     detach(manager, unfitLinks);
     for (OdDbObjectId id : unfit) {
         const OdDbObjectPtr object = id.openObject(OdDb::kForWrite);
-        if (!object.isNull()) {
+        // A damaged list may name anything; what is neither owned nor a link is taken off it alone.
+        const bool mayErase = !object.isNull() && (object->ownerId() == manager->objectId() ||
+                                                   object->isKindOf(ZemDbObjectDependency::desc()));
+        if (mayErase) {
             (void)object->erase(true);
         }
     }

@@ -42,6 +42,7 @@ public:
             return;
         }
         link.setOwnerId(m_target.objectId());
+        m_moved.append(link.objectId());  // it has, whatever becomes of what follows
         if (kind == Kind::kChanged) {
             link.setLinkObject(OdDbFullSubentPath(path, link.subentId()));
         }
@@ -50,7 +51,6 @@ public:
             m_changedIds.insert(link.objectId());
             dropClonedReactors(link);
         }
-        m_moved.append(link.objectId());
     }
     /// In the order in which they came.
     OdDbObjectIdArray const& moved() const noexcept { return m_moved; }
@@ -136,11 +136,18 @@ OdResult ZemDbPersIdManagerImpl::mergeManagers(OdDbObject* target, OdDbObject* s
     }
     Merge merge(*into, mapping, reverseMapping, changedIds);
     const OdDbObjectIdArray links = from->objectDependencyIds();
-    for (OdDbObjectId id : links) {
-        const auto link = ZemDbObjectDependency::cast(id.openObject(OdDb::kForWrite).get());
-        if (!link.isNull()) {
-            merge.take(*link);
+    try {
+        for (OdDbObjectId id : links) {
+            const auto link = ZemDbObjectDependency::cast(id.openObject(OdDb::kForWrite).get());
+            if (!link.isNull()) {
+                merge.take(*link);
+            }
         }
+    } catch (...) {
+        // Each link is listed by its owner, by that alone, or nothing would lead to it.
+        into->m_impl->m_links.append(merge.moved());
+        (void)from->m_impl->m_links.remove(merge.moved());
+        throw;
     }
     into->m_impl->m_links.append(merge.moved());
     attachDepsToZemDbObjects(into.get(), merge.moved());
