@@ -17,6 +17,7 @@
 #include "zem_persid_cache.h"
 #include "zem_stream_utils.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cmath>
 #include <utility>
@@ -100,6 +101,13 @@ bool isOwnedBy(OdDbObjectId managerId, OdDbObjectId depId)
     return !link.isNull() && link->ownerId() == managerId;
 }
 
+/// Whether an object may list an id: one of another drawing may go before the object does.
+bool mayList(ZemDbObject const& object, OdDbObjectId id)
+{
+    return object.database() == nullptr || id.isNull() ||
+           id.originalDatabase() == object.database();
+}
+
 void eraseIfThere(OdDbObjectId id)
 {
     if (!id.isErased()) {
@@ -145,7 +153,7 @@ public:
     OdDbObjectId getConstraintDependency(OdDbFullSubentPath const& path) const;
     OdDbObjectId getPersIdDependency(OdDbFullSubentPath const& path) const;
     void append(ZemDbObject& object, ZemSubentPathArray const& paths, OdDbObjectIdArray& newIds);
-    bool addPersIdDependency(OdDbObjectId managerId, OdDbObjectId depId);
+    bool addPersIdDependency(ZemDbObject const& object, OdDbObjectId managerId, OdDbObjectId depId);
     bool removePersIdDependency(OdDbObjectId managerId, OdDbObjectId depId);
     void removePersIdDependencies();
     void invalidatePersIdDepsCache(ZemDbObject& object);
@@ -177,6 +185,9 @@ public:
     OdString name;
     bool notifyOwner = true;
     mutable ZemPersIdCache cache;
+    /// Shares the array that the cache has seen, so that whoever changes that through a bag makes
+    /// another one; empty where the cache has been told of a change.
+    mutable OdDbObjectIdArray cachedIds;
     OdGeMatrix3d cachedTransform;
     bool cachedTransformEnabled = true;
     bool isFresh = true;  ///< nothing was set or read yet
@@ -281,7 +292,11 @@ OdDbObjectId ZemDbObject::getInstance(OdDbObjectId const& entityId, OdDbObjectId
     if (manager.isNull()) {
         return OdDbObjectId::kNull;
     }
-    const OdDbObjectPtr entity = entityId.safeOpenObject(OdDb::kForWrite);
+    // What can't have a model object is refused before there is one that nothing leads to.
+    const OdDbEntityPtr entity = entityId.safeOpenObject(OdDb::kForWrite);
+    if (entity->database() != manager->database()) {
+        throw OdError(kOdWrongDatabase);
+    }
     if (desc() == nullptr) {
         throw OdError(kOdClassNotRegistered);
     }
@@ -332,7 +347,9 @@ OdSmartPtr<ZemDbObject> ZemDbObject::openZemDbObject(OdDbEntity* entity, OdDb::O
 
 OdDbObjectId ZemDbObjectImpl::getConstraintDependency(OdDbFullSubentPath const& path) const
 {
-    for (OdDbObjectId id : constraintDependencies) {
+    // Following a link may load a drawing, and who hears of that may add links.
+    const OdDbObjectIdArray links = constraintDependencies;
+    for (OdDbObjectId id : links) {
         const auto link = openLink(id, OdDb::kForRead);
         if (link.isNull()) {
             continue;
@@ -352,7 +369,15 @@ OdDbObjectId ZemDbObjectImpl::getPersIdDependency(OdDbFullSubentPath const& path
 {
     ZemCompoundObjectId compoundId;
     compoundId.setFullPath(path.objectIds(), /*keepTail=*/false);
-    return cache.lookup(compoundId, path.subentId(), persIdDependencies.ids());
+    OdDbObjectIdArray const& ids = persIdDependencies.ids();
+    if (ids.asArrayPtr() != std::as_const(cachedIds).asArrayPtr() ||
+        ids.size() != cachedIds.size()) {
+        if (!cachedIds.isEmpty()) {
+            cache.invalidate();
+        }
+        cachedIds = ids;
+    }
+    return cache.lookup(compoundId, path.subentId(), ids);
 }
 
 void ZemDbObjectImpl::append(ZemDbObject& object, ZemSubentPathArray const& paths,
@@ -364,17 +389,27 @@ void ZemDbObjectImpl::append(ZemDbObject& object, ZemSubentPathArray const& path
     }
     const unsigned before = newIds.size();
     host->appendConstraintDependencies(&object, paths, newIds);
-    for (unsigned at = before; at < newIds.size(); ++at) {
-        constraintDependencies.append(std::as_const(newIds)[at]);
+    const OdDbObjectIdArray made(newIds.begin() + before, newIds.end());
+    if (!std::all_of(made.begin(), made.end(),
+                     [&object](OdDbObjectId id) { return mayList(object, id); })) {
+        throw OdError(kOdWrongDatabase);
     }
+    object.assertWriteEnabled(true, true);  // the host may have begun a new step of undo
+    constraintDependencies.append(made);
 }
 
-bool ZemDbObjectImpl::addPersIdDependency(OdDbObjectId managerId, OdDbObjectId depId)
+bool ZemDbObjectImpl::addPersIdDependency(ZemDbObject const& object, OdDbObjectId managerId,
+                                          OdDbObjectId depId)
 {
-    if (!isOwnedBy(managerId, depId) || persIdDependencies.contains(depId)) {
+    if (!mayList(object, depId)) {
+        depId.convertToRedirectedId();
+    }
+    if (!mayList(object, depId) || !isOwnedBy(managerId, depId) ||
+        persIdDependencies.contains(depId)) {
         return false;
     }
     cache.onDepAdded(depId);
+    cachedIds = OdDbObjectIdArray();
     persIdDependencies.append(depId);
     return true;
 }
@@ -385,6 +420,7 @@ bool ZemDbObjectImpl::removePersIdDependency(OdDbObjectId managerId, OdDbObjectI
         return false;
     }
     cache.onDepRemoved(depId);
+    cachedIds = OdDbObjectIdArray();
     return persIdDependencies.removeFirst(depId);
 }
 
@@ -392,6 +428,7 @@ void ZemDbObjectImpl::removePersIdDependencies()
 {
     persIdDependencies.clear();
     cache.invalidate();
+    cachedIds = OdDbObjectIdArray();
     cache.clearLastRequestId();
 }
 
@@ -403,17 +440,19 @@ void ZemDbObjectImpl::invalidatePersIdDepsCache(ZemDbObject& object)
 
 void ZemDbObjectImpl::eraseWithSubObjects() const
 {
-    for (OdDbObjectId id : constraintDependencies) {
+    const OdDbObjectIdArray links = constraintDependencies;  // who sees one go may add another one
+    for (OdDbObjectId id : links) {
         eraseIfThere(id);
     }
 }
 
 void ZemDbObjectImpl::clearUnusedDeps(ZemDbObject& object, ZemDbObject::IdSet const& usedIds)
 {
-    OdDbObjectIdArray used;
     OdDbObjectIdArray unused;
     for (OdDbObjectId id : std::as_const(constraintDependencies)) {
-        (usedIds.count(id) != 0 ? used : unused).append(id);
+        if (usedIds.count(id) == 0) {
+            unused.append(id);
+        }
     }
     if (unused.isEmpty()) {
         return;
@@ -422,7 +461,15 @@ void ZemDbObjectImpl::clearUnusedDeps(ZemDbObject& object, ZemDbObject::IdSet co
     for (OdDbObjectId id : std::as_const(unused)) {
         eraseIfThere(id);
     }
-    constraintDependencies = used;
+    // Who saw one go may have added another one: what leaves the list is what was found unused.
+    const ZemDbObject::IdSet gone(std::as_const(unused).begin(), std::as_const(unused).end());
+    OdDbObjectIdArray kept;
+    for (OdDbObjectId id : std::as_const(constraintDependencies)) {
+        if (gone.count(id) == 0) {
+            kept.append(id);
+        }
+    }
+    constraintDependencies = kept;
     if (!hasDependencies()) {
         notifyAboutModifications(object, false);
     }
@@ -535,7 +582,8 @@ bool ZemDbObjectImpl::getTransformForSolver(OdGeMatrix3d& out) const
         return false;
     }
     out = cachedTransform;
-    return std::abs(cachedTransform.det() + 1.0) >= kMirroringTolerance;
+    const bool isMirroring = std::abs(cachedTransform.det() + 1.0) < kMirroringTolerance;
+    return !isMirroring;
 }
 
 void ZemDbObjectImpl::restoreCatchedTransform(ZemDbObject& object, OdDbDwgFiler& filer)
@@ -665,7 +713,7 @@ void ZemDbObject::append(ZemSubentPathArray const& paths, OdDbObjectIdArray& new
 bool ZemDbObject::addPersIdDependency(OdDbObjectId managerId, OdDbObjectId depId)
 {
     assertWriteEnabled(true, true);
-    if (!m_impl->addPersIdDependency(managerId, depId)) {
+    if (!m_impl->addPersIdDependency(*this, managerId, depId)) {
         return false;
     }
     notifyAboutModifications(true);
@@ -829,12 +877,20 @@ OdResult ZemDbObject::dwgInFields(OdDbDwgFiler* filer)
     }
     const OdString nameBefore = m_impl->name;
     const bool wasFresh = std::exchange(m_impl->isFresh, false);
-    const OdResult result = m_impl->dwgInFields(filer);
     // Who made something of the names opened all objects for it, so the first reading is no news.
-    if (!wasFresh && !(m_impl->name == nameBefore)) {
-        g_nameChanges.fetch_add(1, std::memory_order_relaxed);
+    const auto countChange = [&] {
+        if (!wasFresh && !(m_impl->name == nameBefore)) {
+            g_nameChanges.fetch_add(1, std::memory_order_relaxed);
+        }
+    };
+    try {
+        const OdResult result = m_impl->dwgInFields(filer);
+        countChange();
+        return result;
+    } catch (OdError const&) {
+        countChange();  // the name may have been read before the stream broke off
+        throw;
     }
-    return result;
 }
 
 void ZemDbObject::dwgOutFields(OdDbDwgFiler* filer) const

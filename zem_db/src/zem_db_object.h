@@ -44,8 +44,9 @@ public:
     ///
     /// \param managerId  The constraint manager that is to own a new one.
     /// \return Null if there is none and `managerId` is no constraint manager.
-    /// \throws OdError (class not registered); what `safeOpenObject` throws for an entity that
-    ///         can't be opened: nothing has been made then.
+    /// \throws OdError (class not registered); (wrong database) for an entity of another drawing than
+    ///         the manager's; what `safeOpenObject` throws for what can't be opened, or is no entity.
+    ///         Nothing has been made then.
     static OdDbObjectId getInstance(OdDbObjectId const& entityId, OdDbObjectId const& managerId);
     /// The companion of an entity, opened; null if it has none, for an id that can't be opened, and
     /// while changes are taken back.
@@ -87,10 +88,12 @@ public:
     OdDbObjectId append(OdDbFullSubentPath const& path);
     /// Has the host make links for constraints and takes them over.
     /// \param newIds  Gets the new links behind what it holds; none without a host.
+    /// \throws OdError (wrong database) if the host gives links of another drawing; none is taken
+    ///         over then.
     void append(ZemSubentPathArray const& paths, OdDbObjectIdArray& newIds);
     /// Lists a link. Its manager is told that the entity has changed.
     /// \return False, with nothing changed, if it is listed already, if `managerId` is no manager
-    ///         of links, or if that doesn't own the link.
+    ///         of links, if that doesn't own the link, or if the link is in another drawing.
     bool addPersIdDependency(OdDbObjectId managerId, OdDbObjectId depId);
     /// Takes a link off the list. With the last dependency gone the constraint manager is told that
     /// the entity concerns nobody.
