@@ -93,8 +93,14 @@ OdDbObjectPtr OdDbObject::wblockClone(OdDbIdMapping& mapping, OdDbObject* owner,
 {
     OdDbDatabase& orig = databaseOf(*this);
     OdDbDatabase& dest = destinationOf(mapping, owner, orig);
-    return mapping.operation().run(orig, dest, /*isDeferred=*/false,
-                                   [&] { return subWblockClone(mapping, owner, isPrimary); });
+    OdDbCloneOperation& operation = mapping.operation();
+    const bool isAlone = !operation.isUnderWay();
+    return operation.run(orig, dest, /*isDeferred=*/false, [&] {
+        if (isAlone) {
+            operation.mapRoots();  // whoever has started an operation has done so
+        }
+        return subWblockClone(mapping, owner, isPrimary);
+    });
 }
 
 OdDbObjectPtr OdDbObject::subDeepClone(OdDbIdMapping& mapping, OdDbObject* owner,
@@ -153,7 +159,9 @@ void OdDbCloneOperation::clearRest() noexcept
     m_mergedInOrder.clear();
     m_filled.clear();
     m_shown.clear();
+    m_untranslated.clear();
     m_spoilt = nullptr;
+    m_emptied = 0;
     m_entering = nullptr;
     m_takesRoots = false;
     m_level = 0;
@@ -183,7 +191,9 @@ void OdDbCloneOperation::finish(bool isDeferred)
     const std::vector<Waiting> closing = std::exchange(m_waiting, {});
     const std::vector<Copied> copied = std::exchange(m_copied, {});
     for (Copied const& one : copied) {
-        OdDbObjectAccess::sendCopied(*one.source, *one.clone);
+        if (!one.clone->isErased()) {  // it was put off, and undone meanwhile
+            OdDbObjectAccess::sendCopied(*one.source, *one.clone);
+        }
     }
 }
 
@@ -193,6 +203,7 @@ void OdDbCloneOperation::abandon() noexcept
     runReporting([this] { dest().abortTransaction(); });
     // The transaction has no record of them if recording is stopped.
     eraseWaiting(m_before.waiting);
+    bringBackUntranslated();
     m_mapping.rollBack(m_before.pairs);
     m_waiting.resize(m_before.waiting);
     m_copied.resize(m_before.copied);
@@ -207,7 +218,7 @@ void OdDbCloneOperation::abandon() noexcept
 OdDbCloneOperation::Mark OdDbCloneOperation::mark() const noexcept
 {
     return {m_waiting.size(),       m_copied.size(),  m_putOff.size(), m_reached.size(),
-            m_mergedInOrder.size(), m_mapping.mark(), m_entering};
+            m_mergedInOrder.size(), m_mapping.mark(), m_entering,      m_emptied};
 }
 
 void OdDbCloneOperation::takeBack(Mark const& before) noexcept
@@ -218,10 +229,8 @@ void OdDbCloneOperation::takeBack(Mark const& before) noexcept
     for (; m_mergedInOrder.size() > before.merged; m_mergedInOrder.pop_back()) {
         m_merged.erase(m_mergedInOrder.back());
     }
-    for (std::size_t index = before.waiting; index < m_waiting.size(); ++index) {
-        if (m_waiting[index].isReplaced && m_spoilt == nullptr) {
-            m_spoilt = std::current_exception();
-        }
+    if (m_emptied != before.emptied && m_spoilt == nullptr) {
+        m_spoilt = std::current_exception();
     }
     if (m_spoilt != nullptr) {
         return;  // all goes, in the end, and in its order
@@ -321,6 +330,33 @@ void OdDbCloneOperation::expectFrom(std::size_t index) const noexcept
     }
 }
 
+/// Clones that wait for translation are translated by the next operation, which may fail. They are
+/// kept by the operation itself: what they refer to may lie in another database, of which the undo of
+/// this one must know nothing.
+void OdDbCloneOperation::keepUntranslated(OdDbObjectPtr const& clone)
+{
+    if (clone->objectId().isNull()) {
+        return;  // a proxy that its own class has replaced
+    }
+    Untranslated kept{clone, clone->ownerId(), {}};
+    OdStaticRxObject<OdDbMemoryFiler> filer(OdDb::FilerType::kUndoFiler, m_dest.get());
+    filer.writeTo(kept.bytes);
+    OdDbObjectAccess::fileOut(*clone, filer);
+    m_untranslated.push_back(std::move(kept));
+}
+
+void OdDbCloneOperation::bringBackUntranslated() noexcept
+{
+    for (Untranslated const& kept : m_untranslated) {
+        runReporting([&] {
+            OdStaticRxObject<OdDbMemoryFiler> filer(OdDb::FilerType::kUndoFiler, m_dest.get());
+            filer.readFrom(kept.bytes);
+            (void)OdDbObjectAccess::fileIn(*kept.clone, filer);
+            OdDbObjectAccess::setOwner(*kept.clone, kept.owner);
+        });
+    }
+}
+
 void OdDbCloneOperation::translateWaiting()
 {
     OdStaticRxObject<OdDbIdXlateFiler> filer(m_dest.get(), m_mapping);
@@ -329,6 +365,9 @@ void OdDbCloneOperation::translateWaiting()
     for (std::size_t translated = 0; translated < m_waiting.size();) {
         for (; translated < m_waiting.size(); ++translated) {
             expectFrom(translated);
+            if (translated < m_before.waiting) {
+                keepUntranslated(m_waiting[translated].clone);
+            }
             translate(filer, bytes, m_waiting[translated]);
         }
         for (; finished < translated; ++finished) {

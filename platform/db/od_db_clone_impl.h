@@ -116,6 +116,13 @@ private:
         OdDb::FilerType type;
         bool isMerged = false;
     };
+    /// An earlier operation's clone, as it was before this one translated it.
+    struct Untranslated
+    {
+        OdDbObjectPtr clone;
+        OdDbObjectId owner;
+        OdDbMemoryFiler::Bytes bytes;
+    };
     /// How far an operation has come.
     struct Mark
     {
@@ -126,6 +133,7 @@ private:
         std::size_t merged = 0;
         OdDbIdMapping::Mark pairs;
         OdDbObject const* entering = nullptr;
+        std::size_t emptied = 0;
     };
     /// A block, and one that a clone in it shows.
     struct Shown
@@ -205,6 +213,8 @@ private:
     void cloneRest();
     void expectFrom(std::size_t index) const noexcept;
     void translateWaiting();
+    void keepUntranslated(OdDbObjectPtr const& clone);
+    void bringBackUntranslated() noexcept;
     void requireNoCycles() const;
     void translate(OdDbIdXlateFiler& filer, OdDbMemoryFiler::Bytes& bytes, Waiting const& waiting);
 
@@ -221,9 +231,9 @@ private:
                     OdDbObjectPtr const& clone);
     void cloneOne(OdDb::FilerType type, OdDbObjectId source, OdDbObject& owner);
 
-    Meeting meet(OdDbObject const& source, OdDbObject& owner, OdDbObjectId& present) const;
+    Meeting meet(OdDbObject const& source, OdDbObject& owner, OdDbObjectId& present);
     Meeting meetRecord(OdDbObject const& source, OdDbObject& owner, OdDbObjectId& present) const;
-    Meeting meetEntry(OdDbObject const& source, OdDbObject& owner, OdDbObjectId& present) const;
+    Meeting meetEntry(OdDbObject const& source, OdDbObject& owner, OdDbObjectId& present);
     bool isRootOfDestination(OdDbObjectId id) const;
     void noteFilled(OdDbObjectId block);
     bool holdsFilled(OdDbObjectId block) const;
@@ -242,12 +252,14 @@ private:
     std::vector<PutOff> m_putOff;
     std::vector<OdDbObjectId> m_reached;  ///< by hard pointers
     std::vector<Copied> m_copied;
+    std::vector<Untranslated> m_untranslated;
     std::unordered_set<OdDbObjectId> m_merged;  ///< dictionaries of the source
     std::vector<OdDbObjectId> m_mergedInOrder;
     std::vector<OdDbObjectId> m_filled;  ///< blocks that get clones
     /// What clones show of blocks that the operation hasn't made.
     std::unordered_set<Shown, HashOfShown> m_shown;
     std::exception_ptr m_spoilt;  ///< why an object could not be replaced
+    std::size_t m_emptied = 0;    ///< objects of the destination that made room for clones
     Scratch m_scratch;
     OdDbObject const* m_entering =
         nullptr;    ///< to be listed by its owner although it isn't primary
@@ -259,6 +271,8 @@ private:
 
 /// The name that an object has in the dictionary that owns it; empty if there is none.
 OdString odDbNameInOwner(OdDbObject const& object);
+/// Whether a name is one that a dictionary makes for an entry without one; it says nothing elsewhere.
+bool odDbIsHiddenName(OdString const& name);
 /// A name made of one that is taken, free according to `isTaken`.
 OdString odDbMangledName(OdString const& prefix, OdString const& name,
                          std::function<bool(OdString const&)> const& isTaken);

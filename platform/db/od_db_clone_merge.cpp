@@ -218,7 +218,7 @@ bool OdDbCloneOperation::holdsFilled(OdDbObjectId block) const
 // Meeting of names
 
 OdDbCloneOperation::Meeting OdDbCloneOperation::meet(OdDbObject const& source, OdDbObject& owner,
-                                                     OdDbObjectId& present) const
+                                                     OdDbObjectId& present)
 {
     if (owner.isKindOf(OdDbSymbolTable::desc())) {
         return meetRecord(source, owner, present);
@@ -266,12 +266,12 @@ OdDbCloneOperation::Meeting OdDbCloneOperation::meetRecord(OdDbObject const& sou
 }
 
 OdDbCloneOperation::Meeting OdDbCloneOperation::meetEntry(OdDbObject const& source,
-                                                          OdDbObject& owner,
-                                                          OdDbObjectId& present) const
+                                                          OdDbObject& owner, OdDbObjectId& present)
 {
     const OdString name = odDbNameInOwner(source);
     const OdDbDictionaryPtr dictionary(&owner);
-    present = name.isEmpty() ? OdDbObjectId::kNull : dictionary->getAt(name);
+    present =
+        name.isEmpty() || odDbIsHiddenName(name) ? OdDbObjectId::kNull : dictionary->getAt(name);
     if (present.isNull()) {
         return Meeting::kMake;
     }
@@ -293,6 +293,7 @@ OdDbCloneOperation::Meeting OdDbCloneOperation::meetEntry(OdDbObject const& sour
         return Meeting::kReplace;
     }
     dictionary->upgradeOpen();
+    ++m_emptied;
     dictionary->remove(name);
     dictionary->downgradeOpen();
     return Meeting::kMake;
@@ -304,12 +305,8 @@ OdDbObjectPtr OdDbCloneOperation::emptied(OdDbObjectId id)
 {
     OdDbObjectPtr object = id.safeOpenObject(OdDb::kForWrite);
     object->assertWriteEnabled();
-    try {
-        eraseOwned(object);
-    } catch (...) {
-        m_spoilt = std::current_exception();
-        throw;
-    }
+    ++m_emptied;
+    eraseOwned(object);
     return object;
 }
 
@@ -473,7 +470,8 @@ OdDbObjectId OdDbCloneOperation::counterpartOfDictionary(OdDbObject const& dicti
             return OdDbObjectId::kNull;
         }
         OdDbDictionary& names = static_cast<OdDbDictionary&>(*outer);
-        found = names.getAt(name);
+        const bool isHidden = odDbIsHiddenName(name);
+        found = isHidden ? OdDbObjectId::kNull : names.getAt(name);
         OdRxClass const* cls = found.objectClass();
         if (cls == nullptr || !cls->isDerivedFrom(OdDbDictionary::desc())) {
             if (!found.isNull()) {
@@ -481,7 +479,7 @@ OdDbObjectId OdDbCloneOperation::counterpartOfDictionary(OdDbObject const& dicti
             }
             const OdDbDictionaryPtr made = OdDbDictionary::createObject();
             made->setHardOwner(static_cast<OdDbDictionary const&>(dictionary).isHardOwner());
-            found = names.setAt(name, made.get());
+            found = names.setAt(isHidden ? OdString() : name, made.get());
         }
     } else {
         const OdDbObjectPtr sourceOuter = dictionary.ownerId().openObject(OdDb::kForRead);

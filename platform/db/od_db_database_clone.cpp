@@ -161,7 +161,8 @@ void OdDbDatabase::wblockCloneObjects(OdDbObjectIdArray const& ids, OdDbObjectId
     const OdDbObjectPtr target = openOwner(owner, nullptr);
     OdDbDatabase* orig = commonDatabase(ids);
     if (orig == nullptr) {
-        orig = mapping.operation().isUnderWay() ? mapping.origDb() : this;
+        orig = mapping.operation().isUnderWay() ? mapping.origDb() : nullptr;
+        orig = orig != nullptr ? orig : this;
     }
     describe(mapping, OdDb::DeepCloneType::kDcObjects, style);
     mapping.operation().run(*orig, *target->database(), defersTranslation, [&] {

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <set>
+#include <string_view>
 
 RX_DEFINE_CLASS(OdDbDictionary, OdDbObject, odrxCreate<OdDbDictionary>, L"OdDbDictionary",
                 OdDb::kDwgVersionCurrent, 0, 0, L"DICTIONARY", L"Object database");
@@ -31,6 +32,16 @@ bool isAllowedName(OdString const& name)
 }
 
 }  // namespace
+
+bool odDbIsHiddenName(OdString const& name)
+{
+    const std::wstring_view text = name.wide();
+    const std::size_t prefix = std::wstring_view(kHiddenPrefix).size();
+    return text.size() > prefix &&
+           odIcmp(name.left(static_cast<int>(prefix)), kHiddenPrefix) == 0 &&
+           std::all_of(text.begin() + static_cast<std::ptrdiff_t>(prefix), text.end(),
+                       [](wchar_t c) { return c >= L'0' && c <= L'9'; });
+}
 
 OdDbDictionary::OdDbDictionary() : m_index(*this, &OdDbDictionary::desc) {}
 OdDbDictionary::~OdDbDictionary() = default;
@@ -249,7 +260,7 @@ void OdDbDictionary::takeClone(OdDbIdPair const& pair, OdDbObject& clone, OdDbId
     const OdDbObjectPtr source = pair.key().openObject(OdDb::kForRead, /*openErased=*/true);
     OdString name = source.isNull() ? OdString() : odDbNameInOwner(*source);
     const auto isTaken = [this](OdString const& tried) { return !m_index.find(tried).isNull(); };
-    if (name.isEmpty() || odIcmp(name.left(2), kHiddenPrefix) == 0) {
+    if (name.isEmpty() || odDbIsHiddenName(name)) {
         name = hiddenName();
     } else if (isTaken(name)) {
         name = odDbMangledName(odDbManglingPrefix(mapping), name, isTaken);

@@ -407,8 +407,7 @@ void OdDbObjectAccess::sendTo(OdDbObjectIdArray const& reactors, OdDbObject& obj
             continue;  // an earlier reactor of the round has taken it out
         }
         // Opening a proxy may load the object of its own class in its place.
-        if (!loadsReactors &&
-            (!id.isResident() || id.redirected()->has(OdDbIdRecord::kProxy))) {
+        if (!loadsReactors && (!id.isResident() || id.redirected()->has(OdDbIdRecord::kProxy))) {
             continue;
         }
         runReporting([&] {
@@ -534,18 +533,18 @@ void OdDbObject::sendPeriodNotices(std::uint16_t state)
     const OdDbDatabasePtr keptAlive(database());
     // One copy for all three: who becomes a reactor now was none in the period that has ended.
     const OdDbObjectIdArray reactors = m_extras->reactors.ids();
-    OdDbObjectAccess::sendTo(
-        reactors, *this,
-        [](OdDbObject& reactor, OdDbObject const& changed) { reactor.modified(&changed); });
+    OdDbObjectAccess::sendTo(reactors, *this, [](OdDbObject& reactor, OdDbObject const& changed) {
+        reactor.modified(&changed);
+    });
     if ((state & kGraphicsModified) != 0) {
         OdDbObjectAccess::sendTo(reactors, *this,
                                  [](OdDbObject& reactor, OdDbObject const& changed) {
                                      reactor.modifiedGraphics(&changed);
                                  });
     }
-    OdDbObjectAccess::sendTo(
-        reactors, *this,
-        [](OdDbObject& reactor, OdDbObject const& changed) { reactor.objectClosed(&changed); });
+    OdDbObjectAccess::sendTo(reactors, *this, [](OdDbObject& reactor, OdDbObject const& changed) {
+        reactor.objectClosed(&changed);
+    });
 }
 
 void OdDbObject::copied(OdDbObject const* /*object*/, OdDbObject const* /*newObject*/) {}

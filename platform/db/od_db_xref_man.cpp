@@ -220,14 +220,17 @@ OdDbObjectId attachAs(OdDbDatabase& host, OdString const& path, OdString const& 
     return block;
 }
 
-void eraseReferences(OdDbBlockTableRecord const& record)
+/// \return The answer of the first that refuses to go.
+OdResult eraseReferences(OdDbBlockTableRecord const& record)
 {
     for (OdDbObjectId id : record.getBlockReferenceIds()) {
         const OdDbObjectPtr reference = id.openObject(OdDb::kForWrite);
-        if (!reference.isNull()) {
-            reference->erase();
+        const OdResult result = reference.isNull() ? kOdOk : reference->erase();
+        if (result != kOdOk) {
+            return result;
         }
     }
+    return kOdOk;
 }
 
 /// Binds what is attached to a drawing, as far as it can be; the rest stays external.
@@ -343,8 +346,16 @@ OdResult OdDbXRefMan::unload(OdDbBlockTableRecord const* block)
 
 OdResult OdDbXRefMan::reload(OdDbObjectId block)
 {
-    const OdResult result = unload(block);
-    return result != kOdOk ? result : load(block);
+    if (openExternal(block).isNull()) {
+        return kOdNotApplicable;
+    }
+    OdDbXrefTable& table = tableOf(block);
+    if (table.hasOpenObjects(block.getHandle())) {
+        return kOdDatabaseInUse;
+    }
+    // Nobody asked for it to stay unloaded: a file that is missing now may be back next time.
+    table.unload(block.getHandle());
+    return load(block);
 }
 
 OdResult OdDbXRefMan::detach(OdDbObjectId block)
@@ -353,12 +364,25 @@ OdResult OdDbXRefMan::detach(OdDbObjectId block)
     if (record.isNull()) {
         return kOdNotApplicable;
     }
-    const OdResult result = unload(block);
-    if (result != kOdOk) {
-        return result;
+    if (tableOf(block).hasOpenObjects(block.getHandle())) {
+        return kOdDatabaseInUse;
     }
-    eraseReferences(*record);
-    return record->erase();
+    OdDbDatabase& host = *record->database();
+    host.startTransaction();
+    try {
+        OdResult result = eraseReferences(*record);
+        result = result != kOdOk ? result : unload(block);
+        result = result != kOdOk ? result : record->erase();
+        if (result == kOdOk) {
+            host.endTransaction();
+        } else {
+            host.abortTransaction();
+        }
+        return result;
+    } catch (...) {
+        host.abortTransaction();
+        throw;
+    }
 }
 
 OdResult OdDbXRefMan::bind(OdDbObjectId block, BindStyle style)

@@ -66,10 +66,12 @@ public:
     ///         is open.
     static OdResult unload(OdDbObjectId block);
     static OdResult unload(OdDbBlockTableRecord const* block);
-    /// Unloads and loads again, from the file as it is now.
+    /// Unloads and loads again, from the file as it is now. One that can't be loaded counts as
+    /// unresolved, not as unloaded.
     static OdResult reload(OdDbObjectId block);
     /// Erases a block of an external drawing with all references to it, and unloads the drawing.
-    /// \return 0, (not applicable), or (database in use).
+    /// \return 0, (not applicable), (database in use), or the answer of a reference that refuses to be
+    ///         erased; nothing is erased then.
     static OdResult detach(OdDbObjectId block);
     /// Makes a block of an external drawing a plain block with copies of its entities. Drawings
     /// attached to it are bound with it.

@@ -331,6 +331,31 @@ TEST_F(CloneFailure, ToEmptyAnObjectThatIsReplacedFailsTheWholeOperation)
     EXPECT_EQ(livingStateOf(*m_other), before);
 }
 
+TEST_F(CloneFailure, ToFileWhatReplacesAnObjectFailsTheWholeOperation)
+{
+    const OdDbObjectId root = addDictionary(m_db->getNamedObjectsDictionaryId(), L"root");
+    const OdDbObjectId source = addNode(1);
+    writeDictionary(root)->setAt(L"x", source.safeOpenObject(OdDb::kForWrite).get());
+    const OdDbObjectId otherRoot = addDictionary(m_other->getNamedObjectsDictionaryId(), L"root");
+    const OdDbObjectId present = addNodeTo(*m_other, 7);
+    own(present, addNodeTo(*m_other, 8));
+    writeDictionary(otherRoot)->setAt(L"x", present.safeOpenObject(OdDb::kForWrite).get());
+    const DatabaseState before = livingStateOf(*m_other);
+    CloneNode::s_onFiledOut = [](OdDb::FilerType type, CloneNode const& node) {
+        if (type == OdDb::FilerType::kWblockCloneFiler && node.number() == 1) {
+            throw OdError(kOdOutOfMemory);
+        }
+    };
+    failAt(
+        0, [] {}, 1);
+    EXPECT_EQ(thrownCode([&] {
+                  m_db->wblockCloneObjects({root}, m_other->getNamedObjectsDictionaryId(),
+                                           *m_mapping, Style::kDrcReplace);
+              }),
+              kOdOutOfMemory);
+    EXPECT_EQ(livingStateOf(*m_other), before);
+}
+
 TEST_F(CloneFailure, CanBeUndoneAndDoneAgain)
 {
     const OdDbObjectId root = addNode(1);

@@ -635,6 +635,25 @@ TEST_F(DeepCloneObjects, KeepsProxiesWithTheirReferencesTranslated)
     EXPECT_EQ(nodes, 2);
 }
 
+TEST_F(DeepCloneObjects, ThatFailLeaveClonesWaitingForTranslationAsTheyWere)
+{
+    const OdDbObjectId owner = addBag();
+    const OdDbObjectId first = addBag(1);
+    const OdDbObjectId second = addBag(2);
+    const OdDbObjectId failing = addNode(3);
+    refer(first, kSoftPointer, second);
+    m_db->deepCloneObjects({first}, owner, *m_mapping, /*defersTranslation=*/true);
+    CloneNode::s_onFinished = [](CloneNode&, OdDbIdMapping&) { throw OdError(kOdOutOfMemory); };
+    EXPECT_EQ(thrownCode([&] {
+                  m_db->deepCloneObjects({second, failing}, owner, *m_mapping);
+              }),
+              kOdOutOfMemory);
+    CloneNode::s_onFinished = nullptr;
+    EXPECT_EQ(idsOf(cloneOf(first), kSoftPointer), OdDbObjectIdArray{second});
+    m_db->deepCloneObjects({second}, owner, *m_mapping);
+    EXPECT_EQ(idsOf(cloneOf(first), kSoftPointer), OdDbObjectIdArray{cloneOf(second)});
+}
+
 TEST_F(DeepCloneObjects, TellsReactorsThatMayStartOperationsOfTheirOwn)
 {
     const OdDbObjectId owner = addBag();

@@ -383,6 +383,32 @@ TEST_F(WblockCloneObjects, RefusesIdsOfSeveralDatabases)
     EXPECT_TRUE(entitiesOf(otherSpace()).isEmpty());
 }
 
+TEST_F(WblockCloneObjects, EntersEntriesWithoutANameBesideThoseOfTheDestination)
+{
+    const OdDbObjectId materials = addDictionary(m_db->getNamedObjectsDictionaryId(), L"materials");
+    const OdDbObjectId nameless =
+        writeDictionary(materials)->setAt(OdString(), TestBag::createObject().get());
+    const OdDbObjectId user = addBag(1);
+    refer(user, kHardPointer, nameless);
+    const OdDbObjectId others = addDictionary(m_other->getNamedObjectsDictionaryId(), L"materials");
+    const OdDbObjectId present =
+        writeDictionary(others)->setAt(OdString(), TestBag::createObject().get());
+    wblock({user}, addNodeTo(*m_other, 0));
+    EXPECT_EQ(idsOf(cloneOf(user), kHardPointer), OdDbObjectIdArray{cloneOf(nameless)});
+    EXPECT_NE(cloneOf(nameless), present);
+    EXPECT_EQ(ownerOf(cloneOf(nameless)), others);
+}
+
+TEST_F(WblockCloneObjects, KeepsNamesThatOnlyBeginAsThoseOfEntriesWithoutAName)
+{
+    const OdDbObjectId things = addDictionary(m_db->getNamedObjectsDictionaryId(), L"things");
+    const OdDbObjectId named =
+        writeDictionary(things)->setAt(L"*ABC", TestBag::createObject().get());
+    wblock({things}, m_other->getNamedObjectsDictionaryId());
+    const OdDbDictionaryPtr clone = cloneOf(things).safeOpenObject();
+    EXPECT_EQ(clone->getAt(L"*ABC"), cloneOf(named));
+}
+
 TEST_F(WblockCloneObjects, KeepsBothDatabasesWhileClonesWaitForTranslation)
 {
     const OdDbObjectId line = addLine(m_db->getModelSpaceId(), 1.0);

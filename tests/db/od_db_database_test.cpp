@@ -14,6 +14,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <limits>
 
 using namespace dbtest;
 
@@ -196,6 +197,27 @@ TEST_F(Database, FilesItsSettingsAndRoots)
     EXPECT_EQ(bare->getINSBASE(), OdGePoint3d(1, 2, 3));
     EXPECT_EQ(bare->getPINSBASE(), OdGePoint3d());
     EXPECT_EQ(bare->getModelSpaceId(), m_db->getModelSpaceId());
+}
+
+TEST_F(Database, TakesTheOriginForABaseThatIsNoPoint)
+{
+    class SpoiltBase : public OdDbMemoryFiler
+    {
+    public:
+        OdGePoint3d rdPoint3d() override
+        {
+            const double none = std::numeric_limits<double>::quiet_NaN();
+            (void)OdDbMemoryFiler::rdPoint3d();
+            return OdGePoint3d(none, std::numeric_limits<double>::infinity(), 0);
+        }
+    };
+    OdStaticRxObject<SpoiltBase> filer;
+    m_db->dwgOutFields(&filer);
+    filer.rewindForReading();
+    const OdDbDatabasePtr bare = OdDbDatabase::createBare();
+    ASSERT_EQ(bare->dwgInFields(&filer), kOdOk);
+    EXPECT_EQ(bare->getINSBASE(), OdGePoint3d());
+    EXPECT_EQ(bare->getPINSBASE(), OdGePoint3d());
 }
 
 TEST_F(Database, TakesProtocolExtensionsThatTheClassAndTheObjectBothAnswer)

@@ -7,6 +7,23 @@
 
 #include <gtest/gtest.h>
 
+/// A reference that refuses to be erased until it is told otherwise.
+class StoreTestKeptReference : public OdDbBlockReference
+{
+    RX_DECLARE_CLASS(StoreTestKeptReference);
+
+public:
+    OdResult subErase(bool erasing) override
+    {
+        return isKept ? kOdNotApplicable : OdDbBlockReference::subErase(erasing);
+    }
+
+    bool isKept = true;
+};
+RX_DEFINE_CLASS(StoreTestKeptReference, OdDbBlockReference, odrxCreate<StoreTestKeptReference>,
+                L"StoreTestKeptReference", OdDb::kDwgVersionCurrent, 0, 0,
+                L"STORE_TEST_KEPT_REFERENCE", L"StoreTests");
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -337,6 +354,7 @@ TEST_F(OdDbXRefManTest, ADrawingWithAnOpenObjectIsNotUnloaded)
         EXPECT_EQ(OdDbXRefMan::unload(block), kOdDatabaseInUse);
         EXPECT_EQ(OdDbXRefMan::reload(block), kOdDatabaseInUse);
         EXPECT_EQ(OdDbXRefMan::detach(block), kOdDatabaseInUse);
+        EXPECT_EQ(OdDbXRefMan::bind(block), kOdDatabaseInUse);
         EXPECT_EQ(statusOf(block), OdDb::XrefStatus::kXrfResolved);
     }
     EXPECT_EQ(OdDbXRefMan::unload(block), kOdOk);
@@ -370,6 +388,44 @@ TEST_F(OdDbXRefManTest, DetachErasesTheBlockAndItsReferencesAndUndoBringsThemBac
     EXPECT_FALSE(reference.isErased());
     EXPECT_EQ(OdDbXRefMan::load(block), kOdOk);
     EXPECT_EQ(statusOf(block), OdDb::XrefStatus::kXrfResolved);
+}
+
+TEST_F(OdDbXRefManTest, ADrawingThatIsGoneWhenReloadedIsUnresolvedAndNotUnloaded)
+{
+    saveDrawing("part.zdw", 7);
+    const OdDbDatabasePtr host = makeHost();
+    const OdDbObjectId block = OdDbXRefMan::attach(*host, L"part.zdw");
+    fs::remove(folder.file("part.zdw"));
+    EXPECT_EQ(OdDbXRefMan::reload(block), kOdFileNotFound);
+    EXPECT_EQ(statusOf(block), OdDb::XrefStatus::kXrfFileNotFound);
+    EXPECT_FALSE(openBlock(block)->isUnloaded());
+    saveDrawing("part.zdw", 8);
+    EXPECT_EQ(OdDbXRefMan::loadAll(*host), kOdOk);
+    EXPECT_EQ(statusOf(block), OdDb::XrefStatus::kXrfResolved);
+}
+
+TEST_F(OdDbXRefManTest, AReferenceThatRefusesToGoKeepsADrawingFromBeingDetached)
+{
+    saveDrawing("part.zdw", 7);
+    StoreTestKeptReference::rxInit();
+    {
+        const OdDbDatabasePtr host = makeHost();
+        const OdDbObjectId block = OdDbXRefMan::attach(*host, L"part.zdw");
+        const OdDbBlockTableRecordPtr space = openBlock(host->getModelSpaceId(), OdDb::kForWrite);
+        const OdDbObjectId first =
+            space->appendOdDbEntity(OdDbBlockReference::createObject(block, OdGePoint3d()).get());
+        const OdSmartPtr<StoreTestKeptReference> kept = odrxCreate<StoreTestKeptReference>();
+        kept->setBlockTableRecord(block);
+        space->appendOdDbEntity(kept.get());
+        EXPECT_EQ(OdDbXRefMan::detach(block), kOdNotApplicable);
+        EXPECT_FALSE(first.isErased());
+        EXPECT_FALSE(block.isErased());
+        EXPECT_EQ(statusOf(block), OdDb::XrefStatus::kXrfResolved);
+        kept->isKept = false;
+        EXPECT_EQ(OdDbXRefMan::detach(block), kOdOk);
+        EXPECT_TRUE(block.isErased());
+    }
+    StoreTestKeptReference::rxUninit();
 }
 
 TEST_F(OdDbXRefManTest, ASavedDrawingLoadsItsExternalDrawingsWhenAsked)

@@ -175,6 +175,9 @@ TEST_F(Clones, OneObjectIsClonedToAnotherDrawing)
     ASSERT_FALSE(clone.isNull());
     EXPECT_EQ(clone->database(), m_other.get());
     EXPECT_EQ(open(m_other->getModelSpaceId())->entityCount(), 1u);
+    EXPECT_EQ(OdDbEntityPtr(clone)->layerId(), m_other->getLayerZeroId());
+    EXPECT_EQ(zemu::findClone(*m_mapping, m_database->getLayerTableId()),
+              m_other->getLayerTableId());
 }
 
 TEST_F(Clones, WhatCanNotBeOpenedIsNotCloned)
