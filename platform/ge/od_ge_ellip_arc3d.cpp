@@ -156,7 +156,8 @@ OdGeExtents3d OdGeEllipArc3d::extents() const
 double OdGeEllipArc3d::closestParamTo(OdGePoint3d const& point) const
 {
     // A distance from an ellipse has at most two minima in a turn. Steps this small keep them
-    // apart, and the slope at both ends of a step tells whether one lies within.
+    // apart, and the slope at both ends of a step tells whether one lies within. Those of a flat
+    // ellipse may be as near to one another as one likes, but on both sides of an axis.
     constexpr unsigned kStepsPerTurn = 256;
     const DistanceSlope slope(*this, point);
     const double span = m_endAngle - m_startAngle;
@@ -170,11 +171,21 @@ double OdGeEllipArc3d::closestParamTo(OdGePoint3d const& point) const
             best = param;
         }
     };
+    const auto search = [&](double from, double to) {
+        if (slope(from) <= 0.0 && slope(to) >= 0.0) {
+            consider(bisect(slope, from, to));
+        }
+    };
     double low = m_startAngle;
     for (unsigned i = 1; i <= steps; ++i) {
+        constexpr double kQuarter = std::numbers::pi / 2.0;
         const double high = i == steps ? m_endAngle : m_startAngle + span * i / steps;
-        if (slope(low) <= 0.0 && slope(high) >= 0.0) {
-            consider(bisect(slope, low, high));
+        const double axis = std::ceil(low / kQuarter) * kQuarter;
+        if (low < axis && axis < high) {
+            search(low, axis);
+            search(axis, high);
+        } else {
+            search(low, high);
         }
         low = high;
     }

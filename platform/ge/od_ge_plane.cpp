@@ -85,10 +85,14 @@ OdGePlane& OdGePlane::transformBy(OdGeMatrix3d const& matrix)
 {
     const OdGeVector3d xAxis = matrix * m_xAxis;
     const OdGeVector3d yAxis = matrix * this->yAxis();
-    if (xAxis.isZeroLength() || yAxis.isZeroLength() || xAxis.isParallelTo(yAxis)) {
+    const double xLength = xAxis.length();
+    const double yLength = yAxis.length();
+    // By directions alone: a small scale flattens nothing. What is no number does.
+    if (!std::isnormal(xLength) || !std::isnormal(yLength) ||
+        (xAxis / xLength).isParallelTo(yAxis / yLength)) {
         return *this;
     }
-    return *this = OdGePlane(matrix * m_origin, xAxis, yAxis);
+    return *this = OdGePlane(matrix * m_origin, xAxis / xLength, yAxis / yLength);
 }
 
 bool OdGePlane::isParallelTo(OdGePlane const& plane, OdGeTol const& tol) const

@@ -371,6 +371,17 @@ TEST(OdGeEllipArc3d, HasALengthWhereItsMinorRadiusIsNothing)
     EXPECT_NEAR(flat.length(), 8.0, 1e-9);
 }
 
+TEST(OdGeEllipArc3d, OfAFlatEllipseFindsItsOwnPointsNearTheVertex)
+{
+    for (double start : {0.0, 0.3, 0.5, 2.0}) {
+        const OdGeEllipArc3d arc({}, OdGeVector3d::kXAxis, OdGeVector3d::kYAxis, 1.0, 0.001, start,
+                                 start + OdGeEllipArc3d::kFullTurn);
+        for (double param : {-0.004, -0.001, 0.001, 0.004}) {
+            EXPECT_TRUE(arc.isOn(arc.evalPoint(param))) << start << ", " << param;
+        }
+    }
+}
+
 TEST(OdGeEllipArc3d, HasNoLengthWithARadiusThatIsNoNumber)
 {
     const double kInf = std::numeric_limits<double>::infinity();

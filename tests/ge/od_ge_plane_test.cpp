@@ -96,6 +96,16 @@ TEST(OdGePlane, StaysUnderAMatrixThatFlattensIt)
     EXPECT_EQ(plane.transformBy(OdGeMatrix3d::scaling(OdGeScale3d(1.0, 0.0, 1.0))), before);
 }
 
+TEST(OdGePlane, IsMovedByAMatrixThatScalesItDown)
+{
+    for (double factor : {1e-11, 1e-100, 1e-200}) {
+        OdGePlane plane(OdGePoint3d(0.0, 0.0, 1.0), OdGeVector3d::kZAxis);
+        plane.transformBy(OdGeMatrix3d::scaling(factor));
+        EXPECT_LE(plane.distanceTo(OdGePoint3d()), 1e-11) << factor;
+        EXPECT_TRUE(plane.normal().isEqualTo(OdGeVector3d::kZAxis)) << factor;
+    }
+}
+
 RC_GTEST_PROP(OdGePlaneProperties, ParametersLeadBackToThePoint, ())
 {
     const OdGePlane plane(geTest::point(), geTest::direction());
