@@ -38,6 +38,7 @@ class OdGiDrawableOverrule : public OdRxOverrule
 
 public:
     /// Draws `drawable` in place of its own drawing. The base version hands on to the next overrule
-    /// that applies, or to the object's own drawing.
+    /// that applies, or to the object's own drawing; in an overrule that was taken out while it draws,
+    /// to the object's own drawing.
     virtual unsigned worldDraw(OdGiDrawable const* drawable, OdGiWorldDraw* worldDraw);
 };

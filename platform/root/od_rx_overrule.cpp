@@ -39,21 +39,32 @@ OdRxOverrule* odrxFindOverrule(OdRxObject const* object, OdRxClass const* kind,
 {
     bool passed = after == nullptr;
     // One that is attached to a class and to a base of it counts where it comes first only.
-    std::vector<OdRxOverrule const*> seen;
+    // They are held, or another one might come to stand where one that was taken out stood.
+    std::vector<OdSmartPtr<OdRxOverrule>> seen;
     for (OdRxClass const* cls = object->isA(); cls != nullptr; cls = cls->parent()) {
-        // By index: an overrule that is asked may attach others.
+        // By index: an overrule that is asked may attach others, and take out any, itself too.
         for (std::size_t index = 0; index < cls->overrules().size(); ++index) {
             OdRxOverrule* const overrule = cls->overrules()[index];
             if (std::find(seen.begin(), seen.end(), overrule) != seen.end()) {
                 continue;
             }
-            seen.push_back(overrule);
+            seen.emplace_back(overrule);
             if (!passed) {
                 passed = overrule == after;
                 continue;
             }
-            if (overrule->isKindOf(kind) && overrule->isApplicable(object)) {
+            if (!overrule->isKindOf(kind)) {
+                continue;
+            }
+            const bool applies = overrule->isApplicable(object);
+            auto const& now = cls->overrules();
+            const bool isThere = std::find(now.begin(), now.end(), overrule) != now.end();
+            if (applies && isThere) {
                 return overrule;
+            }
+            if (!isThere) {
+                index =
+                    static_cast<std::size_t>(-1);  // from the start; who was asked is passed over
             }
         }
     }

@@ -158,4 +158,16 @@ TEST_F(Drawable, KeepsAnOverruleThatTakesItselfOutWhileItDraws)
     EXPECT_EQ(drawn(), Journal({"shape"}));
 }
 
+TEST_F(Drawable, DrawsItselfBehindAnOverruleThatTookItselfOut)
+{
+    const Overrule fleeting = makeOverrule("fleeting");
+    const Overrule other = makeOverrule("other");
+    OdRxOverrule::addOverrule(Round::desc(), fleeting.get());
+    OdRxOverrule::addOverrule(Round::desc(), other.get(), /*atEnd=*/true);
+    fleeting->onDraw = [&] { OdRxOverrule::removeOverrule(Round::desc(), fleeting.get()); };
+    EXPECT_EQ(drawn(), Journal({"fleeting", "shape"}));
+    EXPECT_EQ(drawn(), Journal({"other", "shape"}));
+    OdRxOverrule::removeOverrule(Round::desc(), other.get());
+}
+
 }  // namespace

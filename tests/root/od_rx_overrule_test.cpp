@@ -172,4 +172,37 @@ TEST_F(RxOverrule, MayAttachOthersWhileItIsAsked)
     EXPECT_EQ(RxDog::desc()->overrules().size(), 65U);
 }
 
+/// Takes itself and another one out when it is asked.
+class LeavingOverrule : public OdRxOverrule
+{
+public:
+    bool isApplicable(OdRxObject const* /*object*/) const override
+    {
+        OdRxOverrule::removeOverrule(RxDog::desc(), const_cast<LeavingOverrule*>(this));
+        OdRxOverrule::removeOverrule(RxDog::desc(), other);
+        return answer;
+    }
+
+    OdRxOverrule* other = nullptr;
+    bool answer = false;
+};
+
+TEST_F(RxOverrule, MayTakeItselfOutWhileItIsAskedAndIsNotFoundThen)
+{
+    for (bool answer : {false, true}) {
+        const Overrule stays = makeOverrule();
+        const Overrule goes = makeOverrule(100);
+        auto leaving = odrxMake<LeavingOverrule>();
+        leaving->answer = answer;
+        leaving->other = goes.get();
+        OdRxOverrule::addOverrule(RxDog::desc(), goes.get(), /*atEnd=*/true);
+        OdRxOverrule::addOverrule(RxDog::desc(), leaving.get(), /*atEnd=*/true);
+        OdRxOverrule::addOverrule(RxDog::desc(), stays.get(), /*atEnd=*/true);
+        leaving.release();
+        EXPECT_EQ(find(), stays.get());
+        EXPECT_EQ(RxDog::desc()->overrules().size(), 1U);
+        OdRxOverrule::removeOverrule(RxDog::desc(), stays.get());
+    }
+}
+
 }  // namespace
