@@ -54,6 +54,13 @@ void drawThickness(OdGiWorldDraw& draw, double thickness)
     }
 }
 
+/// Whether a curve is closed. Its end is the rounded sum of its start and the turn.
+bool isWholeTurn(double startAngle, double endAngle)
+{
+    const double rounding = 1e-12 + 1e-15 * std::fabs(endAngle);
+    return endAngle - startAngle >= kFullTurn - rounding;
+}
+
 OdGeCircArc3d circularCurve(OdGePoint3d const& center, OdGeVector3d const& normal, double radius,
                             double startAngle, double endAngle)
 {
@@ -402,13 +409,15 @@ OdResult OdDbArc::setFromOdGeCurve(OdGeCurve3d const& curve, OdGeVector3d const*
     }
     const OdGeVector3d unit = odDbPlanar::unit(wanted);
     const bool isOpposed = unit.dotProduct(arc.normal()) < 0.0;
-    const OdGePoint3d ends[] = {arc.startPoint(), arc.endPoint()};
-    const auto angleOf = [&](OdGePoint3d const& point) {
-        const OdGePoint3d flat =
-            odDbPlanar::toPlane(unit, OdGePoint3d::kOrigin + (point - arc.center()));
+    // Directions, not points: far from the origin a point has no digits left for a small radius.
+    const OdGeVector3d across = arc.normal().crossProduct(arc.refVec());
+    const double ends[] = {arc.startAngle(), arc.endAngle()};
+    const auto angleOf = [&](double angle) {
+        const OdGeVector3d outward = arc.refVec() * std::cos(angle) + across * std::sin(angle);
+        const OdGePoint3d flat = odDbPlanar::toPlane(unit, OdGePoint3d::kOrigin + outward);
         return odDbPlanar::normalAngle(std::atan2(flat.y, flat.x));
     };
-    const bool isWhole = arc.endAngle() - arc.startAngle() >= kFullTurn;
+    const bool isWhole = isWholeTurn(arc.startAngle(), arc.endAngle());
     const double start = angleOf(ends[isOpposed ? 1 : 0]);
     const double end = isWhole ? start : angleOf(ends[isOpposed ? 0 : 1]);
     if (!std::isfinite(start) || !std::isfinite(end)) {
@@ -459,10 +468,13 @@ unsigned OdDbArc::subWorldDraw(OdGiWorldDraw* worldDraw) const
 {
     assertReadEnabled();
     drawThickness(*worldDraw, m_thickness);
-    const double sweep = odDbPlanar::normalAngle(m_endAngle - m_startAngle);
+    // As the curve counts, for angles that are nearly equal, too.
+    const OdGeCircArc3d curve =
+        circularCurve(m_center, m_normal, m_radius, m_startAngle, m_endAngle);
+    const bool isWhole = isWholeTurn(curve.startAngle(), curve.endAngle());
     worldDraw->geometry().circularArc(m_center, m_radius, m_normal,
                                       odDbPlanar::direction(m_normal, m_startAngle),
-                                      sweep == 0.0 ? kFullTurn : sweep);
+                                      isWhole ? kFullTurn : curve.endAngle() - curve.startAngle());
     return kDrawableNone;
 }
 
@@ -508,6 +520,12 @@ struct EllipseFields
     double endParam;
 };
 
+/// A vector without its part along a normal.
+OdGeVector3d withoutPart(OdGeVector3d const& vector, OdGeVector3d const& normal)
+{
+    return vector - normal * normal.dotProduct(vector);
+}
+
 /// Whether a vector may be the major axis of an ellipse with a normal.
 bool isAxis(OdGeVector3d const& axis, OdGeVector3d const& normal)
 {
@@ -518,9 +536,12 @@ bool isAxis(OdGeVector3d const& axis, OdGeVector3d const& normal)
 
 OdGeEllipArc3d curveOf(EllipseFields const& fields)
 {
-    // With axes of length 1, or those of a tiny ellipse would count as none.
+    // With axes of length 1, or those of a tiny ellipse would count as none. The major axis may lie
+    // off the plane by a little.
     const double radius = fields.majorAxis.length();
-    const OdGeVector3d along = fields.majorAxis / radius;
+    const OdGeVector3d given = fields.majorAxis / radius;
+    const OdGeVector3d inPlane = withoutPart(given, fields.normal);
+    const OdGeVector3d along = inPlane == given ? given : inPlane / inPlane.length();
     return {fields.center,
             along,
             fields.normal.crossProduct(along),
@@ -534,11 +555,12 @@ OdGeEllipArc3d curveOf(EllipseFields const& fields)
 /// radius first. \return Whether that is an ellipse.
 bool fieldsOf(OdGeEllipArc3d const& curve, OdGeVector3d const& normal, EllipseFields& fields)
 {
-    const bool isWhole = curve.endAngle() - curve.startAngle() >= kFullTurn;
+    const bool isWhole = isWholeTurn(curve.startAngle(), curve.endAngle());
     double start = curve.startAngle();
     double end = curve.endAngle();
-    OdGeVector3d major = curve.majorAxis() * curve.majorRadius();
-    OdGeVector3d minor = curve.minorAxis() * curve.minorRadius();
+    // What little the axes lie off the plane may have been made much by a matrix.
+    OdGeVector3d major = withoutPart(curve.majorAxis() * curve.majorRadius(), normal);
+    OdGeVector3d minor = withoutPart(curve.minorAxis() * curve.minorRadius(), normal);
     if (normal.dotProduct(curve.normal()) < 0.0) {
         minor = -minor;
         start = -curve.endAngle();
@@ -553,7 +575,8 @@ bool fieldsOf(OdGeEllipArc3d const& curve, OdGeVector3d const& normal, EllipseFi
     }
     const double ratio = minor.length() / major.length();
     if (!odDbPlanar::isFinite(curve.center()) || !std::isnormal(major.length()) ||
-        !std::isnormal(ratio) || !std::isfinite(start) || !std::isfinite(end)) {
+        !std::isnormal(ratio) || !std::isfinite(start) || !std::isfinite(end) ||
+        !isAxis(major, normal)) {
         return false;
     }
     fields = {curve.center(),

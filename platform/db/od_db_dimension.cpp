@@ -185,6 +185,7 @@ unsigned OdDbDimension::subWorldDraw(OdGiWorldDraw* worldDraw) const
                                      drawn.start + inward - half};
         const OdGePoint3d second[] = {drawn.end, drawn.end - inward + half,
                                       drawn.end - inward - half};
+        worldDraw->subEntityTraits().setFillType(OdGiFillType::kFillAlways);
         geometry.polygon(first);
         geometry.polygon(second);
     }

@@ -652,6 +652,7 @@ unsigned OdDbLeader::subWorldDraw(OdGiWorldDraw* worldDraw) const
     worldDraw->geometry().polyline(spanOf(m_vertices), &m_normal);
     OdGePoint3d corners[3];
     if (arrow(corners)) {
+        worldDraw->subEntityTraits().setFillType(OdGiFillType::kFillAlways);
         worldDraw->geometry().polygon(corners);
     }
     return kDrawableNone;

@@ -201,7 +201,9 @@ unsigned OdDbText::subWorldDraw(OdGiWorldDraw* worldDraw) const
 {
     assertReadEnabled();
     if (m_thickness != 0.0) {
-        worldDraw->subEntityTraits().setThickness(m_thickness);
+        // Text that is turned over is drawn with the opposite normal.
+        const bool isTurned = m_isBackward != m_isUpsideDown;
+        worldDraw->subEntityTraits().setThickness(isTurned ? -m_thickness : m_thickness);
     }
     const Frame at = frame();
     drawLine(*worldDraw, at.start, at.along, at.up, m_height, m_widthFactor, m_oblique, m_text);
@@ -347,13 +349,15 @@ void breakLine(OdString const& line, double longest, OdArray<OdString>& lines)
 OdArray<OdString> OdDbMText::lines() const
 {
     assertReadEnabled();
+    // A line that fills the width still does when both are scaled, with what that rounds.
+    constexpr double kRounding = 1.0 + 1e-9;
     OdArray<OdString> found;
     const int length = m_contents.getLength();
     int start = 0;
     const auto endLine = [&](int end) {
         const OdString line = m_contents.mid(start, end - start);
         if (m_width > 0.0) {
-            breakLine(line, m_width / m_textHeight, found);
+            breakLine(line, m_width / m_textHeight * kRounding, found);
         } else {
             found.append(line);
         }
@@ -577,7 +581,8 @@ OdResult OdDbArcAlignedText::getGeomExtents(OdGeExtents3d& extents) const
     assertReadEnabled();
     OdGeExtents3d found;
     const double heads = m_radius + (m_isInward ? -m_textSize : m_textSize);
-    for (double radius : {m_radius, std::max(heads, 0.0)}) {
+    // Letters taller than the radius reach beyond the center: a negative radius is opposite.
+    for (double radius : {m_radius, heads}) {
         found.addExt(OdGeCircArc3d(m_center, m_normal, m_normal.perpVector(), radius, m_startAngle,
                                    m_startAngle + sweep())
                          .extents());

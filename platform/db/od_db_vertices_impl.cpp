@@ -15,8 +15,9 @@ namespace odDbVertices {
 
 namespace {
 
-/// Bulges below this are as good as straight: their arcs would have radii beyond all precision.
-constexpr double kStraight = 1e-12;
+/// Bulges below this are as good as straight: their arcs rise by less than the ends of arcs with such
+/// radii are rounded by.
+constexpr double kStraight = 1e-8;
 /// A vertex takes a byte for each of its five numbers at least.
 constexpr std::uint32_t kMinVertexBytes = 5;
 
@@ -38,7 +39,8 @@ void forEachSegment(OdDbPolylineVertexArray const& vertices, bool isClosed, Acti
     }
 }
 
-/// Both sides of a wide segment: first the left one forwards, then the right one backwards.
+/// Both sides of a wide segment, counterclockwise: first the right one forwards, then the left one
+/// backwards.
 std::vector<OdGePoint2d> ribbonOf(OdDbPolylineVertex const& from, OdGePoint2d const& to,
                                   double deviation)
 {
@@ -60,8 +62,8 @@ std::vector<OdGePoint2d> ribbonOf(OdDbPolylineVertex const& from, OdGePoint2d co
             right.push_back(from.point + along * share - across * half);
         }
     }
-    left.insert(left.end(), right.rbegin(), right.rend());
-    return left;
+    right.insert(right.end(), left.rbegin(), left.rend());
+    return right;
 }
 
 std::vector<OdGePoint3d> toWorld(std::vector<OdGePoint2d> const& points, OdGeVector3d const& normal,
@@ -177,7 +179,7 @@ bool map(odDbPlanar::PlaneMap const& map, double elevation, OdDbPolylineVertexAr
     OdDbPolylineVertexArray mapped;
     mapped.reserve(vertices.size());
     for (OdDbPolylineVertex vertex : std::as_const(vertices)) {
-        if (!map.isSimilar && (vertex.bulge != 0.0 || hasWidth(vertex))) {
+        if (!map.isSimilar && (std::fabs(vertex.bulge) >= kStraight || hasWidth(vertex))) {
             return false;
         }
         vertex.point = map.map(vertex.point, elevation);
@@ -217,7 +219,11 @@ OdGeExtents3d extents(OdDbPolylineVertexArray const& vertices, bool isClosed,
         add(to);
         if (arcOf(from, to, arc)) {
             // Of a width that changes along an arc, the greater one counts all along.
-            addArc(arc, arc.radius + std::max(from.startWidth, from.endWidth) / 2.0);
+            const double half = std::max(from.startWidth, from.endWidth) / 2.0;
+            addArc(arc, arc.radius + half);
+            if (half > arc.radius) {
+                addArc(arc, arc.radius - half);  // the inner side lies beyond the center
+            }
         }
         if (hasWidth(from)) {
             for (OdGePoint2d const& point : ribbonOf(from, to, 0.0)) {
@@ -247,6 +253,7 @@ void draw(OdDbPolylineVertexArray const& vertices, bool isClosed, OdGeVector3d c
         Arc arc;
         if (hasWidth(from)) {
             endRun();
+            worldDraw.subEntityTraits().setFillType(OdGiFillType::kFillAlways);
             geometry.polygon(toWorld(ribbonOf(from, to, deviation(from.point)), normal, elevation));
         } else if (arcOf(from, to, arc)) {
             endRun();

@@ -282,4 +282,207 @@ TEST_F(Curves, TheActiveViewportIsASettingOfTheDrawing)
     EXPECT_EQ(thrownCode([&] { other->setActiveViewportId(viewport); }), kOdWrongDatabase);
 }
 
+TEST_F(Curves, AMTextKeepsItsLinesWhenItIsScaled)
+{
+    for (double factor : {25.4, 1.0 / 25.4, 0.7, 0.3, 1e-3}) {
+        for (int letters = 3; letters < 40; ++letters) {
+            const OdDbMTextPtr text = OdDbMText::createObject();
+            OdString contents(L"a ");
+            for (int index = 2; index < letters; ++index) {
+                contents += L"b";
+            }
+            text->setContents(contents);
+            text->setTextHeight(1.0);
+            text->setWidth(letters);
+            ASSERT_EQ(text->lines().size(), 1U);
+            ASSERT_EQ(text->transformBy(OdGeMatrix3d::scaling(factor)), kOdOk);
+            EXPECT_EQ(text->lines().size(), 1U) << factor << ", " << letters;
+            text->setWidth(text->width() * 0.999);
+            EXPECT_EQ(text->lines().size(), 2U) << factor << ", " << letters;
+        }
+    }
+}
+
+TEST_F(Curves, AnArcFarFromTheOriginIsTurnedOverWithItsAngles)
+{
+    for (double far : {1e7, 1e10, 1e17}) {
+        const OdDbArcPtr arc = OdDbArc::createObject();
+        arc->setCenter(OdGePoint3d(far, 0, 0));
+        arc->setRadius(0.1);
+        arc->setStartAngle(0.25);
+        arc->setEndAngle(1.5);
+        std::unique_ptr<OdGeCurve3d> curve;
+        ASSERT_EQ(arc->getOdGeCurve(curve), kOdOk);
+        ASSERT_EQ(arc->setFromOdGeCurve(*curve, &kDown), kOdOk);
+        EXPECT_NEAR(arc->startAngle(), kPi - 1.5, 1e-12) << far;
+        EXPECT_NEAR(arc->endAngle(), kPi - 0.25, 1e-12) << far;
+    }
+}
+
+TEST_F(Curves, AWholeTurnStaysOneWhereverItStarts)
+{
+    for (int step = 0; step < 629; ++step) {
+        const double angle = step * 0.01;
+        std::unique_ptr<OdGeCurve3d> curve;
+        const OdDbArcPtr arc = OdDbArc::createObject();
+        arc->setStartAngle(angle);
+        arc->setEndAngle(angle);
+        ASSERT_EQ(arc->getOdGeCurve(curve), kOdOk);
+        ASSERT_EQ(arc->setFromOdGeCurve(*curve, &kDown), kOdOk);
+        EXPECT_EQ(arc->startAngle(), arc->endAngle()) << step;
+        const OdDbEllipsePtr ellipse = OdDbEllipse::createObject();
+        ellipse->set(OdGePoint3d(), OdGeVector3d::kZAxis, OdGeVector3d(2, 0, 0), 0.5, angle, angle);
+        OdGeMatrix3d shear;
+        shear(0, 1) = 1.0;
+        ASSERT_EQ(ellipse->transformBy(shear), kOdOk);
+        EXPECT_EQ(ellipse->startParam(), ellipse->endParam()) << step;
+    }
+}
+
+TEST_F(Curves, AnArcIsDrawnAsFarAsItsCurveGoes)
+{
+    for (double more : {0.0, 1e-13, 1e-9, 1.0, -1e-9}) {
+        const OdDbArcPtr arc = OdDbArc::createObject();
+        arc->setStartAngle(1.0);
+        arc->setEndAngle(1.0 + more);
+        OdGeExtents3d extents;
+        ASSERT_EQ(arc->getGeomExtents(extents), kOdOk);
+        OdStaticRxObject<gitest::RecordingWorldDraw> draw;
+        (void)arc->worldDraw(&draw);
+        OdGeExtents3d drawn;
+        for (OdGePoint3d const& point : draw.drawn.points) {
+            drawn.addPoint(point);
+        }
+        EXPECT_TRUE(drawn.isEqualTo(extents, OdGeTol(1e-4))) << more;
+    }
+}
+
+TEST_F(Curves, AnEllipseWhoseAxisIsALittleOffItsPlaneIsMovedAllTheSame)
+{
+    for (double factor : {10.0, 1e3, 1e7, 1e12}) {
+        const OdDbEllipsePtr ellipse = OdDbEllipse::createObject();
+        ellipse->set(OdGePoint3d(), OdGeVector3d::kZAxis, OdGeVector3d(1, 0, 5e-7), 0.5);
+        EXPECT_EQ(ellipse->transformBy(OdGeMatrix3d::scaling(OdGeScale3d(1, 1, factor))), kOdOk);
+        EXPECT_TRUE(ellipse->majorAxis().isEqualTo(OdGeVector3d::kXAxis, OdGeTol(1e-6))) << factor;
+        EXPECT_NEAR(ellipse->radiusRatio(), 0.5, 1e-6) << factor;
+    }
+}
+
+TEST_F(Curves, ABulgeThatIsOnlyNoiseAddsNothingToTheExtents)
+{
+    for (double bulge : {1e-9, 1e-10, 1e-11, 2e-12}) {
+        const OdDbPolylinePtr polyline = OdDbPolyline::createObject();
+        polyline->addVertexAt(0, {{0.0, 0.0}, bulge, 0.0, 0.0});
+        polyline->addVertexAt(1, {{1000.0, 333.0}, 0.0, 0.0, 0.0});
+        OdGeExtents3d extents;
+        ASSERT_EQ(polyline->getGeomExtents(extents), kOdOk);
+        EXPECT_TRUE(extents.isEqualTo({OdGePoint3d(), OdGePoint3d(1000, 333, 0)}, OdGeTol(1e-6)))
+            << bulge;
+        EXPECT_EQ(polyline->transformBy(OdGeMatrix3d::scaling(OdGeScale3d(1, 2, 1))), kOdOk);
+    }
+}
+
+/// Where the thickness of texts goes.
+class TextRecorder : public gitest::RecordingGeometry
+{
+public:
+    using RecordingGeometry::RecordingGeometry;
+    OdGeVector3d normal;
+
+    void text(OdGePoint3d const& /*position*/, OdGeVector3d const& drawnNormal,
+              OdGeVector3d const& /*direction*/, double /*height*/, double /*widthFactor*/,
+              double /*oblique*/, OdString const& /*text*/) override
+    {
+        normal = drawnNormal;
+    }
+};
+
+class TextRecordingDraw : public gitest::RecordingWorldDraw
+{
+public:
+    mutable OdStaticRxObject<TextRecorder> recorder{traits};
+    OdGiGeometry& geometry() const override { return recorder; }
+};
+
+TEST_F(Curves, ExtrudedTextStandsOnTheSameSideAfterAMirror)
+{
+    for (bool isBackward : {false, true}) {
+        const OdDbTextPtr text = OdDbText::createObject();
+        text->setTextString(L"abc");
+        text->setThickness(3.0);
+        text->setMirroredInX(isBackward);
+        for (int mirrors = 0; mirrors < 3; ++mirrors) {
+            OdStaticRxObject<TextRecordingDraw> draw;
+            (void)text->worldDraw(&draw);
+            EXPECT_TRUE((draw.recorder.normal * draw.traits.state.thickness)
+                            .isEqualTo(OdGeVector3d(0, 0, 3)))
+                << mirrors;
+            ASSERT_EQ(text->transformBy(OdGeMatrix3d::mirroring(OdGePlane::kYZPlane)), kOdOk);
+        }
+    }
+}
+
+TEST_F(Curves, AWideSegmentIsFilledAndGoesCounterclockwiseAboutTheNormal)
+{
+    for (double bulge : {0.0, 0.5, -0.5}) {
+        const OdDbPolylinePtr polyline = OdDbPolyline::createObject();
+        polyline->addVertexAt(0, {{0.0, 0.0}, bulge, 0.1, 0.2});
+        polyline->addVertexAt(1, {{10.0, 0.0}, 0.0, 0.0, 0.0});
+        OdStaticRxObject<gitest::RecordingWorldDraw> draw;
+        (void)polyline->worldDraw(&draw);
+        EXPECT_EQ(draw.traits.state.fillType, OdGiFillType::kFillAlways);
+        std::vector<OdGePoint3d> const& points = draw.drawn.points;
+        double doubledArea = 0.0;
+        for (std::size_t index = 0; index < points.size(); ++index) {
+            OdGePoint3d const& next = points[(index + 1) % points.size()];
+            doubledArea += points[index].x * next.y - next.x * points[index].y;
+        }
+        EXPECT_GT(doubledArea, 0.0) << bulge;
+    }
+}
+
+TEST_F(Curves, ArrowsAreFilled)
+{
+    const OdDbLeaderPtr leader = OdDbLeader::createObject();
+    leader->appendVertex(OdGePoint3d());
+    leader->appendVertex(OdGePoint3d(100, 0, 0));
+    OdStaticRxObject<gitest::RecordingWorldDraw> draw;
+    (void)leader->worldDraw(&draw);
+    EXPECT_EQ(draw.traits.state.fillType, OdGiFillType::kFillAlways);
+    const OdDbAlignedDimensionPtr dimension = OdDbAlignedDimension::createObject();
+    dimension->setXLine2Point(OdGePoint3d(100, 0, 0));
+    OdStaticRxObject<gitest::RecordingWorldDraw> other;
+    (void)dimension->worldDraw(&other);
+    EXPECT_EQ(other.traits.state.fillType, OdGiFillType::kFillAlways);
+}
+
+TEST_F(Curves, AWideArcIsMeasuredAsFarAsItsInnerSideReachesBeyondTheCenter)
+{
+    const OdDbPolylinePtr polyline = OdDbPolyline::createObject();
+    polyline->addVertexAt(0, {{1.0, 0.0}, std::tan(kPi * 0.3 / 4.0), 10.0, 10.0});
+    polyline->addVertexAt(1, {{std::cos(kPi * 0.3), std::sin(kPi * 0.3)}, 0.0, 0.0, 0.0});
+    polyline->transformBy(OdGeMatrix3d::rotation(-kPi * 0.13, OdGeVector3d::kZAxis));
+    OdGeExtents3d extents;
+    ASSERT_EQ(polyline->getGeomExtents(extents), kOdOk);
+    EXPECT_NEAR(extents.minPoint().x, -4.0, 1e-9);
+    EXPECT_NEAR(extents.maxPoint().x, 6.0, 1e-9);
+}
+
+TEST_F(Curves, TextInsideAnArcOfSmallRadiusIsMeasuredAsItIsDrawn)
+{
+    const OdDbArcAlignedTextPtr text = OdDbArcAlignedText::createObject();
+    text->setTextString(L"abc");
+    text->setRadius(1.0);
+    text->setTextSize(3.0);
+    text->setInward(true);
+    text->setWidthFactor(0.01);
+    OdGeExtents3d extents;
+    ASSERT_EQ(text->getGeomExtents(extents), kOdOk);
+    OdStaticRxObject<gitest::RecordingWorldDraw> draw;
+    (void)text->worldDraw(&draw);
+    for (OdGePoint3d const& point : draw.drawn.points) {
+        EXPECT_TRUE(extents.contains(point, OdGeTol(0.02)));
+    }
+}
+
 }  // namespace
