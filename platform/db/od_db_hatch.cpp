@@ -29,11 +29,14 @@ constexpr std::uint32_t kMinPatternLineBytes = 6;
 constexpr double kMostLines = 20000.0;
 constexpr double kMostDashes = 20000.0;
 /// What drawing one hatch may come to, whatever its loops and patterns: points of outlines, crossings
-/// of pattern lines with them, tests of points against sides, dashes.
+/// of pattern lines with them, tests of points against sides, dashes; points and dashes that are looked
+/// at for each family and lead to nothing.
 constexpr std::uint64_t kMostPoints = 2'000'000;
 constexpr std::uint64_t kMostCrossings = 4'000'000;
 constexpr std::uint64_t kMostSideTests = 20'000'000;
 constexpr std::uint64_t kMostDrawnDashes = 1'000'000;
+constexpr std::uint64_t kMostPointsSeen = 20'000'000;
+constexpr double kMostDashesSeen = 20e6;
 
 using Outline = std::vector<OdGePoint2d>;
 
@@ -238,9 +241,9 @@ OdDbHatchEdge OdDbHatchEdge::arc(OdGePoint2d const& center, OdGeVector2d const& 
 OdGePoint2d OdDbHatchEdge::at(double share) const
 {
     if (kind == Kind::kLine) {
-        return start + (end - start) * share;
+        return {std::lerp(start.x, end.x, share), std::lerp(start.y, end.y, share)};
     }
-    const double param = startParam + (endParam - startParam) * share;
+    const double param = std::lerp(startParam, endParam, share);  // the way may be beyond numbers
     return center + firstAxis * std::cos(param) + secondAxis * std::sin(param);
 }
 
@@ -506,18 +509,19 @@ double patternLength(OdArray<double> const& dashes)
     return length;
 }
 
-/// Calls for each dash of a line between two parameters; the pattern starts at parameter 0. Dashes
-/// that are too fine make a plain line.
+/// Calls for each dash of a line between two parameters; the pattern starts at parameter 0 and has a
+/// length. Dashes that are too fine make a plain line.
+/// \return How many dashes were looked at.
 template <class Action>
-void forEachDash(OdArray<double> const& dashes, double from, double to, Action const& action)
+double forEachDash(OdArray<double> const& dashes, double length, double from, double to,
+                   Action const& action)
 {
-    const double length = patternLength(dashes);
     const double first = std::floor(from / length);
     const double rounds = std::ceil(to / length) - first;
     // Written so that numbers which are not finite are too fine.
     if (!(length > 0.0) || !(rounds * dashes.size() <= kMostDashes)) {
         action(from, to);
-        return;
+        return 1.0;
     }
     // Counted by whole numbers: far from the start of the line, adding 1 may change nothing.
     for (unsigned round = 0; round < static_cast<unsigned>(rounds); ++round) {
@@ -530,6 +534,7 @@ void forEachDash(OdArray<double> const& dashes, double from, double to, Action c
             at = end;
         }
     }
+    return rounds * dashes.size();
 }
 
 /// Whether a point lies within an outline, by the rule of odd crossings.
@@ -626,11 +631,19 @@ unsigned OdDbHatch::drawPatterns(OdGiWorldDraw& worldDraw) const
     unsigned flags = kDrawableNone;
     std::uint64_t crossingsLeft = kMostCrossings;
     std::uint64_t dashesLeft = kMostDrawnDashes;
+    double dashesToSee = kMostDashesSeen;
+    std::uint64_t points = 0;
+    for (Outline const& outline : outlines) {
+        points += outline.size();
+    }
+    std::uint64_t familiesLeft = 1 + kMostPointsSeen / std::max<std::uint64_t>(points, 1);
     for (OdDbHatchPatternLine const& line : m_patternLines) {
-        if (worldDraw.regenAbort()) {
+        if (familiesLeft == 0 || worldDraw.regenAbort()) {
             return flags | kDrawableIsTruncated;
         }
+        --familiesLeft;
         const PatternLines lines(line);
+        const double length = patternLength(line.dashes);
         std::vector<Crossing> crossings;
         if (!lines.areCountable(outlines) || !lines.find(outlines, crossingsLeft, crossings)) {
             flags |= kDrawableIsTruncated;
@@ -640,21 +653,21 @@ unsigned OdDbHatch::drawPatterns(OdGiWorldDraw& worldDraw) const
         // A line enters and leaves in turn, so its crossings come in pairs.
         for (std::size_t index = 0; index + 1 < crossings.size(); index += 2) {
             const double number = crossings[index].line;
-            forEachDash(line.dashes, crossings[index].param, crossings[index + 1].param,
-                        [&](double from, double to) {
-                            if (dashesLeft == 0) {
-                                flags |= kDrawableIsTruncated;
-                                return;
-                            }
-                            --dashesLeft;
-                            const OdGePoint2d start = lines.at(number, from);
-                            const OdGePoint2d end = lines.at(number, to);
-                            const OdGePoint3d ends[] = {
-                                toWorld * OdGePoint3d(start.x, start.y, m_elevation),
-                                toWorld * OdGePoint3d(end.x, end.y, m_elevation)};
-                            worldDraw.geometry().polyline(ends, &m_normal);
-                        });
-            if (dashesLeft == 0 || worldDraw.regenAbort()) {
+            const auto draw = [&](double from, double to) {
+                if (dashesLeft == 0) {
+                    flags |= kDrawableIsTruncated;
+                    return;
+                }
+                --dashesLeft;
+                const OdGePoint2d start = lines.at(number, from);
+                const OdGePoint2d end = lines.at(number, to);
+                const OdGePoint3d ends[] = {toWorld * OdGePoint3d(start.x, start.y, m_elevation),
+                                            toWorld * OdGePoint3d(end.x, end.y, m_elevation)};
+                worldDraw.geometry().polyline(ends, &m_normal);
+            };
+            dashesToSee -= forEachDash(line.dashes, length, crossings[index].param,
+                                       crossings[index + 1].param, draw);
+            if (dashesLeft == 0 || dashesToSee < 0.0 || worldDraw.regenAbort()) {
                 return flags | kDrawableIsTruncated;
             }
         }

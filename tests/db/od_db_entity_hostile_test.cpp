@@ -641,6 +641,67 @@ TEST_F(HostileEntities, AHatchOfManyCornersAndFineLinesEndsAndSaysSo)
     EXPECT_LE(draw.drawn.journal.size(), 1'000'000U);
 }
 
+TEST_F(HostileEntities, AHatchWhoseDashesLeadToNothingEndsAndSaysSo)
+{
+    const OdDbHatchPtr hatch = OdDbHatch::createObject();
+    OdDbHatchLoop comb;
+    for (int tooth = 0; tooth < 100; ++tooth) {
+        comb.vertices.append({{tooth * 1.0, 0.0}, 0.0, 0.0, 0.0});
+        comb.vertices.append({{tooth + 0.5, 9'000.0}, 0.0, 0.0, 0.0});
+    }
+    hatch->appendLoop(comb);
+    OdDbHatchPatternLine gaps;
+    gaps.offset = {0.0, 1.0};
+    for (int index = 0; index < 9000; ++index) {
+        gaps.dashes.append(-1.0);
+    }
+    hatch->setPattern(L"GAPS", only(gaps));  // almost a million pairs, 9000 steps each
+    OdStaticRxObject<gitest::RecordingWorldDraw> draw;
+    EXPECT_EQ(hatch->worldDraw(&draw), unsigned{kDrawableIsTruncated});
+    EXPECT_TRUE(draw.drawn.journal.empty());
+}
+
+TEST_F(HostileEntities, AHatchOfManyPatternsOverManyPointsEndsAndSaysSo)
+{
+    const OdDbHatchPtr hatch = OdDbHatch::createObject();
+    OdDbHatchLoop loop;
+    for (int corner = 0; corner < 100'000; ++corner) {
+        loop.vertices.append({{corner * 1.0, 0.25 * (corner % 2)}, 0.0, 0.0, 0.0});
+    }
+    hatch->appendLoop(loop);
+    OdArray<OdDbHatchPatternLine> lines;
+    OdDbHatchPatternLine line;
+    line.base = {0.0, 0.5};
+    line.offset = {0.0, 1.0};
+    for (int family = 0; family < 20'000; ++family) {
+        lines.append(line);
+    }
+    hatch->setPattern(L"MANY", lines);
+    OdStaticRxObject<gitest::RecordingWorldDraw> draw;
+    EXPECT_EQ(hatch->worldDraw(&draw), unsigned{kDrawableIsTruncated});
+}
+
+TEST_F(HostileEntities, AHatchWhoseEdgesAreLongerThanNumbersIsMeasuredAndDrawn)
+{
+    const OdDbHatchPtr hatch = OdDbHatch::createObject();
+    OdDbHatchLoop loop;
+    loop.edges.append(OdDbHatchEdge::arc({0.0, 0.0}, {1.0, 0.0}, {0.0, 1.0}, -1e308, 1e308));
+    hatch->appendLoop(loop);
+    OdGeExtents3d extents;
+    ASSERT_EQ(hatch->getGeomExtents(extents), kOdOk);
+    EXPECT_TRUE(extents.isEqualTo({OdGePoint3d(-1, -1, 0), OdGePoint3d(1, 1, 0)}));
+    OdStaticRxObject<gitest::RecordingWorldDraw> draw;
+    (void)hatch->worldDraw(&draw);
+    ASSERT_FALSE(draw.drawn.points.empty());
+    for (OdGePoint3d const& point : draw.drawn.points) {
+        EXPECT_TRUE(extents.contains(point, OdGeTol(1e-9)));
+    }
+    const OdDbHatchEdge line = OdDbHatchEdge::line({-1e308, 0.0}, {1e308, 1.0});
+    EXPECT_EQ(line.at(0.0), line.start);
+    EXPECT_EQ(line.at(1.0), line.end);
+    EXPECT_EQ(line.at(0.5), OdGePoint2d(0.0, 0.5));
+}
+
 TEST_F(HostileEntities, AHatchOfManyArcsIsDrawnWithPointsThatFitIntoMemory)
 {
     const OdDbHatchPtr hatch = OdDbHatch::createObject();
