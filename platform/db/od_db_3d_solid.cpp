@@ -106,8 +106,21 @@ OdDb3dSolid::Counts OdDb3dSolid::counts() const
     return read(m_counts);
 }
 
+namespace {
+
+/// A filed body tells its size in 32 bits, with a sign.
+bool isTooLong(OdBinaryData const& body)
+{
+    return body.size() > static_cast<std::uint32_t>(std::numeric_limits<std::int32_t>::max());
+}
+
+}  // namespace
+
 void OdDb3dSolid::setBody(OdString const& format, OdBinaryData const& body, Counts const& counts)
 {
+    if (isTooLong(body)) {
+        throw OdError(kOdInvalidInput);
+    }
     assertGraphicsWriteEnabled();
     m_format = format;
     m_body = body;
@@ -140,6 +153,9 @@ OdResult OdDb3dSolid::setBodyByModeler(OdString const& format, OdBinaryData cons
     const OdDb3dSolidModelerPtr modeler = modelerFor(format);
     if (modeler.isNull()) {
         return kOdNotApplicable;
+    }
+    if (isTooLong(body)) {
+        return kOdInvalidInput;
     }
     Counts counts;
     const OdResult result = modeler->count(format, body, counts);

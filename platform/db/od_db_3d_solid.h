@@ -46,11 +46,11 @@ public:
     OdString bodyFormat() const;
     Counts counts() const;
     /// Replaces the body. The new one stands in the block as its bytes say: the placement becomes
-    /// the identity.
+    /// the identity. \throws OdError (bad input) for a body of 2 GiB or more.
     void setBody(OdString const& format, OdBinaryData const& body, Counts const& counts);
     /// As `setBody`, with the counts that the modeler finds.
-    /// \return 0; (not applicable) without a modeler for the format, or what it answers. Nothing has
-    ///         changed then.
+    /// \return 0; (not applicable) without a modeler for the format, (bad input) for a body of 2 GiB
+    ///         or more, or what the modeler answers. Nothing has changed then.
     OdResult setBodyByModeler(OdString const& format, OdBinaryData const& body);
     /// From the body's coordinates to those of the block.
     OdGeMatrix3d placement() const;
