@@ -27,13 +27,17 @@ OdDbIdBlock* OdDbIdTable::findBlock(std::uint64_t number) const noexcept
 
 std::uint64_t OdDbIdTable::nextBlock(std::uint64_t after) const noexcept
 {
-    for (std::uint64_t number = after + 1; number < m_dense.size(); ++number) {
+    const auto next = m_sparse.upper_bound(after);
+    const std::uint64_t sparse =
+        next != m_sparse.end() ? next->first : (std::uint64_t{1} << 62) / kPerBlock;
+    // A block that was far when it was made may lie in front of what is near by now.
+    const std::uint64_t end = std::min<std::uint64_t>(m_dense.size(), sparse);
+    for (std::uint64_t number = after + 1; number < end; ++number) {
         if (m_dense[number] != nullptr) {
             return number;
         }
     }
-    const auto next = m_sparse.upper_bound(after);
-    return next != m_sparse.end() ? next->first : (std::uint64_t{1} << 62) / kPerBlock;
+    return sparse;
 }
 
 OdDbIdRecord* OdDbIdTable::find(std::uint64_t handle) const noexcept
