@@ -67,11 +67,23 @@ void OdDbUndoLog::dropStaleRedo()
     }
 }
 
+/// Records in front of the first mark are what nothing goes back to: recording goes on when all
+/// marks have been undone.
+void OdDbUndoLog::dropUnreachable()
+{
+    if (m_undo.marks.empty() && m_transactions.empty() && m_redo.marks.empty()) {
+        m_undo.bytes.clear();
+        m_undo.entries.clear();
+        m_undoneTo = 0;
+    }
+}
+
 void OdDbUndoLog::append(Tape& tape, OdDbIdRecord* record, Kind kind)
 {
     tape.dropEmptyPartial();
     if (!m_isPlaying) {
         dropStaleRedo();
+        dropUnreachable();
     }
     tape.entries.push_back({record, tape.bytes.size(), kind});
 }
@@ -126,12 +138,15 @@ void OdDbUndoLog::startUndoRecord()
 {
     m_isStarted = true;
     m_undo.dropEmptyPartial();
+    dropStaleRedo();
+    dropUnreachable();
     m_undo.marks.push_back(m_undo.entries.size());
     nextMark();
 }
 
 OdResult OdDbUndoLog::undo()
 {
+    const OdDbDatabasePtr keptAlive(&m_database.database);  // a reactor may hold the last pointer
     const bool inTransaction = !m_transactions.empty();
     if (m_isPlaying || (inTransaction && m_undo.marks.size() <= m_transactions.back().marks)) {
         return kOdTransactionOpen;
@@ -177,6 +192,10 @@ void OdDbUndoLog::playGroup(Tape& from, Tape* to)
 
 void OdDbUndoLog::clear()
 {
+    if (m_isOnTape) {
+        m_clearsLater = true;  // the record that is being read lies on the tape
+        return;
+    }
     m_undo.clear();
     m_redo.clear();
     m_undoneTo = 0;
@@ -209,6 +228,7 @@ void OdDbUndoLog::abortTransaction()
     if (m_transactions.empty()) {
         throw OdError(kOdNoTransaction);
     }
+    const OdDbDatabasePtr keptAlive(&m_database.database);  // a reactor may hold the last pointer
     const Start start = m_transactions.back();
     m_transactions.pop_back();
     if (m_isPlaying) {
@@ -228,6 +248,7 @@ void OdDbUndoLog::play(Tape& from, std::size_t downTo, Tape* inverse)
     const OdDbDatabasePtr keptAlive(&m_database.database);  // a reactor may hold the last pointer
     from.dropEmptyPartial();
     const Playback playback(*this, inverse);
+    m_isOnTape = true;
     while (from.entries.size() > downTo) {
         const Entry entry = from.entries.back();
         try {
@@ -244,7 +265,11 @@ void OdDbUndoLog::play(Tape& from, std::size_t downTo, Tape* inverse)
     if (inverse != nullptr) {
         inverse->dropEmptyPartial();
     }
+    m_isOnTape = false;
     m_inverse = nullptr;  // what reactors do now is neither undone nor done again
+    if (std::exchange(m_clearsLater, false)) {
+        clear();
+    }
     sendNotices();
     m_undoneTo = m_undo.entries.size();
 }
@@ -254,6 +279,10 @@ void OdDbUndoLog::playEntry(Tape& from, Entry const& entry)
     // A proxy gives way to its object once its class is there, and that may not be read so far.
     if (entry.record != nullptr && entry.record->object == nullptr &&
         !m_database.load(*entry.record)) {
+        throw OdError(kOdObjectDamaged);
+    }
+    if (entry.record != nullptr && entry.record->object == nullptr) {
+        // A proxy gave way, and nothing could be loaded in its place.
         throw OdError(kOdObjectDamaged);
     }
     m_reader.readFrom(std::span<std::uint8_t const>(from.bytes).subspan(entry.start));
@@ -322,11 +351,14 @@ void OdDbUndoLog::sendNotices()
         const bool isRestored = record.has(OdDbIdRecord::kRestored);
         record.set(OdDbIdRecord::kTouched, false);
         record.set(OdDbIdRecord::kRestored, false);
+        if (record.object == nullptr) {
+            continue;
+        }
         const bool isErased = record.has(OdDbIdRecord::kErased);
         if (isErased != one.wasErased) {
             OdDbObjectAccess::sendErased(*record.object, isErased);
         }
-        if (isRestored) {
+        if (isRestored && record.object != nullptr) {
             OdDbObjectAccess::sendModified(*record.object);
         }
     }

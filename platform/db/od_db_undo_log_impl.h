@@ -106,6 +106,7 @@ private:
         return m_undo.entries.size() - (m_undo.endsInEmptyPartial() ? 1 : 0) > m_undoneTo;
     }
     void dropStaleRedo();
+    void dropUnreachable();
     Tape* target() noexcept;
     void append(Tape& tape, OdDbIdRecord* record, Kind kind);
     void fileState(Tape& tape, OdDbIdRecord* record);
@@ -131,6 +132,8 @@ private:
     bool m_isStarted = false;
     bool m_isPlaying = false;
     bool m_disabled = false;
+    bool m_isOnTape = false;     ///< records are being played back; notices come later
+    bool m_clearsLater = false;  ///< `clear` was called meanwhile
     OdStaticRxObject<OdDbMemoryFiler> m_writer;
     OdStaticRxObject<OdDbMemoryFiler> m_reader;
 };
