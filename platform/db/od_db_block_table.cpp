@@ -71,9 +71,11 @@ OdDbObjectIdArray readIds(OdDbDwgFiler& filer, OdDb::ReferenceType type)
     return ids;
 }
 
+/// Whether what is filed becomes another block.
 bool isCloning(OdDbDwgFiler const& filer)
 {
-    return filer.filerType() == OdDb::FilerType::kDeepCloneFiler ||
+    return filer.filerType() == OdDb::FilerType::kCopyFiler ||
+           filer.filerType() == OdDb::FilerType::kDeepCloneFiler ||
            filer.filerType() == OdDb::FilerType::kWblockCloneFiler;
 }
 
@@ -567,6 +569,20 @@ void OdDbBlockTableRecord::dwgOutFields(OdDbDwgFiler* filer) const
     // A clone of the block is another one, which nothing refers to yet.
     writeIds(*filer, isCloning(*filer) ? OdDbObjectIdArray() : m_references,
              OdDb::ReferenceType::kSoftPointerRef);
+}
+
+void OdDbBlockTableRecord::requireReferencesIn(OdDbDatabase const& database) const
+{
+    OdDbSymbolTableRecord::requireReferencesIn(database);
+    for (OdDbObjectId id : m_entities) {
+        requireIn(database, id);
+    }
+    for (OdDbObjectId id : m_references) {
+        requireIn(database, id);
+    }
+    if (!m_entities.isEmpty()) {
+        throw OdError(kOdAlreadyInDatabase);
+    }
 }
 
 void OdDbBlockTableRecord::takeClone(OdDbIdPair const& /*pair*/, OdDbObject& clone,

@@ -90,8 +90,12 @@ public:
     void cloneFinished(OdDbIdMapping& mapping) override;
 
 protected:
+    /// Refuses a block that lists entities already, which are another one's.
+    void requireReferencesIn(OdDbDatabase const& database) const override;
     /// Lists an entity that was cloned to this block, behind the others.
     void takeClone(OdDbIdPair const& pair, OdDbObject& clone, OdDbIdMapping& mapping) override;
+    /// Takes an entity that has got another owner out of the list.
+    void ownedObjectLeft(OdDbObjectId id) override;
 
 private:
     friend class OdDbObjectIterator;

@@ -145,6 +145,22 @@ void OdDbDictionary::adopt(OdDbObject& object)
     }
 }
 
+/// Makes room for an object under a key. A reactor may enter another one when it is told that the
+/// present one is erased; that one goes the same way, and whatever comes then loses its name only.
+void OdDbDictionary::pushOut(OdString const& key, OdDbObjectId id)
+{
+    OdDbObjectId erased;
+    for (int round = 0; round < 2; ++round) {
+        const OdDbObjectId present = m_index.find(key);
+        if (present.isNull() || present == id || present == erased) {
+            break;
+        }
+        eraseIfOwned(present);  // takes the entry out, and keeps its name for an undo
+        erased = present;
+    }
+    m_index.remove(key);
+}
+
 OdDbObjectId OdDbDictionary::setAt(OdString const& name, OdDbObject* object)
 {
     if (object == nullptr) {
@@ -162,20 +178,20 @@ OdDbObjectId OdDbDictionary::setAt(OdString const& name, OdDbObject* object)
         throw OdError(kOdWrongDatabase);
     }
     const OdString key = name.isEmpty() ? hiddenName() : name;
-    const OdDbObjectId present = m_index.find(key);
-    if (!present.isNull() && present == object->objectId()) {
+    if (const OdDbObjectId present = m_index.find(key);
+        !present.isNull() && present == object->objectId()) {
         return present;
     }
+    const OdDbDatabasePtr keptAlive(db);  // a reactor may hold the last pointer
+    // Whoever is told of the change may change entries himself; they are looked up behind it.
+    assertWriteEnabled(/*autoUndo=*/false, /*recordModified=*/true);
     OdDbObjectId id = object->objectId();
     if (id.isNull()) {
         id = db->addOdDbObject(object, objectId());
     } else {
         adopt(*object);
     }
-    if (!present.isNull()) {
-        eraseIfOwned(present);  // takes the entry out, and keeps its name for an undo
-        m_index.remove(key);
-    }
+    pushOut(key, id);
     m_index.insert(key, id);
     return id;
 }
@@ -187,23 +203,36 @@ OdDbObjectId OdDbDictionary::remove(OdString const& name)
     if (id.isNull()) {
         return id;
     }
+    const OdDbDatabasePtr keptAlive(database());  // a reactor may hold the last pointer
     eraseIfOwned(id);  // takes the entry out, and keeps its name for an undo
-    m_index.remove(name);
+    if (m_index.find(name) == id) {
+        m_index.remove(name);  // what a reactor has entered instead stays
+    }
     return id;
 }
 
-bool OdDbDictionary::setName(OdString const& oldName, OdString const& newName)
+bool OdDbDictionary::canBeRenamed(OdString const& oldName, OdString const& newName) const
 {
-    assertWriteEnabled(/*autoUndo=*/false, /*recordModified=*/false);
     const OdDbObjectId id = m_index.find(oldName);
     if (id.isNull() || newName.isEmpty() || !isAllowedName(newName)) {
         return false;
     }
     const OdDbObjectId taken = m_index.find(newName);
-    if (!taken.isNull() && !(taken == id)) {
+    return taken.isNull() || taken == id;
+}
+
+bool OdDbDictionary::setName(OdString const& oldName, OdString const& newName)
+{
+    assertWriteEnabled(/*autoUndo=*/false, /*recordModified=*/false);
+    if (!canBeRenamed(oldName, newName)) {
         return false;
     }
-    m_index.remove(oldName);
+    // Whoever is told of the change may change entries himself.
+    assertWriteEnabled(/*autoUndo=*/false, /*recordModified=*/true);
+    if (!canBeRenamed(oldName, newName)) {
+        return false;
+    }
+    const OdDbObjectId id = m_index.remove(oldName);
     m_index.insert(newName, id);
     return true;
 }
@@ -255,8 +284,16 @@ void OdDbDictionary::ownedObjectLeft(OdDbObjectId id)
     }
 }
 
+void OdDbDictionary::requireReferencesIn(OdDbDatabase const& database) const
+{
+    OdDbObject::requireReferencesIn(database);
+    m_index.requireEmptyFor(database);
+}
+
 void OdDbDictionary::takeClone(OdDbIdPair const& pair, OdDbObject& clone, OdDbIdMapping& mapping)
 {
+    // Names are looked up behind the notice of the change.
+    assertWriteEnabled(/*autoUndo=*/false, /*recordModified=*/true);
     const OdDbObjectPtr source = pair.key().openObject(OdDb::kForRead, /*openErased=*/true);
     OdString name = source.isNull() ? OdString() : odDbNameInOwner(*source);
     const auto isTaken = [this](OdString const& tried) { return !m_index.find(tried).isNull(); };

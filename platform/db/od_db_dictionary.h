@@ -68,6 +68,8 @@ public:
 protected:
     void ownedObjectErased(OdDbObjectId id, bool erasing) override;
     void ownedObjectLeft(OdDbObjectId id) override;
+    /// Refuses a dictionary that has entries already, which are another one's.
+    void requireReferencesIn(OdDbDatabase const& database) const override;
     /// Enters a clone under the name of its source, under one made of it if that is taken, or under
     /// a hidden one if the source had none.
     void takeClone(OdDbIdPair const& pair, OdDbObject& clone, OdDbIdMapping& mapping) override;
@@ -76,9 +78,11 @@ private:
     friend class OdDbDictionaryIterator;
 
     OdString hiddenName();
+    bool canBeRenamed(OdString const& oldName, OdString const& newName) const;
     void adopt(OdDbObject& object);
     void requireNoRing(OdDbObjectId id) const;
     void eraseIfOwned(OdDbObjectId id);
+    void pushOut(OdString const& key, OdDbObjectId id);
     OdDb::ReferenceType ownership() const noexcept;
 
     OdDbNameIndex m_index;

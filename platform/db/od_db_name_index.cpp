@@ -28,6 +28,9 @@ OdDbObjectId OdDbNameIndex::find(OdString const& name) const
 OdDbObjectId OdDbNameIndex::findErased(OdString const& name) const
 {
     OdDbObjectId latest;
+    if (m_holder.database() == nullptr) {
+        return latest;  // the records have gone with the database
+    }
     for (auto const& [record, erasedName] : m_erasedNames) {
         const OdDbObjectId id(const_cast<OdDbIdRecord*>(record));
         if (odIcmp(erasedName, name) == 0 && id > latest) {
@@ -51,6 +54,15 @@ OdString const* OdDbNameIndex::nameOf(OdDbObjectId id) const
         }
     }
     return nullptr;
+}
+
+void OdDbNameIndex::requireEmptyFor(OdDbDatabase const& database) const
+{
+    if (m_entries.empty()) {
+        return;
+    }
+    const bool isForeign = m_entries.begin()->second.originalDatabase() != &database;
+    throw OdError(isForeign ? kOdWrongDatabase : kOdAlreadyInDatabase);
 }
 
 void OdDbNameIndex::record(std::uint8_t opcode, OdString const& name, OdDbObjectId id)
@@ -108,8 +120,13 @@ void OdDbNameIndex::setErased(OdDbObjectId id, bool erasing)
         return;
     }
     const auto found = m_erasedNames.find(id.record());
-    if (found != m_erasedNames.end() && m_entries.count(found->second) == 0) {
-        const OdString name = found->second;
+    if (found == m_erasedNames.end() || m_entries.count(found->second) != 0) {
+        return;
+    }
+    const OdString name = found->second;
+    // Whoever is told of the change may take the name.
+    m_holder.assertWriteEnabled(/*autoUndo=*/false, /*recordModified=*/true);
+    if (m_entries.count(name) == 0) {
         insert(name, id);
     }
 }

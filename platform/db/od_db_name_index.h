@@ -35,6 +35,11 @@ public:
     /// The name of an id; null if it has none.
     OdString const* nameOf(OdDbObjectId id) const;
 
+    /// Asked before the holder comes into a database: its entries would be those of another holder.
+    /// \throws OdError (already in database) if there are any, (wrong database) if they are of another
+    ///         database.
+    void requireEmptyFor(OdDbDatabase const& database) const;
+
     /// Enters a name that is free.
     void insert(OdString const& name, OdDbObjectId id);
     /// Takes a name out. \return Its id, null if there was none.

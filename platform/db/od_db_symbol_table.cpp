@@ -126,6 +126,9 @@ OdDbObjectId OdDbSymbolTable::add(OdDbSymbolTableRecord* record)
     if (name.isEmpty()) {
         throw OdError(kOdInvalidKey);
     }
+    // Whoever is told of the change may add records himself; names are looked up behind it.
+    const OdDbDatabasePtr keptAlive(db);
+    assertWriteEnabled(/*autoUndo=*/false, /*recordModified=*/true);
     if (has(name)) {
         throw OdError(kOdDuplicateName, name + L": name stands in the table already");
     }
@@ -152,6 +155,11 @@ void OdDbSymbolTable::copyFrom(OdRxObject const* source)
 
 void OdDbSymbolTable::rename(OdDbObjectId id, OdString const& newName)
 {
+    if (m_index.nameOf(id) == nullptr) {
+        return;
+    }
+    // Whoever is told of the change may change entries himself; they are looked up behind it.
+    assertWriteEnabled(/*autoUndo=*/false, /*recordModified=*/true);
     OdString const* oldName = m_index.nameOf(id);
     if (oldName == nullptr) {
         return;
@@ -192,12 +200,20 @@ void OdDbSymbolTable::ownedObjectLeft(OdDbObjectId id)
     }
 }
 
+void OdDbSymbolTable::requireReferencesIn(OdDbDatabase const& database) const
+{
+    OdDbObject::requireReferencesIn(database);
+    m_index.requireEmptyFor(database);
+}
+
 void OdDbSymbolTable::takeClone(OdDbIdPair const& /*pair*/, OdDbObject& clone,
                                 OdDbIdMapping& mapping)
 {
     if (!clone.isKindOf(recordClass())) {
         throw OdError_NotThatKindOfClass(clone.isA(), recordClass());
     }
+    // Names are looked up behind the notice of the change.
+    assertWriteEnabled(/*autoUndo=*/false, /*recordModified=*/true);
     auto& record = static_cast<OdDbSymbolTableRecord&>(clone);
     record.m_name = nameForClone(record.m_name, mapping);
     m_index.insert(record.m_name, clone.objectId());

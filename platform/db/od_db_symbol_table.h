@@ -81,6 +81,8 @@ protected:
     virtual OdRxClass* recordClass() const;
     void ownedObjectErased(OdDbObjectId id, bool erasing) override;
     void ownedObjectLeft(OdDbObjectId id) override;
+    /// Refuses a table that has records already, which are another one's.
+    void requireReferencesIn(OdDbDatabase const& database) const override;
     /// Adds a clone of a record under its name, or under one made of it if that is taken. A clone of
     /// another kind is refused with OdError_NotThatKindOfClass.
     void takeClone(OdDbIdPair const& pair, OdDbObject& clone, OdDbIdMapping& mapping) override;
