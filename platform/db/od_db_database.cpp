@@ -5,6 +5,7 @@
 #include "db/od_db_dictionary.h"
 #include "db/od_db_filer.h"
 #include "db/od_db_host_app_services.h"
+#include "db/od_db_memory_filer.h"
 #include "db/od_db_planar_impl.h"
 #include "db/od_db_proxy_object.h"
 #include "db/od_db_simple_tables.h"
@@ -52,6 +53,44 @@ private:
     OdDbObjectStore& m_store;
 };
 
+/// Gives back what was filed, with null for every id.
+class ForgettingFiler : public OdDbMemoryFiler
+{
+public:
+    explicit ForgettingFiler(OdDbDatabase* database)
+        : OdDbMemoryFiler(OdDb::FilerType::kUndoFiler, database)
+    {
+    }
+    OdDbObjectId rdSoftOwnershipId() override
+    {
+        return forget(OdDbMemoryFiler::rdSoftOwnershipId());
+    }
+    OdDbObjectId rdHardOwnershipId() override
+    {
+        return forget(OdDbMemoryFiler::rdHardOwnershipId());
+    }
+    OdDbObjectId rdSoftPointerId() override { return forget(OdDbMemoryFiler::rdSoftPointerId()); }
+    OdDbObjectId rdHardPointerId() override { return forget(OdDbMemoryFiler::rdHardPointerId()); }
+
+private:
+    static OdDbObjectId forget(OdDbObjectId /*id*/) { return OdDbObjectId::kNull; }
+};
+
+/// Takes all ids out of an object, as an undo on the living object would replace its fields.
+void forgetIds(OdDbObject& object)
+{
+    OdStaticRxObject<ForgettingFiler> filer(object.database());
+    try {
+        OdDbObjectAccess::fileOut(object, filer);
+        filer.rewindForReading();
+        (void)OdDbObjectAccess::fileIn(object, filer);
+    } catch (std::exception const& error) {
+        odReportAssert("ids of an object are forgotten", error.what(), __FILE__, __LINE__);
+    } catch (...) {
+        odReportAssert("ids of an object are forgotten", "unknown exception", __FILE__, __LINE__);
+    }
+}
+
 }  // namespace
 
 OdDbClassRecord odDbClassRecordOf(OdRxClass const& cls)
@@ -96,8 +135,22 @@ std::vector<OdDbObject*> OdDbDatabaseImpl::residentObjects() const
 
 void OdDbDatabaseImpl::sendGoodbye()
 {
+    // By records: a reactor may open a proxy, whose object then gives way to one of its own class.
+    for (std::uint64_t number : ids.knownBlocks()) {
+        for (OdDbIdRecord const& record : ids.findBlock(number)->records) {
+            if (record.object != nullptr) {
+                OdDbObjectAccess::sendGoodbye(*record.object);
+            }
+        }
+    }
+}
+
+void OdDbDatabaseImpl::forgetHeldIds()
+{
     for (OdDbObject* object : residentObjects()) {
-        OdDbObjectAccess::sendGoodbye(*object);
+        if (!OdDbObjectAccess::isClosed(*object)) {
+            forgetIds(*object);
+        }
     }
 }
 
@@ -303,6 +356,7 @@ OdDbObjectId OdDbDatabaseImpl::addAs(OdDbObject& object, OdDbObjectId owner, OdD
     if (!owner.isNull() && owner.database() != &database) {
         throw OdError(kOdWrongDatabase);
     }
+    owner.convertToRedirectedId();  // the database that leads here may go first
     OdDbObjectAccess::requireIdsOf(object, database);
     const std::uint64_t number = handle.isNull() ? handseed : handle.value();
     if (number > kLastHandle) {
@@ -316,6 +370,12 @@ OdDbObjectId OdDbDatabaseImpl::addAs(OdDbObject& object, OdDbObjectId owner, OdD
         }
     }
     handseed = std::max(handseed, number + 1);
+    if (!header.regAppTable.isNull()) {
+        OdDbObjectAccess::registerApps(object, database);
+        if (record.object != nullptr || object.database() != nullptr) {
+            throw OdError(kOdHandleInUse);  // a reactor of the table has added something
+        }
+    }
     OdDbObjectAccess::attach(object, record, owner);
     record.classIndex = classIndex;
     record.set(OdDbIdRecord::kNew, true);
@@ -357,6 +417,8 @@ OdDbDatabase::~OdDbDatabase()
 #ifndef NDEBUG
     reportOpenObjects();
 #endif
+    // Who holds an object longer than its database must not find ids in it that lead nowhere.
+    m_impl->forgetHeldIds();
     m_impl.reset();
     --g_liveDatabases;
 }

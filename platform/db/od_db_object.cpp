@@ -717,22 +717,33 @@ void OdDbObject::createExtensionDictionary()
     if (db == nullptr) {
         throw OdError(kOdNotInDatabase);
     }
+    const OdDbDatabasePtr keptAlive(db);  // a reactor may hold the last pointer
     assertWriteEnabled(/*autoUndo=*/false, /*recordModified=*/false);
-    const OdDbObjectId present =
-        m_extras != nullptr ? m_extras->extensionDictionary : OdDbObjectId::kNull;
-    if (present.isErased()) {
-        (void)present.safeOpenObject(OdDb::kForWrite, /*openErased=*/true)->erase(false);
+    if (hasOrRevivesExtensionDictionary()) {
         return;
     }
-    if (odDbIsThere(present)) {
+    // Whoever is told of the change may make the dictionary himself.
+    assertWriteEnabled(/*autoUndo=*/false, /*recordModified=*/true);
+    if (hasOrRevivesExtensionDictionary()) {
         return;
     }
     OdDbDictionaryPtr dictionary = OdDbDictionary::createObject();
     const OdDbObjectId id = db->addOdDbObject(dictionary.get(), objectId());
     if (OdDbDwgFiler* filer = beginBaseChange(kExtensionDictionary, /*recordModified=*/true)) {
-        filer->wrHardOwnershipId(present);
+        filer->wrHardOwnershipId(OdDbObjectAccess::extensionDictionary(*this));
     }
     extras().extensionDictionary = id;
+}
+
+/// Whether there is an extension dictionary; brings back an erased one.
+bool OdDbObject::hasOrRevivesExtensionDictionary()
+{
+    const OdDbObjectId present = OdDbObjectAccess::extensionDictionary(*this);
+    if (present.isErased()) {
+        (void)present.safeOpenObject(OdDb::kForWrite, /*openErased=*/true)->erase(false);
+        return true;
+    }
+    return odDbIsThere(present);
 }
 
 bool OdDbObject::releaseExtensionDictionary()
@@ -878,6 +889,9 @@ void OdDbObject::copyFrom(OdRxObject const* source)
         other->requireReferencesIn(*db);
     }
     assertWriteEnabled();
+    if (OdDbDatabase* db = database()) {
+        OdDbObjectAccess::registerApps(*other, *db);
+    }
     OdStaticRxObject<OdDbMemoryFiler> filer(OdDb::FilerType::kCopyFiler, other->database());
     other->dwgOutFields(&filer);
     filer.rewindForReading();
@@ -922,6 +936,13 @@ OdResult OdDbObject::erase(bool erasing)
     }
     const OdDbDatabasePtr keptAlive(database());  // a reactor may hold the last pointer
     assertWriteEnabled();
+    // Whoever was told of the change may have erased the object himself.
+    if (m_record == nullptr) {
+        return kOdNotInDatabase;
+    }
+    if (isErased() == erasing || (m_state & kErasing) != 0) {
+        return erasing ? kOdAlreadyErased : kOdNotErased;
+    }
     {
         // What subErase does may lead back here, by way of a reactor or an object erased with it.
         const BitGuard subErasing(m_state, kErasing);
@@ -930,10 +951,7 @@ OdResult OdDbObject::erase(bool erasing)
             return refused;
         }
     }
-    OdDbDatabaseImpl& db = OdDbDatabaseImpl::of(*m_record);
-    if (recordsUndo()) {
-        db.undo.recordErased(*m_record, !erasing);
-    }
+    OdDbDatabaseImpl::of(*m_record).undo.recordErased(*m_record, !erasing);
     OdDbObjectAccess::setErased(*this, erasing);
     tellOwnerOfErase(erasing);
     OdDbObjectAccess::sendErased(*this, erasing);
@@ -1047,7 +1065,9 @@ void OdDbObjectAccess::registerApps(OdDbObject const& object, OdDbDatabase& data
     if (object.m_extras == nullptr) {
         return;
     }
-    for (XDataEntry const& entry : object.m_extras->xData) {
+    // A copy: reactors of the table may change the object.
+    const std::vector<XDataEntry> entries = object.m_extras->xData;
+    for (XDataEntry const& entry : entries) {
         (void)database.newRegApp(entry.app);
     }
 }

@@ -29,9 +29,10 @@ using OdResBufPtr = OdSmartPtr<OdResBuf>;
 /// **Changes.** Every change is announced by `assertWriteEnabled` beforehand. When the write period
 /// ends (last pointer gone, or the write count comes to nothing), a changed object sends `modified`
 /// once to its persistent reactors, then `modifiedGraphics` if its graphics changed, then
-/// `objectClosed`. The object still answers readers then and may be opened again, which is a new
-/// period with a notice of its own. An exception out of a notice is reported through the assertion
-/// sink and goes no further, and so are notices that nest without end.
+/// `objectClosed`; all three go to those that were reactors when the period ended. The object still
+/// answers readers then and may be opened again, which is a new period with a notice of its own. An
+/// exception out of a notice is reported through the assertion sink and goes no further, and so are
+/// notices that nest without end.
 ///
 /// **Outside a database** (fresh, copied, or read from a blob) an object may be read and changed
 /// freely; nothing is recorded and nobody is told.
@@ -114,7 +115,9 @@ public:
     /// \param filer  Positioned behind the address of `cls`.
     /// \param cls    The class that wrote the record; an override hands on what isn't its own.
     virtual void applyPartialUndo(OdDbDwgFiler* filer, OdRxClass* cls);
-    /// Stops, or allows again, undo records of this object alone (of all objects, on a database).
+    /// Stops, or allows again, undo records of this object's fields (of all objects, on a database).
+    /// That the object comes, goes or comes back is recorded all the same: what lists it records
+    /// that, too, and both must go back together.
     virtual void disableUndoRecording(bool disable);
     /// @}
 
@@ -134,7 +137,8 @@ public:
     /// A copy outside any database, made by filing; references are kept as they are.
     OdRxObjectPtr clone() const override;
     /// Takes over the fields of an object of the same class; the owner and reactors stay as they
-    /// are. \throws OdError_NotThatKindOfClass for another class, (wrong database) where an object of
+    /// are. Applications of extended data that the database doesn't know are registered there.
+    /// \throws OdError_NotThatKindOfClass for another class, (wrong database) where an object of
     /// a database would come to refer to another one. Nothing has changed then.
     void copyFrom(OdRxObject const* source) override;
     /// @}
@@ -242,7 +246,8 @@ public:
     OdResBufPtr xData(OdString const& appName = OdString()) const;
     /// Replaces the data of each application that heads a group (1001) of the chain; a group of
     /// that record alone removes the application's data. Other applications keep theirs. The chain
-    /// is copied. Part of undo and a modification.
+    /// is copied. Part of undo and a modification. Outside a database any application may be named;
+    /// a database that the object is added to registers those that it doesn't know.
     /// \throws OdError (unregistered app) for an application that the database doesn't know,
     ///         (invalid input) for a chain that doesn't start with 1001 or holds a group code that
     ///         extended data has not; nothing has changed then.
@@ -320,6 +325,7 @@ private:
     void recordFullUndo();
     bool recordsUndo() const noexcept;
     bool hasPersistentReactorUnchecked(OdDbObjectId id) const;
+    bool hasOrRevivesExtensionDictionary();
     void tellOwnerOfErase(bool erasing);
     void tellOwnerOfLeaving(OdDbObjectId before);
     /// A dictionary or symbol table, opened for write; null for any other object.

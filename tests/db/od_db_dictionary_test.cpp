@@ -448,6 +448,67 @@ TEST_F(Dictionary, TakesThousandsOfEntriesBackAndForth)
 
 // ---------------------------------------------------------------------------------------------
 
+TEST_F(Dictionary, KeepsWhatAReactorEntersInPlaceOfARemovedObject)
+{
+    const OdDbObjectId id = set(L"k");
+    const OdDbObjectId watcher = addReactor();
+    watch(id, watcher);
+    OdDbObjectId late;
+    reactor(watcher).onNotice = [&](TestReactor&, NoticeKind kind, OdDbObject const&) {
+        if (kind == NoticeKind::kErased) {
+            late = set(L"k");
+        }
+    };
+    EXPECT_EQ(m_dictionary->remove(L"k"), id);
+    EXPECT_FALSE(late.isNull());
+    EXPECT_EQ(m_dictionary->getAt(L"k"), late);
+}
+
+TEST_F(Dictionary, ErasesWhatAReactorEntersInPlaceOfAReplacedObject)
+{
+    const OdDbObjectId id = set(L"k");
+    const OdDbObjectId watcher = addReactor();
+    watch(id, watcher);
+    OdDbObjectId late;
+    reactor(watcher).onNotice = [&](TestReactor&, NoticeKind kind, OdDbObject const&) {
+        if (kind == NoticeKind::kErased) {
+            late = set(L"k");
+        }
+    };
+    const OdDbObjectId replacing = set(L"k");
+    EXPECT_EQ(m_dictionary->getAt(L"k"), replacing);
+    EXPECT_TRUE(id.isErased());
+    EXPECT_TRUE(late.isErased());
+    EXPECT_EQ(m_dictionary->numEntries(), 1U);
+}
+
+TEST_F(Dictionary, SeesWhatAReactorEntersWhenItIsToldOfTheChange)
+{
+    const OdDbObjectId watcher = addReactor();
+    watch(m_dictionary->objectId(), watcher);
+    set(L"old");
+    OdDbObjectId late;
+    wchar_t const* key = L"k";
+    reactor(watcher).onNotice = [&](TestReactor&, NoticeKind kind, OdDbObject const&) {
+        if (kind == NoticeKind::kOpenedForModify && late.isNull()) {
+            late = set(key);
+        }
+    };
+    m_dictionary.release();  // the next change is the first of a period
+    m_dictionary = namedObjects();
+    const OdDbObjectId id = set(L"k");
+    EXPECT_EQ(m_dictionary->getAt(L"k"), id);
+    EXPECT_TRUE(late.isErased());
+
+    late = OdDbObjectId::kNull;
+    key = L"new";
+    m_dictionary.release();
+    m_dictionary = namedObjects();
+    EXPECT_FALSE(m_dictionary->setName(L"old", L"new"));
+    EXPECT_EQ(m_dictionary->getAt(L"new"), late);
+    EXPECT_TRUE(m_dictionary->has(OdString(L"old")));
+}
+
 class ExtensionDictionary : public DatabaseTest
 {
 protected:
@@ -540,6 +601,28 @@ TEST_F(ExtensionDictionary, GivesOwnersUpToItsObject)
         at = at.openObject()->ownerId();
     }
     EXPECT_EQ(at, block);
+}
+
+TEST_F(ExtensionDictionary, MadeByAReactorThatIsToldOfTheChangeIsKept)
+{
+    const OdDbObjectId watcher = addReactor();
+    watch(m_id, watcher);
+    OdDbObjectId made;
+    reactor(watcher).onNotice = [&](TestReactor&, NoticeKind kind, OdDbObject const& object) {
+        if (kind == NoticeKind::kOpenedForModify) {
+            writeBag(m_id)->createExtensionDictionary();
+            made = object.extensionDictionary();
+        }
+    };
+    m_db->startUndoRecord();
+    writeBag(m_id)->createExtensionDictionary();
+    EXPECT_FALSE(made.isNull());
+    EXPECT_EQ(dictionary(), made);
+    reactor(watcher).onNotice = nullptr;
+    ASSERT_EQ(m_db->undo(), kOdOk);
+    EXPECT_TRUE(dictionary().isNull());
+    ASSERT_EQ(m_db->redo(), kOdOk);
+    EXPECT_EQ(dictionary(), made);
 }
 
 }  // namespace

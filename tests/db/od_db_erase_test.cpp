@@ -51,6 +51,69 @@ TEST_F(Erase, OfAnErasedObjectCallsNothing)
     EXPECT_TRUE(m_journal.empty());
 }
 
+TEST_F(Erase, ByAReactorThatIsToldOfTheChangeIsDoneOnce)
+{
+    const OdDbObjectId id = addBag();
+    const OdDbObjectId watcher = addReactor();
+    watch(id, watcher);
+    bool erasing = true;
+    OdResult inner = kOdInvalidInput;
+    reactor(watcher).onNotice = [&](TestReactor&, NoticeKind kind, OdDbObject const&) {
+        if (kind == NoticeKind::kOpenedForModify) {
+            inner = eraseObject(id, erasing);
+        }
+    };
+    EXPECT_EQ(eraseObject(id), kOdAlreadyErased);
+    EXPECT_EQ(inner, kOdOk);
+    EXPECT_EQ(resident(id).subErases, 1);
+    EXPECT_EQ(reactor(watcher).count(NoticeKind::kErased), 1);
+
+    erasing = false;
+    EXPECT_EQ(eraseObject(id, false), kOdNotErased);
+    EXPECT_EQ(inner, kOdOk);
+    EXPECT_FALSE(id.isErased());
+    EXPECT_EQ(resident(id).subErases, 2);
+    EXPECT_EQ(reactor(watcher).count(NoticeKind::kUnerased), 1);
+}
+
+TEST_F(Erase, ThatIsTakenBackAndDoneAgainWithoutEndIsStoppedAndReported)
+{
+    const OdDbObjectId id = addBag();
+    const OdDbObjectId watcher = addReactor();
+    watch(id, watcher);
+    reactor(watcher).onNotice = [&](TestReactor&, NoticeKind kind, OdDbObject const&) {
+        if (kind == NoticeKind::kErased || kind == NoticeKind::kUnerased) {
+            (void)eraseObject(id, kind == NoticeKind::kUnerased);
+        }
+    };
+    EXPECT_EQ(eraseObject(id), kOdOk);
+    EXPECT_EQ(m_asserts.take().size(), 1U);
+
+    reactor(watcher).onNotice = nullptr;
+    const int told = reactor(watcher).count(NoticeKind::kErased);
+    (void)eraseObject(id, false);
+    EXPECT_EQ(eraseObject(id), kOdOk);
+    EXPECT_EQ(reactor(watcher).count(NoticeKind::kErased), told + 1);
+}
+
+TEST_F(Erase, OfAnObjectWhoseFieldsAreNotRecordedGoesBackTogetherWithItsEntry)
+{
+    const OdDbObjectId id = namedObjects()->setAt(L"x", TestBag::createObject().get());
+    m_db->startUndoRecord();
+    {
+        const TestBagPtr bag = writeBag(id);
+        bag->disableUndoRecording(true);
+        EXPECT_EQ(bag->erase(), kOdOk);
+    }
+    EXPECT_EQ(namedObjects()->numEntries(), 0U);
+    ASSERT_EQ(m_db->undo(), kOdOk);
+    EXPECT_FALSE(id.isErased());
+    EXPECT_EQ(namedObjects()->getAt(L"x"), id);
+    ASSERT_EQ(m_db->redo(), kOdOk);
+    EXPECT_TRUE(id.isErased());
+    EXPECT_EQ(namedObjects()->numEntries(), 0U);
+}
+
 TEST_F(Erase, BackOfALivingObjectCallsNothing)
 {
     const OdDbObjectId id = addBag();

@@ -251,7 +251,7 @@ TEST_F(Notices, DoNotReachAReactorThatAnEarlierOneTookOut)
     EXPECT_EQ(modified(), 1);
 }
 
-TEST_F(Notices, DoNotReachAReactorAddedInTheSameRound)
+TEST_F(Notices, DoNotReachAReactorAddedWhenThePeriodHadEnded)
 {
     const OdDbObjectId late = addReactor("late");
     watcher().onNotice = [&](TestReactor&, NoticeKind kind, OdDbObject const& object) {
@@ -261,6 +261,10 @@ TEST_F(Notices, DoNotReachAReactorAddedInTheSameRound)
     };
     setNumberOf(m_bag, 2);
     EXPECT_EQ(reactor(late).count(NoticeKind::kModified), 0);
+    EXPECT_EQ(reactor(late).count(NoticeKind::kObjectClosed), 0);
+    watcher().onNotice = nullptr;
+    setNumberOf(m_bag, 3);
+    EXPECT_EQ(reactor(late).count(NoticeKind::kModified), 1);
     EXPECT_EQ(reactor(late).count(NoticeKind::kObjectClosed), 1);
 }
 

@@ -141,6 +141,17 @@ TEST_F(Redirection, ConvertsAnIdInPlace)
     EXPECT_EQ(id.getHandle(), m_target.getHandle());
 }
 
+TEST_F(Redirection, IsConvertedInAnOwner)
+{
+    m_source.redirectTo(m_target);
+    const TestBagPtr bag = TestBag::createObject();
+    m_other->addOdDbObject(bag.get(), m_source);
+    EXPECT_EQ(bag->ownerId().originalDatabase(), m_other.get());
+    bag->setOwnerId(OdDbObjectId::kNull);
+    bag->setOwnerId(m_source);
+    EXPECT_EQ(bag->ownerId().originalDatabase(), m_other.get());
+}
+
 TEST_F(Redirection, EndsByANullTarget)
 {
     m_source.redirectTo(m_target);
@@ -289,6 +300,22 @@ TEST_F(HandlesOfADatabase, ThatAreTakenAreRefused)
     }
     EXPECT_EQ(bag->database(), nullptr);
     EXPECT_EQ(m_db->handseed(), seed);
+}
+
+TEST_F(HandlesOfADatabase, AreWalkedThroughFarOnesThatNearOnesHaveOvertaken)
+{
+    const auto add = [&](std::uint64_t handle) {
+        const TestBagPtr bag = TestBag::createObject();
+        m_db->addOdDbObject(bag.get(), OdDbObjectId::kNull, handle);
+    };
+    add(3000 * 64);
+    for (std::uint64_t block = 1; block <= 1300; ++block) {
+        add(block * 64);
+    }
+    add(3500 * 64);
+    EXPECT_EQ(m_db->nextHandle(OdDbHandle(1300 * 64)), OdDbHandle(3000 * 64));
+    EXPECT_EQ(m_db->nextHandle(OdDbHandle(3000 * 64)), OdDbHandle(3500 * 64));
+    EXPECT_TRUE(m_db->nextHandle(OdDbHandle(3500 * 64)).isNull());
 }
 
 TEST_F(HandlesOfADatabase, MayBeHugeUpToALimit)

@@ -448,6 +448,50 @@ TEST_F(Proxy, KeepsItsReferencesThroughUndoOfItsState)
     EXPECT_EQ(openProxy(m_bag)->body(), body);
 }
 
+TEST_F(Proxy, GivesWayToNoObjectWhileItsDrawingIsClosed)
+{
+    watch(idOf(m_watcher), idOf(m_bag));  // the reactor comes behind what it watches
+    reopenWithoutClasses();
+    (void)openProxy(m_watcher);
+    (void)openProxy(m_bag);
+    registerTestClasses();
+    const int loads = m_drawing->loads;
+    m_db.release();
+    EXPECT_EQ(m_drawing->loads, loads);
+}
+
+TEST_F(Proxy, MayBeOpenedFromAGoodbyeThatComesBeforeItsOwn)
+{
+    const OdDbObjectId early = addReactor();
+    watch(m_db->getNamedObjectsDictionaryId(), early);
+    const OdDbHandle earlyHandle = early.getHandle();
+    reopenWithoutClasses();
+    (void)openProxy(m_bag);
+    registerTestClasses();
+    reactor(idOf(earlyHandle)).onNotice = [&](TestReactor&, NoticeKind kind,
+                                              OdDbObject const& left) {
+        if (kind == NoticeKind::kGoodbye) {
+            const OdDbObjectId id = left.database()->getOdDbObjectId(m_bag);
+            EXPECT_TRUE(id.openObject()->isKindOf(TestBag::desc()));
+        }
+    };
+    (void)namedObjects(OdDb::kForRead);
+    m_db.release();
+}
+
+TEST_F(Proxy, ThatGaveWayToAnObjectThatCannotBeLoadedIsPassedOverByUndo)
+{
+    reopenWithoutClasses();
+    m_db->startUndoRecord();
+    openProxy(m_bag, OdDb::kForWrite)->addPersistentReactor(m_db->getModelSpaceId());
+    saveAgain(*m_db, *m_drawing);
+    registerTestClasses();
+    m_drawing->objects.erase(m_bag.value());
+    EXPECT_TRUE(idOf(m_bag).openObject().isNull());
+    EXPECT_EQ(m_db->undo(), kOdOk);
+    EXPECT_EQ(m_asserts.take().size(), 1U);
+}
+
 TEST_F(Proxy, OutsideADatabaseKnowsNoClass)
 {
     const OdDbProxyObjectPtr proxy = odrxMake<OdDbProxyObject>();

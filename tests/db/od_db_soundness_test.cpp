@@ -1,5 +1,6 @@
 // What unlucky and hostile callers may do to objects, undo and containers.
 
+#include "db/od_db_block_reference.h"
 #include "db/od_db_block_table.h"
 #include "db/od_db_curves.h"
 #include "db/od_db_database.h"
@@ -7,6 +8,7 @@
 #include "db/od_db_memory_filer.h"
 #include "db/od_db_platform.h"
 #include "db/od_db_simple_tables.h"
+#include "root/od_assert.h"
 #include "root/od_error.h"
 
 #include <gtest/gtest.h>
@@ -159,6 +161,81 @@ TEST_F(Soundness, HiddenNamesAreNotGivenTwice)
     const OdDbObjectId third = roots->setAt(OdString(), OdDbDictionary::createObject().get());
     EXPECT_FALSE(roots->nameAt(third) == secondName);
     EXPECT_EQ(roots->numEntries(), 2U);
+}
+
+TEST_F(Soundness, AContainerThatListsWhatAnotherOneOwnsIsNotAdded)
+{
+    (void)appendLine();
+    (void)m_db->getMaterialDictionaryId(/*create=*/true);
+    const OdDbDatabasePtr other = OdDbDatabase::createObject();
+    const auto addTo = [&](OdDbDatabase& db) {
+        const OdDbBlockTableRecordPtr block = m_db->getModelSpaceId().safeOpenObject()->clone();
+        block->setName(L"X");
+        const OdDbBlockTablePtr blocks = db.getBlockTableId().safeOpenObject(OdDb::kForWrite);
+        const OdDbDictionaryPtr names =
+            m_db->getNamedObjectsDictionaryId().safeOpenObject()->clone();
+        const OdDbDictionaryPtr roots =
+            db.getNamedObjectsDictionaryId().safeOpenObject(OdDb::kForWrite);
+        const OdDbObjectPtr layers = m_db->getLayerTableId().safeOpenObject()->clone();
+        const OdResult codes[] = {codeOf([&] { blocks->add(block.get()); }),
+                                  codeOf([&] { roots->setAt(L"copy", names.get()); }),
+                                  codeOf([&] { db.addOdDbObject(layers.get()); })};
+        EXPECT_EQ(codes[0], codes[1]);
+        EXPECT_EQ(codes[0], codes[2]);
+        EXPECT_FALSE(blocks->has(L"X"));
+        EXPECT_FALSE(roots->has(OdString(L"copy")));
+        return codes[0];
+    };
+    EXPECT_EQ(addTo(*other), kOdWrongDatabase);
+    EXPECT_EQ(addTo(*m_db), kOdAlreadyInDatabase);
+}
+
+TEST_F(Soundness, ACopyOfABlockIsOneThatNothingRefersTo)
+{
+    const OdDbBlockTableRecordPtr shown = OdDbBlockTableRecord::createObject();
+    shown->setName(L"SHOWN");
+    const OdDbObjectId shownId =
+        OdDbBlockTablePtr(m_db->getBlockTableId().safeOpenObject(OdDb::kForWrite))
+            ->add(shown.get());
+    const OdDbBlockReferencePtr reference = OdDbBlockReference::createObject();
+    reference->setBlockTableRecord(shownId);
+    OdDbBlockTableRecordPtr(m_db->getModelSpaceId().safeOpenObject(OdDb::kForWrite))
+        ->appendOdDbEntity(reference.get());
+    ASSERT_EQ(shown->getBlockReferenceIds().size(), 1U);
+    const OdDbBlockTableRecordPtr copy = shown->clone();
+    EXPECT_TRUE(copy->getBlockReferenceIds().isEmpty());
+    copy->setName(L"COPY");
+    OdDbBlockTablePtr(m_db->getBlockTableId().safeOpenObject(OdDb::kForWrite))->add(copy.get());
+    EXPECT_TRUE(copy->getBlockReferenceIds().isEmpty());
+}
+
+TEST_F(Soundness, ObjectsThatOutliveTheirDatabaseNameNothingOfIt)
+{
+    const OdAssertSink sink = odSetAssertSink([](OdAssertReport const&) {});
+    const OdDbEntityPtr line = appendLine().safeOpenObject(OdDb::kForWrite);
+    const OdDbDictionaryPtr roots = m_db->getNamedObjectsDictionaryId().safeOpenObject();
+    const OdDbSymbolTablePtr layers = m_db->getLayerTableId().safeOpenObject(OdDb::kForWrite);
+    const OdDbBlockTableRecordPtr space = m_db->getModelSpaceId().safeOpenObject();
+    const OdDbLayerTableRecordPtr gone = OdDbLayerTableRecord::createObject();
+    gone->setName(L"gone");
+    layers->add(gone.get());
+    ASSERT_EQ(gone->erase(), kOdOk);
+    (void)m_db->getMaterialDictionaryId(/*create=*/true);
+    m_db = OdDbDatabase::createObject();
+    odSetAssertSink(sink);
+
+    EXPECT_TRUE(line->layerId().isNull());
+    EXPECT_EQ(roots->numEntries(), 0U);
+    EXPECT_TRUE(roots->newIterator()->done());
+    EXPECT_FALSE(layers->has(L"0"));
+    EXPECT_TRUE(layers->getAt(L"gone", /*openErased=*/true).isNull());
+    EXPECT_TRUE(space->entityIds(/*skipErased=*/false).isEmpty());
+    EXPECT_EQ(space->entityCount(), 0U);
+    EXPECT_TRUE(space->getBlockReferenceIds().isEmpty());
+
+    const OdDbBlockTableRecordPtr block = m_db->getModelSpaceId().safeOpenObject(OdDb::kForWrite);
+    block->appendOdDbEntity(line.get());
+    EXPECT_EQ(line->layerId(), m_db->getLayerZeroId());
 }
 
 TEST_F(Soundness, ObjectsThatHoldOneAnotherOpenGoWithTheirDatabase)

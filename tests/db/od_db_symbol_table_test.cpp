@@ -232,6 +232,35 @@ TEST_F(SymbolTable, RefusesToBringARecordBackToATakenName)
 
 // ---------------------------------------------------------------------------------------------
 
+TEST_F(SymbolTable, SeesWhatAReactorAddsWhenItIsToldOfTheChange)
+{
+    const OdDbObjectId watcher = addReactor();
+    watch(m_table->objectId(), watcher);
+    const OdDbObjectId old = add(L"old");
+    OdDbObjectId late;
+    wchar_t const* name = L"x";
+    reactor(watcher).onNotice = [&](TestReactor&, NoticeKind kind, OdDbObject const&) {
+        if (kind == NoticeKind::kOpenedForModify && late.isNull()) {
+            late = add(name);
+        }
+    };
+    m_table.release();  // the next change is the first of a period
+    m_table = m_db->getLayerTableId().safeOpenObject(OdDb::kForWrite);
+    EXPECT_EQ(thrownCode([&] { (void)add(L"x"); }), kOdDuplicateName);
+    EXPECT_EQ(m_table->getAt(L"x"), late);
+
+    late = OdDbObjectId::kNull;
+    name = L"new";
+    m_table.release();
+    m_table = m_db->getLayerTableId().safeOpenObject(OdDb::kForWrite);
+    EXPECT_EQ(thrownCode([&] {
+                  OdDbLayerTableRecordPtr(old.safeOpenObject(OdDb::kForWrite))->setName(L"new");
+              }),
+              kOdDuplicateName);
+    EXPECT_EQ(m_table->getAt(L"new"), late);
+    EXPECT_EQ(m_table->getAt(L"old"), old);
+}
+
 class LayerRecord : public SymbolTable
 {
 protected:

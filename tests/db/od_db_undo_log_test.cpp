@@ -418,6 +418,122 @@ TEST_F(Undo, CanBeOffForOneObjectAlone)
     EXPECT_EQ(numberOf(b), 1);
 }
 
+TEST_F(Undo, OfAnObjectWhoseRecordingIsOffCanBeDoneAgainWhole)
+{
+    const OdDbObjectId id = addBag(1);
+    const OdDbObjectId watcher = addReactor();
+    m_db->startUndoRecord();
+    setNumberOf(id, 2);
+    watch(id, watcher);
+    writeBag(id)->addToNumber(5);
+    writeBag(id)->disableUndoRecording(true);
+    ASSERT_EQ(m_db->undo(), kOdOk);
+    writeBag(id)->disableUndoRecording(false);
+    EXPECT_EQ(numberOf(id), 1);
+    EXPECT_FALSE(readBag(id)->hasPersistentReactor(watcher));
+    ASSERT_EQ(m_db->redo(), kOdOk);
+    EXPECT_EQ(numberOf(id), 7);
+    EXPECT_TRUE(readBag(id)->hasPersistentReactor(watcher));
+}
+
+TEST_F(Undo, GoesBackToAMarkThatAReactorSetWhenItWasToldOfTheChange)
+{
+    const OdDbObjectId id = addBag(1);
+    const OdDbObjectId watcher = addReactor();
+    watch(id, watcher);
+    m_db->startUndoRecord();
+    reactor(watcher).onNotice = [&](TestReactor&, NoticeKind kind, OdDbObject const&) {
+        if (kind == NoticeKind::kOpenedForModify) {
+            m_db->startUndoRecord();
+        }
+    };
+    setNumberOf(id, 2);
+    reactor(watcher).onNotice = nullptr;
+    ASSERT_EQ(m_db->undo(), kOdOk);
+    EXPECT_EQ(numberOf(id), 1);
+}
+
+TEST_F(Undo, ByAReactorThatIsToldOfAChangeLeavesThatChangeRecorded)
+{
+    const OdDbObjectId id = addBag(1);
+    const OdDbObjectId watcher = addReactor();
+    watch(id, watcher);
+    m_db->startUndoRecord();
+    m_db->startUndoRecord();
+    setNumberOf(id, 2);
+    reactor(watcher).onNotice = [&](TestReactor&, NoticeKind kind, OdDbObject const& object) {
+        if (kind == NoticeKind::kOpenedForModify && !object.isUndoing()) {
+            EXPECT_EQ(m_db->undo(), kOdOk);
+            EXPECT_EQ(numberOf(id), 1);
+        }
+    };
+    setNumberOf(id, 3);
+    reactor(watcher).onNotice = nullptr;
+    EXPECT_EQ(numberOf(id), 3);
+    ASSERT_EQ(m_db->undo(), kOdOk);
+    EXPECT_EQ(numberOf(id), 1);
+}
+
+TEST_F(Undo, MayLoseTheLastPointerToTheDatabaseInANotice)
+{
+    for (bool const records : {true, false}) {
+        m_db = OdDbDatabase::createObject();
+        const OdDbObjectId id = addBag(1);
+        const OdDbObjectId watcher = addReactor();
+        watch(id, watcher);
+        m_db->startUndoRecord();
+        setNumberOf(id, 2);
+        m_db->disableUndoRecording(!records);
+        reactor(watcher).onNotice = [&](TestReactor&, NoticeKind, OdDbObject const& object) {
+            if (object.isUndoing()) {
+                m_db.release();
+            }
+        };
+        EXPECT_EQ(m_db->undo(), kOdOk);
+        EXPECT_EQ(OdDbDatabase::liveCount(), 0);
+        m_asserts.take();
+    }
+}
+
+TEST_F(Undo, IsPlayedToItsEndWhenAClassForgetsAllRecordsMeanwhile)
+{
+    const OdDbObjectId a = addBag(1);
+    const OdDbObjectId b = addBag(1);
+    m_db->startUndoRecord();
+    setNumberOf(a, 2);
+    setNumberOf(b, 2);
+    TestBag::s_onRead = [&](TestBag&) { m_db->clearUndo(); };
+    EXPECT_EQ(m_db->undo(), kOdOk);
+    TestBag::s_onRead = nullptr;
+    EXPECT_EQ(numberOf(a), 1);
+    EXPECT_EQ(numberOf(b), 1);
+    EXPECT_FALSE(m_db->hasRedo());
+    EXPECT_EQ(m_db->undoBytes(), 0U);
+}
+
+TEST_F(Undo, KeepsNothingThatNoMarkLeadsBackTo)
+{
+    const OdDbObjectId id = addBag(1);
+    m_db->startUndoRecord();
+    setNumberOf(id, 2);
+    ASSERT_EQ(m_db->undo(), kOdOk);
+    writeBag(id)->addToNumber(1);
+    writeBag(id)->addToNumber(1);
+    const std::uint64_t bytes = m_db->undoBytes();
+    for (int round = 0; round < 100; ++round) {
+        writeBag(id)->addToNumber(1);
+    }
+    EXPECT_LE(m_db->undoBytes(), bytes);
+    EXPECT_FALSE(m_db->hasRedo());
+    m_db->startUndoRecord();
+    EXPECT_EQ(m_db->undoBytes(), 0U);
+    setNumberOf(id, 5);
+    ASSERT_EQ(m_db->undo(), kOdOk);
+    EXPECT_EQ(numberOf(id), 103);
+    ASSERT_EQ(m_db->redo(), kOdOk);
+    EXPECT_EQ(numberOf(id), 5);
+}
+
 TEST_F(Undo, IsForgottenByClear)
 {
     const OdDbObjectId id = addBag(1);
@@ -682,6 +798,23 @@ TEST_F(Transaction, LeftOpenWhenTheDatabaseGoesIsHarmless)
     addBag(1);
     m_db.release();
     EXPECT_EQ(OdDbDatabase::liveCount(), 0);
+}
+
+TEST_F(Transaction, AbortedMayLoseTheLastPointerToTheDatabaseInANotice)
+{
+    const OdDbObjectId id = addBag(1);
+    const OdDbObjectId watcher = addReactor();
+    watch(id, watcher);
+    m_db->startTransaction();
+    setNumberOf(id, 2);
+    reactor(watcher).onNotice = [&](TestReactor&, NoticeKind, OdDbObject const& object) {
+        if (object.isUndoing()) {
+            m_db.release();
+        }
+    };
+    m_db->abortTransaction();
+    EXPECT_EQ(OdDbDatabase::liveCount(), 0);
+    m_asserts.take();
 }
 
 }  // namespace

@@ -119,6 +119,93 @@ TEST_F(XData, IsRemovedByAGroupOfOneRecord)
     EXPECT_TRUE(get().isNull());
 }
 
+TEST_F(XData, RemovedUnderAnotherSpellingComesBackUnderItsOwn)
+{
+    set(groupWithNumber(L"A", 1));
+    const auto before = bytesOf(*readBag(m_id));
+    m_db->startUndoRecord();
+    set(group(L"a"));
+    EXPECT_TRUE(get(L"A").isNull());
+    ASSERT_EQ(m_db->undo(), kOdOk);
+    EXPECT_EQ(get(L"a")->getString(), OdString(L"A"));
+    EXPECT_EQ(bytesOf(*readBag(m_id)), before);
+    ASSERT_EQ(m_db->redo(), kOdOk);
+    EXPECT_TRUE(get(L"A").isNull());
+    ASSERT_EQ(m_db->undo(), kOdOk);
+    EXPECT_EQ(bytesOf(*readBag(m_id)), before);
+}
+
+TEST_F(XData, SetOutsideADatabaseBringsItsApplicationsAlong)
+{
+    const TestBagPtr bag = TestBag::createObject();
+    const OdResBufPtr chain = groupWithNumber(L"NEW", 1);
+    chain->last()->setNext(groupWithNumber(L"A", 2).get());
+    bag->setXData(chain.get());
+    const OdDbHandle seed = m_db->handseed();
+    const OdDbObjectId id = m_db->addOdDbObject(bag.get(), OdDbObjectId::kNull, seed);
+    EXPECT_EQ(id.getHandle(), seed);
+    EXPECT_TRUE(m_db->isRegisteredApp(L"NEW"));
+    bag->setXData(groupWithNumber(L"NEW", 3).get());
+    EXPECT_EQ(bag->xData(L"NEW")->next()->getInt32(), 3);
+}
+
+TEST_F(XData, OfAnApplicationThatCannotBeRegisteredKeepsItsObjectOut)
+{
+    const TestBagPtr bag = TestBag::createObject();
+    bag->setXData(groupWithNumber(L"", 1).get());
+    EXPECT_EQ(thrownCode([&] { m_db->addOdDbObject(bag.get()); }), kOdInvalidKey);
+    EXPECT_EQ(bag->database(), nullptr);
+}
+
+TEST_F(XData, TakenOverFromAnotherDrawingBringsItsApplicationsAlong)
+{
+    const OdDbDatabasePtr other = OdDbDatabase::createObject();
+    other->newRegApp(L"NEW");
+    const TestBagPtr bag = TestBag::createObject();
+    other->addOdDbObject(bag.get());
+    bag->setXData(groupWithNumber(L"NEW", 1).get());
+    m_db->startUndoRecord();
+    writeBag(m_id)->copyFrom(bag.get());
+    EXPECT_EQ(get(L"NEW")->next()->getInt32(), 1);
+    EXPECT_TRUE(m_db->isRegisteredApp(L"NEW"));
+    ASSERT_EQ(m_db->undo(), kOdOk);
+    EXPECT_FALSE(m_db->isRegisteredApp(L"NEW"));
+    EXPECT_TRUE(get().isNull());
+}
+
+TEST_F(XData, IsFoundWhateverTheOrderInWhichItWasFiled)
+{
+    const auto read = [](std::vector<wchar_t const*> const& apps) {
+        OdStaticRxObject<OdDbMemoryFiler> filer;
+        filer.wrInt32(0);
+        filer.wrHardOwnershipId(OdDbObjectId::kNull);
+        filer.wrInt32(static_cast<std::int32_t>(apps.size()));
+        for (wchar_t const* app : apps) {
+            const TestBagPtr bag = TestBag::createObject();
+            bag->setXData(groupWithNumber(app, 7).get());
+            OdStaticRxObject<OdDbMemoryFiler> one;
+            bag->OdDbObject::dwgOutFields(&one);
+            // Behind the counts of reactors and of applications, and the null id between them, is
+            // the one entry; behind that is the owner.
+            const std::size_t start = 2 * sizeof(std::int32_t) + sizeof(void*);
+            filer.wrBytes(one.bytes().data() + start,
+                          static_cast<std::uint32_t>(one.bytes().size() - start - sizeof(void*)));
+        }
+        filer.wrSoftPointerId(OdDbObjectId::kNull);
+        filer.rewindForReading();
+        const OdDbObjectPtr object = odrxMake<OdDbObject>();
+        EXPECT_EQ(object->dwgInFields(&filer), kOdOk);
+        return object;
+    };
+    const OdDbObjectPtr object = read({L"C", L"B", L"A"});
+    for (wchar_t const* app : {L"A", L"B", L"C"}) {
+        EXPECT_FALSE(object->xData(app).isNull());
+        object->setXData(group(app).get());
+    }
+    EXPECT_TRUE(object->xData().isNull());
+    EXPECT_EQ(thrownCode([&] { (void)read({L"A", L"B", L"a"}); }), kOdBadStream);
+}
+
 TEST_F(XData, TakesSeveralGroupsInOneChain)
 {
     const OdResBufPtr chain = groupWithNumber(L"B", 2);
