@@ -11,7 +11,8 @@ class OdDbEntity;
 class OdDbObjectIterator;
 using OdDbObjectIteratorPtr = OdSmartPtr<OdDbObjectIterator>;
 
-/// A named list of entities, in the order in which they were appended. It owns them.
+/// A named list of entities, in the order in which they were appended. It owns them: one that gets
+/// another owner, or none, is listed no more, and may be appended to a block if it has none.
 class OdDbBlockTableRecord : public OdDbSymbolTableRecord
 {
     RX_DECLARE_CLASS(OdDbBlockTableRecord);
