@@ -123,6 +123,35 @@ TEST_F(ModelObject, IsNotMadeForAnEntityThatCantBeOpened)
     EXPECT_TRUE(manager()->zemDbObjects().isEmpty());
 }
 
+TEST_F(ModelObject, IsNotMadeForAnEntityOfAnotherDrawingOrForWhatIsNone)
+{
+    const OdDbDatabasePtr other = OdDbDatabase::createObject();
+    const OdDbObjectId foreign = addLine(other->getModelSpaceId());
+    EXPECT_EQ(thrownCode([&] { ZemDbObject::getInstance(foreign, m_managerId); }),
+              kOdWrongDatabase);
+    EXPECT_EQ(thrownCode([&] { ZemDbObject::getInstance(m_block, m_managerId); }),
+              kOdNotThatKindOfClass);
+    m_other.redirectTo(foreign);
+    EXPECT_EQ(thrownCode([&] { ZemDbObject::getInstance(m_other, m_managerId); }),
+              kOdWrongDatabase);
+    m_other.redirectTo(OdDbObjectId());
+    EXPECT_TRUE(manager()->zemDbObjects().isEmpty());
+    EXPECT_TRUE(foreign.openObject()->getPersistentReactors().isEmpty());
+}
+
+TEST_F(ModelObject, IsNotMadeWhileItsClassIsNotRegistered)
+{
+    detachHost();
+    ZemDbObject::rxUninit();
+    const OdResult thrown =
+        thrownCode([&] { (void)ZemDbObject::getInstance(m_line, m_managerId); });
+    ZemDbObject::rxInit();
+    attachHost();
+    EXPECT_EQ(thrown, kOdClassNotRegistered);
+    EXPECT_TRUE(manager()->zemDbObjects().isEmpty());
+    EXPECT_TRUE(line()->getPersistentReactors().isEmpty());
+}
+
 TEST_F(ModelObject, OpensInTheModeThatIsAskedFor)
 {
     (void)objectId();
@@ -356,6 +385,73 @@ TEST_F(ModelObject, ListsNoLinkThatItsManagerDoesntOwn)
     EXPECT_FALSE(object()->hasDependencies());
 }
 
+TEST_F(ModelObject, ListsNoLinkOfAnotherDrawing)
+{
+    const OdDbDatabasePtr other = OdDbDatabase::createObject();
+    const OdDbObjectId space = other->getModelSpaceId();
+    const OdDbObjectId links = ZemDbPersIdManager::getInstance(space, true);
+    const OdDbObjectId link = addLink(face(addLine(space), 1), links);
+    EXPECT_FALSE(object(OdDb::kForWrite)->addPersIdDependency(links, link));
+    EXPECT_FALSE(object()->hasDependencies());
+}
+
+TEST_F(ModelObject, ListsALinkThatAnIdOfAnotherDrawingStandsForByItsOwnId)
+{
+    const OdDbObjectId link = addLink(face(m_line, 1));
+    {
+        const OdDbDatabasePtr other = OdDbDatabase::createObject();
+        const OdDbObjectId alias = addLine(other->getModelSpaceId());
+        alias.redirectTo(link);
+        EXPECT_TRUE(object(OdDb::kForWrite)->addPersIdDependency(m_links, alias));
+        EXPECT_FALSE(object(OdDb::kForWrite)->addPersIdDependency(m_links, link));
+        alias.redirectTo(OdDbObjectId());
+    }
+    EXPECT_EQ(object()->persIdDependencies(), OdDbObjectIdArray{link});
+    EXPECT_EQ(object()->getPersIdDependency(face(m_line, 1)), link);
+}
+
+TEST_F(ModelObject, TakesNoLinkOfAnotherDrawingFromTheHost)
+{
+    /// Gives an own link, and one that isn't.
+    class Smuggler : public TestObjectHost
+    {
+    public:
+        void appendConstraintDependencies(ZemDbObject* object, ZemSubentPathArray const& paths,
+                                          OdDbObjectIdArray& newIds) override
+        {
+            newIds.append(appendConstraintDependency(object, paths[0]));
+            newIds.append(m_foreign);
+        }
+        OdDbObjectId m_foreign;
+    };
+    const OdDbDatabasePtr other = OdDbDatabase::createObject();
+    const auto smuggler = odrxMake<OdRxObjectImpl<Smuggler>>();
+    smuggler->m_foreign = addLine(other->getModelSpaceId());
+    (void)objectId();
+    detachHost();
+    ZemDbObject::desc()->addX(ZemDbObjectPE::desc(), smuggler.get());
+    const OdResult thrown = thrownCode([&] { (void)append(1); });
+    detachHost();
+    attachHost();
+    EXPECT_EQ(thrown, kOdWrongDatabase);
+    EXPECT_FALSE(object()->hasDependencies());
+}
+
+TEST_F(ModelObject, ForgetsLinksThatWereTakenOffThroughABagThatIsHeld)
+{
+    const OdDbObjectIdArray ids = listLinks(8);
+    const ObjectPtr opened = object(OdDb::kForWrite);
+    const ZemPropertyDataPtr node = opened->getWriteProperties().getProperty(L"PersIdDependencies");
+    EXPECT_EQ(opened->getPersIdDependency(face(m_line, 2)), ids[1]);
+    ZemPropertyArray<OdDbTypedId> others;
+    for (unsigned at = 2; at < ids.size(); ++at) {
+        others.append({ids[at], OdDb::ReferenceType::kSoftPointerRef});
+    }
+    ASSERT_TRUE(node->set(others));
+    EXPECT_TRUE(opened->getPersIdDependency(face(m_line, 2)).isNull());
+    EXPECT_EQ(opened->getPersIdDependency(face(m_line, 5)), ids[4]);
+}
+
 TEST_F(ModelObject, TakesALinkOffItsList)
 {
     const OdDbObjectIdArray links = listLinks(3);
@@ -452,6 +548,87 @@ TEST_F(ModelObject, KeepsLinksForConstraintsThatAreUsed)
     EXPECT_TRUE(made[0].isErased());
     EXPECT_FALSE(made[1].isErased());
     EXPECT_TRUE(made[2].isErased());
+}
+
+TEST_F(ModelObject, KeepsLinksForConstraintsThatAreUsedByARedirectedId)
+{
+    const OdDbDatabasePtr other = OdDbDatabase::createObject();
+    const OdDbObjectId made = append(1);
+    const OdDbObjectId alias = addLine(other->getModelSpaceId());
+    alias.redirectTo(made);
+    object(OdDb::kForWrite)->clearUnusedDeps(setOf({alias}));
+    EXPECT_EQ(object()->constraintDependencies(), OdDbObjectIdArray{made});
+    EXPECT_FALSE(made.isErased());
+    alias.redirectTo(OdDbObjectId());
+}
+
+namespace {
+
+/// Has the model object of an entity make another link when the link that it watches is erased.
+class Replacer : public OdDbXrecord
+{
+public:
+    void erased(OdDbObject const* object, bool erasing) override
+    {
+        OdDbXrecord::erased(object, erasing);
+        if (erasing && m_made.isNull()) {
+            m_made =
+                ZemDbObject::openZemDbObject(m_path.objectIds().first(), OdDb::kForWrite, false)
+                    ->append(m_path);
+        }
+    }
+
+    OdDbFullSubentPath m_path;
+    OdDbObjectId m_made;
+};
+
+/// A model object with eight links for constraints; what hears of the end of the first one makes a
+/// ninth.
+class ReplacedLinks : public ModelObject
+{
+protected:
+    ReplacedLinks()
+    {
+        for (int number = 1; number <= 8; ++number) {
+            m_made.append(append(number));
+        }
+        m_replacer->m_path = face(m_line, 9);
+        m_made[0]
+            .openObject(OdDb::kForWrite)
+            ->addPersistentReactor(m_database->addOdDbObject(m_replacer.get()));
+    }
+
+    OdDbObjectIdArray m_made;
+    OdSmartPtr<Replacer> m_replacer = odrxMake<Replacer>();
+};
+
+}  // namespace
+
+TEST_F(ReplacedLinks, StayWhenAllOthersAreErased)
+{
+    object(OdDb::kForWrite)->eraseWithSubObjects();
+    ASSERT_FALSE(m_replacer->m_made.isNull());
+    EXPECT_FALSE(m_replacer->m_made.isErased());
+    for (OdDbObjectId id : std::as_const(m_made)) {
+        EXPECT_TRUE(id.isErased());
+    }
+    EXPECT_EQ(object()->constraintDependencies().last(), m_replacer->m_made);
+}
+
+TEST_F(ReplacedLinks, StayWhenUnusedOnesAreCleared)
+{
+    object(OdDb::kForWrite)->clearUnusedDeps(setOf({m_made[4]}));
+    ASSERT_FALSE(m_replacer->m_made.isNull());
+    EXPECT_EQ(object()->constraintDependencies(),
+              (OdDbObjectIdArray{m_made[4], m_replacer->m_made}));
+    EXPECT_FALSE(m_replacer->m_made.isErased());
+}
+
+TEST_F(ReplacedLinks, StayWhenNoLinkIsUsed)
+{
+    object(OdDb::kForWrite)->clearUnusedDeps({});
+    EXPECT_EQ(object()->constraintDependencies(), OdDbObjectIdArray{m_replacer->m_made});
+    EXPECT_EQ(object()->getConstraintDependency(face(m_line, 9)), m_replacer->m_made);
 }
 
 TEST_F(ModelObject, WithAllLinksForConstraintsInUseNothingHappens)
@@ -855,6 +1032,16 @@ TEST_F(ModelObject, GivesTheSolverAMirroringTransformButDoesntApplyIt)
     EXPECT_TRUE(out.isEqualTo(mirroring()));
 }
 
+TEST_F(ModelObject, TakesATransformWithoutADeterminantForNoMirroring)
+{
+    OdGeMatrix3d matrix;
+    matrix(0, 0) = std::numeric_limits<double>::quiet_NaN();
+    object(OdDb::kForWrite)->addTransform(matrix);
+    OdGeMatrix3d given;
+    EXPECT_TRUE(object()->getTransformForSolver(given));
+    EXPECT_TRUE(std::isnan(given(0, 0)));
+}
+
 TEST_F(ModelObject, GivesTheSolverATransformThatCanBeApplied)
 {
     object(OdDb::kForWrite)->addTransform(translation(3));
@@ -915,6 +1102,17 @@ TEST_F(ModelObject, ClearingATransformIsUndoneAndDoneAgain)
     EXPECT_TRUE(object()->canTransformBeApplied());
     ASSERT_EQ(m_database->redo(), kOdOk);
     EXPECT_FALSE(object()->canTransformBeApplied());
+}
+
+TEST_F(ModelObject, ClearingASuppressedTransformIsUndoneToOneThatMayBeApplied)
+{
+    object(OdDb::kForWrite)->addTransform(translation(3));
+    object(OdDb::kForWrite)->suppressTransformation();
+    m_database->startUndoRecord();
+    object(OdDb::kForWrite)->clearTransform();
+    ASSERT_EQ(m_database->undo(), kOdOk);
+    EXPECT_TRUE(object()->getTransform().isEqualTo(translation(3)));
+    EXPECT_TRUE(object()->canTransformBeApplied());
 }
 
 TEST_F(ModelObject, SuppressingATransformIsUndoneAndDoneAgain)

@@ -193,6 +193,7 @@ public:
     bool isFresh = true;  ///< nothing was set or read yet
 
 private:
+    void dropUnlistedRequest() const;
     void mapProperties();
     OdResult readBag(OdDbDwgFiler& filer, int version);
 };
@@ -244,10 +245,16 @@ OdResult ZemDbObjectImpl::dwgInFields(OdDbDwgFiler* filer)
         attributes.swap(read);
     }
     zemu::rdMark(filer, 0);
+    dropUnlistedRequest();
+    return kOdOk;
+}
+
+/// Has the cache forget the link that it was last asked for if that isn't listed any more.
+void ZemDbObjectImpl::dropUnlistedRequest() const
+{
     if (!cache.lastRequestId().isNull() && !persIdDependencies.contains(cache.lastRequestId())) {
         cache.clearLastRequestId();
     }
-    return kOdOk;
 }
 
 OdResult ZemDbObjectImpl::readBag(OdDbDwgFiler& filer, int version)
@@ -372,9 +379,8 @@ OdDbObjectId ZemDbObjectImpl::getPersIdDependency(OdDbFullSubentPath const& path
     OdDbObjectIdArray const& ids = persIdDependencies.ids();
     if (ids.asArrayPtr() != std::as_const(cachedIds).asArrayPtr() ||
         ids.size() != cachedIds.size()) {
-        if (!cachedIds.isEmpty()) {
-            cache.invalidate();
-        }
+        cache.invalidate();
+        dropUnlistedRequest();
         cachedIds = ids;
     }
     return cache.lookup(compoundId, path.subentId(), ids);
