@@ -165,6 +165,22 @@ TEST_F(ConstraintManager, ListsAChildOnce)
     read->addChildConstraintManager(m_line);
 }
 
+TEST_F(ConstraintManager, IsNotWhatElseStandsUnderItsKey)
+{
+    const OdDbObjectId block = addBlock(*m_database, L"B");
+    (void)zemu::getObjInExtDict(block, L"ZEM_DATABASE", OdDbXrecord::desc());
+    EXPECT_TRUE(ZemDbConstraintManager::getInstance(block, false).isNull());
+    EXPECT_TRUE(ZemDbConstraintManager::getInstance(block, true).isNull());
+    const ManagerPtr root = ZemDbConstraintManager::getRootCM(m_database.get(), false).openObject();
+    EXPECT_EQ(root->getAllConstraintManagers(), OdDbObjectIdArray{m_managerId});
+
+    const OdDbDatabasePtr other = OdDbDatabase::createObject();
+    (void)zemu::getRootObjectByName(other.get(), L"ZEM_DATABASE", OdDbXrecord::desc());
+    EXPECT_TRUE(ZemDbConstraintManager::getRootCM(other.get(), false).isNull());
+    EXPECT_TRUE(ZemDbConstraintManager::getRootCM(other.get(), true).isNull());
+    ZemDbConstraintManager::notifyRootCM(other.get());
+}
+
 TEST_F(ConstraintManager, ElsewhereBelongsToNoBlock)
 {
     const ManagerPtr lone = odrxMake<ZemDbConstraintManager>();
@@ -446,6 +462,63 @@ TEST_F(ConstraintManager, ARenamedModelObjectCanBeErased)
     EXPECT_EQ(manager()->generateZemDbObjectName(L"Other"), OdString(L"Other_1"));
 }
 
+TEST_F(ConstraintManager, AModelObjectRenamedThroughABagThatIsHeldCanBeErased)
+{
+    const OdDbObjectId id = objectId();
+    {
+        const ObjectPtr opened = object(OdDb::kForWrite);
+        ZemProperties& bag = opened->getWriteProperties();
+        (void)manager()->generateZemDbObjectName(L"Bolt");
+        ASSERT_TRUE(bag.setProperty(L"Name", OdString(L"Bolt_7")));
+        EXPECT_EQ(opened->name(), OdString(L"Bolt_7"));
+    }
+    erase(id);
+    EXPECT_TRUE(manager()->zemDbObjects().isEmpty());
+    EXPECT_EQ(manager()->generateZemDbObjectName(L"Line"), OdString(L"Line_1"));
+}
+
+TEST_F(ConstraintManager, AModelObjectThatLostItsNameThroughABagThatIsHeldCanBeErased)
+{
+    const OdDbObjectId id = objectId();
+    {
+        const ObjectPtr opened = object(OdDb::kForWrite);
+        ZemProperties& bag = opened->getWriteProperties();
+        (void)manager()->generateZemDbObjectName(L"Bolt");
+        ASSERT_TRUE(bag.setProperty(L"Name", OdString()));
+    }
+    erase(id);
+    EXPECT_TRUE(manager()->zemDbObjects().isEmpty());
+    EXPECT_EQ(manager()->generateZemDbObjectName(L"Line"), OdString(L"Line_1"));
+    manager(OdDb::kForWrite)->generateZemDbObjectNames();
+}
+
+TEST_F(ConstraintManager, AModelObjectRenamedByAStreamThatBreaksOffCanBeErased)
+{
+    const OdDbObjectId id = objectId();
+    Blob data = filed(*object());
+    {
+        const ObjectPtr named = object(OdDb::kForWrite);
+        named->setName(L"Bolt_3");
+    }
+    (void)manager()->generateZemDbObjectName(L"Bolt");
+    data.pop_back();
+    EXPECT_NE(readInto(*object(OdDb::kForWrite), data, m_database.get()), kOdOk);
+    EXPECT_EQ(object()->name(), OdString(L"Line_1"));
+    erase(id);
+    EXPECT_EQ(manager()->generateZemDbObjectName(L"Bolt"), OdString(L"Bolt_1"));
+}
+
+TEST_F(ConstraintManager, MakesNoModelObjectForWhatIsElsewhereOrNoEntity)
+{
+    const OdDbDatabasePtr other = OdDbDatabase::createObject();
+    const OdDbObjectId line = addLine(other->getModelSpaceId());
+    EXPECT_EQ(thrownCode([&] { (void)manager()->getZemDbObject(line); }), kOdWrongDatabase);
+    EXPECT_EQ(thrownCode([&] { (void)manager()->getZemDbObject(m_managerId); }),
+              kOdNotThatKindOfClass);
+    EXPECT_TRUE(manager()->zemDbObjects().isEmpty());
+    EXPECT_TRUE(line.openObject()->getPersistentReactors().isEmpty());
+}
+
 TEST_F(ConstraintManager, GeneratesNamesFromTheNumberAboveThatOfTheObjects)
 {
     EXPECT_EQ(manager()->generateZemDbObjectName(L"Solid"), OdString(L"Solid_1"));
@@ -599,6 +672,45 @@ TEST_F(ConstraintManager, RemovesAllConstraints)
     (void)addConstraint();
     manager(OdDb::kForWrite)->removeAllConstraints();
     EXPECT_TRUE(manager()->constraints().empty());
+}
+
+TEST_F(ConstraintManager, AConstraintThatIsAddedAgainOnlyGetsTheNextNumber)
+{
+    const ConstraintPtr twice = addConstraint();
+    manager(OdDb::kForWrite)->addConstraint(twice);
+    EXPECT_EQ(twice->nodeId(), 2u);
+    EXPECT_EQ(manager()->constraintsCount(), 1u);
+    EXPECT_EQ(manager()->getConstraintByNodeId(2), twice);
+    manager(OdDb::kForWrite)->removeAllConstraints();
+    EXPECT_EQ(manager()->constraintsCount(), 0u);
+}
+
+TEST_F(ConstraintManager, RemovesConstraintsWhateverNumberTheySayTheyHave)
+{
+    const ConstraintPtr first = addConstraint();
+    const ConstraintPtr second = addConstraint();
+    second->setNodeId(77);
+    manager(OdDb::kForWrite)->removeConstraint(second);
+    EXPECT_EQ(manager()->constraintsCount(), 1u);
+    EXPECT_TRUE(second->owner().isNull());
+    first->setNodeId(78);
+    manager(OdDb::kForWrite)->removeAllConstraints();
+    EXPECT_EQ(manager()->constraintsCount(), 0u);
+    EXPECT_TRUE(first->owner().isNull());
+}
+
+TEST_F(ConstraintManager, LeavesAConstraintToTheManagerThatHasTakenItSince)
+{
+    const ConstraintPtr constraint = addConstraint();
+    const OdDbObjectId otherId =
+        ZemDbConstraintManager::getInstance(addBlock(*m_database, L"B"), true);
+    const ManagerPtr other = otherId.openObject(OdDb::kForWrite);
+    other->addConstraint(newConstraint());
+    other->addConstraint(constraint);
+    manager(OdDb::kForWrite)->removeAllConstraints();
+    EXPECT_EQ(manager()->constraintsCount(), 0u);
+    EXPECT_EQ(constraint->owner(), otherId);
+    EXPECT_EQ(other->getConstraintByNodeId(2), constraint);
 }
 
 TEST_F(ConstraintManager, ChangesOfConstraintsAreUndoneAndDoneAgain)
@@ -851,6 +963,54 @@ TEST_F(ConstraintArguments, KeepALinkWithoutALivingSuccessor)
     EXPECT_EQ(faces(), (Indices{1, 2}));
 }
 
+TEST_F(ConstraintArguments, OfNoConstraintAreRefused)
+{
+    ZemExtendedPathArray added;
+    const ManagerPtr opened = manager(OdDb::kForWrite);
+    EXPECT_EQ(thrownCode([&] { opened->addArguments(ConstraintPtr(), {argument(3)}, added); }),
+              kOdNullObjectPointer);
+    EXPECT_EQ(thrownCode([&] { opened->removeArguments(ConstraintPtr(), {argument(1)}); }),
+              kOdNullObjectPointer);
+    EXPECT_TRUE(added.empty());
+}
+
+namespace {
+
+/// Takes all constraints out of the manager that it hears is about to change.
+class Remover : public OdDbXrecord
+{
+public:
+    void openedForModify(OdDbObject const* object) override
+    {
+        const ManagerPtr opened = object->objectId().openObject(OdDb::kForWrite);
+        if (!m_isDone) {
+            m_isDone = true;
+            opened->removeAllConstraints();
+        }
+    }
+
+    bool m_isDone = false;
+};
+
+}  // namespace
+
+TEST_F(ConstraintArguments, FollowARemappingWhileAListenerTakesTheConstraintsOut)
+{
+    const ConstraintPtr second = addConstraint();
+    ZemExtendedPathArray added;
+    manager(OdDb::kForWrite)->addArguments(second, {argument(1)}, added);
+    ZemDependenciesReplacementMap map;
+    for (ConstraintPtr const& constraint : {m_constraint, second}) {
+        map.append(constraint->dependencies()[0].id, {addLink(face(m_line, 4))});
+    }
+    const OdSmartPtr<Remover> remover = odrxMake<Remover>();
+    manager(OdDb::kForWrite)->addPersistentReactor(m_database->addOdDbObject(remover.get()));
+    manager(OdDb::kForWrite)->replaceConstraintDependencies(nullptr, map);
+    EXPECT_TRUE(remover->m_isDone);
+    EXPECT_EQ(manager()->constraintsCount(), 0u);
+    EXPECT_EQ(faces(), (Indices{4, 2}));
+}
+
 //--------------------------------------------------------------------------------------------------
 // Variables
 
@@ -934,6 +1094,23 @@ TEST_F(ConstraintManager, MakesAnotherVariableReactorForOneThatWasErased)
     const OdDbObjectId second = manager(OdDb::kForWrite)->variableReactor(true);
     EXPECT_FALSE(second.isNull());
     EXPECT_NE(second, id);
+}
+
+TEST_F(ConstraintManager, OfNoDrawingMakesNoVariableReactor)
+{
+    const ManagerPtr lone = odrxMake<ZemDbConstraintManager>();
+    EXPECT_EQ(thrownCode([&] { (void)lone->variableReactor(true); }), kOdNotInDatabase);
+    EXPECT_TRUE(lone->variableReactor(false).isNull());
+}
+
+TEST_F(ConstraintManager, MakesNoVariableReactorWhileItsClassIsNotRegistered)
+{
+    ZemDbVariableReactor::rxUninit();
+    const OdResult thrown =
+        thrownCode([&] { (void)manager(OdDb::kForWrite)->variableReactor(true); });
+    ZemDbVariableReactor::rxInit();
+    EXPECT_EQ(thrown, kOdClassNotRegistered);
+    EXPECT_TRUE(manager()->variableReactor(false).isNull());
 }
 
 TEST_F(ConstraintManager, OwnsItsVariableReactor)
@@ -1138,6 +1315,36 @@ TEST_F(MergedManagers, TakeConstraintsWhoseLinksTheyTook)
     EXPECT_EQ(taken->owner(), m_managerId);
     EXPECT_FALSE(variable.openObject()->hasPersistentReactor(formerReactor));
     EXPECT_TRUE(variable.openObject()->hasPersistentReactor(manager()->variableReactor(false)));
+}
+
+TEST_F(MergedManagers, LoseNothingWhenTheyBreakOffHalfWay)
+{
+    const OdDbObjectId first = strayObject(m_line);
+    const OdDbObjectId second = strayObject(m_other);
+    const ConstraintPtr full = addConstraint();
+    full->setNodeId(1);
+    std::vector<ConstraintPtr> constraints;
+    for (int at = 0; at < 3; ++at) {
+        constraints.push_back(newConstraint());
+        source(OdDb::kForWrite)->addConstraint(constraints.back());
+    }
+    // The greatest number there is lets one more constraint in, and no other.
+    {
+        const ManagerPtr opened = manager(OdDb::kForWrite);
+        full->setNodeId(std::numeric_limits<std::uint32_t>::max() - 1);
+        const Blob data = filed(*opened);
+        ASSERT_EQ(readInto(*opened, data, m_database.get()), kOdOk);
+    }
+    EXPECT_EQ(thrownCode([&] { merge(); }), kOdInvalidInput);
+    EXPECT_EQ(manager()->zemDbObjects(), (OdDbObjectIdArray{first, second}));
+    EXPECT_TRUE(source()->zemDbObjects().isEmpty());
+    EXPECT_EQ(manager()->constraintsCount(), 2u);
+    EXPECT_EQ(constraints[0]->owner(), m_managerId);
+    EXPECT_FALSE(m_sourceId.isErased());
+    ASSERT_EQ(source()->constraintsCount(), 2u);
+    EXPECT_EQ(source()->getConstraintByNodeId(2), constraints[1]);
+    EXPECT_EQ(source()->getConstraintByNodeId(3), constraints[2]);
+    EXPECT_EQ(constraints[1]->owner(), m_sourceId);
 }
 
 TEST_F(MergedManagers, ComeApartByUndo)

@@ -1,5 +1,6 @@
 #include "db/od_db_dictionary.h"
 #include "db/od_db_id_mapping.h"
+#include "db/od_db_memory_filer.h"
 #include "db/od_db_xrecord.h"
 #include "root/od_error.h"
 
@@ -351,6 +352,89 @@ TEST_F(PersIdManager, FindsLinksThatGetTheirPathLaterOrBelongToOthers)
     EXPECT_TRUE(manager()->computeDepId(face(1)).isEmpty());
 }
 
+TEST_F(PersIdManager, FindsALinkWhosePathWasSetWhileItWasErased)
+{
+    const Ids ids = link({1});
+    ASSERT_EQ(manager()->computeDepId(face(1)), ids);
+    erase(m_managerId);
+    setPath(ids[0], face(2));
+    unerase(m_managerId);
+    EXPECT_EQ(manager()->computeDepId(face(2)), ids);
+    EXPECT_TRUE(manager()->computeDepId(face(1)).isEmpty());
+}
+
+TEST_F(PersIdManager, FindsALinkWhosePathWasSetAfterItChangedHands)
+{
+    const Ids ids = link({1, 2});
+    ASSERT_EQ(manager()->computeDepId(face(1)), Ids{ids[0]});
+    const OdDbObjectId other = ZemDbPersIdManager::getInstance(addBlock(*m_db, L"B"), true);
+    openLink(ids[0], OdDb::kForWrite)->setOwnerId(other);
+    setPath(ids[0], face(5));
+    openLink(ids[1], OdDb::kForWrite)->setOwnerId(addRecord());
+    setPath(ids[1], face(6));
+    EXPECT_EQ(manager()->computeDepId(face(5)), Ids{ids[0]});
+    EXPECT_EQ(manager()->computeDepId(face(6)), Ids{ids[1]});
+    EXPECT_TRUE(manager()->computeDepId(face(1)).isEmpty());
+    ZemCompoundObjectId chain;
+    chain.setTopId(m_other);
+    openLink(ids[0], OdDb::kForWrite)->setCompoundId(chain);
+    EXPECT_EQ(manager()->computeDepId(pathTo(m_other, 0, 5)), Ids{ids[0]});
+}
+
+TEST_F(PersIdManager, FindsLinksOfAnEntityThatStandsForAnother)
+{
+    const Ids ids = link({1, 2});
+    ASSERT_EQ(manager()->computeDepId(face(1)), Ids{ids[0]});
+    ASSERT_TRUE(manager()->computeDepId(pathTo(m_other, 0, 1)).isEmpty());
+    m_solid.redirectTo(m_other);
+    EXPECT_EQ(manager()->computeDepId(pathTo(m_other, 0, 1)), Ids{ids[0]});
+    EXPECT_EQ(manager()->computeDepId(face(1)), Ids{ids[0]});
+    m_solid.redirectTo(OdDbObjectId());
+    EXPECT_EQ(manager()->computeDepId(face(2)), Ids{ids[1]});
+    EXPECT_TRUE(manager()->computeDepId(pathTo(m_other, 0, 2)).isEmpty());
+}
+
+TEST_F(PersIdManager, RemovesALinkByAnIdThatStandsForIt)
+{
+    const Ids ids = link({1, 2, 3});
+    const OdDbObjectId alias = addRecord();
+    alias.redirectTo(ids[1]);
+    manager()->removeDependencies(Ids{alias});
+    EXPECT_EQ(deps(), (Ids{ids[0], ids[2]}));
+    alias.redirectTo(OdDbObjectId());
+    EXPECT_EQ(deps(), (Ids{ids[0], ids[2]}));
+}
+
+TEST_F(PersIdManager, NoticesAListThatIsSetThroughABagThatIsHeld)
+{
+    const Ids ids = link({1, 2, 3});
+    const ManagerPtr opened = manager();
+    const ZemPropertyDataPtr node = opened->getWriteProperties().getProperty(L"deps");
+    ZemPropertyArray<OdDbTypedId> all;
+    for (OdDbObjectId id : ids) {
+        all.push_back({id, OdDb::ReferenceType::kHardOwnershipRef});
+    }
+    ASSERT_TRUE(opened->removeLink(face(1), 0));
+    ASSERT_TRUE(node->set(all));
+    EXPECT_EQ(deps(), ids) << "as long as before, and with the removed link";
+    EXPECT_EQ(opened->computeDepId(face(1)), Ids{ids[0]});
+
+    std::reverse(all.begin(), all.end());
+    ASSERT_TRUE(node->set(all));
+    EXPECT_TRUE(opened->removeLink(face(3), 0));
+    EXPECT_EQ(deps(), (Ids{ids[1], ids[0]}));
+}
+
+TEST_F(PersIdManager, KeepsRemovedLinksOffWhenAStreamBreaksOff)
+{
+    const Ids ids = link({1, 2, 3});
+    const ManagerPtr opened = manager();
+    ASSERT_TRUE(opened->removeLink(face(2), 0));
+    OdStaticRxObject<OdDbMemoryFiler> empty;
+    EXPECT_NE(thrownCode([&] { (void)opened->dwgInFields(&empty); }), kOdOk);
+    EXPECT_EQ(deps(), (Ids{ids[0], ids[2]}));
+}
+
 TEST_F(PersIdManager, TellsAPathThroughAReferenceFromOneThatIsNone)
 {
     const OdDbObjectId block = addBlock(*m_db, L"Shown");
@@ -435,6 +519,21 @@ TEST_F(PersIdManager, MakesTheModelObjectsOfEntities)
     EXPECT_EQ(names.size(), 2u);
     EXPECT_EQ(listedBy(m_solid), (Ids{ids[0], ids[2]}));
     EXPECT_EQ(listedBy(m_other), Ids{ids[1]});
+}
+
+TEST_F(PersIdManager, MakesNoModelObjectForAnIdThatStandsForAnEntityOfAnotherDrawing)
+{
+    const OdDbDatabasePtr other = OdDbDatabase::createObject();
+    const OdDbObjectId foreign = addSolid(other->getModelSpaceId(), 9);
+    m_other.redirectTo(foreign);
+    (void)manager()->append(Paths{pathTo(m_other, 0, 1)}, nullptr);
+    m_other.redirectTo(OdDbObjectId());
+    const OdDbObjectId constraints = ZemDbConstraintManager::getInstance(m_block, false);
+    if (!constraints.isNull()) {
+        const OdSmartPtr<ZemDbConstraintManager> opened = constraints.safeOpenObject();
+        EXPECT_TRUE(opened->zemDbObjects().isEmpty());
+    }
+    EXPECT_TRUE(foreign.safeOpenObject()->getPersistentReactors().isEmpty());
 }
 
 TEST_F(PersIdManager, LeavesUnfitPathsToTheHost)
@@ -843,6 +942,55 @@ TEST_F(PersIdManager, MergesManyLinksInGroupsOfMany)
 //--------------------------------------------------------------------------------------------------
 // Removing
 
+TEST_F(PersIdManager, FinishesWithManyLinksWithoutAPath)
+{
+    // Each of them beside each other one would be more than there is memory for.
+    ZemPropertyArray<OdDbTypedId> ids;
+    for (int at = 0; at < 20000; ++at) {
+        ids.push_back({m_db->addOdDbObject(odrxMake<ZemDbObjectDependency>().get(), m_managerId),
+                       OdDb::ReferenceType::kHardOwnershipRef});
+    }
+    for (int at = 0; at < 30000; ++at) {
+        ids.push_back(ids[0]);
+    }
+    ASSERT_TRUE(manager()->getWriteProperties().getProperty(L"deps")->set(ids));
+    Map map;
+    manager()->finishRemap(map);
+    EXPECT_EQ(deps().size(), 50000u);
+    EXPECT_TRUE(map.isEmptyReplacementDeps());
+}
+
+TEST_F(PersIdManager, FinishesWithManyForeignLinksOfThePathOfItsOwn)
+{
+    const Ids own = linkAnew({1, 1});
+    const LinkPtr foreign = odrxMake<ZemDbObjectDependency>();
+    foreign->setLinkObject(face(1));
+    const OdDbObjectId foreignId = m_db->addOdDbObject(foreign.get(), addRecord());
+    ZemPropertyArray<OdDbTypedId> ids;
+    for (int at = 0; at < 20000; ++at) {
+        for (OdDbObjectId id : {own[0], foreignId}) {
+            ids.push_back({id, OdDb::ReferenceType::kHardOwnershipRef});
+        }
+    }
+    ASSERT_TRUE(manager()->getWriteProperties().getProperty(L"deps")->set(ids));
+    Map map;
+    manager()->finishRemap2(map);
+    EXPECT_EQ(map.getAll(), (Ids{own[0], foreignId}));
+    EXPECT_EQ(deps().size(), 1u);
+}
+
+TEST_F(PersIdManager, TakesLinksOffTheModelObjectThatCameAfterAnErasedOne)
+{
+    (void)link({1});
+    erase(m_solid);
+    unerase(m_solid);
+    const Ids ids = link({2});
+    ASSERT_EQ(listedBy(m_solid), ids);
+    EXPECT_TRUE(manager()->removeLink(face(2), 0));
+    EXPECT_TRUE(listedBy(m_solid).isEmpty());
+    EXPECT_TRUE(zemu::findDepByFSP(face(2)).isNull());
+}
+
 TEST_F(PersIdManager, RemovesAllLinksOfAPathWhateverTheirTags)
 {
     m_scope.host().tag = 1;
@@ -1077,6 +1225,19 @@ TEST_F(PersIdManager, AuditTakesOutWhatIsNoLinkOrCantBeOpened)
     EXPECT_EQ(deps(), (Ids{ids[0], ids[2]}));
     EXPECT_TRUE(record.isErased());
     EXPECT_EQ(listedBy(m_solid), deps());
+}
+
+TEST_F(PersIdManager, AuditErasesNothingThatIsNeitherALinkNorItsOwn)
+{
+    const OdDbObjectId record = addRecord(m_block);
+    listAnything(m_db->getNamedObjectsDictionaryId());
+    listAnything(m_db->getLayerTableId());
+    listAnything(record);
+    manager()->audit();
+    EXPECT_TRUE(deps().isEmpty());
+    EXPECT_FALSE(m_db->getNamedObjectsDictionaryId().isErased());
+    EXPECT_FALSE(m_db->getLayerTableId().isErased());
+    EXPECT_FALSE(record.isErased());
 }
 
 TEST_F(PersIdManager, AuditListsLinksAgainWhereTheyAreMissing)
@@ -1391,6 +1552,50 @@ TEST_F(PersIdManagerMerge, MovesNothingWithoutAHost)
     EXPECT_TRUE(deps().isEmpty());
     EXPECT_EQ(clone->objectDependencyIds(), links);
     EXPECT_FALSE(clone->isErased());
+}
+
+namespace {
+
+/// A host that can't name an entity.
+class NamelessHost : public ZemDbObjectPE
+{
+public:
+    void appendConstraintDependencies(ZemDbObject*, Paths const&, Ids&) override {}
+    OdDbObjectId appendConstraintDependency(ZemDbObject*, OdDbFullSubentPath const&) override
+    {
+        return OdDbObjectId();
+    }
+    void onOpenedForModify(ZemDbObject*, OdDbObject const*) override {}
+    void onDatabaseTrackerNotify(ZemDbObject*, OdDbObject const*) override {}
+    void onTransformCached(OdDbDatabase*, OdDbObjectId, OdGeMatrix3d const&, bool) override {}
+    OdString attachedEntityName(OdDbObjectId, ZemDbConstraintManager const*) const override
+    {
+        throw OdError(kOdKeyNotFound);
+    }
+};
+
+}  // namespace
+
+TEST_F(PersIdManagerMerge, ListsEachLinkWithItsOwnerWhenItBreaksOffHalfWay)
+{
+    const Ids own = link({1});
+    const ManagerPtr clone = cloneAll();
+    const Ids links = clone->objectDependencyIds();
+    ASSERT_EQ(links.size(), 2u);
+    const auto host = odrxMake<OdRxObjectImpl<NamelessHost>>();
+    ZemDbObject::desc()->addX(ZemDbObjectPE::desc(), host.get());
+    const OdResult thrown = thrownCode([&] { (void)merge(clone.get()); });
+    (void)ZemDbObject::desc()->delX(ZemDbObjectPE::desc());
+    EXPECT_EQ(thrown, kOdKeyNotFound);
+    EXPECT_FALSE(clone->isErased());
+    EXPECT_EQ(deps(), (Ids{own[0], links[0]}));
+    EXPECT_EQ(clone->objectDependencyIds(), Ids{links[1]});
+    EXPECT_EQ(openLink(links[0])->ownerId(), m_managerId);
+    EXPECT_EQ(openLink(links[1])->ownerId(), clone->objectId());
+    // And it can be gone on with.
+    EXPECT_EQ(merge(clone.get()), kOdOk);
+    EXPECT_EQ(deps(), (Ids{own[0], links[0], links[1]}));
+    EXPECT_TRUE(clone->isErased());
 }
 
 TEST_F(PersIdManagerMerge, CanBeTakenBack)
