@@ -4,9 +4,14 @@
 
 #include <rapidcheck.h>
 #include <rapidcheck/gtest.h>
+#include <sys/resource.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
+#include <fstream>
 #include <limits>
+#include <thread>
 #include <tuple>
 #include <vector>
 
@@ -65,6 +70,36 @@ protected:
 class ExternalCompoundObjectId : public ExternalLinkTest
 {
 };
+
+/// Lets the process take only so much more memory, as long as this lives.
+class MemoryLimit
+{
+public:
+    explicit MemoryLimit(rlim_t more)
+    {
+        EXPECT_EQ(::getrlimit(RLIMIT_AS, &m_before), 0);
+        std::uint64_t pages = 0;
+        std::ifstream("/proc/self/statm") >> pages;
+        rlimit limit = m_before;
+        limit.rlim_cur = pages * static_cast<rlim_t>(::sysconf(_SC_PAGESIZE)) + more;
+        EXPECT_EQ(::setrlimit(RLIMIT_AS, &limit), 0);
+    }
+    MemoryLimit(MemoryLimit const&) = delete;
+    MemoryLimit& operator=(MemoryLimit const&) = delete;
+    ~MemoryLimit() { (void)::setrlimit(RLIMIT_AS, &m_before); }
+
+private:
+    rlimit m_before{};
+};
+
+constexpr bool canLimitMemory()
+{
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    return false;
+#else
+    return true;
+#endif
+}
 
 /// A filer that can't tell how much it holds.
 class EndlessFiler : public MemoryFiler
@@ -266,6 +301,49 @@ TEST_F(CompoundObjectId, CopiesAreIndependent)
     EXPECT_EQ(source.getPathPrefix(), m_nested);
 }
 
+TEST_F(CompoundObjectId, CopiesAreReadAndMadeAndDroppedOnSeveralThreads)
+{
+    const ZemCompoundObjectId source = chainOf(m_nested);
+    std::atomic<int> failures = 0;
+    {
+        std::vector<std::jthread> threads;
+        for (int thread = 0; thread < 4; ++thread) {
+            threads.emplace_back([&] {
+                for (int round = 0; round < 2000; ++round) {
+                    ZemCompoundObjectId copy = source;
+                    const ZemCompoundObjectId untouched = copy;
+                    copy.setTopId(m_solid);
+                    const bool isAsItWas = untouched.compareTo(source) == 0 &&
+                                           untouched.getPathPrefix() == m_nested &&
+                                           copy.topId() == m_solid && copy.size() == 1;
+                    failures += isAsItWas ? 0 : 1;
+                }
+            });
+        }
+    }
+    EXPECT_EQ(failures, 0);
+    EXPECT_EQ(source.getPathPrefix(), m_nested);
+}
+
+TEST_F(CompoundObjectId, IsAsItWasAfterAnAllocationThatFailed)
+{
+    if (!canLimitMemory()) {
+        GTEST_SKIP() << "the address sanitizer ends a program that is out of memory";
+    }
+    const std::vector<OdDbObjectId> steps(4u << 20, m_solid);
+    const OdDbObjectIdArray path(steps.begin(), steps.end());
+    ZemCompoundObjectId chain = chainOf(m_nested);
+    OdResult thrown = kOdOk;
+    {
+        const MemoryLimit limit(32u << 20);
+        thrown = thrownCode([&] { chain.setFullPath(path, /*keepTail=*/false); });
+    }
+    EXPECT_EQ(thrown, kOdOutOfMemory);
+    EXPECT_EQ(chain.getPathPrefix(), m_nested);
+    chain.setFullPath(path, /*keepTail=*/false);
+    EXPECT_EQ(chain.size(), path.size());
+}
+
 TEST_F(CompoundObjectId, WithAnErasedStepIsUnresolvedUnlessErasedObjectsAreOpened)
 {
     const ZemCompoundObjectId chain = chainOf(m_nested);
@@ -453,6 +531,20 @@ TEST_F(ExternalCompoundObjectId, AnErasedObjectAtItsEndIsFoundWhereErasedObjects
     EXPECT_EQ(ids, OdDbObjectIdArray{m_reference});
     EXPECT_EQ(chain.getFullPathEx(ids, /*openErased=*/true), kOdOk);
     EXPECT_EQ(ids, pathToPart());
+}
+
+TEST_F(ExternalCompoundObjectId, IsUnresolvedOnceTheDrawingWasBound)
+{
+    ZemCompoundObjectId chain;
+    chain.setFullPath(pathToPart(), /*keepTail=*/false);
+    // Something of the host drawing has that handle, too.
+    ASSERT_FALSE(m_database->getOdDbObjectId(chain.getHandle(1)).isNull());
+    ASSERT_EQ(OdDbXRefMan::bind(m_block), kOdOk);
+    for (const bool openErased : {false, true}) {
+        OdDbObjectIdArray ids;
+        EXPECT_EQ(chain.getFullPathEx(ids, openErased), kOdUnresolvedPath);
+        EXPECT_EQ(ids, OdDbObjectIdArray{m_reference});
+    }
 }
 
 TEST_F(ExternalCompoundObjectId, WithoutAStepInTheHostDrawingIsUnresolved)

@@ -231,6 +231,40 @@ TEST_F(ReplacementMap, UpdateOfWhatIsNoSuccessorKeepsTheSet)
     EXPECT_TRUE(m_map.getReplacedWith(m_fourth).isEmpty());
 }
 
+TEST_F(ReplacementMap, UpdateOfAnEntryWithoutSuccessorsChangesNothing)
+{
+    m_map.append(m_first, {});
+    EXPECT_FALSE(m_map.update(m_first, m_second, {m_third}));
+    EXPECT_FALSE(m_map.update(m_first, OdDbObjectId(), {m_third}));
+    IdSet found{m_fourth};
+    EXPECT_TRUE(m_map.contains(m_first, found));
+    EXPECT_TRUE(found.empty());
+}
+
+TEST_F(ReplacementMap, UpdateByNothingLeavesAnEntryWithoutSuccessors)
+{
+    m_map.append(m_first, {m_second});
+    EXPECT_TRUE(m_map.update(m_first, m_second, {}));
+    IdSet found{m_fourth};
+    EXPECT_TRUE(m_map.contains(m_first, found));
+    EXPECT_TRUE(found.empty());
+    EXPECT_FALSE(m_map.findReplacedWith(m_second, nullptr));
+    EXPECT_FALSE(m_map.update(m_first, m_second, {m_third})) << "there is none to replace";
+}
+
+TEST_F(ReplacementMap, AnErasedLinkIsEnteredAndDrawsNothingWhileItsSuccessorsDo)
+{
+    erase(m_first);
+    EXPECT_TRUE(m_map.append(m_first, {m_second}));
+    EXPECT_EQ(m_map.getReplacement(m_first), IdSet{m_second});
+    EXPECT_EQ(m_map.entsToRedraw(), IdSet{insertOf(m_second)});
+    erase(m_third);
+    m_map.clearEntsToRedraw();
+    EXPECT_TRUE(m_map.append(m_fourth, {m_third}));
+    EXPECT_EQ(m_map.getReplacedWith(m_third), OdDbObjectIdArray{m_fourth});
+    EXPECT_EQ(m_map.entsToRedraw(), IdSet{insertOf(m_fourth)});
+}
+
 TEST_F(ReplacementMap, UpdateHasNothingDrawnAgain)
 {
     m_map.append(m_first, {m_second});

@@ -1,3 +1,5 @@
+#include "db/od_db_object_store.h"
+
 #include "stored_link_test_support.h"
 #include "zem_link_utils.h"
 
@@ -119,6 +121,39 @@ TEST_F(PathValidity, APathWithAnIdThatCantBeOpenedIsNot)
         revive(m_nested.at(at));
         EXPECT_TRUE(zemu::isValidObjectIdPath(m_nested, /*checkOwner=*/true)) << at;
     }
+}
+
+namespace {
+
+/// A carrier that fails to read what it says that it holds.
+class BrokenStore : public OdDbObjectStore
+{
+public:
+    bool find(OdDbHandle handle, std::uint32_t& classIndex) override
+    {
+        classIndex = 0;
+        return handle == kHandle;
+    }
+    bool beginLoad(OdDbHandle, OdDbStoredObject&) override { throw OdError(kOdFileAccess); }
+    void endLoad() override {}
+    OdDbHandle nextHandle(OdDbHandle) override { return OdDbHandle(); }
+
+    static inline const OdDbHandle kHandle{0x9999};
+};
+
+}  // namespace
+
+TEST_F(PathValidity, APathWhoseReadingThrowsIsNot)
+{
+    OdDbStorageAccess(*m_database).attachStore(std::make_unique<BrokenStore>());
+    const OdDbObjectId broken = m_database->getOdDbObjectId(BrokenStore::kHandle, /*create=*/true);
+    ASSERT_EQ(thrownCode([&] { (void)broken.openObject(); }), kOdFileAccess);
+    for (const bool checkOwner : {false, true}) {
+        EXPECT_FALSE(zemu::isValidObjectIdPath({broken}, checkOwner));
+        EXPECT_FALSE(zemu::isValidObjectIdPath({broken, m_solid}, checkOwner));
+        EXPECT_FALSE(zemu::isValidObjectIdPath({m_outerReference, broken}, checkOwner));
+    }
+    EXPECT_FALSE(zemu::doesPathExist(pathOf({broken}, OdDbSubentId(kFace, 1))));
 }
 
 TEST_F(PathValidity, OnlyReferencesLeadOn)
