@@ -21,6 +21,13 @@ std::uint32_t OdDbStorageAccess::addClass(OdDbClassRecord const& record)
     return m_database.impl().addClass(record);
 }
 
+void OdDbStorageAccess::renewClass(std::uint32_t index)
+{
+    if (OdRxClass const* const cls = m_database.impl().registeredClass(index)) {
+        (void)m_database.impl().classIndexOf(cls);
+    }
+}
+
 void OdDbStorageAccess::setHandseed(OdDbHandle seed) noexcept
 {
     m_database.impl().handseed = seed.value();

@@ -92,6 +92,8 @@ public:
     OdDbObjectStore* store() const noexcept;
     /// The number of a class record, entered if it is new.
     std::uint32_t addClass(OdDbClassRecord const& record);
+    /// Takes over names and version of a class as it is registered now, unless it isn't.
+    void renewClass(std::uint32_t index);
     void setHandseed(OdDbHandle seed) noexcept;
     /// The id of a handle that was read from a stream, made if needed; asks the carrier nothing.
     OdDbObjectId idOf(OdDbHandle handle);

@@ -5,11 +5,11 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <csignal>
 #include <filesystem>
+#include <random>
 #include <utility>
 
 namespace {
@@ -93,8 +93,17 @@ void checkIsFile(Place const& place)
 constexpr std::string_view kTemporaryStart = ".zdw~";
 constexpr std::string_view kTemporaryEnd = ".tmp";
 
-/// ".zdw~HOST~PROCESS~NUMBER.tmp": whoever finds one can tell whether its maker still works on it.
-/// No name of a host holds the separator.
+/// The number of the space in which numbers of processes mean something; a host may have several.
+std::string processSpace()
+{
+    std::error_code error;
+    std::string space = fs::read_symlink("/proc/self/ns/pid", error).string();
+    std::erase_if(space, [](char sign) { return sign < '0' || sign > '9'; });
+    return space;
+}
+
+/// ".zdw~HOST~SPACE~PROCESS~NUMBER.tmp": whoever finds one can tell whether its maker still works on
+/// it. No name of a host holds the separator.
 std::string temporaryPrefix()
 {
     char host[65] = {};
@@ -105,7 +114,14 @@ std::string temporaryPrefix()
     for (char const* at = host; *at != '\0'; ++at) {
         prefix += *at == '/' ? '_' : *at;
     }
-    return prefix + "~";
+    return prefix + "~" + processSpace() + "~";
+}
+
+/// By chance: hosts that share a folder may have one name, and processes with equal numbers.
+std::uint64_t temporaryNumber()
+{
+    std::random_device chance;
+    return (std::uint64_t{chance()} << 32) | chance();
 }
 
 /// Removes the temporary files that processes of this machine left in a folder when they died.
@@ -133,11 +149,8 @@ class TemporaryFile
 public:
     explicit TemporaryFile(fs::path const& folder)
     {
-        static std::atomic<unsigned> s_number = 0;
         m_path = folder / (temporaryPrefix() + std::to_string(::getpid()) + "~" +
-                           std::to_string(++s_number) + std::string(kTemporaryEnd));
-        std::error_code error;
-        fs::remove(m_path, error);
+                           std::to_string(temporaryNumber()) + std::string(kTemporaryEnd));
     }
     TemporaryFile(TemporaryFile const&) = delete;
     TemporaryFile& operator=(TemporaryFile const&) = delete;
@@ -196,8 +209,14 @@ void removeOldJournals(Place const& place)
         }
         isAnyRemoved = true;
     }
-    if (isAnyRemoved) {
-        (void)OdDbFileOperations::current().syncFolder(place.path.parent_path());
+    if (!isAnyRemoved) {
+        return;
+    }
+    const std::error_code error =
+        OdDbFileOperations::current().syncFolder(place.path.parent_path());
+    if (error) {
+        fail(place.name, kOdFileAccess,
+             "the removal of its old journal isn't safe on disk: " + error.message());
     }
 }
 
@@ -307,27 +326,28 @@ private:
 };
 
 /// Marks a database as being saved. What is called meanwhile, by objects that are filed or to tell
-/// how far the save has come, must not save it again.
+/// how far the save has come, must not save it again, nor unload it.
 class SavingScope
 {
 public:
     explicit SavingScope(OdDbDatabase& database) : m_database(&database)
     {
-        if (std::find(s_saving.begin(), s_saving.end(), &database) != s_saving.end()) {
+        OdDbStorageAccess access(database);
+        if (access.isEmptied()) {
+            throw OdError(kOdNotApplicable,
+                          L"the external drawing was unloaded, and nothing is left to be saved");
+        }
+        if (!access.beginSaving()) {
             throw OdError(kOdNotApplicable, L"the drawing is being saved already");
         }
-        s_saving.push_back(&database);
     }
     SavingScope(SavingScope const&) = delete;
     SavingScope& operator=(SavingScope const&) = delete;
-    ~SavingScope() { s_saving.pop_back(); }
+    ~SavingScope() { OdDbStorageAccess(*m_database).endSaving(); }
 
 private:
-    static thread_local std::vector<OdDbDatabase const*> s_saving;
-
     OdDbDatabasePtr m_database;  ///< keeps it
 };
-thread_local std::vector<OdDbDatabase const*> SavingScope::s_saving;
 
 bool hasChanges(OdDbDatabase& database, OdDbDrawingFile const& file)
 {
@@ -363,8 +383,12 @@ void replaceFile(OdDbDatabase& database, Place const& place, OdString const& fil
     // The new file is in its place, whatever comes now; the old one has lost its name.
     old.reset();
     OdDbStorageAccess access(database);
-    access.attachStore(std::make_unique<OdDbDrawingStore>(
-        database, OdDbDrawingFile::openSaved(place.path, place.name, headerBytes)));
+    auto store = std::make_unique<OdDbDrawingStore>(
+        database, OdDbDrawingFile::openSaved(place.path, place.name, headerBytes));
+    if (source != nullptr && source->file().header().dwgVersion == dwgVersion) {
+        store->setMoreSettings(source->moreSettings());
+    }
+    access.attachStore(std::move(store));
     database.setFilename(fileName);
     if (syncError) {
         fail(place.name, kOdFileAccess,
@@ -395,11 +419,19 @@ OdDbDatabasePtr odDbOpenDrawing(OdString const& path, OdDbOpenDrawingMode mode,
     access.setHandseed(store.firstFreeHandle());
     OdStaticRxObject<OdDbFileFiler> filer(database.get());
     filer.readFrom(header.body, header.references, header.dwgVersion);
+    bool isRead = false;
     try {
-        // What of the settings a newer program has added is left unread, as in any object.
-        (void)database->dwgInFields(&filer);
+        isRead = database->dwgInFields(&filer) == kOdOk;
     } catch (OdError const&) {
         fail(place.name, kOdFileCorrupt, "is damaged: its settings can't be read");
+    }
+    try {
+        // What of the settings a newer program has added is left unread, and carried.
+        if (isRead) {
+            store.setMoreSettings(filer.rdBody());
+        }
+    } catch (OdError const&) {
+        // References that make no sense can't be carried, and nobody could read them.
     }
     database->setFilename(absoluteText(path));
     access.markSaved();
@@ -408,11 +440,11 @@ OdDbDatabasePtr odDbOpenDrawing(OdString const& path, OdDbOpenDrawingMode mode,
 
 void odDbSaveDrawing(OdDbDatabase& database, OdDbSaveProgress const& progress)
 {
+    const SavingScope saving(database);
     OdDbDrawingStore* const store = OdDbDrawingStore::of(database);
     if (store == nullptr) {
         throw OdError(kOdFileNotFound, L"the drawing has no file yet");
     }
-    const SavingScope saving(database);
     OdDbDrawingFile& file = store->file();
     file.beginSave();
     if (!hasChanges(database, file)) {

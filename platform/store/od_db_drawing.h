@@ -27,12 +27,12 @@ OdDbDatabasePtr odDbOpenDrawing(OdString const& path, OdDbOpenDrawingMode mode,
 /// a failure nothing counts as saved, and saving can be tried again. A file with several names (hard
 /// links) is replaced as by `odDbSaveDrawingAs`, and the other names keep the old drawing: a file
 /// that is changed in place can be put right after a crash under the name alone that it had then.
-/// What is called meanwhile (objects that are filed, `progress`) may look at the drawing, but must
-/// not change it: the change could miss the save.
+/// What is called meanwhile (objects that are filed, `progress`) should only look at the drawing: what
+/// it changes may miss the save, and then belongs to the next one.
 /// \throws OdError with the file's name and the reason: (file not found) for a database without a
 ///         file, (read only), (file access), (file locked), (file changed) if the file was moved,
 ///         replaced or written over, (file corrupt), (not applicable) if the database is being saved
-///         already, or what an object's own filing gave.
+///         already, or was unloaded as an external drawing, or what an object's own filing gave.
 void odDbSaveDrawing(OdDbDatabase& database, OdDbSaveProgress const& progress = {});
 
 /// Saves everything into a new file, which then takes the place of `path`; from then on the database

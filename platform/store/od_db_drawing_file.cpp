@@ -555,10 +555,23 @@ void OdDbDrawingFile::checkUnchanged()
         return;
     }
     const std::vector<std::uint8_t> bytes = readHeaderBytes();
-    if (bytes != m_headerBytes && bytes != m_attemptedBytes) {
-        fail(kOdFileChanged, "was saved by another process meanwhile");
+    if (bytes != m_headerBytes) {
+        if (m_attemptedBytes.empty() || bytes != m_attemptedBytes) {
+            fail(kOdFileChanged, "was saved by another process meanwhile");
+        }
+        noteSaved();
     }
     m_dataVersion = version;
+}
+
+// A save can fail at its very end, in waiting for the folder, and be in the file all the same; then
+// this is found out later.
+void OdDbDrawingFile::noteSaved()
+{
+    m_header = std::move(m_attempted);
+    m_headerBytes = std::move(m_attemptedBytes);
+    m_attempted = {};
+    m_attemptedBytes.clear();
 }
 
 // Nothing was written, so it doesn't matter how the transaction ends; after an error in a damaged
@@ -922,10 +935,7 @@ void OdDbDrawingFile::commitSave()
     if (code != SQLITE_OK) {
         m_connection.fail(code);
     }
-    m_header = std::move(m_attempted);
-    m_headerBytes = std::move(m_attemptedBytes);
-    m_attempted = {};
-    m_attemptedBytes.clear();
+    noteSaved();
     setSaving(false);
     confirmLock();
 }

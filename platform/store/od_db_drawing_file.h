@@ -190,6 +190,7 @@ private:
     bool hasMoved();
     void letGo() noexcept;
     void checkUnchanged();
+    void noteSaved();
     void checkContent();
     void endReading() noexcept;
     void checkPlace();

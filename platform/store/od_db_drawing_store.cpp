@@ -67,11 +67,16 @@ OdDbDrawingStore::FileClass& OdDbDrawingStore::enterClass(OdDbFileClass const& f
     return m_classes.insert_or_assign(fileClass.number, std::move(entered)).first->second;
 }
 
-OdDbDrawingStore::FileClass const& OdDbDrawingStore::classAt(std::uint32_t number)
+OdDbDrawingStore::FileClass const* OdDbDrawingStore::findClass(std::uint32_t number) const
 {
     const auto found = m_classes.find(number);
-    if (found != m_classes.end()) {
-        return found->second;
+    return found != m_classes.end() ? &found->second : nullptr;
+}
+
+OdDbDrawingStore::FileClass const& OdDbDrawingStore::classAt(std::uint32_t number)
+{
+    if (FileClass const* const found = findClass(number)) {
+        return *found;
     }
     OdDbFileClass missing;
     missing.number = number;
@@ -283,13 +288,24 @@ OdDbHandle OdDbDrawingStore::firstFreeHandle()
     if (m_lastPage > number) {
         return OdDbHandle((m_lastPage + 1) * kHandlesInPage);
     }
-    PageState const* const state = summary(number);
-    if (state == nullptr) {
-        return OdDbHandle(seed);
+    const std::uint64_t used = usedSlots(number);
+    return OdDbHandle(
+        std::min(std::max(seed, number * kHandlesInPage + used), kLastStoredHandle + 1));
+}
+
+// A page that can't be read may hold objects with any of its handles.
+std::uint64_t OdDbDrawingStore::usedSlots(std::uint64_t number)
+{
+    try {
+        PageState const* const state = summary(number);
+        if (state == nullptr) {
+            return 0;
+        }
+        return state->isDamaged ? kHandlesInPage
+                                : static_cast<std::uint64_t>(std::bit_width(state->mask));
+    } catch (OdDbReadFault const&) {
+        return kHandlesInPage;
     }
-    const unsigned used =
-        state->isDamaged ? kHandlesInPage : static_cast<unsigned>(std::bit_width(state->mask));
-    return OdDbHandle(std::max(seed, number * kHandlesInPage + used));
 }
 
 std::uint64_t OdDbDrawingStore::lastKnownMask(std::uint64_t number) const
@@ -320,6 +336,9 @@ void OdDbDrawingStore::noteSaveFailed()
         }
         state.isKnown = false;
     }
+    // What the save has written may be in the file nevertheless.
+    const std::uint64_t last = odDbPageOf(OdDbHandle(m_database.handseed()));
+    m_lastPage = std::max(m_lastPage, std::min(last, kLastPage));
 }
 
 void OdDbDrawingStore::notePageWritten(std::uint64_t number, std::uint64_t resident)

@@ -66,6 +66,8 @@ public:
         std::string damage;       ///< why its objects can't be read; empty if they can
     };
     FileClass const& classAt(std::uint32_t number);
+    /// As `classAt`; null for a class that the file doesn't list.
+    FileClass const* findClass(std::uint32_t number) const;
     /// All classes that the file lists, by number.
     std::vector<FileClass const*> classes() const;
     /// The version that an entry's record was filed for.
@@ -80,6 +82,9 @@ public:
     /// Whether objects in a place that the disk doesn't give back count as damaged ones, instead of
     /// ending the save.
     void setPassesOverFaults(bool passesOver) noexcept { m_file->setPassesOverFaults(passesOver); }
+    /// What the file's settings hold behind the fields that are known; carried through saves.
+    OdDbStoredBody const& moreSettings() const noexcept { return m_moreSettings; }
+    void setMoreSettings(OdDbStoredBody more) { m_moreSettings = std::move(more); }
     /// Whether the objects of a page can't be told.
     bool isPageDamaged(std::uint64_t number);
     /// The least handle that no object has and that lies in no damaged page; the header's, unless
@@ -126,6 +131,8 @@ private:
     bool startLoad(OdDbHandle handle, OdDbStoredObject& object);
     static std::uint32_t classIn(PageState const& state, unsigned slot) noexcept;
     PageState* summary(std::uint64_t number);
+    /// Slots of a page up to the last one that is in use.
+    std::uint64_t usedSlots(std::uint64_t number);
     PageState* withPage(std::uint64_t number);
     PageState* readState(std::uint64_t number, PageState* state);
     void summarise(PageState& state, OdDbPageDirectory const& directory);
@@ -148,4 +155,5 @@ private:
     std::vector<std::unique_ptr<Load>> m_loads;         ///< those up to `m_depth` are under way
     std::size_t m_depth = 0;
     std::size_t m_lostPages = 0;
+    OdDbStoredBody m_moreSettings;
 };

@@ -1,5 +1,6 @@
 #include "store/od_db_drawing_writer.h"
 
+#include "db/od_db_block_reference.h"
 #include "db/od_db_proxy_object.h"
 
 #include <algorithm>
@@ -51,11 +52,11 @@ void OdDbDrawingWriter::writeChanges(OdDbSaveProgress const& progress)
         m_lastClassNumber =
             std::max(m_lastClassNumber, static_cast<std::uint32_t>(m_header.classes));
     }
-    findOwners();
+    findListers();
     const std::vector<std::uint64_t> changed = m_access.changedBlocks();
     std::set<std::uint64_t> pages(changed.begin(), changed.end());
-    for (std::uint64_t owner : m_owners) {
-        const std::uint64_t number = odDbPageOf(OdDbHandle(owner));
+    for (std::uint64_t lister : m_listers) {
+        const std::uint64_t number = odDbPageOf(OdDbHandle(lister));
         if (!m_source->isPageDamaged(number)) {
             pages.insert(number);
         }
@@ -93,7 +94,7 @@ void OdDbDrawingWriter::writeAll(OdDbSaveProgress const& progress)
 {
     constexpr std::uint64_t kPagesInStep = 64;
     m_header = {};
-    findOwners();
+    findListers();
     const std::vector<std::uint64_t> known = m_access.knownBlocks();
     const std::vector<std::uint64_t> pages = pagesToWrite();
     std::uint64_t done = 0;
@@ -108,32 +109,45 @@ void OdDbDrawingWriter::writeAll(OdDbSaveProgress const& progress)
     writeHeader(/*saves=*/0);
 }
 
-// An object that lists what it owns leaves out what is erased. Erasing is no change of the owner, so
-// its stored bytes would go on naming what isn't there any more, and a drawing saved in one step and
-// in two would differ.
-void OdDbDrawingWriter::findOwners()
+// An object that lists what it owns leaves out what is erased, and so does a block with what shows it.
+// Erasing is no change of either, so their stored bytes would go on naming what isn't there any more,
+// and a drawing saved in one step and in two would differ.
+void OdDbDrawingWriter::findListers()
 {
     if (m_source == nullptr) {
         return;
     }
     for (std::uint64_t number : m_access.changedBlocks()) {
-        findOwnersIn(number);
+        findListersIn(number);
     }
 }
 
-void OdDbDrawingWriter::findOwnersIn(std::uint64_t number)
+void OdDbDrawingWriter::findListersIn(std::uint64_t number)
 {
     const std::shared_ptr<OdDbStoredPage const> stored = m_source->page(number);
     for (unsigned slot = 0; slot < kHandlesInPage; ++slot) {
-        const OdDbObjectState state = m_access.state(odDbHandleAt(number, slot));
+        const OdDbHandle handle = odDbHandleAt(number, slot);
+        const OdDbObjectState state = m_access.state(handle);
         if (state.object == nullptr || !state.changed) {
             continue;
         }
         const bool wasThere = stored != nullptr && stored->directory.find(slot) != nullptr;
-        const OdDbObjectId owner = state.object->ownerId();
-        if (wasThere == state.erased && owner.originalDatabase() == &m_database) {
-            m_owners.insert(owner.getHandle().value());
+        if (wasThere != state.erased) {
+            continue;
         }
+        noteLister(state.object->ownerId());
+        if (state.object->isKindOf(OdDbBlockReference::desc())) {
+            const OdDbBlockReferencePtr reference =
+                m_access.idOf(handle).safeOpenObject(OdDb::kForRead, /*openErased=*/true);
+            noteLister(reference->blockTableRecord());
+        }
+    }
+}
+
+void OdDbDrawingWriter::noteLister(OdDbObjectId id)
+{
+    if (id.originalDatabase() == &m_database) {
+        m_listers.insert(id.getHandle().value());
     }
 }
 
@@ -141,6 +155,9 @@ void OdDbDrawingWriter::noteWritten()
 {
     for (NewClass const& added : m_newClasses) {
         m_source->noteClassWritten(added.fileClass, added.index);
+    }
+    for (auto const& [number, renewed] : m_renewedClasses) {
+        m_source->noteClassWritten(renewed.fileClass, renewed.index);
     }
     for (WrittenPage const& written : m_written) {
         m_source->notePageWritten(written.number, written.resident);
@@ -151,6 +168,10 @@ void OdDbDrawingWriter::writeHeader(std::uint64_t saves)
 {
     m_filer.startRecord(m_dwgVersion);
     m_database.dwgOutFields(&m_filer);
+    // What was added for another version may mean something else in this one.
+    if (m_source != nullptr && m_source->file().header().dwgVersion == m_dwgVersion) {
+        m_filer.wrBody(m_source->moreSettings());
+    }
     m_header.dwgVersion = m_dwgVersion;
     m_header.handseed = m_database.handseed().value();
     m_header.saves = saves;
@@ -187,8 +208,26 @@ std::uint32_t OdDbDrawingWriter::classNumberOf(std::uint32_t index)
         fileClass.record = m_database.classRecord(index);
         m_recentNumber = classNumber({/*isDamaged=*/false, index}, fileClass);
         m_recentIndex = index;
+        if (isIncremental()) {
+            noteRenewedClass(m_recentNumber, index, fileClass.record);
+        }
     }
     return m_recentNumber;
+}
+
+// The class of an object that is filed may have come in another version since its row was written.
+void OdDbDrawingWriter::noteRenewedClass(std::uint32_t number, std::uint32_t index,
+                                         OdDbClassRecord const& record)
+{
+    OdDbDrawingStore::FileClass const* const listed = m_source->findClass(number);
+    if (listed == nullptr || listed->stored.record == record) {
+        return;
+    }
+    NewClass renewed;
+    renewed.fileClass.number = number;
+    renewed.fileClass.record = record;
+    renewed.index = index;
+    m_renewedClasses.insert_or_assign(number, std::move(renewed));
 }
 
 std::uint32_t OdDbDrawingWriter::copiedClassNumber(std::uint32_t number)
@@ -205,10 +244,16 @@ std::uint32_t OdDbDrawingWriter::copiedClassNumber(std::uint32_t number)
 
 void OdDbDrawingWriter::writeClasses()
 {
-    for (NewClass const& added : m_newClasses) {
+    for (NewClass& added : m_newClasses) {
+        if (!added.fileClass.isDamaged) {
+            added.fileClass.record = m_database.classRecord(added.index);
+        }
         m_target.writeClass(added.fileClass);
     }
     m_header.classes += m_newClasses.size();
+    for (auto const& [number, renewed] : m_renewedClasses) {
+        m_target.writeClass(renewed.fileClass);
+    }
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -343,7 +388,7 @@ void OdDbDrawingWriter::composeObject(OdDbHandle handle, OdDbStoredPage const* s
     }
     const bool mustBeFiled =
         entry != nullptr && (needsOtherVersion(*entry) || isListedAnew(handle));
-    if (mustBeFiled && state.object == nullptr) {
+    if (mustBeFiled && state.object == nullptr && !isOutOfReach(*stored, *entry)) {
         // Only its class knows how an object is filed.
         (void)m_access.idOf(handle).openObject(OdDb::kForRead, /*openErased=*/true);
         state = m_access.state(handle);
@@ -359,6 +404,17 @@ void OdDbDrawingWriter::composeObject(OdDbHandle handle, OdDbStoredPage const* s
                !copyRecord(*stored, *entry, /*isReplaceable=*/state.object != nullptr)) {
         fileObject(handle, state, entry);
     }
+}
+
+// Opening what can't be read now would have it count as damaged from then on, also when the disk gives
+// it back later.
+bool OdDbDrawingWriter::isOutOfReach(OdDbStoredPage const& page, OdDbPageEntry const& entry)
+{
+    if (!entry.isOutside || !m_source->file().passesOverFaults()) {
+        return false;
+    }
+    m_source->readRecord(page, entry, m_record);
+    return !m_record.damage.empty();
 }
 
 bool OdDbDrawingWriter::needsOtherVersion(OdDbPageEntry const& entry) const
@@ -383,7 +439,11 @@ bool OdDbDrawingWriter::mustFile(OdDbObjectState const& state, OdDbPageEntry con
 void OdDbDrawingWriter::fileObject(OdDbHandle handle, OdDbObjectState const& state,
                                    OdDbPageEntry const* entry)
 {
-    const int version = isProxy(*state.object) ? bodyVersion(*state.object) : m_dwgVersion;
+    const bool isCarried = isProxy(*state.object);
+    const int version = isCarried ? bodyVersion(*state.object) : m_dwgVersion;
+    if (!isCarried) {
+        m_access.renewClass(state.classIndex);
+    }
     m_filer.startRecord(version);
     try {
         m_access.fileOut(*state.object, m_filer);

@@ -20,7 +20,8 @@ using OdDbSaveProgress = std::function<void(std::uint64_t done, std::uint64_t to
 /// stored and unchanged is copied byte for byte, with any damage, so that nothing more is lost; so
 /// are records that the program understood in part or not at all, which keep the version that they
 /// were filed for. Where a record became unreadable after its object was loaded, the object in memory
-/// takes its place. Objects that are erased go. Used for one save.
+/// takes its place; a save in place doesn't look for that in records outside of their pages. Objects
+/// that are erased go. Used for one save.
 class OdDbDrawingWriter
 {
 public:
@@ -59,9 +60,10 @@ private:
         std::uint64_t resident = 0;
     };
 
-    void findOwners();
-    void findOwnersIn(std::uint64_t number);
-    bool isListedAnew(OdDbHandle handle) const { return m_owners.count(handle.value()) != 0; }
+    void findListers();
+    void findListersIn(std::uint64_t number);
+    void noteLister(OdDbObjectId id);
+    bool isListedAnew(OdDbHandle handle) const { return m_listers.count(handle.value()) != 0; }
     void writePage(std::uint64_t number, bool isInMemory);
     void composeAndWrite(std::uint64_t number, bool isInMemory);
     void writeLostPage(OdDbStoredPage const& page, bool isInMemory);
@@ -70,6 +72,7 @@ private:
     void composePage(std::uint64_t number, OdDbStoredPage const* stored, bool isInMemory);
     void composeObject(OdDbHandle handle, OdDbStoredPage const* stored, bool isInMemory);
     bool mustFile(OdDbObjectState const& state, OdDbPageEntry const* entry, bool mustBeFiled);
+    bool isOutOfReach(OdDbStoredPage const& page, OdDbPageEntry const& entry);
     bool needsOtherVersion(OdDbPageEntry const& entry) const;
     void fileObject(OdDbHandle handle, OdDbObjectState const& state, OdDbPageEntry const* entry);
     bool copyRecord(OdDbStoredPage const& page, OdDbPageEntry const& entry, bool isReplaceable);
@@ -77,6 +80,7 @@ private:
     void dropOutside(OdDbHandle handle, OdDbPageEntry const* entry);
     std::uint32_t classNumber(ClassKey key, OdDbFileClass const& fileClass);
     std::uint32_t classNumberOf(std::uint32_t index);
+    void noteRenewedClass(std::uint32_t number, std::uint32_t index, OdDbClassRecord const& record);
     std::uint32_t copiedClassNumber(std::uint32_t number);
     std::vector<std::uint64_t> pagesToWrite() const;
     void writeClasses();
@@ -97,9 +101,10 @@ private:
     std::uint32_t m_lastClassNumber = 0;
     std::uint32_t m_recentIndex = 0;   ///< database number of the class that was filed last
     std::uint32_t m_recentNumber = 0;  ///< its number in the file; 0 if there was none
-    /// Objects that own one which has come or gone, by handle: what they list depends on it.
-    std::set<std::uint64_t> m_owners;
+    /// Objects that own or show one which has come or gone, by handle: what they list depends on it.
+    std::set<std::uint64_t> m_listers;
     std::vector<NewClass> m_newClasses;
+    std::map<std::uint32_t, NewClass> m_renewedClasses;  ///< rows that are written anew, by number
     std::vector<WrittenPage> m_written;
     std::uint64_t m_resident = 0;  ///< slots of the page that are in memory
     OdDbDrawingHeader m_header;

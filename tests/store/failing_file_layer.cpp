@@ -53,18 +53,21 @@ LayerState g_state;
 enum class Step
 {
     kWrite,
+    kRemoval,
     kOther
 };
 
 /// Counts a step. \return Whether it has to fail.
 bool takeStep(Step step)
 {
-    if (g_state.kind == FaultKind::kNone) {
+    if (g_state.kind == FaultKind::kNone ||
+        (g_state.kind == FaultKind::kLate && step != Step::kRemoval)) {
         return false;
     }
     ++g_state.steps;
-    const bool isThere = g_state.kind == FaultKind::kOnce ? g_state.steps == g_state.failingStep
-                                                          : g_state.steps >= g_state.failingStep;
+    const bool isOnce = g_state.kind == FaultKind::kOnce || g_state.kind == FaultKind::kLate;
+    const bool isThere =
+        isOnce ? g_state.steps == g_state.failingStep : g_state.steps >= g_state.failingStep;
     if (!isThere || (g_state.kind == FaultKind::kDiskFull && step != Step::kWrite)) {
         return false;
     }
@@ -295,13 +298,17 @@ int layerOpen(sqlite3_vfs* self, char const* name, sqlite3_file* file, int flags
 
 int layerDelete(sqlite3_vfs* self, char const* name, int syncFolder)
 {
-    if (takeStep(Step::kOther)) {
+    sqlite3_vfs* const real = realLayer(self);
+    if (takeStep(Step::kRemoval)) {
         if (isDeadly()) {
             die();
         }
+        if (g_state.kind == FaultKind::kLate) {
+            (void)real->xDelete(real, name, syncFolder);
+            return SQLITE_IOERR_DIR_FSYNC;
+        }
         return SQLITE_IOERR_DELETE;
     }
-    sqlite3_vfs* const real = realLayer(self);
     return real->xDelete(real, name, syncFolder);
 }
 

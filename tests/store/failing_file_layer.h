@@ -12,6 +12,7 @@ enum class FaultKind
 {
     kNone,
     kOnce,       ///< this step fails, the following ones succeed
+    kLate,       ///< as `kOnce`, among removals alone: one is done and fails all the same
     kFromThere,  ///< this step fails, and so do all that follow
     kDiskFull,   ///< as `kFromThere` for writes alone, with the code for a full disk
     kKill,       ///< a write is done by half, then the process dies

@@ -1,6 +1,7 @@
 #include "store/drawing_test_support.h"
 #include "store/failing_file_layer.h"
 #include "store/od_db_drawing.h"
+#include "store/od_db_drawing_check.h"
 #include "store/od_db_drawing_store.h"
 
 #include <gtest/gtest.h>
@@ -212,6 +213,36 @@ TEST_F(OdDbDrawingFaultTest, SavesOrLeavesTheOldDrawingIfAllStepsFailFromOneOn)
     failEveryStep(savePlain, FaultKind::kFromThere);
 }
 
+TEST_F(OdDbDrawingFaultTest, GoesOnFromASaveThatFailedWhenItWasDone)
+{
+    for (std::size_t const blobBytes : {kSmallBlob, kLargeBlob}) {
+        SCOPED_TRACE(blobBytes);
+        std::filesystem::remove(original);
+        makeOriginal(/*parts=*/10, blobBytes);
+        restore();
+        const OdDbDatabasePtr database = odDbOpenDrawing(textOf(path), kForWriting);
+        edit(*database);
+        layer.failAt(1, FaultKind::kLate);
+        EXPECT_THROW(odDbSaveDrawing(*database), OdError);
+        EXPECT_TRUE(layer.hasFailed());
+        layer.failAt(0, FaultKind::kNone);
+        EXPECT_TRUE(database->isChanged());
+        EXPECT_TRUE(same(contentOf(path), newContent));
+        const OdDbDatabasePtr reader =
+            odDbOpenDrawing(textOf(path), OdDbOpenDrawingMode::kForReading);
+        odDbSaveDrawing(*database);
+        EXPECT_FALSE(database->isChanged());
+        EXPECT_TRUE(same(contentOf(path), newContent));
+        // It has been saved once more, so what was opened in between reads on no more.
+        EXPECT_THROW((void)contentOf(*reader), OdError);
+        std::string findings;
+        (void)odDbCheckDrawing(textOf(path), [&](OdDbDrawingFinding const& finding) {
+            findings += finding.isProblem ? finding.text + "\n" : std::string();
+        });
+        EXPECT_EQ(findings, "");
+    }
+}
+
 TEST_F(OdDbDrawingFaultTest, LeavesTheOldDrawingIfTheDiskIsFull)
 {
     makeOriginal(/*parts=*/200, kSmallBlob);
@@ -258,6 +289,35 @@ TEST_F(OdDbDrawingFaultTest, ReplacesOrLeavesTheOldDrawingIfAnyStepFailsOnce)
 {
     makeOriginal(/*parts=*/40, kSmallBlob);
     failEveryStep(saveAs, FaultKind::kOnce);
+}
+
+TEST_F(OdDbDrawingFaultTest, ReplacesNothingIfAnOldJournalMayComeBack)
+{
+    constexpr int kLeast = 2;  // its removal, and the sync of the folder
+    const OdDbDatabasePtr database = makeDrawing(5);
+    int failures = 0;
+    for (int step = 1; step < kTooManySteps; ++step) {
+        SCOPED_TRACE("step " + std::to_string(step));
+        writeFile(path, "no drawing");
+        writeFile(folder.file("part.zdw-journal"), "no journal");
+        layer.failAt(step, FaultKind::kOnce);
+        OdResult result = kOdOk;
+        try {
+            odDbSaveDrawingAs(*database, textOf(path));
+        } catch (OdError const& error) {
+            result = error.code();
+        }
+        const bool hasFailed = layer.hasFailed();
+        layer.failAt(0, FaultKind::kNone);
+        if (!hasFailed) {
+            EXPECT_EQ(result, kOdOk);
+            EXPECT_GT(failures, kLeast);
+            return;
+        }
+        ++failures;
+        EXPECT_EQ(result, kOdFileAccess);
+    }
+    FAIL() << "the save never got through";
 }
 
 TEST_F(OdDbDrawingFaultTest, ReplacesOrLeavesTheOldDrawingIfTheDiskIsFull)

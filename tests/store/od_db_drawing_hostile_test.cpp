@@ -81,9 +81,9 @@ protected:
     {
         return odDbOpenDrawing(textOf(file), mode);
     }
-    /// Writes the header anew with other numbers, and more bytes behind its references.
+    /// Writes the header anew with other numbers, and more bytes behind its references and its body.
     void editHeader(std::function<void(HeaderNumbers&)> const& edit,
-                    std::string const& moreReferences = {}) const
+                    std::string const& moreReferences = {}, std::string const& moreBody = {}) const
     {
         DrawingTables tables(path);
         const std::string old = tables.blob("SELECT value FROM meta WHERE key = 'header'");
@@ -98,7 +98,7 @@ protected:
         for (std::uint64_t number : numbers) {
             writer.putVarint(number);
         }
-        for (std::string const& more : {std::string(), moreReferences}) {
+        for (std::string const& more : {moreBody, moreReferences}) {
             const std::uint64_t size = reader.takeVarint();
             writer.putVarint(size + more.size());
             writer.putBytes(reader.takeBytes(size), size);
@@ -201,6 +201,35 @@ TEST_F(OdDbDrawingHostileTest, GivesTheNumberOfALostClassToNoOther)
     const OdDbDatabasePtr database = open(path, kForReading);
     EXPECT_TRUE(database->getOdDbObjectId(part).openObject().isNull());
     EXPECT_FALSE(OdDbStorageAccess(*database).damages().empty());
+}
+
+TEST_F(OdDbDrawingHostileTest, KeepsSettingsThatANewerProgramHasAdded)
+{
+    constexpr int kOlderVersion = 30;
+    const std::string more = "\x07new";
+    const std::uint64_t handle = save(path, 3).begin()->first;
+    const std::string reference(1, static_cast<char>(handle << 2 | 1));
+    ASSERT_LT(handle, 32U);
+    editHeader([](HeaderNumbers&) {}, reference, more);
+    const auto hasMore = [&](fs::path const& file) {
+        const OdDbDatabasePtr database = open(file, kForReading);
+        const OdDbStoredBody& found = OdDbDrawingStore::of(*database)->moreSettings();
+        return std::string(found.bytes.begin(), found.bytes.end()) == more &&
+               found.references.size() == 1 && found.references[0].id.getHandle().value() == handle;
+    };
+    ASSERT_TRUE(hasMore(path));
+    const OdDbDatabasePtr database = open(path, kForWriting);
+    for (int turn = 0; turn < 2; ++turn) {
+        addPart(*database, 50);
+        odDbSaveDrawing(*database);
+        EXPECT_TRUE(hasMore(path));
+        odDbSaveDrawingAs(*database, textOf(other));
+        EXPECT_TRUE(hasMore(other));
+        odDbSaveDrawingAs(*database, textOf(path));
+    }
+    // In another version they might be taken for something else.
+    odDbSaveDrawingAs(*database, textOf(other), kOlderVersion);
+    EXPECT_TRUE(OdDbDrawingStore::of(*database)->moreSettings().bytes.empty());
 }
 
 TEST_F(OdDbDrawingHostileTest, ChecksADrawingWhoseRootsEndInTheMiddle)

@@ -1,14 +1,17 @@
 // Disks that don't give back what was written: single reads that fail, and bad places.
 
+#include "root/od_assert.h"
 #include "root/od_error.h"
 #include "store/drawing_test_support.h"
 #include "store/failing_file_layer.h"
 #include "store/od_db_drawing.h"
 #include "store/od_db_drawing_check.h"
 #include "store/od_db_drawing_store.h"
+#include "store/od_db_page.h"
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <functional>
 #include <string>
 
@@ -82,6 +85,14 @@ protected:
         const std::size_t at = bytes.find(std::string(object->name.utf8()));
         EXPECT_NE(at, std::string::npos);
         return static_cast<std::int64_t>(at / 1024 * 1024);
+    }
+
+    /// Lets a database forget what it has read of its file: a file that was touched is read anew.
+    void forget(OdDbDatabase& database) const
+    {
+        std::filesystem::last_write_time(m_path, std::filesystem::last_write_time(m_path) +
+                                                     std::chrono::seconds(1));
+        odDbSaveDrawing(database);
     }
 
     OdDbPlatform m_platform;
@@ -319,6 +330,28 @@ TEST_F(OdDbDrawingReadFaultTest, AtAnyPlaceLeavesADrawingOfWhichMostCanBeRescued
     EXPECT_GT(rescues, 20);
 }
 
+TEST_F(OdDbDrawingReadFaultTest, AtABadPlaceInTheLastObjectsLetsTheDrawingBeOpened)
+{
+    restore();
+    const auto size = static_cast<std::int64_t>(std::filesystem::file_size(m_path));
+    int refusals = 0;
+    for (std::int64_t place = 0; place < size; place += 1024) {
+        SCOPED_TRACE("place " + std::to_string(place));
+        m_layer.spoilDisk(m_path, place, 1024);
+        try {
+            const OdDbDatabasePtr database = odDbOpenDrawing(textOf(m_path), kForReading);
+            // Whatever new object came here, it would get no handle that a stored one has.
+            EXPECT_GE(database->handseed().value(), m_firstPart + kParts);
+        } catch (OdError const& error) {
+            EXPECT_EQ(error.code(), kOdFileAccess);
+            ++refusals;
+        }
+        m_layer.healDisk();
+    }
+    // The first bytes, the header and the classes.
+    EXPECT_EQ(refusals, 3);
+}
+
 TEST_F(OdDbDrawingReadFaultTest, AtABadPlaceIsNamedWhereTheDrawingWouldReplaceItself)
 {
     restore();
@@ -350,6 +383,80 @@ TEST_F(OdDbDrawingReadFaultTest, InAFailedRescueIsForgotten)
     m_layer.healDisk();
     EXPECT_EQ(loadAll(*database), kOdOk);
     EXPECT_TRUE(same(contentOf(*database), m_oldContent));
+}
+
+TEST_F(OdDbDrawingReadFaultTest, InAFailedRescueForAnotherVersionIsForgotten)
+{
+    OdDbHandle large;
+    {
+        const OdDbDatabasePtr database = makeDrawing(3);
+        large = addPart(*database, 9, {}, kMaxRecordBytesInPage).getHandle();
+        odDbSaveDrawingAs(*database, textOf(m_path));
+    }
+    const auto size = static_cast<std::int64_t>(std::filesystem::file_size(m_path));
+    m_layer.spoilDisk(m_path, size / 2, 1024);
+    const OdDbDatabasePtr database = odDbOpenDrawing(textOf(m_path), kForReading);
+    const auto stop = [](std::uint64_t, std::uint64_t) { throw OdError(kOdInvalidInput); };
+    constexpr int kOldestVersion = 29;
+    EXPECT_THROW(
+        odDbSaveDrawingAs(*database, textOf(m_folder.file("rescued.zdw")), kOldestVersion, stop),
+        OdError);
+    const OdDbObjectId id = database->getOdDbObjectId(large);
+    EXPECT_THROW((void)id.openObject(), OdError);
+    m_layer.healDisk();
+    EXPECT_FALSE(id.openObject().isNull());
+}
+
+TEST_F(OdDbDrawingReadFaultTest, CostsNoUndoOfAProxyThatGivesWayToItsObject)
+{
+    restore();
+    OdDbDatabasePtr database;
+    OdDbObjectId id;
+    StoreTestPart::rxUninit();
+    {
+        database = odDbOpenDrawing(textOf(m_path), kForWriting);
+        id = part(*database, 5);
+        database->startUndoRecord();
+        id.openObject(OdDb::kForWrite)->addPersistentReactor(part(*database, 6));
+        odDbSaveDrawing(*database);
+        forget(*database);
+    }
+    StoreTestPart::rxInit();
+    m_layer.failReadAt(1);
+    EXPECT_THROW((void)id.openObject(), OdError);
+    m_layer.failReadAt(0);
+    EXPECT_EQ(database->undo(), kOdOk);
+    const StoreTestPartPtr object = id.openObject();
+    ASSERT_FALSE(object.isNull());
+    EXPECT_FALSE(object->hasPersistentReactor(part(*database, 6)));
+}
+
+TEST_F(OdDbDrawingReadFaultTest, DuringAnUndoCostsThatObjectsPartAlone)
+{
+    restore();
+    StoreTestPart::rxUninit();
+    const OdDbDatabasePtr database = odDbOpenDrawing(textOf(m_path), kForWriting);
+    const OdDbObjectId lost = part(*database, 5);
+    const OdDbObjectId other = part(*database, 290);
+    database->startUndoRecord();
+    for (OdDbObjectId const id : {other, lost}) {
+        id.openObject(OdDb::kForWrite)->addPersistentReactor(part(*database, 6));
+    }
+    odDbSaveDrawing(*database);
+    forget(*database);
+    StoreTestPart::rxInit();
+    m_layer.spoilDisk(m_path, placeOf(5), 1024);
+    EXPECT_THROW((void)lost.openObject(), OdError);
+    {
+        int reports = 0;
+        const OdAssertSink before = odSetAssertSink([&](OdAssertReport const&) { ++reports; });
+        EXPECT_EQ(database->undo(), kOdOk);
+        odSetAssertSink(before);
+        EXPECT_EQ(reports, 1);
+    }
+    m_layer.healDisk();
+    EXPECT_FALSE(other.openObject()->hasPersistentReactor(part(*database, 6)));
+    EXPECT_TRUE(lost.openObject()->hasPersistentReactor(part(*database, 6)));
 }
 
 }  // namespace

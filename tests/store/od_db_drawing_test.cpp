@@ -1,7 +1,9 @@
+#include "db/od_db_block_reference.h"
 #include "db/od_db_block_table.h"
 #include "db/od_db_curves.h"
 #include "db/od_db_id_mapping.h"
 #include "db/od_db_proxy_object.h"
+#include "db/od_db_xref_man.h"
 #include "store/drawing_test_support.h"
 #include "store/od_db_drawing.h"
 #include "store/od_db_drawing_check.h"
@@ -9,6 +11,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <optional>
 #include <stdexcept>
 
@@ -268,6 +271,148 @@ TEST_F(OdDbDrawingTest, TakesErasedEntitiesOffTheListOfTheirBlock)
         const OdDbDrawingCheckResult result = odDbCheckDrawing(textOf(folder.file(name)), {});
         EXPECT_EQ(result.problems + result.notes, 0U) << name;
     }
+}
+
+TEST_F(OdDbDrawingTest, TakesErasedReferencesOffTheListOfTheBlockTheyShow)
+{
+    OdDbHandle block;
+    OdDbHandle reference;
+    {
+        const OdDbDatabasePtr database = OdDbDatabase::createObject();
+        const OdDbBlockTablePtr table = database->getBlockTableId().safeOpenObject(OdDb::kForWrite);
+        const OdDbBlockTableRecordPtr record = OdDbBlockTableRecord::createObject();
+        record->setName(L"A");
+        const OdDbObjectId id = table->add(record.get());
+        block = id.getHandle();
+        const OdDbBlockTableRecordPtr space =
+            database->getModelSpaceId().safeOpenObject(OdDb::kForWrite);
+        reference =
+            space->appendOdDbEntity(OdDbBlockReference::createObject(id, {}).get()).getHandle();
+        odDbSaveDrawingAs(*database, textOf(path));
+    }
+    const auto eraseAndSave = [&](bool savesInPlace) {
+        const OdDbDatabasePtr database = open(kForWriting);
+        const OdDbObjectId id = database->getOdDbObjectId(reference);
+        EXPECT_EQ(id.safeOpenObject(OdDb::kForWrite)->erase(), kOdOk);
+        if (savesInPlace) {
+            odDbSaveDrawing(*database);
+        }
+        odDbSaveDrawingAs(*database, textOf(folder.file("copy.zdw")));
+        return readFile(folder.file("copy.zdw"));
+    };
+    const std::string direct = eraseAndSave(/*savesInPlace=*/false);
+    EXPECT_TRUE(same(eraseAndSave(/*savesInPlace=*/true), direct));
+    for (char const* name : {"part.zdw", "copy.zdw"}) {
+        SCOPED_TRACE(name);
+        const OdDbDatabasePtr database = odDbOpenDrawing(textOf(folder.file(name)), kForReading);
+        const OdDbBlockTableRecordPtr record = database->getOdDbObjectId(block).safeOpenObject();
+        EXPECT_TRUE(record->getBlockReferenceIds().isEmpty());
+        const OdDbDrawingCheckResult result = odDbCheckDrawing(textOf(folder.file(name)), {});
+        EXPECT_EQ(result.problems + result.notes, 0U);
+    }
+}
+
+TEST_F(OdDbDrawingTest, SavesNextTimeWhatIsChangedDuringASave)
+{
+    saveDrawing(200);
+    const OdDbDatabasePtr database = open(kForWriting);
+    const auto changedIn = [&](std::function<void(OdDbSaveProgress const&)> const& save,
+                               std::int32_t number) {
+        changePart(part(*database, 1), number);
+        changePart(part(*database, 150), number);
+        save([&](std::uint64_t done, std::uint64_t total) {
+            if (done == total) {
+                changePart(part(*database, 1), number + 1);
+                database->setINSBASE(OdGePoint3d(number, 0, 0));
+                (void)addPart(*database, number);
+            }
+        });
+        EXPECT_TRUE(database->isChanged());
+        const DrawingContent content = contentOf(*database);
+        EXPECT_FALSE(same(contentOf(path), content));
+        odDbSaveDrawing(*database);
+        EXPECT_FALSE(database->isChanged());
+        EXPECT_TRUE(same(contentOf(path), content));
+        EXPECT_EQ(open(kForReading)->getINSBASE(), OdGePoint3d(number, 0, 0));
+    };
+    changedIn([&](OdDbSaveProgress const& progress) { odDbSaveDrawing(*database, progress); }, 700);
+    changedIn(
+        [&](OdDbSaveProgress const& progress) {
+            odDbSaveDrawingAs(*database, textOf(path), OdDb::kDwgVersionCurrent, progress);
+        },
+        800);
+}
+
+TEST_F(OdDbDrawingTest, RenewsTheRowOfAClassThatHasComeInAnotherVersion)
+{
+    saveDrawing(3);
+    const auto rowOf = [](OdDbDrawingFile const& file) {
+        for (OdDbFileClass const& fileClass : file.classes()) {
+            if (fileClass.record.name == StoreTestPart::desc()->name()) {
+                return fileClass;
+            }
+        }
+        return OdDbFileClass();
+    };
+    const auto openFile = [&](OdDbOpenDrawingMode mode) {
+        return OdDbDrawingFile::open(path, "part.zdw", mode);
+    };
+    {
+        const std::unique_ptr<OdDbDrawingFile> file = openFile(kForWriting);
+        OdDbFileClass older = rowOf(*file);
+        older.record.appName = L"OlderTests";
+        older.record.maintenanceVersion += 1;
+        file->beginSave();
+        file->writeClass(older);
+        file->writeHeader(file->header());
+        file->commitSave();
+    }
+    const auto changeAndSave = [&](bool savesInPlace) {
+        const OdDbDatabasePtr database = open(kForWriting);
+        changePart(part(*database, 3), 70);
+        if (savesInPlace) {
+            odDbSaveDrawing(*database);
+        }
+        odDbSaveDrawingAs(*database, textOf(folder.file("copy.zdw")));
+        return readFile(folder.file("copy.zdw"));
+    };
+    const std::string direct = changeAndSave(/*savesInPlace=*/false);
+    EXPECT_TRUE(same(changeAndSave(/*savesInPlace=*/true), direct));
+    EXPECT_TRUE(rowOf(*openFile(kForReading)).record == odDbClassRecordOf(*StoreTestPart::desc()));
+    const OdDbDrawingCheckResult result = odDbCheckDrawing(textOf(path), {});
+    EXPECT_EQ(result.problems, 0U);
+}
+
+TEST_F(OdDbDrawingTest, AnUnloadedExternalDrawingIsNotSavedOverItsFile)
+{
+    saveDrawing(20);
+    const std::string before = readFile(path);
+    const OdDbDatabasePtr host = OdDbDatabase::createObject();
+    host->setFilename(textOf(folder.file("host.zdw")));
+    const OdDbObjectId block = OdDbXRefMan::attach(*host, L"part.zdw");
+    const OdDbDatabasePtr external =
+        OdDbBlockTableRecordPtr(block.safeOpenObject())->xrefDatabase();
+    ASSERT_FALSE(external.isNull());
+    EXPECT_EQ(OdDbXRefMan::unload(block), kOdOk);
+    EXPECT_EQ(resultOf([&] { odDbSaveDrawingAs(*external, textOf(path)); }), kOdNotApplicable);
+    EXPECT_EQ(resultOf([&] { odDbSaveDrawing(*external); }), kOdNotApplicable);
+    EXPECT_TRUE(same(readFile(path), before));
+}
+
+TEST_F(OdDbDrawingTest, AnExternalDrawingIsNotUnloadedWhileItIsSaved)
+{
+    const DrawingContent content = saveDrawing(20);
+    const OdDbDatabasePtr host = OdDbDatabase::createObject();
+    host->setFilename(textOf(folder.file("host.zdw")));
+    const OdDbObjectId block = OdDbXRefMan::attach(*host, L"part.zdw");
+    const OdDbDatabasePtr external =
+        OdDbBlockTableRecordPtr(block.safeOpenObject())->xrefDatabase();
+    OdResult result = kOdOk;
+    odDbSaveDrawingAs(*external, textOf(folder.file("copy.zdw")), OdDb::kDwgVersionCurrent,
+                      [&](std::uint64_t, std::uint64_t) { result = OdDbXRefMan::unload(block); });
+    EXPECT_EQ(result, kOdDatabaseInUse);
+    EXPECT_TRUE(same(contentOf(folder.file("copy.zdw")), content));
+    EXPECT_EQ(OdDbXRefMan::unload(block), kOdOk);
 }
 
 TEST_F(OdDbDrawingTest, NeverGivesAHandleTwice)
