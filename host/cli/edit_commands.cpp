@@ -10,6 +10,7 @@
 #include <chrono>
 #include <filesystem>
 #include <iostream>
+#include <string_view>
 #include <utility>
 
 namespace zemhost {
@@ -20,6 +21,14 @@ OdString const& recipeName()
 {
     static const OdString kName(L"RECIPE");
     return kName;
+}
+
+/// The recipe of a solid; empty if it has none.
+OdBinaryData recipeBytes(HostSession& session, OdDb3dSolid const& solid)
+{
+    OdBinaryData bytes;
+    guardDrawing([&] { bytes = session.bags().data(solid, recipeName()); });
+    return bytes;
 }
 
 /// How many parts of a solid had each answer, in the order of HostPartAnswer.
@@ -40,11 +49,14 @@ constexpr std::array<char const*, 5> kAnswerNames = {"exact", "split", "merged",
 // ---------------------------------------------------------------------------------------------
 // What is asked for
 
-std::vector<double> numbersFrom(std::string const& option, std::vector<std::string> const& words)
+/// \param shape  What each word is to be: 'p' for a point, 'n' for a number.
+std::vector<double> numbersFrom(std::string const& option, std::vector<std::string> const& words,
+                                std::string_view shape)
 {
     std::vector<double> numbers;
-    for (std::string const& word : words) {
-        if (word.find(',') != std::string::npos) {
+    for (std::size_t index = 0; index < words.size() && index < shape.size(); ++index) {
+        std::string const& word = words[index];
+        if (shape[index] == 'p') {
             const OdGePoint3d point = pointFromWord(option, word);
             numbers.insert(numbers.end(), {point.x, point.y, point.z});
             continue;
@@ -70,7 +82,8 @@ OdDb3dSolidPtr openSolid(OdDbDatabase& database, std::string const& handle, OdDb
     return solid;
 }
 
-void setTool(EditRequest const& request, OdDbDatabase& database, HostEdit& edit)
+void setTool(EditRequest const& request, OdDbDatabase& database, OdDb3dSolid const& edited,
+             HostEdit& edit)
 {
     const int tools = (request.box.empty() ? 0 : 1) + (request.cylinder.empty() ? 0 : 1) +
                       (request.solid.empty() ? 0 : 1);
@@ -80,18 +93,24 @@ void setTool(EditRequest const& request, OdDbDatabase& database, HostEdit& edit)
     }
     if (!request.box.empty()) {
         edit.tool = HostToolKind::kBox;
-        edit.values = numbersFrom("--box", request.box);
+        edit.values = numbersFrom("--box", request.box, "pp");
     } else if (!request.cylinder.empty()) {
         edit.tool = HostToolKind::kCylinder;
-        edit.values = numbersFrom("--cylinder", request.cylinder);
+        edit.values = numbersFrom("--cylinder", request.cylinder, "ppnn");
     } else {
         edit.tool = HostToolKind::kSolid;
-        edit.values = numbersFrom("--at", {request.at});
-        edit.toolBody = openSolid(database, request.solid, OdDb::kForRead)->body();
+        edit.values = numbersFrom("--at", {request.at}, "p");
+        const OdDb3dSolidPtr tool = openSolid(database, request.solid, OdDb::kForRead);
+        if (tool->placement() != edited.placement()) {
+            throw HostError(ExitCode::kUsage, request.solid,
+                            "is placed otherwise than the solid that it is a tool for",
+                            "edits take place in the coordinates of bodies");
+        }
+        edit.toolBody = tool->body();
     }
 }
 
-HostEdit editFrom(EditRequest const& request, OdDbDatabase& database)
+HostEdit editFrom(EditRequest const& request, OdDbDatabase& database, OdDb3dSolid const& edited)
 {
     HostEdit edit;
     edit.kind = request.kind;
@@ -104,10 +123,13 @@ HostEdit editFrom(EditRequest const& request, OdDbDatabase& database)
     switch (request.kind) {
     case HostEditKind::kCut:
     case HostEditKind::kFuse:
-        setTool(request, database, edit);
+        setTool(request, database, edited, edit);
         break;
     case HostEditKind::kHole:
-        edit.values = numbersFrom("--at", {request.at, request.direction});
+        edit.values = numbersFrom("--at", {request.at}, "p");
+        for (const double value : numbersFrom("--direction", {request.direction}, "p")) {
+            edit.values.push_back(value);
+        }
         edit.values.push_back(request.size);
         edit.values.push_back(request.depth);
         break;
@@ -219,9 +241,8 @@ ExitCode exitCodeOf(HostEditResult const& result)
 HostEditResult editSolid(HostSession& session, EditRequest const& request, OdDbDatabase& database,
                          OdDb3dSolid const& solid)
 {
-    const HostEditedSolid before{solid.bodyFormat(), solid.body(),
-                                 session.bags().data(solid, recipeName())};
-    const HostEdit edit = editFrom(request, database);
+    const HostEditedSolid before{solid.bodyFormat(), solid.body(), recipeBytes(session, solid)};
+    const HostEdit edit = editFrom(request, database, solid);
     const HostImportLimits limits{std::chrono::seconds(request.timeLimitSeconds),
                                   request.memoryLimitMib << 20};
     ProgressLine line("editing " + request.handle);
@@ -294,7 +315,7 @@ ExitCode runEdit(HostSession& session, EditRequest const& request)
         printEdit(request, result, links, linkTime.count());
         return exitCodeOf(result);
     }
-    Json json{{"solid", request.handle},
+    Json json{{"solid", toText(id.getHandle())},
               {"edit", result.cause},
               {"step", result.step},
               {"counts", toJson(result.counts)},
@@ -321,7 +342,7 @@ ExitCode runRecipe(HostSession& session, RecipeRequest const& request)
     const OdDbDatabasePtr database =
         openDrawing(session, request.drawing, OdDbOpenDrawingMode::kForReading);
     const OdDb3dSolidPtr solid = openSolid(*database, request.handle, OdDb::kForRead);
-    const OdBinaryData recipe = session.bags().data(*solid, recipeName());
+    const OdBinaryData recipe = recipeBytes(session, *solid);
     std::vector<HostRecipeLine> lines;
     if (!recipe.isEmpty()) {
         lines = session.editor().lines(recipe);

@@ -167,6 +167,16 @@ HostImportExtension const& HostSession::importer()
     return extensionOf<HostImportExtension>(*OdDbDatabase::desc());
 }
 
+bool HostSession::tryKernel() noexcept
+{
+    try {
+        loadKernel();
+    } catch (std::exception const&) {
+        return false;  // whoever asks can do without
+    }
+    return true;
+}
+
 HostEditExtension const& HostSession::editor()
 {
     loadKernel();

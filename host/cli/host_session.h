@@ -57,6 +57,8 @@ public:
     HostImportExtension const& importer();
     /// The editing of solids; as `importer`.
     HostEditExtension const& editor();
+    /// Loads the kernel for others that can do more with it. \return Whether it is loaded.
+    bool tryKernel() noexcept;
 
 private:
     void loadExtensions(char const* what);

@@ -27,6 +27,18 @@ std::string answerName(HostPartAnswer answer)
     return kAnswerNames[static_cast<std::size_t>(answer)];
 }
 
+/// Parts of external drawings are told apart by geometry, for which the kernel is needed.
+void prepareForExternals(HostSession& session, OdDbDatabase& database)
+{
+    const std::vector<OdDbObjectId> blocks = blocksOf(database);
+    const auto isExternal = [](OdDbObjectId id) {
+        return OdDbBlockTableRecord::cast(id.safeOpenObject().get())->isFromExternalReference();
+    };
+    if (std::any_of(blocks.begin(), blocks.end(), isExternal)) {
+        (void)session.tryKernel();
+    }
+}
+
 /// What a link names, in one word.
 std::string targetText(HostLink const& link)
 {
@@ -65,11 +77,22 @@ std::string answerText(HostLink const& link)
     return text;
 }
 
+std::string blockName(HostLink const& link)
+{
+    const OdDbBlockTableRecordPtr block = OdDbBlockTableRecord::cast(link.block.openObject().get());
+    return block.isNull() ? std::string() : toUtf8(block->getName());
+}
+
 std::string selectionText(HostLink const& link)
 {
-    return link.selection.isEmpty()
-               ? "(nobody watches it)"
-               : printable(toUtf8(link.selection)) + " #" + std::to_string(link.entry + 1);
+    if (link.selection.isEmpty()) {
+        return "(nobody watches it)";
+    }
+    std::string text = printable(toUtf8(link.selection)) + " #" + std::to_string(link.entry + 1);
+    if (link.block != link.block.database()->getModelSpaceId()) {
+        text += " of block " + printable(blockName(link));
+    }
+    return text;
 }
 
 Json toJson(HostLink const& link)
@@ -79,6 +102,7 @@ Json toJson(HostLink const& link)
     json["names"] = link.isThere || link.link.isNull() ? Json(pathText(link.path)) : Json();
     json["resolved"] = link.isResolved;
     json["there"] = link.isThere;
+    json["block"] = blockName(link);
     json["tag"] = link.tag;
     json["answer"] = answerName(link.answer);
     json["cause"] = toUtf8(link.cause);
@@ -122,11 +146,29 @@ std::vector<HostLink> linksOf(HostSession& session, OdDbDatabase& database,
     return links;
 }
 
-/// The block of a selection, which is in that of the entry's link.
+/// The block whose selection is meant; several may have one of the name, as clones do.
 OdDbObjectId blockOfSelection(HostSession& session, OdDbDatabase& database,
-                              std::string const& selection)
+                              LinksRepairRequest const& request)
 {
-    return linksOf(session, database, selection).front().block;
+    std::set<OdDbObjectId> blocks;
+    for (HostLink const& link : linksOf(session, database, request.selection)) {
+        blocks.insert(link.block);
+    }
+    if (request.block.empty()) {
+        if (blocks.size() > 1) {
+            throw HostError(ExitCode::kUsage, request.selection,
+                            "several blocks have a selection of this name",
+                            "name the block with --block");
+        }
+        return *blocks.begin();
+    }
+    const OdDbObjectId block =
+        openBlock(database, request.block, ExternalBlocks::kRefused)->objectId();
+    if (!blocks.contains(block)) {
+        throw HostError(ExitCode::kFindings, request.block, "has no selection " + request.selection,
+                        "'zemhost links list' shows them");
+    }
+    return block;
 }
 
 void requireRepaired(OdResult result, LinksRepairRequest const& request)
@@ -140,7 +182,8 @@ void requireRepaired(OdResult result, LinksRepairRequest const& request)
                         "'zemhost links list' shows them");
     case kOdNotApplicable:
         throw HostError(ExitCode::kFindings, request.selection,
-                        "entry " + std::to_string(request.entry) + " was not repaired", "");
+                        "entry " + std::to_string(request.entry) + " has no repair to take back",
+                        "");
     default:
         throw HostError(ExitCode::kFindings, request.part, "can't be linked to", "");
     }
@@ -165,6 +208,7 @@ ExitCode runLinksList(HostSession& session, LinksListRequest const& request)
 {
     const OdDbDatabasePtr database =
         openDrawing(session, request.drawing, OdDbOpenDrawingMode::kForReading);
+    prepareForExternals(session, *database);
     const std::vector<HostLink> links = linksOf(session, *database, request.selection);
     if (request.json) {
         Json json = Json::array();
@@ -194,6 +238,7 @@ ExitCode runLinksAdd(HostSession& session, LinksAddRequest const& request)
 {
     const OdDbDatabasePtr database =
         openDrawing(session, request.drawing, OdDbOpenDrawingMode::kForWriting);
+    prepareForExternals(session, *database);
     // A link belongs to the block in which its way begins.
     std::map<OdDbObjectId, std::vector<OdDbFullSubentPath>> byBlock;
     for (std::string const& word : request.parts) {
@@ -253,8 +298,15 @@ ExitCode runLinksVerify(HostSession& session, LinksVerifyRequest const& request)
 
 ExitCode runLinksRepair(HostSession& session, LinksRepairRequest const& request)
 {
+    const bool isForEntry =
+        request.entry != 0 || request.undo || request.remove || !request.part.empty();
+    if (request.selection.empty() && isForEntry) {
+        throw HostError(ExitCode::kUsage, "", "which selection?",
+                        "give its name and the entry's number");
+    }
     const OdDbDatabasePtr database =
         openDrawing(session, request.drawing, OdDbOpenDrawingMode::kForWriting);
+    prepareForExternals(session, *database);
     if (request.selection.empty()) {
         return auditLinks(session, *database);
     }
@@ -264,7 +316,7 @@ ExitCode runLinksRepair(HostSession& session, LinksRepairRequest const& request)
     }
     const OdString selection = OdString::fromUtf8(request.selection);
     const std::size_t entry = request.entry - 1;
-    const OdDbObjectId block = blockOfSelection(session, *database, request.selection);
+    const OdDbObjectId block = blockOfSelection(session, *database, request);
     HostLinkExtension const& links = session.links();
     OdResult result = kOdOk;
     guardDrawing([&] {

@@ -46,6 +46,7 @@ struct LinksRepairRequest
     std::string part;       ///< that the link is to name
     bool remove = false;    ///< takes the entry out
     bool undo = false;      ///< takes the last repair of the entry back
+    std::string block;      ///< whose selection it is; empty if only one block has it
 };
 ExitCode runLinksRepair(HostSession& session, LinksRepairRequest const& request);
 

@@ -211,7 +211,8 @@ void ModelCommandLine::addLinks(CLI::App& app, Run& run)
         "A part is HANDLE:face:12, HANDLE:edge:3 or HANDLE:vertex:1; HANDLE:faces, :edges,\n"
         ":vertices and :all are all of them, and HANDLE is the solid as a whole. Handles of "
         "inserts\n"
-        "that show the solid stand in front: 1F/2A:face:12.\n\n"
+        "that show the solid stand in front: 1F/2A:face:12. Behind an insert of an external\n"
+        "drawing, handles are those of that drawing.\n\n"
         "Examples:\n"
         "  zemhost links add bracket.zdw holes 2A:face:12 2A:face:14\n"
         "  zemhost links add bracket.zdw everything 2A:all",
@@ -249,6 +250,8 @@ void ModelCommandLine::addLinksRepair(CLI::App& links, Run& run)
                       "Number of the entry, as 'links list' shows it");
     auto* const part =
         repair.add_option("PART", m_linksRepair.part, "What it is to name, as for 'links add'");
+    repair.add_option("--block", m_linksRepair.block,
+                      "The block whose selection it is, where several have one of that name");
     auto* const remove = repair.add_flag("--remove", m_linksRepair.remove, "Take the entry out");
     remove->excludes(part);
     repair.add_flag("--undo", m_linksRepair.undo, "Take the last repair of the entry back")

@@ -4,6 +4,8 @@
 #include "cli/text_format.h"
 #include "db/od_db_3d_solid.h"
 #include "db/od_db_block_reference.h"
+#include "db/od_db_block_table.h"
+#include "db/od_db_xref_man.h"
 
 #include "protocol/host_error.h"
 
@@ -48,6 +50,27 @@ std::vector<std::string> split(std::string const& text, char separator)
                     "give HANDLE:face:12, HANDLE:edges, HANDLE:all or HANDLE");
 }
 
+/// What an insert shows: a block, which is model space for an external drawing.
+OdDbObjectId shownBy(OdDbBlockReference const& insert, std::string const& handle)
+{
+    const OdDbObjectId id = insert.blockTableRecord();
+    OdDbObjectId shown = id;
+    guardDrawing([&] {
+        const OdDbBlockTableRecordPtr block = OdDbBlockTableRecord::cast(id.openObject().get());
+        if (!block.isNull() && block->isFromExternalReference()) {
+            (void)OdDbXRefMan::load(id);
+            OdDbDatabase const* const external = block->xrefDatabase();
+            shown = external == nullptr ? OdDbObjectId::kNull : external->getModelSpaceId();
+        }
+    });
+    if (shown.isNull()) {
+        throw HostError(ExitCode::kFindings, handle,
+                        "shows an external drawing that can't be loaded",
+                        "'zemhost xref list' tells why");
+    }
+    return shown;
+}
+
 /// The ids of a way such as "1F/2A", each object in the block that the one before it shows.
 OdDbObjectIdArray wayFromText(OdDbDatabase& database, std::string const& text)
 {
@@ -55,7 +78,8 @@ OdDbObjectIdArray wayFromText(OdDbDatabase& database, std::string const& text)
     OdDbObjectId block;
     const std::vector<std::string> handles = split(text, '/');
     for (std::size_t index = 0; index < handles.size(); ++index) {
-        const OdDbObjectPtr object = openByHandle(database, handles[index], OdDb::kForRead);
+        OdDbDatabase& drawing = block.isNull() ? database : *block.database();
+        const OdDbObjectPtr object = openByHandle(drawing, handles[index], OdDb::kForRead);
         if (!block.isNull() && object->ownerId() != block) {
             throw HostError(ExitCode::kFindings, handles[index],
                             "isn't in the block that the insert before it shows", "");
@@ -66,7 +90,7 @@ OdDbObjectIdArray wayFromText(OdDbDatabase& database, std::string const& text)
                 throw HostError(ExitCode::kUsage, handles[index],
                                 "is no insert, which only the last object may be", "");
             }
-            block = insert->blockTableRecord();
+            block = shownBy(*insert, handles[index]);
         }
         ids.append(object->objectId());
     }

@@ -12,7 +12,8 @@ namespace zemhost {
 
 /// The paths that a word of the command line names: "HANDLE:face:12", "HANDLE:edges", "HANDLE:all"
 /// for all parts, "HANDLE" alone for the solid as a whole. Handles of inserts that show the solid may
-/// stand in front, with "/" between them, from the outside in.
+/// stand in front, with "/" between them, from the outside in; behind one that shows an external
+/// drawing, handles are those of that drawing.
 ///
 /// \throws HostError (usage) for a word that isn't so, (findings) for objects and parts that aren't
 ///         there.

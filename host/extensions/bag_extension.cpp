@@ -2,6 +2,7 @@
 
 #include "db/od_db_dictionary.h"
 #include "extensions/bag_values.h"
+#include "root/od_error.h"
 
 #include "protocol/host_error.h"
 #include "zem_database_utils.h"
@@ -150,7 +151,13 @@ OdSmartPtr<ZemDbExtensionData> openHostData(OdDbObject const& object, OdString c
     OdRxClass const* const made = mode == OdDb::kForWrite ? ZemDbExtensionData::desc() : nullptr;
     const OdDbObjectId id =
         zemu::getObjInExtDict(object.objectId(), name, made, &kHostDataDictionary);
-    return ZemDbExtensionData::cast(id.openObject(mode).get());
+    OdSmartPtr<ZemDbExtensionData> data = ZemDbExtensionData::cast(id.openObject(mode).get());
+    if (data.isNull() && !id.isNull()) {
+        throw HostError(ExitCode::kFindings, nameOf(object),
+                        "its " + utf8(name) + " is damaged and can't be read",
+                        "'zemhost check' tells more");
+    }
+    return data;
 }
 
 }  // namespace
@@ -238,7 +245,12 @@ void BagExtension::setData(OdDbObject const& object, OdString const& name,
                            OdBinaryData const& bytes) const
 {
     const OdSmartPtr<ZemDbExtensionData> kept = openHostData(object, name, OdDb::kForWrite);
-    kept->getWriteProperties().setProperty(kDataKey, std::vector<char>(bytes.begin(), bytes.end()));
+    if (kept.isNull()) {
+        throw OdError(kOdNotInDatabase);  // nothing can be kept with such an object
+    }
+    ZemProperties& bag = kept->getWriteProperties();
+    bag.removeProperty(kDataKey);  // one of another type would refuse the bytes
+    bag.setProperty(kDataKey, std::vector<char>(bytes.begin(), bytes.end()));
 }
 
 }  // namespace zemhost

@@ -2,6 +2,7 @@
 
 #include "db/od_db_block_table.h"
 #include "db/od_db_database.h"
+#include "extensions/external_links.h"
 #include "extensions/link_remap.h"
 #include "extensions/named_selection.h"
 #include "root/od_error.h"
@@ -133,20 +134,91 @@ bool isMember(HostNamedSelection const& selection, OdDbObjectId link)
                        [link](SelectionEntry const& entry) { return entry.now.link == link; });
 }
 
+/// Whether the way of a path begins in a block, whose links such paths are.
+bool beginsIn(OdDbFullSubentPath const& path, OdDbObjectId block)
+{
+    const OdDbObjectPtr first = zemu::getInsertId(path).openObject();
+    return !first.isNull() && first->ownerId() == block;
+}
+
+/// Whether another entry of a selection than that of `link` names a part.
+bool isNamedByAnother(ZemDbPersIdManager const& manager, HostNamedSelection const& selection,
+                      OdDbFullSubentPath const& path, OdDbObjectId link)
+{
+    const OdDbObjectIdArray there = manager.computeDepId(path);
+    return std::any_of(there.begin(), there.end(),
+                       [&](OdDbObjectId id) { return id != link && isMember(selection, id); });
+}
+
+/// What a selection notes of a part that it begins to watch.
+std::optional<PartShape> noteShape(ExternalSolids& solids, ZemDbObjectDependency const& link,
+                                   OdDbFullSubentPath const& path)
+{
+    return solids.stateOf(link, path) == BodyState::kOwn ? std::nullopt : solids.shapeOf(path);
+}
+
+/// Whether the steps of a link's way go on in another drawing.
+bool leadsOutside(ZemDbObjectDependency const& link)
+{
+    ZemCompoundObjectId const& chain = link.compoundId();
+    return chain.getPathPrefix().size() < chain.size();
+}
+
+/// Why a link can't be trusted to name the part of its number; empty if it can.
+struct Distrust
+{
+    HostPartAnswer answer = HostPartAnswer::kExact;
+    wchar_t const* cause = L"";
+};
+
+/// Judges a link that leads nowhere.
+Distrust distrustOfUnresolved(ZemDbObjectDependency const& link)
+{
+    OdDbFullSubentPath path;
+    if (link.getLinkObject(path, /*openErased=*/true) == kOdOk || !leadsOutside(link)) {
+        return {HostPartAnswer::kGone, L"erasing of an object on its way"};
+    }
+    return {HostPartAnswer::kAmbiguous, L"an external drawing that can't be read"};
+}
+
+Distrust distrustOf(ZemDbObjectDependency const& link, HostLink const& found, BodyState state)
+{
+    if (!found.isResolved) {
+        return distrustOfUnresolved(link);
+    }
+    if (state == BodyState::kChanged) {
+        return {HostPartAnswer::kAmbiguous, L"change of the external drawing's solid"};
+    }
+    if (LostNumbers::isLost(found.path.subentId())) {
+        return {HostPartAnswer::kAmbiguous, L""};
+    }
+    return found.isThere ? Distrust() : Distrust{HostPartAnswer::kGone, L"replacing of its solid"};
+}
+
 /// The links of one block, with what its selections know of them.
 class BlockLinks
 {
 public:
-    explicit BlockLinks(OdDbObjectId block) : m_block(block) {}
+    BlockLinks(OdDbObjectId block, ExternalSolids& solids) : m_block(block), m_solids(solids) {}
 
     void appendTo(std::vector<HostLink>& links);
 
 private:
     void readSelections(std::vector<HostLink>& gone);
-    void read(OdDbObjectId id, std::vector<HostLink>& links) const;
+    void read(OdDbObjectId id, bool isListed, std::vector<HostLink>& links);
+    void judge(HostLink& entry, Distrust const& distrust, std::optional<PartShape> const& shape);
+
+    /// A link as one entry of a selection has it.
+    struct Watched
+    {
+        HostLink link;
+        std::optional<PartShape> shape;
+    };
 
     OdDbObjectId m_block;
-    std::unordered_map<OdDbObjectId, std::vector<HostLink>> m_watched;  ///< one for each watcher
+    ExternalSolids& m_solids;
+    std::unordered_map<OdDbObjectId, std::vector<Watched>> m_watched;  ///< one for each watcher
+    std::vector<OdDbObjectId> m_inOrder;                               ///< those, as they were met
 };
 
 void BlockLinks::readSelections(std::vector<HostLink>& gone)
@@ -166,33 +238,69 @@ void BlockLinks::readSelections(std::vector<HostLink>& gone)
                 gone.push_back(link);
                 gone.back().answer = HostPartAnswer::kGone;
             } else {
-                m_watched[now.link].push_back(link);
+                std::vector<Watched>& watchers = m_watched[now.link];
+                if (watchers.empty()) {
+                    m_inOrder.push_back(now.link);
+                }
+                watchers.push_back({link, now.shape});
             }
             ++link.entry;
         }
     }
 }
 
+/// Says of an entry what its link as it is now makes of what its selection knows.
+void BlockLinks::judge(HostLink& entry, Distrust const& distrust,
+                       std::optional<PartShape> const& shape)
+{
+    const bool isKnown =
+        entry.answer == HostPartAnswer::kGone || entry.answer == HostPartAnswer::kAmbiguous;
+    const bool isChanged =
+        shape.has_value() && distrust.answer == HostPartAnswer::kAmbiguous && entry.isResolved;
+    if (distrust.answer == HostPartAnswer::kExact || (isKnown && !isChanged)) {
+        return;
+    }
+    entry.answer = distrust.answer;
+    entry.cause = distrust.cause;
+    entry.candidates.clear();
+    if (isChanged) {
+        entry.candidates = m_solids.candidates(entry.path, *shape);
+    }
+}
+
 /// Appends a link once for each entry that watches it.
-void BlockLinks::read(OdDbObjectId id, std::vector<HostLink>& links) const
+void BlockLinks::read(OdDbObjectId id, bool isListed, std::vector<HostLink>& links)
 {
     HostLink found;
+    Distrust distrust;
     const LinkPtr link = ZemDbObjectDependency::cast(id.openObject().get());
     if (!link.isNull()) {
         found.tag = link->entityTag();
         found.isResolved = link->getLinkObject(found.path, false) == kOdOk;
-        found.isThere = found.isResolved && zemu::doesPathExist(found.path);
+        const BodyState state =
+            found.isResolved ? m_solids.stateOf(*link, found.path) : BodyState::kOwn;
+        found.isThere =
+            found.isResolved && state != BodyState::kChanged && zemu::doesPathExist(found.path);
+        distrust = distrustOf(*link, found, state);
+    } else {
+        distrust = {HostPartAnswer::kGone, L"damage of the link"};
+    }
+    if (!isListed) {  // so nothing leads it to where its part is after an edit
+        distrust = {HostPartAnswer::kAmbiguous, L"its block, which doesn't list it any more"};
+        found.isThere = false;
     }
     const auto watched = m_watched.find(id);
-    const std::vector<HostLink> entries =
-        watched != m_watched.end() ? watched->second : std::vector<HostLink>(1);
-    for (HostLink entry : entries) {
+    const std::vector<Watched> entries =
+        watched != m_watched.end() ? watched->second : std::vector<Watched>(1);
+    for (auto const& [known, shape] : entries) {
+        HostLink entry = known;
         entry.link = id;
         entry.block = m_block;
         entry.tag = found.tag;
         entry.path = found.path;
         entry.isResolved = found.isResolved;
         entry.isThere = found.isThere;
+        judge(entry, distrust, shape);
         links.push_back(std::move(entry));
     }
 }
@@ -201,10 +309,17 @@ void BlockLinks::appendTo(std::vector<HostLink>& links)
 {
     std::vector<HostLink> gone;
     readSelections(gone);
+    std::unordered_set<OdDbObjectId> listed;
     const ManagerPtr manager = openManager(m_block, OdDb::kForRead, /*create=*/false);
     if (!manager.isNull()) {
         for (OdDbObjectId id : manager->objectDependencyIds()) {
-            read(id, links);
+            listed.insert(id);
+            read(id, /*isListed=*/true, links);
+        }
+    }
+    for (OdDbObjectId id : m_inOrder) {
+        if (listed.count(id) == 0) {
+            read(id, /*isListed=*/false, links);
         }
     }
     std::move(gone.begin(), gone.end(), std::back_inserter(links));
@@ -219,7 +334,25 @@ void find(std::vector<HostLinkFinding>& findings, OdDbObjectId object, wchar_t c
     findings.push_back({object, problem, isDamage});
 }
 
-void verifyLink(OdDbObjectId id, ZemDbPersIdManager const& manager,
+/// \return Whether the link leads into another drawing, and what it leads to there can't be told.
+bool verifyOutside(ZemDbObjectDependency const& link, OdDbFullSubentPath const& path,
+                   ExternalSolids& solids, std::vector<HostLinkFinding>& findings)
+{
+    switch (solids.stateOf(link, path)) {
+    case BodyState::kChanged:
+        find(findings, link.objectId(),
+             L"names a part of an external drawing's solid that was changed since", false);
+        return true;
+    case BodyState::kUnnoted:
+        find(findings, link.objectId(),
+             L"leads to an external drawing's solid, and nobody has noted how that was", false);
+        return false;
+    default:
+        return false;
+    }
+}
+
+void verifyLink(OdDbObjectId id, ZemDbPersIdManager const& manager, ExternalSolids& solids,
                 std::vector<HostLinkFinding>& findings)
 {
     const LinkPtr link = ZemDbObjectDependency::cast(id.openObject().get());
@@ -232,11 +365,18 @@ void verifyLink(OdDbObjectId id, ZemDbPersIdManager const& manager,
     }
     OdDbFullSubentPath path;
     if (link->getLinkObject(path, false) != kOdOk) {
-        find(findings, id, L"leads nowhere: an object on its way isn't there");
+        const bool isErased = distrustOfUnresolved(*link).answer == HostPartAnswer::kGone;
+        find(findings, id,
+             isErased ? L"leads nowhere: an object on its way isn't there"
+                      : L"leads into an external drawing that can't be read",
+             isErased);
+        return;
+    }
+    if (verifyOutside(*link, path, solids, findings)) {
         return;
     }
     if (!zemu::doesPathExist(path)) {
-        const bool isLost = path.subentId().index() >= kFirstLostPart;
+        const bool isLost = LostNumbers::isLost(path.subentId());
         find(findings, id,
              isLost ? L"waits for a decision between several parts"
                     : L"names a part that its solid doesn't have",
@@ -253,15 +393,25 @@ void verifyLink(OdDbObjectId id, ZemDbPersIdManager const& manager,
 void verifySelections(OdDbObjectId block, std::unordered_set<OdDbObjectId> const& links,
                       std::vector<HostLinkFinding>& findings)
 {
+    for (OdDbObjectId id : HostNamedSelection::unreadableOf(block)) {
+        find(findings, id, L"can't be read as the selection that it should be");
+    }
     for (OdDbObjectId id : HostNamedSelection::selectionsOf(block)) {
         const HostNamedSelectionPtr selection = HostNamedSelection::cast(id.safeOpenObject().get());
         for (SelectionEntry const& entry : selection->entries()) {
             OdDbObjectId const& link = entry.now.link;
             if (link.isNull()) {
                 find(findings, id, L"keeps the place of a link whose part has gone", false);
-            } else if (links.count(link) == 0) {
+                continue;
+            }
+            if (links.count(link) == 0) {
                 find(findings, id, L"watches a link that its block doesn't have");
-            } else if (!OdDbObjectPtr(link.safeOpenObject())->hasPersistentReactor(id)) {
+                continue;
+            }
+            const OdDbObjectPtr watched = link.openObject();
+            if (watched.isNull()) {
+                find(findings, id, L"watches a link that can't be read");
+            } else if (!watched->hasPersistentReactor(id)) {
                 find(findings, link, L"doesn't know the selection that lists it");
             }
         }
@@ -275,8 +425,9 @@ void verifySelections(OdDbObjectId block, std::unordered_set<OdDbObjectId> const
 std::vector<HostLink> LinkExtension::links(OdDbDatabase& database) const
 {
     std::vector<HostLink> links;
+    ExternalSolids solids;
     for (OdDbObjectId block : blocksOf(database)) {
-        BlockLinks(block).appendTo(links);
+        BlockLinks(block, solids).appendTo(links);
     }
     return links;
 }
@@ -286,8 +437,7 @@ OdDbObjectIdArray LinkExtension::add(OdDbObjectId block, OdString const& selecti
 {
     ZemSubentPathArray wanted;
     for (OdDbFullSubentPath const& path : paths) {
-        const OdDbObjectPtr first = zemu::getInsertId(path).openObject();
-        if (!first.isNull() && first->ownerId() == block && zemu::doesPathExist(path)) {
+        if (beginsIn(path, block) && zemu::doesPathExist(path)) {
             wanted.append(path);
         }
     }
@@ -298,6 +448,7 @@ OdDbObjectIdArray LinkExtension::add(OdDbObjectId block, OdString const& selecti
     if (manager.isNull()) {
         return {};
     }
+    parkChangedLinks(*manager);
     const OdDbObjectIdArray links = manager->append(wanted, nullptr);
     if (links.isEmpty()) {
         return links;
@@ -307,9 +458,12 @@ OdDbObjectIdArray LinkExtension::add(OdDbObjectId block, OdString const& selecti
                                      .safeOpenObject(OdDb::kForWrite)
                                      .get());
     std::vector<SelectionEntry> entries = named->entries();
-    for (OdDbObjectId link : links) {
+    ExternalSolids solids;
+    for (OdDbObjectId id : links) {
         SelectionEntry entry;
-        entry.now.link = link;
+        entry.now.link = id;
+        const LinkPtr link = ZemDbObjectDependency::cast(id.safeOpenObject().get());
+        entry.now.shape = noteShape(solids, *link, link->getLinkObject(/*openErased=*/false));
         entries.push_back(std::move(entry));
     }
     named->setEntries(std::move(entries));
@@ -325,13 +479,18 @@ HostRemapReport LinkExtension::remap(OdDbObjectId solid, HostPartMap const& map,
 std::vector<HostLinkFinding> LinkExtension::verify(OdDbDatabase& database) const
 {
     std::vector<HostLinkFinding> findings;
+    ExternalSolids solids;
     for (OdDbObjectId block : blocksOf(database)) {
         std::unordered_set<OdDbObjectId> links;
-        const ManagerPtr manager = openManager(block, OdDb::kForRead, /*create=*/false);
+        const OdDbObjectId managerId = ZemDbPersIdManager::getInstance(block, /*create=*/false);
+        const ManagerPtr manager = ZemDbPersIdManager::cast(managerId.openObject().get());
+        if (manager.isNull() && !managerId.isNull()) {
+            find(findings, managerId, L"can't be read, and with it all links of its block");
+        }
         if (!manager.isNull()) {
             for (OdDbObjectId id : manager->objectDependencyIds()) {
                 links.insert(id);
-                verifyLink(id, *manager, findings);
+                verifyLink(id, *manager, solids, findings);
             }
         }
         verifySelections(block, links, findings);
@@ -344,8 +503,10 @@ std::size_t LinkExtension::audit(OdDbDatabase& database) const
     std::size_t before = 0;
     std::size_t after = 0;
     for (OdDbObjectId id : zemu::getAllPersIdManagers(&database)) {
-        const ManagerPtr manager =
-            ZemDbPersIdManager::cast(id.safeOpenObject(OdDb::kForWrite).get());
+        const ManagerPtr manager = ZemDbPersIdManager::cast(id.openObject(OdDb::kForWrite).get());
+        if (manager.isNull()) {
+            continue;  // a damaged one costs its own links alone; `verify` tells of it
+        }
         before += manager->objectDependencyIds().size();
         manager->attachDepsToZemDbObjects();
         manager->audit();
@@ -369,7 +530,7 @@ OdResult LinkExtension::repair(OdDbObjectId block, OdString const& selection, st
     if (member.selection.isNull()) {
         return kOdKeyNotFound;
     }
-    const ManagerPtr manager = zemu::doesPathExist(path)
+    const ManagerPtr manager = beginsIn(path, block) && zemu::doesPathExist(path)
                                    ? openManager(block, OdDb::kForWrite, /*create=*/true)
                                    : ManagerPtr();
     if (manager.isNull()) {
@@ -383,21 +544,26 @@ OdResult LinkExtension::repair(OdDbObjectId block, OdString const& selection, st
     const LinkPtr link = ZemDbObjectDependency::cast(repaired.now.link.openObject().get());
     if (!link.isNull()) {
         (void)link->getLinkObject(repaired.before->path, true);  // where `takeBack` leads it again
+        repaired.before->bodyHash = link->bodyHash();
     }
-    if (link.isNull() || isShared(*link, member.selection->objectId())) {
+    parkChangedLinks(*manager);
+    if (link.isNull() || !isListed(*manager, repaired.now.link) ||
+        isShared(*link, member.selection->objectId())) {
         const OdDbObjectIdArray made = manager->append(paths, nullptr);
         if (made.isEmpty() || isMember(*member.selection, made[0])) {
             return kOdInvalidInput;
         }
         repaired.now.link = made[0];
     } else {
-        if (!isListed(*manager, repaired.now.link)) {
+        if (isNamedByAnother(*manager, *member.selection, path, repaired.now.link)) {
             return kOdInvalidInput;
         }
         OdDbObjectIdArray ids;
         ids.append(repaired.now.link);
         (void)manager->updatePairs(ids, paths);
     }
+    ExternalSolids solids;
+    repaired.now.shape = noteShape(solids, *LinkPtr(repaired.now.link.safeOpenObject()), path);
     member.set(std::move(repaired));
     return kOdOk;
 }
@@ -417,17 +583,22 @@ OdResult LinkExtension::takeBack(OdDbObjectId block, OdString const& selection,
     former.now = *repaired.before;
     if (former.now.link != repaired.now.link) {  // had gone, or was left to others who watch it
         if (!former.now.link.isNull()) {
-            if (former.now.link.openObject().isNull()) {
+            // Others may have led it elsewhere since, or taken it into this selection again.
+            const LinkPtr link = ZemDbObjectDependency::cast(former.now.link.openObject().get());
+            if (link.isNull() || link->getLinkObject(true) != former.now.path ||
+                isMember(*member.selection, former.now.link)) {
                 return kOdNotApplicable;
             }
             former.now.path = OdDbFullSubentPath();
+            former.now.bodyHash = 0;
         }
         member.set(former);
         dropUnwatched(repaired.now.link);
         return kOdOk;
     }
     const ManagerPtr manager = openManager(block, OdDb::kForWrite, /*create=*/false);
-    if (manager.isNull() || !isListed(*manager, former.now.link)) {
+    if (manager.isNull() || !isListed(*manager, former.now.link) ||
+        isNamedByAnother(*manager, *member.selection, former.now.path, former.now.link)) {
         return kOdNotApplicable;
     }
     OdDbObjectIdArray ids;
@@ -435,6 +606,8 @@ OdResult LinkExtension::takeBack(OdDbObjectId block, OdString const& selection,
     ZemSubentPathArray paths;
     paths.append(std::exchange(former.now.path, OdDbFullSubentPath()));
     (void)manager->updatePairs(ids, paths);
+    LinkPtr(former.now.link.safeOpenObject(OdDb::kForWrite))
+        ->setBodyHash(std::exchange(former.now.bodyHash, 0));
     member.set(std::move(former));
     return kOdOk;
 }

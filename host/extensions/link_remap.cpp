@@ -1,9 +1,13 @@
 #include "extensions/link_remap.h"
 
+#include "db/od_db_block_table.h"
 #include "db/od_db_database.h"
+#include "extensions/external_links.h"
 #include "extensions/named_selection.h"
 
 #include "zem_database_utils.h"
+#include "zem_db_constraint_manager.h"
+#include "zem_db_object.h"
 #include "zem_db_object_dependency.h"
 #include "zem_db_persid_manager.h"
 #include "zem_dependencies_replacement_map.h"
@@ -51,6 +55,8 @@ private:
     };
 
     void remapManager(OdDbObjectId managerId);
+    void remapConstraints();
+    void remapConstraintLinks(OdDbObjectId modelObjectId);
     std::vector<Change> collectChanges(ZemDbPersIdManager const& manager);
     void meet(OdDbObjectId id, std::vector<Change>& changes);
     void removeGone(ZemDbPersIdManager& manager, std::vector<Change> const& changes);
@@ -76,13 +82,28 @@ private:
     std::set<OdDbObjectId> m_selections;
     OdDbObjectIdArray m_gone;
     std::unordered_set<OdDbObjectId> m_changed;  ///< links that don't stay
-    std::set<std::int64_t> m_lost;               ///< numbers that lost links have
-    std::int64_t m_nextLost = kFirstLostPart;
+    LostNumbers m_lost;
+    ExternalSolids m_externals;
+    std::vector<std::pair<OdDbObjectId, OdDbFullSubentPath>> m_toPark;  ///< of the manager at hand
 };
 
 OdDbSubentId withIndex(OdDbSubentId part, std::int64_t index)
 {
     return {part.type(), index};
+}
+
+/// Whether a fate names as many parts as its answer says.
+bool isWhole(HostPartFate const& fate)
+{
+    switch (fate.answer) {
+    case HostPartAnswer::kExact:
+    case HostPartAnswer::kMerged:
+        return !fate.parts.empty();
+    case HostPartAnswer::kSplit:
+        return fate.parts.size() > 1;
+    default:
+        return true;
+    }
 }
 
 OdDbFullSubentPath LinkRemap::pathTo(Change const& change, std::int64_t part) const
@@ -95,24 +116,33 @@ void LinkRemap::meet(OdDbObjectId id, std::vector<Change>& changes)
 {
     const LinkPtr link = ZemDbObjectDependency::cast(id.openObject().get());
     Change change;
-    if (link.isNull() || link->getLinkObject(change.path, /*openErased=*/true) != kOdOk ||
-        zemu::getLeafId(change.path) != m_solid) {
+    if (link.isNull() || link->getLinkObject(change.path, /*openErased=*/true) != kOdOk) {
         return;
     }
     const OdDbSubentId part = change.path.subentId();
+    m_lost.keep(part);
+    if (zemu::getLeafId(change.path) != m_solid) {
+        if (!LostNumbers::isLost(part) &&
+            m_externals.stateOf(*link, change.path) == BodyState::kChanged) {
+            m_toPark.emplace_back(id, change.path);
+        }
+        return;
+    }
     if (!zemu::isSubentId(part)) {
         ++m_report.stayed;  // names the solid as a whole
         return;
     }
     change.fate = m_map.find(part);
-    if (part.index() >= kFirstLostPart) {
+    if (LostNumbers::isLost(part)) {
         ++m_report.ambiguous;  // was lost before
-        m_lost.insert(part.index());
         return;
     }
     if (change.fate == nullptr) {
         static const HostPartFate s_neverThere{HostPartAnswer::kGone, {}};
         change.fate = &s_neverThere;  // or a new part of that number would be taken for it
+    } else if (!isWhole(*change.fate)) {
+        static const HostPartFate s_untold{HostPartAnswer::kAmbiguous, {}};
+        change.fate = &s_untold;
     }
     if (change.fate->answer == HostPartAnswer::kExact &&
         change.fate->parts.front() == part.index()) {
@@ -165,6 +195,53 @@ bool LinkRemap::split(ZemDbPersIdManager& manager, Change const& change)
     return true;
 }
 
+/// Constraints have links of their own, which model objects keep and no manager lists.
+void LinkRemap::remapConstraints()
+{
+    OdDbObjectIdArray objects;
+    const OdDbBlockTablePtr table =
+        OdDbBlockTable::cast(m_solid.database()->getBlockTableId().safeOpenObject().get());
+    for (auto at = table->newIterator(); !at->done(); at->step()) {
+        const OdSmartPtr<ZemDbConstraintManager> manager = ZemDbConstraintManager::cast(
+            ZemDbConstraintManager::getInstance(at->getRecordId(), /*create=*/false)
+                .openObject()
+                .get());
+        if (!manager.isNull()) {
+            objects.append(manager->zemDbObjects());
+        }
+    }
+    for (OdDbObjectId id : objects) {
+        remapConstraintLinks(id);
+    }
+}
+
+/// A constraint means one part: where that is in pieces, gone or ambiguous, its link names none.
+void LinkRemap::remapConstraintLinks(OdDbObjectId modelObjectId)
+{
+    const OdSmartPtr<ZemDbObject> object = ZemDbObject::cast(modelObjectId.openObject().get());
+    if (object.isNull()) {
+        return;
+    }
+    std::vector<Change> changes;
+    for (OdDbObjectId id : object->constraintDependencies()) {
+        meet(id, changes);
+    }
+    for (Change const& change : changes) {
+        const LinkPtr link =
+            ZemDbObjectDependency::cast(change.link.safeOpenObject(OdDb::kForWrite).get());
+        const HostPartAnswer answer = change.fate->answer;
+        const bool isOne = answer == HostPartAnswer::kExact || answer == HostPartAnswer::kMerged;
+        link->setLinkObject(pathTo(change, isOne ? change.fate->parts.front() : m_lost.take()));
+        ++(answer == HostPartAnswer::kExact    ? m_report.moved
+           : answer == HostPartAnswer::kMerged ? m_report.merged
+           : answer == HostPartAnswer::kGone   ? m_report.gone
+                                               : m_report.ambiguous);
+    }
+    if (!changes.empty()) {
+        object->notifyAboutModifications(true);
+    }
+}
+
 void LinkRemap::remapManager(OdDbObjectId managerId)
 {
     const ManagerPtr reader = ZemDbPersIdManager::cast(managerId.openObject().get());
@@ -174,6 +251,8 @@ void LinkRemap::remapManager(OdDbObjectId managerId)
     for (OdDbObjectId id : HostNamedSelection::selectionsOf(reader->blockId())) {
         m_selections.insert(id);  // they remember parts by number, also of links that stay
     }
+    m_lost.keepThoseOf(reader->blockId());
+    m_toPark.clear();
     const std::vector<Change> changes = collectChanges(*reader);
     if (changes.empty()) {
         return;
@@ -210,10 +289,12 @@ void LinkRemap::remapManager(OdDbObjectId managerId)
         }
         m_answers[change.link] = std::move(answer);
         ++m_report.ambiguous;
-        while (m_lost.count(m_nextLost) != 0) {
-            ++m_nextLost;
-        }
-        paths.append(pathTo(change, m_nextLost++));
+        paths.append(pathTo(change, m_lost.take()));
+    }
+    for (auto& [id, path] : m_toPark) {  // or they are merged with links that are as noted
+        links.append(id);
+        path.setSubentId(withIndex(path.subentId(), m_lost.take()));
+        paths.append(path);
     }
     (void)manager->updatePairs(links, paths);
     if (hasSplit) {
@@ -229,6 +310,7 @@ HostRemapReport LinkRemap::run()
     for (OdDbObjectId id : zemu::getAllPersIdManagers(m_solid.database())) {
         remapManager(id);
     }
+    remapConstraints();
     countMade();
     updateSelections();
     eraseReplaced();
@@ -250,7 +332,7 @@ void LinkRemap::countMade()
 /// \return False if it isn't one part any more.
 bool LinkRemap::follow(OdDbSubentId& part) const
 {
-    if (!zemu::isSubentId(part) || part.index() >= kFirstLostPart) {
+    if (!zemu::isSubentId(part) || LostNumbers::isLost(part)) {
         return true;
     }
     HostPartFate const* const fate = m_map.find(part);
@@ -377,6 +459,33 @@ void LinkRemap::eraseReplaced()
 }
 
 }  // namespace
+
+void LostNumbers::keep(OdDbSubentId part)
+{
+    if (isLost(part)) {
+        m_kept.insert(part.index());
+    }
+}
+
+void LostNumbers::keepThoseOf(OdDbObjectId block)
+{
+    for (OdDbObjectId id : HostNamedSelection::selectionsOf(block)) {
+        const HostNamedSelectionPtr selection = HostNamedSelection::cast(id.safeOpenObject().get());
+        for (SelectionEntry const& entry : selection->entries()) {
+            if (entry.before) {
+                keep(entry.before->path.subentId());
+            }
+        }
+    }
+}
+
+std::int64_t LostNumbers::take()
+{
+    while (m_kept.count(m_next) != 0) {
+        ++m_next;
+    }
+    return m_next++;
+}
 
 HostRemapReport remapLinks(OdDbObjectId solid, HostPartMap const& map, OdString const& cause)
 {

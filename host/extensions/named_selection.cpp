@@ -7,6 +7,7 @@
 #include "zem_database_utils.h"
 
 #include <algorithm>
+#include <cmath>
 #include <set>
 #include <utility>
 
@@ -18,7 +19,8 @@ RX_DEFINE_CLASS(HostNamedSelection, OdDbObject, odrxCreate<HostNamedSelection>,
 
 namespace {
 
-constexpr std::uint8_t kVersion = 1;
+constexpr std::uint8_t kVersion = 2;
+constexpr std::uint8_t kFirstVersionWithShapes = 2;
 /// Least bytes of a filed state: link, counts and the rest may be one byte each.
 constexpr std::uint32_t kLeastStateBytes = 7;
 constexpr std::uint32_t kLeastPartBytes = 2;
@@ -46,6 +48,35 @@ OdDbSubentId readPart(OdDbDwgFiler& filer)
     return {static_cast<OdDb::SubentType>(type), index};
 }
 
+void fileShape(OdDbDwgFiler& filer, PartShape const& shape)
+{
+    filer.wrString(shape.kind);
+    filer.wrDouble(shape.size);
+    for (double coordinate : shape.middle) {
+        filer.wrDouble(coordinate);
+    }
+}
+
+double readFinite(OdDbDwgFiler& filer)
+{
+    const double value = filer.rdDouble();
+    if (!std::isfinite(value)) {
+        throw OdError(kOdBadStream);
+    }
+    return value;
+}
+
+PartShape readShape(OdDbDwgFiler& filer)
+{
+    PartShape shape;
+    shape.kind = filer.rdString();
+    shape.size = readFinite(filer);
+    for (double& coordinate : shape.middle) {
+        coordinate = readFinite(filer);
+    }
+    return shape;
+}
+
 void fileState(OdDbDwgFiler& filer, SelectionState const& state)
 {
     filer.wrSoftPointerId(state.link);
@@ -61,9 +92,14 @@ void fileState(OdDbDwgFiler& filer, SelectionState const& state)
     for (OdDbSubentId candidate : state.candidates) {
         filePart(filer, candidate);
     }
+    filer.wrInt32(state.bodyHash);
+    filer.wrBool(state.shape.has_value());
+    if (state.shape) {
+        fileShape(filer, *state.shape);
+    }
 }
 
-SelectionState readState(OdDbDwgFiler& filer)
+SelectionState readState(OdDbDwgFiler& filer, std::uint8_t version)
 {
     SelectionState state;
     state.link = filer.rdSoftPointerId();
@@ -80,7 +116,35 @@ SelectionState readState(OdDbDwgFiler& filer)
     for (std::uint32_t count = odDbReadCount(filer, kLeastPartBytes); count != 0; --count) {
         state.candidates.push_back(readPart(filer));
     }
+    if (version >= kFirstVersionWithShapes) {
+        state.bodyHash = filer.rdInt32();
+        if (filer.rdBool()) {
+            state.shape = readShape(filer);
+        }
+    }
     return state;
+}
+
+/// What the dictionary of a block's selections holds: the selections, or all else.
+OdDbObjectIdArray entriesOf(OdDbObjectId block, bool readable)
+{
+    OdDbObjectIdArray entries;
+    const OdDbObjectPtr object = block.openObject();
+    if (object.isNull()) {
+        return entries;
+    }
+    const OdDbDictionaryPtr dictionary = OdDbDictionary::cast(
+        zemu::getDict(object->database(), dictionaryKey(), block).openObject().get());
+    if (dictionary.isNull()) {
+        return entries;
+    }
+    for (auto at = dictionary->newIterator(); !at->done(); at->next()) {
+        const OdDbObjectId id = at->objectId();
+        if (HostNamedSelection::cast(id.openObject().get()).isNull() != readable) {
+            entries.append(id);
+        }
+    }
+    return entries;
 }
 
 /// The links that living entries name, each once.
@@ -103,27 +167,23 @@ HostNamedSelection::~HostNamedSelection() = default;
 
 OdDbObjectId HostNamedSelection::getInstance(OdDbObjectId block, OdString const& name, bool create)
 {
-    return zemu::getObjInExtDict(block, name, create ? desc() : nullptr, &dictionaryKey());
+    const OdDbObjectId id =
+        zemu::getObjInExtDict(block, name, create ? desc() : nullptr, &dictionaryKey());
+    OdRxClass const* const found = id.objectClass();
+    if (!id.isNull() && (found == nullptr || !found->isDerivedFrom(desc()))) {
+        throw OdError_NotThatKindOfClass(found, desc());
+    }
+    return id;
 }
 
 OdDbObjectIdArray HostNamedSelection::selectionsOf(OdDbObjectId block)
 {
-    OdDbObjectIdArray selections;
-    const OdDbObjectPtr object = block.openObject();
-    if (object.isNull()) {
-        return selections;
-    }
-    const OdDbDictionaryPtr dictionary = OdDbDictionary::cast(
-        zemu::getDict(object->database(), dictionaryKey(), block).openObject().get());
-    if (dictionary.isNull()) {
-        return selections;
-    }
-    for (auto at = dictionary->newIterator(); !at->done(); at->next()) {
-        if (!HostNamedSelection::cast(at->objectId().openObject().get()).isNull()) {
-            selections.append(at->objectId());
-        }
-    }
-    return selections;
+    return entriesOf(block, /*readable=*/true);
+}
+
+OdDbObjectIdArray HostNamedSelection::unreadableOf(OdDbObjectId block)
+{
+    return entriesOf(block, /*readable=*/false);
 }
 
 OdString HostNamedSelection::name() const
@@ -205,15 +265,16 @@ OdResult HostNamedSelection::dwgInFields(OdDbDwgFiler* filer)
     if (result != kOdOk) {
         return result;
     }
-    if (filer->rdUInt8() > kVersion) {
+    const std::uint8_t version = filer->rdUInt8();
+    if (version > kVersion) {
         return kOdBadStream;
     }
     std::vector<SelectionEntry> entries;
     for (std::uint32_t count = odDbReadCount(*filer, kLeastStateBytes); count != 0; --count) {
         SelectionEntry entry;
-        entry.now = readState(*filer);
+        entry.now = readState(*filer, version);
         if (filer->rdBool()) {
-            entry.before = readState(*filer);
+            entry.before = readState(*filer, version);
         }
         entries.push_back(std::move(entry));
     }

@@ -7,11 +7,23 @@
 
 #include "protocol/host_part_map.h"
 
+#include <array>
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <vector>
 
 namespace zemhost {
+
+/// How a part lay and looked, in the coordinates of its solid's body.
+struct PartShape
+{
+    OdString kind;    ///< of surface or curve; empty for a vertex
+    double size = 0;  ///< area in mm2 or length in mm; 0 for a vertex
+    std::array<double, 3> middle{};
+
+    friend bool operator==(PartShape const&, PartShape const&) = default;
+};
 
 /// What a selection knows of one link.
 struct SelectionState
@@ -21,6 +33,10 @@ struct SelectionState
     HostPartAnswer answer = HostPartAnswer::kExact;
     OdString cause;                        ///< the edit that made the answer other than exact
     std::vector<OdDbSubentId> candidates;  ///< of an ambiguous link
+    /// Of the link, while this is the state before a repair.
+    std::int32_t bodyHash = 0;
+    /// Of a part in another drawing, when the link was led there; none where nobody could tell.
+    std::optional<PartShape> shape;
 
     friend bool operator==(SelectionState const&, SelectionState const&) = default;
 };
@@ -38,10 +54,11 @@ struct SelectionEntry
 /// them. It lies in the dictionary "ZEMHOST_SELECTIONS" of its block's extension dictionary, under
 /// its name.
 ///
-/// **Filed**: version (8 bit, 1), count (32 bit), and for each entry its state, whether there is a
+/// **Filed**: version (8 bit, 2), count (32 bit), and for each entry its state, whether there is a
 /// state before, and that. A state is the link (soft pointer), the path's count of ids (32 bit) and
 /// ids (soft pointers), type and index of the part (32 and 64 bit), the answer (8 bit), the cause
-/// (text), the count of candidates (32 bit), and type and index of each.
+/// (text), the count of candidates (32 bit), and type and index of each; from version 2 on also the
+/// hash (32 bit), whether there is a shape, and its kind (text), size and middle (doubles).
 class HostNamedSelection : public OdDbObject
 {
     RX_DECLARE_CLASS(HostNamedSelection);
@@ -55,6 +72,8 @@ public:
     static OdDbObjectId getInstance(OdDbObjectId block, OdString const& name, bool create);
     /// The selections of a block in order of names.
     static OdDbObjectIdArray selectionsOf(OdDbObjectId block);
+    /// What stands in the place of a selection of a block and can't be read as one.
+    static OdDbObjectIdArray unreadableOf(OdDbObjectId block);
 
     /// Its key in the dictionary that owns it; empty outside one. Open for read.
     OdString name() const;

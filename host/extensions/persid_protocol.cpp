@@ -1,6 +1,8 @@
 #include "extensions/persid_protocol.h"
 
 #include "db/od_db_database.h"
+#include "extensions/external_links.h"
+#include "extensions/link_remap.h"
 
 #include "zem_database_utils.h"
 #include "zem_db_object.h"
@@ -14,8 +16,22 @@ namespace zemhost {
 
 namespace {
 
+using LinkPtr = OdSmartPtr<ZemDbObjectDependency>;
+
+/// Whether a link is one of a manager, and leads to a part that is as it was noted.
+///
+/// \param note  0 for a part in the link's drawing, of which nothing has to be noted.
+bool isUsable(LinkPtr const& link, ZemDbPersIdManager const& manager, std::int32_t note)
+{
+    return !link.isNull() && link->ownerId() == manager.objectId() &&
+           (note == 0 || link->bodyHash() == note);
+}
+
 /// The link of a manager for a path; null if it has none.
-OdDbObjectId findLink(ZemDbPersIdManager const& manager, OdDbFullSubentPath const& path)
+///
+/// \param note  Of the path's solid: a link that was made when it was another one is not the same.
+OdDbObjectId findLink(ZemDbPersIdManager const& manager, OdDbFullSubentPath const& path,
+                      std::int32_t note)
 {
     const OdSmartPtr<ZemDbObject> model =
         ZemDbObject::openZemDbObject(zemu::getInsertId(path), OdDb::kForRead, false);
@@ -23,22 +39,42 @@ OdDbObjectId findLink(ZemDbPersIdManager const& manager, OdDbFullSubentPath cons
         return OdDbObjectId::kNull;
     }
     const OdDbObjectId found = model->getPersIdDependency(path);
-    const OdDbObjectPtr link = found.openObject();
-    if (link.isNull() || link->ownerId() == manager.objectId()) {
+    const LinkPtr link = ZemDbObjectDependency::cast(found.openObject().get());
+    if (link.isNull() || isUsable(link, manager, note)) {
         return link.isNull() ? OdDbObjectId::kNull : found;
     }
-    // A manager of another block has one too, which the look-up has met first.
-    for (OdDbObjectId id : model->persIdDependencies()) {
-        const OdSmartPtr<ZemDbObjectDependency> other =
-            ZemDbObjectDependency::cast(id.openObject().get());
-        OdDbFullSubentPath otherPath;
-        if (!other.isNull() && other->ownerId() == manager.objectId() &&
-            other->getLinkObject(otherPath, false) == kOdOk && otherPath == path) {
+    // Another link was met first: of a manager of another block, or of another state of the solid.
+    for (OdDbObjectId id : manager.computeDepId(path)) {
+        if (isUsable(ZemDbObjectDependency::cast(id.openObject().get()), manager, note)) {
             return id;
         }
     }
     return OdDbObjectId::kNull;
 }
+
+/// The notes for paths, each solid being looked at once.
+class Notes
+{
+public:
+    explicit Notes(OdDbDatabase const* database) : m_database(database) {}
+
+    std::int32_t of(OdDbFullSubentPath const& path)
+    {
+        const OdDbObjectId leaf = zemu::getLeafId(path);
+        if (!zemu::isLongPath(path) || !zemu::isSubentPath(path)) {
+            return 0;
+        }
+        const auto [found, isNew] = m_notes.try_emplace(leaf, 0);
+        if (isNew) {
+            found->second = noteFor(path, m_database);
+        }
+        return found->second;
+    }
+
+private:
+    OdDbDatabase const* m_database;
+    std::map<OdDbObjectId, std::int32_t> m_notes;
+};
 
 /// Tells the model object of an entity that a link leads elsewhere in it now.
 void forgetPlaces(OdDbObjectId entity)
@@ -83,8 +119,9 @@ void PersIdProtocol::collectExistingDependencies(ZemDbPersIdManager* manager,
                                                  OdDbObjectIdArray& ids)
 {
     ids.clear();
+    Notes notes(manager->database());
     for (OdDbFullSubentPath const& path : paths) {
-        ids.append(findLink(*manager, path));
+        ids.append(findLink(*manager, path, notes.of(path)));
     }
 }
 
@@ -98,6 +135,12 @@ void PersIdProtocol::remapDependency(ZemDbPersIdManager* manager, OdDbObjectId d
     }
     const OdDbObjectId before = link->getInsertId();
     link->setLinkObject(path);
+    if (!LostNumbers::isLost(path.subentId())) {  // that one waits, with what it has noted
+        const std::int32_t note = noteFor(path, manager->database());
+        if (note != link->bodyHash()) {
+            link->setBodyHash(note);
+        }
+    }
     const OdDbObjectId after = link->getInsertId();
     if (before == after) {
         forgetPlaces(after);
@@ -111,6 +154,7 @@ OdDbObjectIdArray PersIdProtocol::createDependencies(ZemDbPersIdManager* manager
                                                      OdDbUserIO* /*userIO*/, OdDbObjectIdArray& ids)
 {
     OdDbObjectIdArray made;
+    Notes notes(manager->database());
     std::map<OdDbFullSubentPath, OdDbObjectId, zemu::less_FullSubentPath> byPath;
     for (unsigned index = 0; index < paths.size() && index < ids.size(); ++index) {
         if (!ids[index].isNull()) {
@@ -121,6 +165,9 @@ OdDbObjectIdArray PersIdProtocol::createDependencies(ZemDbPersIdManager* manager
             const OdSmartPtr<ZemDbObjectDependency> link = odrxMake<ZemDbObjectDependency>();
             id = manager->database()->addOdDbObject(link.get(), manager->objectId());
             link->setLinkObject(paths[index]);
+            if (const std::int32_t note = notes.of(paths[index]); note != 0) {
+                link->setBodyHash(note);
+            }
             made.append(id);
         }
         ids[index] = id;

@@ -7,7 +7,8 @@
 namespace zemhost {
 
 /// One link for each path and manager: a path that has one gets no other. Paths that name nothing
-/// are left out.
+/// are left out. A link into another drawing notes by its body's hash how the solid is there; once
+/// that has changed, a path gets a new link.
 class PersIdProtocol : public ZemDbPersIdManagerPE
 {
 public:

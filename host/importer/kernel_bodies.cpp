@@ -6,6 +6,9 @@ namespace {
 
 std::string adviceFor(KernelError const& error)
 {
+    if (error.file().empty()) {
+        return error.advice();  // an edit's own
+    }
     switch (error.failure()) {
     case KernelFailure::kTimeLimit:
         return "allow more with --time-limit, or check the file in the program that wrote it";
@@ -16,15 +19,20 @@ std::string adviceFor(KernelError const& error)
     }
 }
 
-ExitCode exitCodeFor(KernelFailure failure)
+ExitCode exitCodeFor(KernelError const& error)
 {
-    switch (failure) {
+    switch (error.failure()) {
     case KernelFailure::kBadArgument:
         return ExitCode::kUsage;
     case KernelFailure::kEditFailed:
     case KernelFailure::kLostReference:
     case KernelFailure::kDamagedBytes:
         return ExitCode::kFindings;
+    case KernelFailure::kTimeLimit:
+    case KernelFailure::kMemoryLimit:
+    case KernelFailure::kKernelCrash:
+    case KernelFailure::kCancelled:
+        return error.file().empty() ? ExitCode::kInternal : ExitCode::kFile;  // an edit, or a part
     default:
         return ExitCode::kFile;
     }
@@ -53,7 +61,7 @@ OdDb3dSolid::Counts countsOf(KernelSolid const& solid)
 
 HostError hostErrorOf(KernelError const& error)
 {
-    return HostError(exitCodeFor(error.failure()), error.file(), error.reason(), adviceFor(error));
+    return HostError(exitCodeFor(error), error.file(), error.reason(), adviceFor(error));
 }
 
 }  // namespace zemhost

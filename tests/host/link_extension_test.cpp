@@ -2,6 +2,7 @@
 
 #include "cli/host_session.h"
 #include "db/od_db_3d_solid.h"
+#include "db/od_db_block_reference.h"
 #include "db/od_db_block_table.h"
 #include "db/od_db_database.h"
 #include "db/od_db_memory_filer.h"
@@ -373,6 +374,7 @@ TEST_F(HostLinks, ALinkThatNobodyWatchesIsNotSplit)
     EXPECT_EQ(report.ambiguous, 1U);
     EXPECT_EQ(only().link, link);
     EXPECT_FALSE(only().isThere);
+    EXPECT_EQ(only().answer, HostPartAnswer::kAmbiguous);
 }
 
 TEST_F(HostLinks, LinksToOtherSolidsAndToTheWholeStay)
@@ -452,6 +454,126 @@ TEST_F(HostLinks, ARepairRefusesWhatIsNotThere)
     EXPECT_EQ(repair(0, 7), kOdInvalidInput);
     EXPECT_EQ(m_session.links().remove(m_db->getModelSpaceId(), L"none", 0), kOdKeyNotFound);
     EXPECT_EQ(named(), std::vector<std::int64_t>{1});
+}
+
+TEST_F(HostLinks, ARepairRefusesAPartThatAnotherEntryNames)
+{
+    add(kFace, 1);
+    add(kFace, 2);
+    EXPECT_EQ(repair(0, 2), kOdInvalidInput);
+    EXPECT_EQ(named(), (std::vector<std::int64_t>{1, 2}));
+    EXPECT_EQ(repair(0, 1), kOdOk);  // its own part
+    HostPartMap map = unchanged(m_counts);
+    std::swap(map.faces[4].parts, map.faces[5].parts);
+    remap(map);
+    EXPECT_EQ(links().size(), 2U);
+}
+
+TEST_F(HostLinks, ARepairRefusesAPartOfAnotherBlock)
+{
+    add(kFace, 1);
+    const OdDbBlockTablePtr table =
+        OdDbBlockTable::cast(m_db->getBlockTableId().safeOpenObject(OdDb::kForWrite).get());
+    const OdDbBlockTableRecordPtr block = OdDbBlockTableRecord::createObject();
+    block->setName(L"other");
+    table->add(block.get());
+    const OdDb3dSolidPtr solid = OdDb3dSolid::createObject();
+    block->appendOdDbEntity(solid.get());
+    solid->setBody(L"TEST", OdBinaryData(4, 1), m_counts);
+    OdDbObjectIdArray ids;
+    ids.append(solid->objectId());
+    EXPECT_EQ(
+        m_session.links().repair(m_db->getModelSpaceId(), L"s", 0, {ids, OdDbSubentId(kFace, 1)}),
+        kOdInvalidInput);
+}
+
+TEST_F(HostLinks, ARepairTakenBackIsNotTakenForALinkThatWasLostMeanwhile)
+{
+    add(kFace, 1);
+    add(kFace, 4);
+    HostPartMap map = unchanged(m_counts);
+    map.faces[0] = {HostPartAnswer::kAmbiguous, {2, 3}};
+    remap(map);
+    EXPECT_EQ(repair(0, 2), kOdOk);
+    map = unchanged(m_counts);
+    map.faces[3] = {HostPartAnswer::kAmbiguous, {4, 5}};
+    remap(map);
+    EXPECT_EQ(m_session.links().takeBack(m_db->getModelSpaceId(), L"s", 0), kOdOk);
+    const std::vector<HostLink> lost = links();
+    ASSERT_EQ(lost.size(), 2U);
+    EXPECT_NE(lost[0].path, lost[1].path);
+    map = unchanged(m_counts);
+    map.edges[0] = {HostPartAnswer::kGone, {}};
+    add(kEdge, 1, L"other");
+    remap(map);
+    const std::vector<HostLink> listed = links();
+    EXPECT_EQ(std::count_if(listed.begin(), listed.end(),
+                            [](HostLink const& link) { return link.selection == OdString(L"s"); }),
+              2);
+}
+
+TEST_F(HostLinks, ARepairIsNotTakenBackToALinkThatOthersHaveLedElsewhere)
+{
+    add(kFace, 1);
+    add(kFace, 1, L"other");
+    HostPartMap map = unchanged(m_counts);
+    map.faces[0] = {HostPartAnswer::kAmbiguous, {2, 3}};
+    remap(map);
+    const OdDbObjectId space = m_db->getModelSpaceId();
+    EXPECT_EQ(repair(0, 2), kOdOk);  // with a link of its own
+    EXPECT_EQ(m_session.links().repair(space, L"other", 0, path(kFace, 3)), kOdOk);
+    EXPECT_EQ(m_session.links().takeBack(space, L"s", 0), kOdNotApplicable);
+    EXPECT_EQ(named(), (std::vector<std::int64_t>{2, 3}));
+}
+
+TEST_F(HostLinks, VerifyTellsOfALinkThatCantBeOpened)
+{
+    const OdDbObjectId link = add(kFace, 1);
+    add(kFace, 2);
+    EXPECT_EQ(OdDbObjectPtr(link.safeOpenObject(OdDb::kForWrite))->erase(true), kOdOk);
+    std::size_t found = 0;
+    EXPECT_NO_THROW(found = damages());
+    EXPECT_GT(found, 0U);
+    EXPECT_EQ(m_session.links().audit(*m_db), 1U);
+    EXPECT_EQ(damages(), 0U);
+    EXPECT_EQ(named(), std::vector<std::int64_t>{2});
+}
+
+TEST_F(HostLinks, BothInsertsOfABlockFollowAnEditOfItsSolid)
+{
+    OdDbObjectId block;
+    {
+        const OdDbBlockTablePtr table =
+            OdDbBlockTable::cast(m_db->getBlockTableId().safeOpenObject(OdDb::kForWrite).get());
+        const OdDbBlockTableRecordPtr record = OdDbBlockTableRecord::createObject();
+        record->setName(L"part");
+        block = table->add(record.get());
+        const OdDb3dSolidPtr solid = OdDb3dSolid::createObject();
+        record->appendOdDbEntity(solid.get());
+        solid->setBody(L"TEST", OdBinaryData(4, 1), m_counts);
+        m_solid = solid->objectId();
+    }
+    OdDbObjectIdArray inserts;
+    std::vector<OdDbFullSubentPath> paths;
+    for (int count = 0; count < 2; ++count) {
+        const OdDbBlockTableRecordPtr space = OdDbBlockTableRecord::cast(
+            m_db->getModelSpaceId().safeOpenObject(OdDb::kForWrite).get());
+        const OdDbBlockReferencePtr insert = OdDbBlockReference::createObject(block, {});
+        space->appendOdDbEntity(insert.get());
+        inserts.append(insert->objectId());
+        OdDbObjectIdArray ids;
+        ids.append(insert->objectId());
+        ids.append(m_solid);
+        paths.emplace_back(ids, OdDbSubentId(kFace, 1));
+    }
+    m_session.links().add(m_db->getModelSpaceId(), L"s", paths);
+    m_session.links().add(block, L"s", {path(kFace, 1)});
+    EXPECT_EQ(OdDbObjectPtr(inserts[1].safeOpenObject(OdDb::kForWrite))->erase(true), kOdOk);
+    HostPartMap map = unchanged(m_counts);
+    std::swap(map.faces[0].parts, map.faces[3].parts);
+    EXPECT_EQ(remap(map).moved, 3U);  // also the one through the insert that may come back
+    EXPECT_EQ(OdDbObjectPtr(inserts[1].safeOpenObject(OdDb::kForWrite, true))->erase(false), kOdOk);
+    EXPECT_EQ(named(), (std::vector<std::int64_t>{4, 4, 4}));
 }
 
 TEST_F(HostLinks, TheLastEntryTakesTheLinkAndTheSelectionWithIt)
@@ -571,6 +693,38 @@ protected:
 
 /// One entry: an ambiguous link that was repaired once.
 const Bytes kFields = {
+    2,                                            // version
+    1, 0, 0, 0,                                   // entries
+    0, 0, 0, 0, 0,   0,   0,    0,                // link
+    1, 0, 0, 0,                                   // ids of the path
+    0, 0, 0, 0, 0,   0,   0,    0,                // an id
+    1, 0, 0, 0,                                   // face
+    7, 0, 0, 0, 0,   0,   0,    0,                // 7
+    4,                                            // ambiguous
+    3, 0, 0, 0, 'c', 'u', 't',  1,    0,   0, 0,  // candidates
+    2, 0, 0, 0,                                   // edge
+    9, 0, 0, 0, 0,   0,   0,    0,                // 9
+    0, 0, 0, 0,                                   // no hash
+    1,                                            // a shape
+    5, 0, 0, 0, 'p', 'l', 'a',  'n',  'e',        // kind
+    0, 0, 0, 0, 0,   0,   0,    0x40,             // size 2
+    0, 0, 0, 0, 0,   0,   0xF0, 0x3F,             // middle 1
+    0, 0, 0, 0, 0,   0,   0xF0, 0xBF,             // -1
+    0, 0, 0, 0, 0,   0,   0,    0,                // 0
+    1,                                            // was repaired
+    0, 0, 0, 0, 0,   0,   0,    0,                // link
+    0, 0, 0, 0,                                   // ids
+    0, 0, 0, 0,                                   // no part
+    0, 0, 0, 0, 0,   0,   0,    0,
+    3,           // gone
+    0, 0, 0, 0,  // no cause
+    0, 0, 0, 0,  // candidates
+    7, 0, 0, 0,  // hash
+    0,           // no shape
+};
+
+/// The same entry as first written, with neither hash nor shape.
+const Bytes kFirstFields = {
     1,                                      // version
     1, 0, 0, 0,                             // entries
     0, 0, 0, 0, 0,   0,   0,   0,           // link
@@ -582,14 +736,7 @@ const Bytes kFields = {
     3, 0, 0, 0, 'c', 'u', 't', 1, 0, 0, 0,  // candidates
     2, 0, 0, 0,                             // edge
     9, 0, 0, 0, 0,   0,   0,   0,           // 9
-    1,                                      // was repaired
-    0, 0, 0, 0, 0,   0,   0,   0,           // link
-    0, 0, 0, 0,                             // ids
-    0, 0, 0, 0,                             // no part
-    0, 0, 0, 0, 0,   0,   0,   0,
-    3,           // gone
-    0, 0, 0, 0,  // no cause
-    0, 0, 0, 0,  // candidates
+    0,                                      // was not repaired
 };
 
 }  // namespace
@@ -599,6 +746,16 @@ TEST_F(HostSelectionForm, IsReadAndWrittenByteByByte)
     const OdDbObjectPtr selection = make();
     EXPECT_EQ(read(*selection, whole(kFields)), kOdOk);
     EXPECT_EQ(write(*selection), whole(kFields));
+}
+
+TEST_F(HostSelectionForm, TheFirstVersionIsReadAndWrittenAsTheCurrentOne)
+{
+    const OdDbObjectPtr selection = make();
+    EXPECT_EQ(read(*selection, whole(kFirstFields)), kOdOk);
+    Bytes now = kFirstFields;
+    now[0] = 2;
+    now.insert(now.end() - 1, 5, 0);  // no hash, no shape
+    EXPECT_EQ(write(*selection), whole(now));
 }
 
 TEST_F(HostSelectionForm, CutAnywhereIsRefused)
@@ -618,9 +775,17 @@ TEST_F(HostSelectionForm, ValuesOutOfRangeAreRefused)
         fields[at] = value;
         return whole(fields);
     };
-    EXPECT_EQ(read(*make(), with(0, 2)), kOdBadStream);
+    EXPECT_EQ(read(*make(), with(0, 3)), kOdBadStream);
     EXPECT_THROW((void)read(*make(), with(4, 0x7F)), OdError);   // entries
     EXPECT_THROW((void)read(*make(), with(25, 9)), OdError);     // type of a part
     EXPECT_THROW((void)read(*make(), with(36, 0x80)), OdError);  // number of a part
     EXPECT_THROW((void)read(*make(), with(37, 5)), OdError);     // answer
+    const Bytes two = {0, 0, 0, 0, 0, 0, 0, 0x40};
+    const auto size = std::search(kFields.begin(), kFields.end(), two.begin(), two.end());
+    ASSERT_NE(size, kFields.end());
+    const auto at = static_cast<std::size_t>(size - kFields.begin());
+    Bytes infinite = kFields;
+    infinite[at + 6] = 0xF0;
+    infinite[at + 7] = 0x7F;
+    EXPECT_THROW((void)read(*make(), whole(infinite)), OdError);
 }

@@ -137,6 +137,70 @@ TEST_F(ModelCommands, LinksOfPartsThatAreNotThereAreRefused)
     EXPECT_EQ(links("list", {"--selection", "none"}).exitCode, 1);
 }
 
+TEST_F(ModelCommands, ADamagedRecipeIsToldAndStopsTheEdit)
+{
+    host_test::damage(m_drawing, "ZEMRECIP");
+    const std::string before = readFile(m_drawing);
+    EXPECT_EQ(runZemhost({"edit", "recipe", m_drawing, m_solid}).exitCode, 1);
+    EXPECT_EQ(edit("hole", {"--at", "20,15,10", "--radius", "4"}).exitCode, 1);
+    EXPECT_EQ(readFile(m_drawing), before);
+}
+
+TEST_F(ModelCommands, SelectionsOfOneNameInTwoBlocksAreToldApart)
+{
+    ASSERT_EQ(runZemhost({"block", "make", m_drawing, "one"}).exitCode, 0);
+    const Json tree = runZemhost({"info", "--json", m_drawing}).json();
+    std::string inner;
+    for (Json const& record : tree["tables"][0]["records"]) {
+        if (record["name"] == "one") {
+            inner = record["entities"][0]["handle"].get<std::string>();
+        }
+    }
+    ASSERT_FALSE(inner.empty());
+    ASSERT_EQ(links("add", {"top", m_solid + ":face:1", inner + ":face:1"}).exitCode, 0);
+    EXPECT_EQ(links("repair", {"top", "1", inner + ":face:2"}).exitCode, 2);
+    EXPECT_EQ(links("repair", {"top", "1", inner + ":face:2", "--block", "two"}).exitCode, 1);
+    EXPECT_EQ(links("repair", {"top", "1", m_solid + ":face:2", "--block", "one"}).exitCode, 1);
+    EXPECT_EQ(links("repair", {"top", "1", inner + ":face:2", "--block", "one"}).exitCode, 0);
+    ASSERT_EQ(runZemhost({"block", "clone", m_drawing, "one", "two"}).exitCode, 0);
+    EXPECT_EQ(links("verify").exitCode, 0) << links("verify").output;
+    EXPECT_EQ(list().size(), 3U);
+    // An edit of one solid leaves the links of its clone alone.
+    ProgramResult const edited =
+        runZemhost({"edit", "cut", m_drawing, inner, "--box", "15,-1,5", "10,32,6"});
+    EXPECT_EQ(edited.exitCode, 0) << edited.errors;
+    EXPECT_THAT(edited.output, HasSubstr("1 link:"));
+}
+
+TEST_F(ModelCommands, WordsThatMakeNoSenseAreRefused)
+{
+    addAll();
+    const std::string before = readFile(m_drawing);
+    // Radius and height in front of the direction.
+    EXPECT_EQ(edit("cut", {"--cylinder", "0,0,0", "5", "20", "1,1,1"}).exitCode, 2);
+    EXPECT_EQ(edit("cut", {"--box", "0,0,0", "5"}).exitCode, 2);
+    EXPECT_EQ(edit("hole", {"--at", "5", "--radius", "1"}).exitCode, 2);
+    EXPECT_EQ(edit("hole", {"--at", "5,5,10", "--radius", "nan"}).exitCode, 2);
+    EXPECT_EQ(edit("cut", {"--solid", "FFFF"}).exitCode, 1);
+    EXPECT_EQ(links("repair", {"--undo"}).exitCode, 2);
+    EXPECT_EQ(links("repair", {"--remove"}).exitCode, 2);
+    for (Words const& command :
+         std::vector<Words>{{"edit", "unify"}, {"edit", "parts"}, {"edit", "recipe"}}) {
+        Words words = command;
+        words.insert(words.end(), {m_drawing, "zz"});
+        EXPECT_EQ(runZemhost(words).exitCode, 2);
+        words.back() = "FFFF";
+        EXPECT_EQ(runZemhost(words).exitCode, 1);
+        words.back() = "1";  // the table of blocks
+        EXPECT_EQ(runZemhost(words).exitCode, 2);
+        words[2] = m_folder.file("none.zdw");
+        EXPECT_EQ(runZemhost(words).exitCode, 3);
+        words.resize(2);
+        EXPECT_EQ(runZemhost(words).exitCode, 2);
+    }
+    EXPECT_EQ(readFile(m_drawing), before);
+}
+
 TEST_F(ModelCommands, WithoutTheModuleLinksAreCarriedAsTheyAre)
 {
     addAll();
