@@ -5,6 +5,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <set>
+
 using host_test::ProgramResult;
 using host_test::readFile;
 using host_test::runZemhost;
@@ -209,4 +211,79 @@ TEST_F(ModelCommands, WithoutTheModuleLinksAreCarriedAsTheyAre)
     EXPECT_EQ(links("verify").exitCode, 0);
     const ProgramResult refused = runZemhost({"--without-module", "links", "list", m_drawing});
     EXPECT_EQ(refused.exitCode, 4);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Answers as JSON
+
+namespace {
+
+std::set<std::string> namesIn(Json const& object)
+{
+    std::set<std::string> names;
+    for (auto const& [name, value] : object.items()) {
+        names.insert(name);
+    }
+    return names;
+}
+
+using Names = std::set<std::string>;
+
+}  // namespace
+
+TEST_F(ModelCommands, ListedLinksHaveEveryFieldInJson)
+{
+    ASSERT_EQ(links("add", {"top", m_solid + ":face:1"}).exitCode, 0);
+    const Json whole = links("list", {"--json"}).json();
+    EXPECT_EQ(namesIn(whole), Names{"links"});
+    ASSERT_EQ(whole["links"].size(), 1U);
+    Json const& link = whole["links"][0];
+    EXPECT_EQ(namesIn(link), (Names{"link", "names", "resolved", "there", "block", "tag", "answer",
+                                    "cause", "candidates", "selection", "entry"}));
+    EXPECT_TRUE(link["link"].is_string());
+    EXPECT_EQ(link["names"], m_solid + ":face:1");
+    EXPECT_EQ(link["resolved"], true);
+    EXPECT_EQ(link["there"], true);
+    EXPECT_EQ(link["block"], "*Model_Space");
+    EXPECT_EQ(link["tag"], 0);
+    EXPECT_EQ(link["answer"], "exact");
+    EXPECT_EQ(link["cause"], "");
+    EXPECT_EQ(link["candidates"], Json::array());
+    EXPECT_EQ(link["selection"], "top");
+    EXPECT_EQ(link["entry"], 1);
+}
+
+TEST_F(ModelCommands, FindingsHaveEveryFieldInJson)
+{
+    addAll();
+    EXPECT_EQ(links("verify", {"--json"}).json(),
+              (Json{{"links", 26}, {"findings", Json::array()}}));
+    ASSERT_EQ(edit("fillet", {"--edges", "1", "--radius", "2"}).exitCode, 0);
+    const Json whole = links("verify", {"--json"}).json();
+    EXPECT_EQ(namesIn(whole), (Names{"links", "findings"}));
+    EXPECT_TRUE(whole["links"].is_number_unsigned());
+    ASSERT_FALSE(whole["findings"].empty());
+    for (Json const& finding : whole["findings"]) {
+        EXPECT_EQ(namesIn(finding), (Names{"object", "problem", "damage"}));
+        EXPECT_TRUE(finding["object"].is_string());
+        EXPECT_FALSE(finding["problem"].get<std::string>().empty());
+        EXPECT_TRUE(finding["damage"].is_boolean());
+    }
+}
+
+TEST_F(ModelCommands, EditsAndLooksHaveEveryFieldInJson)
+{
+    const Json edited =
+        edit("hole", {"--at", "20,15,10", "--radius", "4", "--check-geometry"}).json();
+    EXPECT_EQ(namesIn(edited), (Names{"solid", "edit", "step", "counts", "volume", "faces", "edges",
+                                      "vertices", "links", "seconds", "geometry"}));
+    EXPECT_EQ(namesIn(edited["links"]),
+              (Names{"stayed", "moved", "split", "merged", "gone", "ambiguous", "made"}));
+    EXPECT_EQ(namesIn(edited["seconds"]), (Names{"kernel", "history", "links"}));
+    EXPECT_EQ(namesIn(edited["geometry"]), (Names{"parts", "differences", "blind"}));
+    const Json parts = runZemhost({"edit", "parts", m_drawing, m_solid, "--json"}).json();
+    EXPECT_EQ(namesIn(parts), (Names{"volume", "area", "boxMin", "boxMax", "valid", "parts"}));
+    EXPECT_EQ(namesIn(parts["parts"][0]), (Names{"part", "kind", "size", "middle"}));
+    const Json recipe = runZemhost({"edit", "recipe", m_drawing, m_solid, "--json"}).json();
+    EXPECT_EQ(namesIn(recipe["recipe"][0]), (Names{"step", "kind", "parameters", "parts"}));
 }
