@@ -68,14 +68,11 @@ struct ParameterBounds
     }
 };
 
-/// Points on a net that no symmetry of a face falls together with.
-std::vector<gp_Pnt> pointsOfFace(const TopoDS_Face& face, int rows)
+std::vector<gp_Pnt> pointsOnNet(const BRepAdaptor_Surface& surface, const ParameterBounds& bounds,
+                                BRepTopAdaptor_FClass2d& inside, int rows)
 {
     constexpr double kOffsetU = 0.4871;
     constexpr double kOffsetV = 0.5139;
-    const BRepAdaptor_Surface surface(face, Standard_False);
-    const ParameterBounds bounds(face);
-    BRepTopAdaptor_FClass2d inside(face, Precision::PConfusion());
     std::vector<gp_Pnt> points;
     for (int row = 0; row < rows; ++row) {
         for (int column = 0; column < rows; ++column) {
@@ -84,6 +81,21 @@ std::vector<gp_Pnt> pointsOfFace(const TopoDS_Face& face, int rows)
                 points.push_back(surface.Value(at.X(), at.Y()));
             }
         }
+    }
+    return points;
+}
+
+/// Points on a net that no symmetry of a face falls together with. The net gets finer until it meets
+/// the face, which may fill little of the rectangle around its parameters.
+std::vector<gp_Pnt> pointsOfFace(const TopoDS_Face& face, int rows)
+{
+    constexpr int kMostRows = 151;
+    const BRepAdaptor_Surface surface(face, Standard_False);
+    const ParameterBounds bounds(face);
+    BRepTopAdaptor_FClass2d inside(face, Precision::PConfusion());
+    std::vector<gp_Pnt> points;
+    for (; points.size() < 2 && rows <= kMostRows; rows = 2 * rows + 1) {
+        points = pointsOnNet(surface, bounds, inside, rows);
     }
     return points;
 }

@@ -461,13 +461,28 @@ private:
         const std::vector<ItemMark> news =
             marksOf(m_after.numbers, group.kind, group.news, loners.news);
         std::vector<Cluster> pairs = samePlaces(olds, news);
-        if (pairs.empty() && olds.size() == news.size()) {
-            pairs = sameArrangement(olds, news);
+        if (pairs.size() < olds.size() && olds.size() == news.size()) {
+            std::vector<Cluster> moved = sameArrangement(olds, news);
+            if (pairs.empty() || contradict(pairs, moved)) {
+                // Items that move by their own pitch lie where others lay: neither is clear then.
+                pairs = pairs.empty() ? std::move(moved) : std::vector<Cluster>();
+            }
         }
         for (const Cluster& pair : pairs) {
             know(group, {{loners.olds[pair.olds.front()]}, {loners.news[pair.news.front()]}},
                  findings);
         }
+    }
+
+    /// Whether two lists pair an old item with different new ones.
+    static bool contradict(const std::vector<Cluster>& some, const std::vector<Cluster>& others)
+    {
+        return std::any_of(some.begin(), some.end(), [&others](const Cluster& pair) {
+            return std::any_of(others.begin(), others.end(), [&pair](const Cluster& other) {
+                return pair.olds.front() == other.olds.front() &&
+                       pair.news.front() != other.news.front();
+            });
+        });
     }
 
     /// Items that lie where they lay, each alone there.
