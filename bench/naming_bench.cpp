@@ -7,6 +7,10 @@
 // every seventh hole; "piece" is "param" and "piecedrop" is "drop" with the upper side in two pieces;
 // "unsplit" joins them again. Each answer is judged by a key of each item that only its place and the
 // plate's sizes give. Times are medians of runs in one process; the peer runs once for each edit.
+//
+// At last the program itself edits a drawing of the plate in which every face, edge and vertex is
+// linked: a slot is cut, and the recipe is set to another radius. Both renumbering and relinking are
+// taken beside the booleans, as the program tells them.
 
 #include "kernel/kernel_edit.h"
 #include "support/plate_truth.h"
@@ -14,10 +18,16 @@
 #include "bench_util.h"
 #include "ocaf_naming.h"
 
+#include <nlohmann/json.hpp>
+#include <stdlib.h>
+
 #include <algorithm>
 #include <array>
 #include <cstdio>
 #include <exception>
+#include <filesystem>
+#include <memory>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -139,6 +149,96 @@ void measureCut(int count, const bench::BenchOptions& options, bench::Comparison
                 bench::median(booleans), bench::GoalKind::kAtMost, 0.1});
 }
 
+/// A folder of its own for drawings, which goes with it.
+class ScratchFolder
+{
+public:
+    ScratchFolder()
+    {
+        std::string pattern =
+            (std::filesystem::temp_directory_path() / "naming_bench_XXXXXX").string();
+        if (::mkdtemp(pattern.data()) == nullptr) {
+            throw std::runtime_error("no temporary folder");
+        }
+        m_path = pattern;
+    }
+    ScratchFolder(const ScratchFolder&) = delete;
+    ScratchFolder& operator=(const ScratchFolder&) = delete;
+    ~ScratchFolder()
+    {
+        std::error_code error;
+        std::filesystem::remove_all(m_path, error);
+    }
+    std::string file(const char* name) const { return (m_path / name).string(); }
+
+private:
+    std::filesystem::path m_path;
+};
+
+/// Runs zemhost, which is built into the folder above this program's. \return Its output.
+std::string runProgram(const std::string& words)
+{
+    const auto folder = std::filesystem::read_symlink("/proc/self/exe").parent_path();
+    const std::string command =
+        "'" + (folder.parent_path() / "zemhost").string() + "' " + words + " 2>/dev/null";
+    std::FILE* const pipe = ::popen(command.c_str(), "r");
+    if (pipe == nullptr) {
+        throw std::runtime_error("zemhost can't be run");
+    }
+    std::string output;
+    std::array<char, 4096> block{};
+    for (std::size_t count = 0; (count = std::fread(block.data(), 1, block.size(), pipe)) != 0;) {
+        output.append(block.data(), count);
+    }
+    if (::pclose(pipe) != 0) {
+        throw std::runtime_error("zemhost " + words + " has failed");
+    }
+    return output;
+}
+
+/// One edit of a linked plate by the program, each time on a copy of the drawing as it was.
+void measureRelinking(const std::string& name, const std::string& drawing, const std::string& copy,
+                      const std::string& edit, const bench::BenchOptions& options,
+                      bench::ComparisonReport& report)
+{
+    std::vector<double> booleans;
+    std::vector<double> followings;
+    std::vector<double> links;
+    for (int run = 0; run < options.runs; ++run) {
+        std::filesystem::copy_file(drawing, copy,
+                                   std::filesystem::copy_options::overwrite_existing);
+        const nlohmann::json answer = nlohmann::json::parse(runProgram("edit " + edit + " --json"));
+        const nlohmann::json& seconds = answer.at("seconds");
+        booleans.push_back(seconds.at("kernel").get<double>());
+        links.push_back(seconds.at("links").get<double>());
+        followings.push_back(seconds.at("history").get<double>() + links.back());
+    }
+    report.add({name + ": renumbering and relinking, beside the boolean", "s",
+                bench::median(followings), bench::median(booleans), bench::GoalKind::kAtMost, 0.1});
+    report.add({name + ": of that the links alone, beside the boolean", "s", bench::median(links),
+                bench::median(booleans), bench::GoalKind::kAtMost, 0.1});
+}
+
+/// Edits of a drawing in which a selection watches every part of the plate.
+void measureProgram(int count, const bench::BenchOptions& options, bench::ComparisonReport& report)
+{
+    const ScratchFolder folder;
+    const std::string drawing = folder.file("plate.zdw");
+    const std::string copy = folder.file("copy.zdw");
+    const std::string made =
+        runProgram("make plate '" + drawing + "' " + std::to_string(count) + " 10 8 2");
+    const std::string solid = made.substr(0, made.find(' '));
+    (void)runProgram("links add '" + drawing + "' all " + solid + ":all");
+    const std::string target = "'" + copy + "' " + solid;
+    const std::string side = std::to_string(10 * count + 2);
+    const std::string middle = std::to_string(5 * count);
+    measureRelinking("program, cut of a slot", drawing, copy,
+                     "cut " + target + " --box " + middle + ",-1,5 1," + side + ",4", options,
+                     report);
+    measureRelinking("program, other radius", drawing, copy, "set " + target + " 0 radius 2.5",
+                     options, report);
+}
+
 void run(const bench::BenchOptions& options)
 {
     const int usual = options.isBrief ? 6 : 30;
@@ -152,6 +252,7 @@ void run(const bench::BenchOptions& options)
         measureEdit(edit, options, report);
     }
     measureCut(count, options, report);
+    measureProgram(count, options, report);
     std::printf("\n");
     finishReport(report, options);
 }
