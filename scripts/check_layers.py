@@ -55,7 +55,8 @@ ALLOWED = {
 # Third-party headers, by what their names look like, and the folders that may include them.
 THIRD_PARTY = [
     (r"sqlite3\.h|zlib\.h", ["platform/store", "tests/store", "tests/host", "bench"]),
-    (r"CLI/.*|nlohmann/.*", ["host/protocol", "host/cli", "host/extensions", "tests/host"]),
+    (r"CLI/.*|nlohmann/.*", ["host/protocol", "host/cli", "host/extensions", "tests/host",
+                                 "bench"]),
     (r"benchmark/.*", ["bench"]),
     (r"gtest/.*|gmock/.*|rapidcheck.*", ["tests"]),
     (r".*\.hxx", ["host/kernel", "host/extensions", "tests/kernel", "tests/host",
