@@ -367,7 +367,8 @@ TEST_F(HostBlockLinks, WhatAnAuditHasMendedIsThereInAnotherProcess)
     EXPECT_EQ(listed[0]["selection"], "kept");
     EXPECT_EQ(listed[1]["answer"], "gone");
     EXPECT_TRUE(listed[1]["link"].is_null());
-    for (auto const& found : runZemhost({"links", "verify", file, "--json"}).json()["findings"]) {
+    const nlohmann::json verified = runZemhost({"links", "verify", file, "--json"}).json();
+    for (auto const& found : verified["findings"]) {
         EXPECT_EQ(found["damage"], false) << found;
     }
     EXPECT_EQ(runZemhost({"check", file}).exitCode, 0);
