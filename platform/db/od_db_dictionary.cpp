@@ -186,13 +186,18 @@ OdDbObjectId OdDbDictionary::setAt(OdString const& name, OdDbObject* object)
     // Whoever is told of the change may change entries himself; they are looked up behind it.
     assertWriteEnabled(/*autoUndo=*/false, /*recordModified=*/true);
     OdDbObjectId id = object->objectId();
-    if (id.isNull()) {
+    const bool isNew = id.isNull();
+    if (isNew) {
         id = db->addOdDbObject(object, objectId());
     } else {
         adopt(*object);
     }
     pushOut(key, id);
-    m_index.insert(key, id);
+    if (isNew) {
+        m_index.insertNew(key, id);
+    } else {
+        m_index.insert(key, id);
+    }
     return id;
 }
 
@@ -302,7 +307,7 @@ void OdDbDictionary::takeClone(OdDbIdPair const& pair, OdDbObject& clone, OdDbId
     } else if (isTaken(name)) {
         name = odDbMangledName(odDbManglingPrefix(mapping), name, isTaken);
     }
-    m_index.insert(name, clone.objectId());
+    m_index.insertNew(name, clone.objectId());
 }
 
 OdResult OdDbDictionary::dwgInFields(OdDbDwgFiler* filer)

@@ -8,8 +8,10 @@ namespace {
 /// What a partial undo record says was done.
 enum Opcode : std::uint8_t
 {
-    kInserted = 0,
-    kRemoved = 1
+    kInserted = 0,           ///< the id was to come back under no name before
+    kInsertedFromSame = 1,   ///< it was to come back under the name that it got
+    kInsertedFromOther = 2,  ///< it was to come back under another name, which follows
+    kRemoved = 3
 };
 
 }  // namespace
@@ -65,22 +67,36 @@ void OdDbNameIndex::requireEmptyFor(OdDbDatabase const& database) const
     throw OdError(isForeign ? kOdWrongDatabase : kOdAlreadyInDatabase);
 }
 
-void OdDbNameIndex::record(std::uint8_t opcode, OdString const& name, OdDbObjectId id)
+OdDbDwgFiler* OdDbNameIndex::record(std::uint8_t opcode, OdString const& name, OdDbObjectId id)
 {
     m_holder.assertWriteEnabled(/*autoUndo=*/false, /*recordModified=*/true);
     OdDbDwgFiler* filer = m_holder.undoFiler();
-    if (filer == nullptr) {
-        return;
+    if (filer != nullptr) {
+        filer->wrAddress(m_class());
+        filer->wrUInt8(opcode);
+        filer->wrString(name);
+        filer->wrSoftPointerId(id);
     }
-    filer->wrAddress(m_class());
-    filer->wrUInt8(opcode);
-    filer->wrString(name);
-    filer->wrSoftPointerId(id);
+    return filer;
+}
+
+void OdDbNameIndex::recordInserted(OdString const& name, OdDbObjectId id)
+{
+    // Announced before the kept name is looked up: whoever is told of the change may change entries.
+    m_holder.assertWriteEnabled(/*autoUndo=*/false, /*recordModified=*/true);
+    const auto kept = m_erasedNames.find(id.record());
+    if (kept == m_erasedNames.end()) {
+        (void)record(kInserted, name, id);
+    } else if (kept->second == name) {
+        (void)record(kInsertedFromSame, name, id);
+    } else if (OdDbDwgFiler* filer = record(kInsertedFromOther, name, id)) {
+        filer->wrString(kept->second);
+    }
 }
 
 void OdDbNameIndex::insert(OdString const& name, OdDbObjectId id)
 {
-    record(kInserted, name, id);
+    recordInserted(name, id);
     const auto [entry, isNew] = m_entries.try_emplace(name, id);
     if (!isNew) {
         m_names.erase(entry->second.record());
@@ -88,6 +104,12 @@ void OdDbNameIndex::insert(OdString const& name, OdDbObjectId id)
     }
     m_names.insert_or_assign(id.record(), name);
     m_erasedNames.erase(id.record());
+}
+
+void OdDbNameIndex::insertNew(OdString const& name, OdDbObjectId id)
+{
+    setErasedName(id, name);
+    insert(name, id);
 }
 
 OdDbObjectId OdDbNameIndex::remove(OdString const& name)
@@ -103,7 +125,7 @@ OdDbObjectId OdDbNameIndex::remove(OdString const& name)
     }
     const OdString storedName = found->first;
     const OdDbObjectId id = found->second;
-    record(kRemoved, storedName, id);
+    (void)record(kRemoved, storedName, id);
     m_entries.erase(found);
     m_names.erase(id.record());
     return id;
@@ -136,11 +158,16 @@ void OdDbNameIndex::applyUndo(OdDbDwgFiler& filer)
     const std::uint8_t opcode = filer.rdUInt8();
     const OdString name = filer.rdString();
     const OdDbObjectId id = filer.rdSoftPointerId();
-    if (opcode == kInserted) {
-        remove(name);
-        m_erasedNames.insert_or_assign(id.record(), name);
-    } else {
+    if (opcode == kRemoved) {
         insert(name, id);
+        return;
+    }
+    const OdString kept = opcode == kInsertedFromOther ? filer.rdString() : name;
+    remove(name);
+    if (opcode == kInserted) {
+        m_erasedNames.erase(id.record());
+    } else {
+        setErasedName(id, kept);
     }
 }
 

@@ -42,6 +42,9 @@ public:
 
     /// Enters a name that is free.
     void insert(OdString const& name, OdDbObjectId id);
+    /// As `insert`, for an object that has just come into the database: when that is undone, it is
+    /// erased, and its name is kept as that of any erased object.
+    void insertNew(OdString const& name, OdDbObjectId id);
     /// Takes a name out. \return Its id, null if there was none.
     OdDbObjectId remove(OdString const& name);
     /// Says under which name an erased object is to come back.
@@ -57,7 +60,8 @@ public:
     void applyUndo(OdDbDwgFiler& filer);
 
 private:
-    void record(std::uint8_t opcode, OdString const& name, OdDbObjectId id);
+    OdDbDwgFiler* record(std::uint8_t opcode, OdString const& name, OdDbObjectId id);
+    void recordInserted(OdString const& name, OdDbObjectId id);
 
     OdDbObject& m_holder;
     OdRxClass* (*m_class)();

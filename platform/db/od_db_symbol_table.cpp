@@ -133,7 +133,7 @@ OdDbObjectId OdDbSymbolTable::add(OdDbSymbolTableRecord* record)
         throw OdError(kOdDuplicateName, name + L": name stands in the table already");
     }
     const OdDbObjectId id = db->addOdDbObject(record, objectId());
-    m_index.insert(name, id);
+    m_index.insertNew(name, id);
     return id;
 }
 
@@ -216,7 +216,7 @@ void OdDbSymbolTable::takeClone(OdDbIdPair const& /*pair*/, OdDbObject& clone,
     assertWriteEnabled(/*autoUndo=*/false, /*recordModified=*/true);
     auto& record = static_cast<OdDbSymbolTableRecord&>(clone);
     record.m_name = nameForClone(record.m_name, mapping);
-    m_index.insert(record.m_name, clone.objectId());
+    m_index.insertNew(record.m_name, clone.objectId());
 }
 
 OdString OdDbSymbolTable::nameForClone(OdString const& name, OdDbIdMapping const& mapping)

@@ -5,8 +5,50 @@
 
 #include <algorithm>
 #include <exception>
-#include <span>
 #include <utility>
+
+namespace {
+
+/// A chunk that has come to this size gets no further record.
+constexpr std::size_t kChunkSize = 256 * 1024;
+
+}  // namespace
+
+OdDbUndoBytes::Bytes& OdDbUndoBytes::place()
+{
+    if (m_chunks.empty()) {
+        m_chunks.emplace_back();
+    } else if (last().size() >= kChunkSize) {
+        const std::uint64_t base = size();
+        m_chunks.emplace_back().reserve(kChunkSize);
+        m_base = base;
+    }
+    return m_chunks.back();
+}
+
+std::span<std::uint8_t const> OdDbUndoBytes::lastFrom(std::uint64_t start)
+{
+    resize(size());
+    return std::span<std::uint8_t const>(last()).subspan(static_cast<std::size_t>(start - m_base));
+}
+
+/// No chunk but the first is left empty.
+void OdDbUndoBytes::resize(std::uint64_t size)
+{
+    while (m_base != 0 && size <= m_base) {
+        m_chunks.pop_back();
+        m_base -= last().size();
+    }
+    if (!m_chunks.empty()) {
+        m_chunks.back().resize(static_cast<std::size_t>(size - m_base));
+    }
+}
+
+void OdDbUndoBytes::clear() noexcept
+{
+    m_chunks.clear();
+    m_base = 0;
+}
 
 /// Marks the log as playing for as long as it lives.
 class OdDbUndoLog::Playback
@@ -38,7 +80,7 @@ OdDbUndoLog::OdDbUndoLog(OdDbDatabaseImpl& database)
 
 void OdDbUndoLog::Tape::clear()
 {
-    bytes = {};
+    bytes.clear();
     entries = {};
     marks = {};
 }
@@ -78,8 +120,16 @@ void OdDbUndoLog::dropUnreachable()
     }
 }
 
+/// The bytes of the last record may go: whoever kept its filer is to do no harm.
+void OdDbUndoLog::releaseWriter()
+{
+    m_nowhere.clear();
+    m_writer.writeTo(m_nowhere);
+}
+
 void OdDbUndoLog::append(Tape& tape, OdDbIdRecord* record, Kind kind)
 {
+    releaseWriter();
     tape.dropEmptyPartial();
     if (!m_isPlaying) {
         dropStaleRedo();
@@ -93,10 +143,11 @@ void OdDbUndoLog::fileState(Tape& tape, OdDbIdRecord* record)
     append(tape, record, Kind::kState);
     OdDbObject const& object =
         record != nullptr ? *record->object : static_cast<OdDbObject&>(m_database.database);
-    m_writer.writeTo(tape.bytes);
+    m_writer.writeTo(tape.bytes.place());
     try {
         OdDbObjectAccess::fileOut(object, m_writer);
     } catch (...) {
+        releaseWriter();
         tape.bytes.resize(tape.entries.back().start);
         tape.entries.pop_back();
         throw;
@@ -106,7 +157,7 @@ void OdDbUndoLog::fileState(Tape& tape, OdDbIdRecord* record)
 void OdDbUndoLog::fileErased(Tape& tape, OdDbIdRecord& record, bool wasErased)
 {
     append(tape, &record, Kind::kErased);
-    tape.bytes.push_back(wasErased ? 1 : 0);
+    tape.bytes.place().push_back(wasErased ? 1 : 0);
 }
 
 void OdDbUndoLog::recordState(OdDbIdRecord* record)
@@ -130,13 +181,14 @@ OdDbDwgFiler* OdDbUndoLog::beginPartial(OdDbIdRecord& record)
         return nullptr;
     }
     append(*tape, &record, Kind::kPartial);
-    m_writer.writeTo(tape->bytes);
+    m_writer.writeTo(tape->bytes.place());
     return &m_writer;
 }
 
 void OdDbUndoLog::startUndoRecord()
 {
     m_isStarted = true;
+    releaseWriter();
     m_undo.dropEmptyPartial();
     dropStaleRedo();
     dropUnreachable();
@@ -196,6 +248,7 @@ void OdDbUndoLog::clear()
         m_clearsLater = true;  // the record that is being read lies on the tape
         return;
     }
+    releaseWriter();
     m_undo.clear();
     m_redo.clear();
     m_undoneTo = 0;
@@ -246,6 +299,7 @@ void OdDbUndoLog::abortTransaction()
 void OdDbUndoLog::play(Tape& from, std::size_t downTo, Tape* inverse)
 {
     const OdDbDatabasePtr keptAlive(&m_database.database);  // a reactor may hold the last pointer
+    releaseWriter();
     from.dropEmptyPartial();
     const Playback playback(*this, inverse);
     m_isOnTape = true;
@@ -266,6 +320,7 @@ void OdDbUndoLog::play(Tape& from, std::size_t downTo, Tape* inverse)
         inverse->dropEmptyPartial();
     }
     m_isOnTape = false;
+    releaseWriter();
     m_inverse = nullptr;  // what reactors do now is neither undone nor done again
     if (std::exchange(m_clearsLater, false)) {
         clear();
@@ -285,7 +340,7 @@ void OdDbUndoLog::playEntry(Tape& from, Entry const& entry)
         // A proxy gave way, and nothing could be loaded in its place.
         throw OdError(kOdObjectDamaged);
     }
-    m_reader.readFrom(std::span<std::uint8_t const>(from.bytes).subspan(entry.start));
+    m_reader.readFrom(from.bytes.lastFrom(entry.start));
     switch (entry.kind) {
     case Kind::kState:
         return playState(entry.record);

@@ -5,17 +5,44 @@
 #include "db/od_db_memory_filer.h"
 
 #include <cstdint>
+#include <deque>
+#include <span>
 #include <vector>
 
 class OdDbDatabaseImpl;
 struct OdDbIdRecord;
 
+/// Bytes of records, one behind the other in chunks, so that a long tape grows without being moved. A
+/// record lies in one chunk.
+class OdDbUndoBytes
+{
+public:
+    using Bytes = OdDbMemoryFiler::Bytes;
+
+    /// Of all records.
+    std::uint64_t size() const noexcept { return m_base + (m_chunks.empty() ? 0 : last().size()); }
+    /// Where the next record is to be appended, at `size()`; stays in its place until it is cut off.
+    Bytes& place();
+    /// The last record. There is one.
+    /// \param start  What `size` was before it.
+    std::span<std::uint8_t const> lastFrom(std::uint64_t start);
+    /// Cuts the end off.
+    void resize(std::uint64_t size);
+    void clear() noexcept;
+
+private:
+    Bytes const& last() const noexcept { return m_chunks.back(); }
+
+    std::deque<Bytes> m_chunks;
+    std::uint64_t m_base = 0;  ///< bytes of all chunks but the last one
+};
+
 /// Records of changes in the order in which they were made, with marks to go back to.
 ///
 /// There are three kinds: the whole state of an object, a partial record that a class wrote, and the
 /// erased state. Playing a record back writes its inverse to the opposite tape, so undo and redo are
-/// one operation, and a transaction that is aborted is undo without redo. Bytes of all records lie
-/// in one buffer, so that a record costs no allocation.
+/// one operation, and a transaction that is aborted is undo without redo. Bytes of many records lie
+/// in one chunk, so that a record costs no allocation.
 class OdDbUndoLog
 {
 public:
@@ -71,7 +98,7 @@ private:
     };
     struct Tape
     {
-        OdDbMemoryFiler::Bytes bytes;
+        OdDbUndoBytes bytes;
         std::vector<Entry> entries;
         std::vector<std::size_t> marks;  ///< counts of entries at the marks
 
@@ -109,6 +136,7 @@ private:
     void dropUnreachable();
     Tape* target() noexcept;
     void append(Tape& tape, OdDbIdRecord* record, Kind kind);
+    void releaseWriter();
     void fileState(Tape& tape, OdDbIdRecord* record);
     void fileErased(Tape& tape, OdDbIdRecord& record, bool wasErased);
     void playGroup(Tape& from, Tape* to);
@@ -132,8 +160,9 @@ private:
     bool m_isStarted = false;
     bool m_isPlaying = false;
     bool m_disabled = false;
-    bool m_isOnTape = false;     ///< records are being played back; notices come later
-    bool m_clearsLater = false;  ///< `clear` was called meanwhile
+    bool m_isOnTape = false;           ///< records are being played back; notices come later
+    bool m_clearsLater = false;        ///< `clear` was called meanwhile
+    OdDbMemoryFiler::Bytes m_nowhere;  ///< takes what is written to a record that is over
     OdStaticRxObject<OdDbMemoryFiler> m_writer;
     OdStaticRxObject<OdDbMemoryFiler> m_reader;
 };

@@ -601,6 +601,75 @@ TEST_F(Undo, BringsBackEntriesOfDictionariesTablesAndBlocks)
     EXPECT_EQ(space->entityCount(), 1U);
 }
 
+TEST_F(Undo, BringsBackTheNameThatAnErasedObjectIsToComeBackTo)
+{
+    const OdDbDictionaryPtr dictionary = namedObjects();
+    const OdDbObjectId first = dictionary->setAt(L"a", TestBag::createObject().get());
+    const OdDbObjectId second = dictionary->setAt(L"a", TestBag::createObject().get());
+    ASSERT_TRUE(first.isErased());
+    m_db->startUndoRecord();
+    ASSERT_EQ(first.openObject(OdDb::kForWrite, true)->erase(false), kOdOk);
+    EXPECT_EQ(dictionary->nameAt(first), L"");  // its name is taken
+    dictionary->setAt(L"b", first.openObject(OdDb::kForWrite).get());
+    EXPECT_EQ(dictionary->nameAt(first), L"b");
+
+    ASSERT_EQ(m_db->undo(), kOdOk);
+    ASSERT_EQ(first.openObject(OdDb::kForWrite, true)->erase(false), kOdOk);
+    EXPECT_EQ(dictionary->nameAt(first), L"");
+    ASSERT_EQ(first.openObject(OdDb::kForWrite)->erase(), kOdOk);
+    ASSERT_EQ(second.openObject(OdDb::kForWrite)->erase(), kOdOk);
+    ASSERT_EQ(first.openObject(OdDb::kForWrite, true)->erase(false), kOdOk);
+    EXPECT_EQ(dictionary->nameAt(first), L"a");
+}
+
+TEST_F(Undo, OfAnAdditionKeepsTheNameOfTheErasedObject)
+{
+    const OdDbDictionaryPtr dictionary = namedObjects();
+    m_db->startUndoRecord();
+    const OdDbObjectId id = dictionary->setAt(L"a", TestBag::createObject().get());
+    ASSERT_EQ(m_db->undo(), kOdOk);
+    EXPECT_TRUE(id.isErased());
+    EXPECT_EQ(dictionary->getAt(L"a"), OdDbObjectId::kNull);
+    ASSERT_EQ(id.openObject(OdDb::kForWrite, true)->erase(false), kOdOk);
+    EXPECT_EQ(dictionary->nameAt(id), L"a");
+}
+
+TEST_F(Undo, GoesBackAndForthThroughRecordsOfAnySize)
+{
+    constexpr int kSteps = 14;
+    const OdDbObjectId id = addBag(0);
+    const OdDbObjectId other = addBag(0);
+    std::vector<DatabaseState> states{stateOf(*m_db)};
+    for (int step = 1; step <= kSteps; ++step) {
+        m_db->startUndoRecord();
+        writeBag(id)->setReals(
+            std::vector<double>(static_cast<std::size_t>(step % 7) * 20000, step));
+        setNumberOf(other, step);
+        writeBag(other)->addToNumber(1);
+        states.push_back(stateOf(*m_db));
+    }
+    EXPECT_GT(m_db->undoBytes(), 4U << 20U);
+    for (int round = 0; round < 2; ++round) {
+        for (std::size_t step = kSteps; step-- > 0;) {
+            ASSERT_EQ(m_db->undo(), kOdOk);
+            ASSERT_TRUE(stateOf(*m_db) == states[step]) << step;
+        }
+        EXPECT_EQ(m_db->undo(), kOdNoUndo);
+        for (std::size_t step = 1; step <= kSteps; ++step) {
+            ASSERT_EQ(m_db->redo(), kOdOk);
+            ASSERT_TRUE(stateOf(*m_db) == states[step]) << step;
+        }
+    }
+    // What is recorded behind an undo goes where the undone records were.
+    ASSERT_EQ(m_db->undo(), kOdOk);
+    m_db->startUndoRecord();
+    setNumberOf(other, 0);
+    ASSERT_EQ(m_db->undo(), kOdOk);
+    ASSERT_TRUE(stateOf(*m_db) == states[kSteps - 1]);
+    ASSERT_EQ(m_db->undo(), kOdOk);
+    EXPECT_TRUE(stateOf(*m_db) == states[kSteps - 2]);
+}
+
 TEST_F(Undo, KeepsTheCompanionStateThatIsNotFiled)
 {
     const OdDbObjectId watcher = addReactor();
