@@ -62,9 +62,9 @@ OdRxOverrule* odrxFindOverrule(OdRxObject const* object, OdRxClass const* kind,
             if (applies && isThere) {
                 return overrule;
             }
-            if (!isThere) {
-                index =
-                    static_cast<std::size_t>(-1);  // from the start; who was asked is passed over
+            if (index >= now.size() || now[index] != overrule) {
+                // The list has changed. From the start; who was asked is passed over.
+                index = static_cast<std::size_t>(-1);
             }
         }
     }

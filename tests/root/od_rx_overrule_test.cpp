@@ -172,19 +172,22 @@ TEST_F(RxOverrule, MayAttachOthersWhileItIsAsked)
     EXPECT_EQ(RxDog::desc()->overrules().size(), 65U);
 }
 
-/// Takes itself and another one out when it is asked.
+/// Takes itself, unless it stays, and another one out when it is asked.
 class LeavingOverrule : public OdRxOverrule
 {
 public:
     bool isApplicable(OdRxObject const* /*object*/) const override
     {
-        OdRxOverrule::removeOverrule(RxDog::desc(), const_cast<LeavingOverrule*>(this));
+        if (!stays) {
+            OdRxOverrule::removeOverrule(RxDog::desc(), const_cast<LeavingOverrule*>(this));
+        }
         OdRxOverrule::removeOverrule(RxDog::desc(), other);
         return answer;
     }
 
     OdRxOverrule* other = nullptr;
     bool answer = false;
+    bool stays = false;
 };
 
 TEST_F(RxOverrule, MayTakeItselfOutWhileItIsAskedAndIsNotFoundThen)
@@ -203,6 +206,19 @@ TEST_F(RxOverrule, MayTakeItselfOutWhileItIsAskedAndIsNotFoundThen)
         EXPECT_EQ(RxDog::desc()->overrules().size(), 1U);
         OdRxOverrule::removeOverrule(RxDog::desc(), stays.get());
     }
+}
+
+TEST_F(RxOverrule, MayTakeAnEarlierOneOutWhileItIsAskedAndHidesNone)
+{
+    const Overrule first = makeOverrule(100);
+    auto asked = odrxMake<LeavingOverrule>();
+    asked->stays = true;
+    asked->other = first.get();
+    const Overrule last = makeOverrule();
+    OdRxOverrule::addOverrule(RxDog::desc(), first.get(), /*atEnd=*/true);
+    OdRxOverrule::addOverrule(RxDog::desc(), asked.get(), /*atEnd=*/true);
+    OdRxOverrule::addOverrule(RxDog::desc(), last.get(), /*atEnd=*/true);
+    EXPECT_EQ(find(), last.get());
 }
 
 }  // namespace
