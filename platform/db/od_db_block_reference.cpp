@@ -323,7 +323,11 @@ void OdDbBlockReference::requireReferencesIn(OdDbDatabase const& database) const
 void OdDbBlockReference::copyFrom(OdRxObject const* source)
 {
     if (source != nullptr && source->isA() == isA()) {
-        requireNoCycle(static_cast<OdDbBlockReference const*>(source)->m_block);
+        const OdDbObjectId block = static_cast<OdDbBlockReference const*>(source)->m_block;
+        if (OdDbDatabase const* db = database()) {
+            requireIn(*db, block);  // it may have gone with the database of the source
+        }
+        requireNoCycle(block);
     }
     const OdDbObjectId before = m_block;
     OdDbEntity::copyFrom(source);
@@ -338,6 +342,8 @@ void OdDbBlockReference::joiningBlock(OdDbBlockTableRecord const& block) const
     if (m_block.isNull()) {
         return;
     }
+    // A copy may show a block that has gone together with its database.
+    requireIn(*block.database(), m_block);
     if (m_block.database() != block.database()) {
         throw OdError(kOdWrongDatabase);
     }

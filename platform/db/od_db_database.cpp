@@ -147,9 +147,12 @@ void OdDbDatabaseImpl::sendGoodbye()
 
 void OdDbDatabaseImpl::forgetHeldIds()
 {
-    for (OdDbObject* object : residentObjects()) {
-        if (!OdDbObjectAccess::isClosed(*object)) {
-            forgetIds(*object);
+    // By records: what takes fields in may open a proxy, whose object then gives way to another.
+    for (std::uint64_t number : ids.knownBlocks()) {
+        for (OdDbIdRecord const& record : ids.findBlock(number)->records) {
+            if (record.object != nullptr && !OdDbObjectAccess::isClosed(*record.object)) {
+                forgetIds(*record.object);
+            }
         }
     }
 }
@@ -181,6 +184,7 @@ bool OdDbDatabaseImpl::isInUse() const
 void OdDbDatabaseImpl::empty()
 {
     sendGoodbye();
+    forgetHeldIds();  // reactors may have taken hold of objects
     isEmptied = true;
     undo.clear();
     releaseObjects();
@@ -370,6 +374,7 @@ OdDbObjectId OdDbDatabaseImpl::addAs(OdDbObject& object, OdDbObjectId owner, OdD
         }
     }
     handseed = std::max(handseed, number + 1);
+    const OdDbDatabasePtr keptAlive(&database);  // a reactor may hold the last pointer
     if (!header.regAppTable.isNull()) {
         OdDbObjectAccess::registerApps(object, database);
         if (record.object != nullptr || object.database() != nullptr) {
@@ -557,7 +562,7 @@ OdDbObjectId namedDictionary(OdDbDatabase& db, OdString const& key, bool create)
         return present;
     }
     named->upgradeOpen();
-    const OdDbObjectId made = named->setAt(key, OdDbDictionary::createObject().get());
+    const OdDbObjectId made = named->getOrSetAt(key, OdDbDictionary::createObject().get());
     named->downgradeOpen();
     return made;
 }
@@ -669,10 +674,17 @@ OdDbObjectId OdDbDatabase::newRegApp(OdString const& name)
     if (!present.isNull()) {
         return present;
     }
-    table->upgradeOpen();
     const OdDbRegAppTableRecordPtr record = OdDbRegAppTableRecord::createObject();
     record->setName(name);
-    return table->add(record.get());
+    table->upgradeOpen();
+    // Whoever is told of the change may register the application himself.
+    table->assertWriteEnabled(/*autoUndo=*/false, /*recordModified=*/true);
+    OdDbObjectId made = table->getAt(name);
+    if (made.isNull()) {
+        made = table->add(record.get());
+    }
+    table->downgradeOpen();
+    return made;
 }
 
 bool OdDbDatabase::isRegisteredApp(OdString const& name) const

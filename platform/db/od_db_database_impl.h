@@ -69,8 +69,11 @@ public:
     static bool hasReactors(OdDbObject const& object) noexcept;
     static OdDbObjectIdArray reactors(OdDbObject const& object);
     static void setReactors(OdDbObject& object, OdDbObjectIdArray const& reactors);
-    /// Registers the applications of the object's extended data in its database.
-    static void registerApps(OdDbObject const& object, OdDbDatabase& database);
+    /// Registers the applications of the object's extended data in a database.
+    /// \param passesNameless  Whether one without a name, which only a file can hold, is passed over;
+    ///                        it can't be registered.
+    static void registerApps(OdDbObject const& object, OdDbDatabase& database,
+                             bool passesNameless = false);
     /// Records the whole state for undo, if that hasn't been done since the last mark.
     static void recordState(OdDbObject& object) { object.recordFullUndo(); }
     static void takeClone(OdDbObject& owner, OdDbIdPair const& pair, OdDbObject& clone,

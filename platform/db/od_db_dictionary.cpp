@@ -135,14 +135,10 @@ void OdDbDictionary::adopt(OdDbObject& object)
         if (isDictionary) {
             owner->upgradeOpen();
             OdDbNameIndex& index = static_cast<OdDbDictionary&>(*owner).m_index;
-            if (OdString const* name = index.nameOf(id)) {
-                index.remove(OdString(*name));
-            }
+            index.removeId(id);
         }
     }
-    if (OdString const* oldName = m_index.nameOf(id)) {
-        m_index.remove(OdString(*oldName));
-    }
+    m_index.removeId(id);
 }
 
 /// Makes room for an object under a key. A reactor may enter another one when it is told that the
@@ -199,6 +195,17 @@ OdDbObjectId OdDbDictionary::setAt(OdString const& name, OdDbObject* object)
         m_index.insert(key, id);
     }
     return id;
+}
+
+OdDbObjectId OdDbDictionary::getOrSetAt(OdString const& name, OdDbObject* object)
+{
+    if (const OdDbObjectId present = getAt(name); !present.isNull()) {
+        return present;
+    }
+    // Whoever is told of the change may make the entry himself.
+    assertWriteEnabled(/*autoUndo=*/false, /*recordModified=*/true);
+    const OdDbObjectId made = getAt(name);
+    return made.isNull() ? setAt(name, object) : made;
 }
 
 OdDbObjectId OdDbDictionary::remove(OdString const& name)
@@ -284,9 +291,7 @@ void OdDbDictionary::ownedObjectErased(OdDbObjectId id, bool erasing)
 
 void OdDbDictionary::ownedObjectLeft(OdDbObjectId id)
 {
-    if (OdString const* name = m_index.nameOf(id)) {
-        m_index.remove(OdString(*name));
-    }
+    m_index.removeId(id);
 }
 
 void OdDbDictionary::requireReferencesIn(OdDbDatabase const& database) const

@@ -38,6 +38,10 @@ public:
     ///         that owns this dictionary, (already in database) for a record of a symbol table or an
     ///         entity of a block. Nothing has changed then.
     OdDbObjectId setAt(OdString const& name, OdDbObject* object);
+    /// As `setAt`, unless something stands under the name already, also if a reactor has entered it
+    /// when it was told of the change: then that stays, and `object` is left alone.
+    /// \return The id under the name.
+    OdDbObjectId getOrSetAt(OdString const& name, OdDbObject* object);
     /// Takes an entry out; its object is erased if this dictionary owns it.
     /// \return The id of the entry, null if there was none.
     OdDbObjectId remove(OdString const& name);

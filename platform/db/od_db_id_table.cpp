@@ -1,6 +1,7 @@
 #include "db/od_db_id_table_impl.h"
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 namespace {
@@ -55,11 +56,20 @@ OdDbIdRecord& OdDbIdTable::get(std::uint64_t handle)
     return block->records[handle % kPerBlock];
 }
 
+bool OdDbIdTable::owns(OdDbIdRecord const* record) const noexcept
+{
+    const auto address = reinterpret_cast<std::uintptr_t>(record);
+    const auto next = m_slabEnds.upper_bound(address);
+    return next != m_slabEnds.begin() && address < std::prev(next)->second;
+}
+
 OdDbIdBlock& OdDbIdTable::freshBlock()
 {
     if (m_slabUsed == m_slabSize) {
         const std::size_t size = std::clamp<std::size_t>(m_slabSize * 2, 1, kLargestSlab);
         m_slabs.push_back(std::make_unique<OdDbIdBlock[]>(size));
+        const auto start = reinterpret_cast<std::uintptr_t>(m_slabs.back().get());
+        m_slabEnds.emplace(start, start + size * sizeof(OdDbIdBlock));
         m_slabSize = size;
         m_slabUsed = 0;
     }

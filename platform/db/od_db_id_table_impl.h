@@ -6,6 +6,7 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <set>
@@ -73,6 +74,9 @@ public:
     OdDbIdRecord* find(std::uint64_t handle) const noexcept;
     /// The record of a handle, made if needed.
     OdDbIdRecord& get(std::uint64_t handle);
+    /// Whether a record is one of this table's. It is judged by its address alone: a record of a
+    /// database that is gone may be asked about, too.
+    bool owns(OdDbIdRecord const* record) const noexcept;
     /// Marks an object as changed since the last save.
     void markChanged(OdDbIdRecord& record);
     /// Ends all marks but those that came since `beginSaving`.
@@ -96,7 +100,8 @@ private:
     /// Where the blocks lie. Many lie side by side: what looks up random ids of a large drawing meets
     /// few pages of memory then.
     std::vector<std::unique_ptr<OdDbIdBlock[]>> m_slabs;
-    std::size_t m_slabSize = 0;  ///< of the last one, which is the largest
+    std::map<std::uintptr_t, std::uintptr_t> m_slabEnds;  ///< ends of the slabs by their starts
+    std::size_t m_slabSize = 0;                           ///< of the last one, which is the largest
     std::size_t m_slabUsed = 0;
     /// Blocks by number, as long as numbers stay near their count; others lie in `m_sparse`.
     std::vector<OdDbIdBlock*> m_dense;

@@ -1,5 +1,6 @@
 #include "db/od_db_name_index.h"
 
+#include "db/od_db_database_impl.h"
 #include "db/od_db_filer.h"
 #include "root/od_error.h"
 
@@ -61,9 +62,10 @@ OdString const* OdDbNameIndex::nameOf(OdDbObjectId id) const
 void OdDbNameIndex::requireEmptyFor(OdDbDatabase const& database) const
 {
     if (m_entries.empty()) {
+        m_erasedNames.clear();
         return;
     }
-    const bool isForeign = m_entries.begin()->second.originalDatabase() != &database;
+    const bool isForeign = !database.impl().ids.owns(m_entries.begin()->second.record());
     throw OdError(isForeign ? kOdWrongDatabase : kOdAlreadyInDatabase);
 }
 
@@ -114,13 +116,14 @@ void OdDbNameIndex::insertNew(OdString const& name, OdDbObjectId id)
 
 OdDbObjectId OdDbNameIndex::remove(OdString const& name)
 {
-    if (m_entries.count(name) == 0) {
+    const OdDbObjectId meant = find(name);
+    if (meant.isNull()) {
         return OdDbObjectId::kNull;
     }
     // Announced before the entry is looked up: whoever is told of the change may change entries.
     m_holder.assertWriteEnabled(/*autoUndo=*/false, /*recordModified=*/true);
     const auto found = m_entries.find(name);
-    if (found == m_entries.end()) {
+    if (found == m_entries.end() || found->second.record() != meant.record()) {
         return OdDbObjectId::kNull;
     }
     const OdString storedName = found->first;
@@ -131,24 +134,56 @@ OdDbObjectId OdDbNameIndex::remove(OdString const& name)
     return id;
 }
 
+std::optional<OdString> OdDbNameIndex::removeId(OdDbObjectId id)
+{
+    if (nameOf(id) == nullptr) {
+        return std::nullopt;
+    }
+    // Whoever is told of the change may rename the entry, or put another one in its place.
+    m_holder.assertWriteEnabled(/*autoUndo=*/false, /*recordModified=*/true);
+    OdString const* const found = nameOf(id);
+    if (found == nullptr) {
+        return std::nullopt;
+    }
+    const OdString name = *found;
+    remove(name);
+    return name;
+}
+
 void OdDbNameIndex::setErased(OdDbObjectId id, bool erasing)
 {
     if (erasing) {
-        if (OdString const* name = nameOf(id)) {
-            const OdString keptName = *name;
-            remove(keptName);
-            m_erasedNames.insert_or_assign(id.record(), keptName);
-        }
+        eraseEntry(id);
+    } else {
+        bringBackEntry(id);
+    }
+}
+
+void OdDbNameIndex::eraseEntry(OdDbObjectId id)
+{
+    if (nameOf(id) == nullptr) {
         return;
     }
+    // Whoever is told of the change may bring the object back.
+    m_holder.assertWriteEnabled(/*autoUndo=*/false, /*recordModified=*/true);
+    if (!id.record()->has(OdDbIdRecord::kErased)) {
+        return;
+    }
+    if (const std::optional<OdString> name = removeId(id)) {
+        setErasedName(id, *name);
+    }
+}
+
+void OdDbNameIndex::bringBackEntry(OdDbObjectId id)
+{
     const auto found = m_erasedNames.find(id.record());
     if (found == m_erasedNames.end() || m_entries.count(found->second) != 0) {
         return;
     }
     const OdString name = found->second;
-    // Whoever is told of the change may take the name.
+    // Whoever is told of the change may take the name, or erase the object again.
     m_holder.assertWriteEnabled(/*autoUndo=*/false, /*recordModified=*/true);
-    if (m_entries.count(name) == 0) {
+    if (m_entries.count(name) == 0 && !id.record()->has(OdDbIdRecord::kErased)) {
         insert(name, id);
     }
 }
@@ -188,7 +223,9 @@ void OdDbNameIndex::fileIn(OdDbDwgFiler& filer, OdDb::ReferenceType type)
     for (std::uint32_t index = 0; index < count; ++index) {
         OdString name = filer.rdString();
         const OdDbObjectId id = odDbReadId(filer, type);
-        if (!id.isNull() && entries.emplace(name, id).second) {
+        // Each object once: of two names, one would stay behind when the object is erased.
+        const bool isNew = !id.isNull() && names.count(id.record()) == 0;
+        if (isNew && entries.emplace(name, id).second) {
             names.emplace(id.record(), std::move(name));
         }
     }

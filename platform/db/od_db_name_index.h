@@ -5,6 +5,7 @@
 #include "db/od_db_object.h"
 
 #include <map>
+#include <optional>
 #include <unordered_map>
 
 /// Ids by name: names compare without case, keep the case they were entered with, and are in order.
@@ -36,6 +37,7 @@ public:
     OdString const* nameOf(OdDbObjectId id) const;
 
     /// Asked before the holder comes into a database: its entries would be those of another holder.
+    /// Names that it kept for erased objects of another database are forgotten.
     /// \throws OdError (already in database) if there are any, (wrong database) if they are of another
     ///         database.
     void requireEmptyFor(OdDbDatabase const& database) const;
@@ -45,8 +47,12 @@ public:
     /// As `insert`, for an object that has just come into the database: when that is undone, it is
     /// erased, and its name is kept as that of any erased object.
     void insertNew(OdString const& name, OdDbObjectId id);
-    /// Takes a name out. \return Its id, null if there was none.
+    /// Takes the entry out that stands under a name now; what a reactor enters there when it is told
+    /// of the change stays. \return Its id, null if nothing was taken out.
     OdDbObjectId remove(OdString const& name);
+    /// Takes the entry of an id out, whatever its name is when reactors were told of the change.
+    /// \return That name, if there was one.
+    std::optional<OdString> removeId(OdDbObjectId id);
     /// Says under which name an erased object is to come back.
     void setErasedName(OdDbObjectId id, OdString const& name)
     {
@@ -62,12 +68,14 @@ public:
 private:
     OdDbDwgFiler* record(std::uint8_t opcode, OdString const& name, OdDbObjectId id);
     void recordInserted(OdString const& name, OdDbObjectId id);
+    void eraseEntry(OdDbObjectId id);
+    void bringBackEntry(OdDbObjectId id);
 
     OdDbObject& m_holder;
     OdRxClass* (*m_class)();
     Entries m_entries;
     /// Names by records, since an id that is redirected gets another hash.
     using Names = std::unordered_map<OdDbIdRecord const*, OdString>;
-    Names m_names;        ///< of the entries, derived
-    Names m_erasedNames;  ///< that may come back
+    Names m_names;                ///< of the entries, derived
+    mutable Names m_erasedNames;  ///< that may come back in the holder's database
 };

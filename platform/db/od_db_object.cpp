@@ -5,6 +5,7 @@
 #include "db/od_db_dictionary.h"
 #include "db/od_db_entity.h"
 #include "db/od_db_reactor_list_impl.h"
+#include "db/od_db_simple_tables.h"
 #include "db/od_db_symbol_table.h"
 #include "db/od_db_xdata_impl.h"
 #include "db/od_db_xrecord.h"
@@ -261,7 +262,9 @@ void OdDbObject::assertWriteEnabled(bool autoUndo, bool recordModified)
         if (m_extras != nullptr && !m_extras->reactors.isEmpty()) {
             OdDbObjectAccess::sendOpenedForModify(*this);
             if (m_record == nullptr) {
-                return;  // a reactor held the last pointer to the database
+                // A reactor held the last pointer to the database. The change must not go on: it may
+                // be about to store ids of it.
+                throw OdError(kOdNotInDatabase);
             }
         }
     }
@@ -764,6 +767,11 @@ OdDbObjectPtr OdDbObject::createXrecord(OdString const& key, OdDb::DuplicateReco
     createExtensionDictionary();
     const OdDbDictionaryPtr dictionary = extensionDictionary().safeOpenObject(OdDb::kForWrite);
     OdDbObjectPtr present = dictionary->getAt(key, OdDb::kForWrite);
+    if (present.isNull()) {
+        // Whoever is told of the change may make the record himself.
+        dictionary->assertWriteEnabled(/*autoUndo=*/false, /*recordModified=*/true);
+        present = dictionary->getAt(key, OdDb::kForWrite);
+    }
     if (!present.isNull()) {
         return present->isKindOf(OdDbXrecord::desc()) ? present : OdDbObjectPtr();
     }
@@ -888,10 +896,13 @@ void OdDbObject::copyFrom(OdRxObject const* source)
     if (OdDbDatabase const* db = database()) {
         other->requireReferencesIn(*db);
     }
-    assertWriteEnabled();
+    assertWriteEnabled(/*autoUndo=*/false, /*recordModified=*/false);
     if (OdDbDatabase* db = database()) {
+        // Before the change is recorded: reactors of the table may set undo marks.
+        const OdDbDatabasePtr keptAlive(db);
         OdDbObjectAccess::registerApps(*other, *db);
     }
+    assertWriteEnabled();
     OdStaticRxObject<OdDbMemoryFiler> filer(OdDb::FilerType::kCopyFiler, other->database());
     other->dwgOutFields(&filer);
     filer.rewindForReading();
@@ -937,9 +948,6 @@ OdResult OdDbObject::erase(bool erasing)
     const OdDbDatabasePtr keptAlive(database());  // a reactor may hold the last pointer
     assertWriteEnabled();
     // Whoever was told of the change may have erased the object himself.
-    if (m_record == nullptr) {
-        return kOdNotInDatabase;
-    }
     if (isErased() == erasing || (m_state & kErasing) != 0) {
         return erasing ? kOdAlreadyErased : kOdNotErased;
     }
@@ -977,7 +985,8 @@ void OdDbObject::requireReferencesIn(OdDbDatabase const& /*database*/) const {}
 
 void OdDbObject::requireIn(OdDbDatabase const& database, OdDbObjectId id)
 {
-    if (!id.isNull() && id.originalDatabase() != &database) {
+    // A copy may name what is gone together with its database, so the id isn't asked itself.
+    if (!id.isNull() && !database.impl().ids.owns(id.record())) {
         throw OdError(kOdWrongDatabase);
     }
 }
@@ -1020,14 +1029,9 @@ void OdDbObjectAccess::requireIdsOf(OdDbObject const& object, OdDbDatabase const
     if (object.m_extras == nullptr) {
         return;
     }
-    const auto isForeign = [&](OdDbObjectId id) {
-        return !id.isNull() && id.originalDatabase() != &database;
-    };
-    const OdDbObjectIdArray reactors = object.m_extras->reactors.ids();
-    if (isForeign(object.m_extras->extensionDictionary) ||
-        std::any_of(reactors.begin(), reactors.end(), isForeign)) {
-        throw OdError(kOdWrongDatabase);
-    }
+    OdDbObject::requireIn(database, object.m_extras->extensionDictionary);
+    object.m_extras->reactors.forEach(
+        [&](OdDbObjectId id) { OdDbObject::requireIn(database, id); });
 }
 
 OdDbObjectId OdDbObjectAccess::extensionDictionary(OdDbObject const& object) noexcept
@@ -1060,15 +1064,26 @@ void OdDbObjectAccess::setReactors(OdDbObject& object, OdDbObjectIdArray const& 
     }
 }
 
-void OdDbObjectAccess::registerApps(OdDbObject const& object, OdDbDatabase& database)
+void OdDbObjectAccess::registerApps(OdDbObject const& object, OdDbDatabase& database,
+                                    bool passesNameless)
 {
-    if (object.m_extras == nullptr) {
+    if (object.m_extras == nullptr || object.m_extras->xData.empty()) {
         return;
     }
-    // A copy: reactors of the table may change the object.
-    const std::vector<XDataEntry> entries = object.m_extras->xData;
-    for (XDataEntry const& entry : entries) {
-        (void)database.newRegApp(entry.app);
+    // A record that stands for an application may have data of that very application.
+    const OdString own = object.isKindOf(OdDbRegAppTableRecord::desc())
+                             ? static_cast<OdDbRegAppTableRecord const&>(object).getName()
+                             : OdString();
+    // A copy of the names: reactors of the table may change the object.
+    std::vector<OdString> names;
+    for (XDataEntry const& entry : object.m_extras->xData) {
+        const bool isPassed = entry.app.isEmpty() ? passesNameless : odIcmp(entry.app, own) == 0;
+        if (!isPassed) {
+            names.push_back(entry.app);
+        }
+    }
+    for (OdString const& name : names) {
+        (void)database.newRegApp(name);
     }
 }
 

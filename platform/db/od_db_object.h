@@ -90,7 +90,8 @@ public:
     /// \param recordModified  Marks the write period as modified; at the first mark
     ///                        `openedForModify` goes out.
     /// \throws OdError (not open for write) for an object of a database that is open neither for
-    ///         write nor for notify.
+    ///         write nor for notify; (not in database) if a reactor that was told took the last
+    ///         pointer to the database away.
     void assertWriteEnabled(bool autoUndo = true, bool recordModified = true);
     /// \throws OdError (not open) if the object is not open at all.
     void assertNotifyEnabled() const;
@@ -134,7 +135,9 @@ public:
     /// The part of this class: persistent reactors (count, soft pointers), extension dictionary
     /// (hard ownership), extended data, owner (soft pointer).
     virtual void dwgOutFields(OdDbDwgFiler* filer) const;
-    /// A copy outside any database, made by filing; references are kept as they are.
+    /// A copy outside any database, made by filing. References are kept as they are: they name
+    /// something for as long as the database of this object lives, and a copy that outlives it may
+    /// only be dropped, overwritten, or offered to another database, which refuses it.
     OdRxObjectPtr clone() const override;
     /// Takes over the fields of an object of the same class; the owner and reactors stay as they
     /// are. Applications of extended data that the database doesn't know are registered there.

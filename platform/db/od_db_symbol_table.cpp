@@ -195,9 +195,7 @@ void OdDbSymbolTable::ownedObjectErased(OdDbObjectId id, bool erasing)
 
 void OdDbSymbolTable::ownedObjectLeft(OdDbObjectId id)
 {
-    if (OdString const* name = m_index.nameOf(id)) {
-        m_index.remove(OdString(*name));
-    }
+    m_index.removeId(id);
 }
 
 void OdDbSymbolTable::requireReferencesIn(OdDbDatabase const& database) const

@@ -325,8 +325,9 @@ void OdDbUndoLog::play(Tape& from, std::size_t downTo, Tape* inverse)
     if (std::exchange(m_clearsLater, false)) {
         clear();
     }
-    sendNotices();
+    // Before the notices: who is told may ask for a redo, or set a mark. Nothing is recorded meanwhile.
     m_undoneTo = m_undo.entries.size();
+    sendNotices();
 }
 
 void OdDbUndoLog::playEntry(Tape& from, Entry const& entry)

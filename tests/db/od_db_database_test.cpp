@@ -176,6 +176,21 @@ TEST_F(Database, TakesOverWhatAClassIsRegisteredAnewWith)
     EXPECT_EQ(m_db->classRecord(number).appName, OdString(L"Newer"));
 }
 
+TEST_F(Database, MakesARootOnceThoughAReactorMakesItWhenItIsTold)
+{
+    const OdDbObjectId watcher = addReactor();
+    watch(m_db->getNamedObjectsDictionaryId(), watcher);
+    OdDbObjectId made;
+    reactor(watcher).onNotice = [&](TestReactor&, NoticeKind kind, OdDbObject const&) {
+        if (kind == NoticeKind::kOpenedForModify) {
+            made = m_db->getMaterialDictionaryId(/*create=*/true);
+        }
+    };
+    EXPECT_EQ(m_db->getMaterialDictionaryId(/*create=*/true), made);
+    EXPECT_FALSE(made.isNull());
+    EXPECT_FALSE(made.isErased());
+}
+
 TEST_F(Database, KeepsItsFileNameOutOfUndo)
 {
     m_db->startUndoRecord();

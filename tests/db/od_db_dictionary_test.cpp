@@ -509,6 +509,113 @@ TEST_F(Dictionary, SeesWhatAReactorEntersWhenItIsToldOfTheChange)
     EXPECT_TRUE(m_dictionary->has(OdString(L"old")));
 }
 
+TEST_F(Dictionary, KeepsWhatAReactorEntersWhenItIsToldThatAnEntryGoes)
+{
+    const OdDbObjectId watcher = addReactor();
+    watch(m_dictionary->objectId(), watcher);
+    const OdDbObjectId other = addBag();
+    for (int way = 0; way < 3; ++way) {
+        const OdDbObjectId id = set(L"k");
+        m_dictionary.release();  // the next change is the first of a period
+        OdDbObjectId late;
+        reactor(watcher).onNotice = [&](TestReactor&, NoticeKind kind, OdDbObject const&) {
+            if (kind == NoticeKind::kOpenedForModify && late.isNull()) {
+                late = namedObjects()->setAt(L"k", TestBag::createObject().get());
+            }
+        };
+        switch (way) {
+        case 0:
+            EXPECT_EQ(eraseObject(id), kOdOk);
+            break;
+        case 1:
+            namedObjects()->remove(L"k");
+            break;
+        default:
+            writeBag(id)->setOwnerId(other);
+        }
+        m_dictionary = namedObjects();
+        EXPECT_FALSE(late.isNull());
+        EXPECT_FALSE(late.isErased());
+        EXPECT_EQ(m_dictionary->getAt(L"k"), late);
+        reactor(watcher).onNotice = nullptr;
+    }
+}
+
+TEST_F(Dictionary, FollowsAReactorThatChangesWhatGoesOrComesBack)
+{
+    const OdDbObjectId watcher = addReactor();
+    watch(m_dictionary->objectId(), watcher);
+    const OdDbObjectId id = set(L"k");
+    m_dictionary.release();
+    bool isTold = false;
+    const auto react = [&](auto const& action) {
+        isTold = false;
+        reactor(watcher).onNotice = [&isTold, action](TestReactor&, NoticeKind kind,
+                                                      OdDbObject const&) {
+            if (kind == NoticeKind::kOpenedForModify && !std::exchange(isTold, true)) {
+                action();
+            }
+        };
+    };
+    react([&] { (void)eraseObject(id, /*erasing=*/false); });
+    (void)eraseObject(id);
+    EXPECT_FALSE(id.isErased());
+    EXPECT_EQ(namedObjects(OdDb::kForRead)->getAt(L"k"), id);
+
+    react([&] { EXPECT_TRUE(namedObjects()->setName(L"k", L"renamed")); });
+    ASSERT_EQ(eraseObject(id), kOdOk);
+    EXPECT_EQ(namedObjects(OdDb::kForRead)->numEntries(), 0U);
+
+    react([&] { (void)eraseObject(id); });
+    (void)eraseObject(id, /*erasing=*/false);
+    EXPECT_TRUE(id.isErased());
+    EXPECT_EQ(namedObjects(OdDb::kForRead)->numEntries(), 0U);
+
+    reactor(watcher).onNotice = nullptr;
+    ASSERT_EQ(eraseObject(id, /*erasing=*/false), kOdOk);
+    EXPECT_EQ(namedObjects(OdDb::kForRead)->nameAt(id), L"renamed");
+}
+
+TEST_F(Dictionary, TakesEachObjectOfAStreamOnce)
+{
+    const OdDbDictionaryPtr dictionary = OdDbDictionary::createObject();
+    const OdDbObjectId id = addBag();
+    OdStaticRxObject<OdDbMemoryFiler> filer;
+    OdDbObjectPtr(odrxMake<OdDbObject>())->dwgOutFields(&filer);
+    filer.wrBool(true);
+    filer.wrInt32(2);
+    for (wchar_t const* name : {L"a", L"b"}) {
+        filer.wrString(name);
+        filer.wrHardOwnershipId(id);
+    }
+    filer.rewindForReading();
+    ASSERT_EQ(dictionary->dwgInFields(&filer), kOdOk);
+    EXPECT_EQ(dictionary->numEntries(), 1U);
+    EXPECT_EQ(dictionary->nameAt(id), L"a");
+}
+
+TEST_F(Dictionary, GivesWhatStandsUnderANameOrEntersAnObject)
+{
+    const OdDbObjectId watcher = addReactor();
+    watch(m_dictionary->objectId(), watcher);
+    const TestBagPtr bag = TestBag::createObject();
+    const OdDbObjectId id = m_dictionary->getOrSetAt(L"k", bag.get());
+    EXPECT_EQ(id, bag->objectId());
+    const TestBagPtr second = TestBag::createObject();
+    EXPECT_EQ(m_dictionary->getOrSetAt(L"K", second.get()), id);
+    m_dictionary.release();  // the next change is the first of a period
+    m_dictionary = namedObjects();
+    OdDbObjectId late;
+    reactor(watcher).onNotice = [&](TestReactor&, NoticeKind kind, OdDbObject const&) {
+        if (kind == NoticeKind::kOpenedForModify && late.isNull()) {
+            late = set(L"new");
+        }
+    };
+    EXPECT_EQ(m_dictionary->getOrSetAt(L"new", second.get()), late);
+    EXPECT_FALSE(late.isErased());
+    EXPECT_EQ(second->database(), nullptr);
+}
+
 class ExtensionDictionary : public DatabaseTest
 {
 protected:
@@ -623,6 +730,22 @@ TEST_F(ExtensionDictionary, MadeByAReactorThatIsToldOfTheChangeIsKept)
     EXPECT_TRUE(dictionary().isNull());
     ASSERT_EQ(m_db->redo(), kOdOk);
     EXPECT_EQ(dictionary(), made);
+}
+
+TEST_F(ExtensionDictionary, KeepsARecordThatAReactorMakesWhenItIsTold)
+{
+    writeBag(m_id)->createExtensionDictionary();
+    const OdDbObjectId watcher = addReactor();
+    watch(dictionary(), watcher);
+    OdDbObjectId made;
+    const auto style = OdDb::DuplicateRecordCloning::kDrcIgnore;
+    reactor(watcher).onNotice = [&](TestReactor&, NoticeKind kind, OdDbObject const&) {
+        if (kind == NoticeKind::kOpenedForModify) {
+            made = writeBag(m_id)->createXrecord(L"k", style)->objectId();
+        }
+    };
+    EXPECT_EQ(writeBag(m_id)->createXrecord(L"k", style)->objectId(), made);
+    EXPECT_FALSE(made.isErased());
 }
 
 }  // namespace

@@ -541,4 +541,39 @@ TEST_F(Notices, OfAnEraseMayTakeTheLastPointerToTheDatabaseAway)
     m_asserts.take();
 }
 
+TEST_F(Notices, OfAChangeThatTakeTheLastPointerAwayEndTheChange)
+{
+    const TestBagPtr bag = writeBag(m_bag);
+    const OdDbObjectId owner = m_db->getNamedObjectsDictionaryId();
+    watcher().onNotice = [&](TestReactor&, NoticeKind kind, OdDbObject const&) {
+        if (kind == NoticeKind::kOpenedForModify) {
+            m_db.release();
+        }
+    };
+    EXPECT_EQ(thrownCode([&] { bag->setOwnerId(owner); }), kOdNotInDatabase);
+    EXPECT_TRUE(bag->ownerId().isNull());
+    m_asserts.take();
+}
+
+TEST_F(Notices, OfANewApplicationMayTakeTheLastPointerToTheDatabaseAway)
+{
+    const OdDbObjectId second = addReactor();
+    watch(m_db->getRegAppTableId(), second);
+    reactor(second).onNotice = [&](TestReactor&, NoticeKind kind, OdDbObject const&) {
+        if (kind == NoticeKind::kOpenedForModify) {
+            m_db.release();
+        }
+    };
+    const TestBagPtr bag = TestBag::createObject();
+    const OdResBufPtr chain = OdResBuf::newRb(1001);
+    chain->setString(L"new");
+    chain->setNext(OdResBuf::newRb(1071).get());
+    bag->setXData(chain.get());
+    OdDbDatabase* const db = m_db.get();
+    db->addOdDbObject(bag.get());
+    EXPECT_EQ(OdDbDatabase::liveCount(), 0);
+    EXPECT_EQ(bag->database(), nullptr);
+    m_asserts.take();
+}
+
 }  // namespace

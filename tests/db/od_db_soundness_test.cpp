@@ -236,6 +236,8 @@ TEST_F(Soundness, ObjectsThatOutliveTheirDatabaseNameNothingOfIt)
     const OdDbBlockTableRecordPtr block = m_db->getModelSpaceId().safeOpenObject(OdDb::kForWrite);
     block->appendOdDbEntity(line.get());
     EXPECT_EQ(line->layerId(), m_db->getLayerZeroId());
+    m_db->addOdDbObject(layers.get());
+    EXPECT_TRUE(layers->getAt(L"gone", /*openErased=*/true).isNull());
 }
 
 TEST_F(Soundness, ObjectsThatHoldOneAnotherOpenGoWithTheirDatabase)
@@ -247,6 +249,32 @@ TEST_F(Soundness, ObjectsThatHoldOneAnotherOpenGoWithTheirDatabase)
     m_db.release();
     EXPECT_EQ(layer->database(), nullptr);
     EXPECT_TRUE(layer->getPersistentReactors().isEmpty());
+}
+
+TEST_F(Soundness, ACopyThatOutlivesTheDrawingOfItsSourceIsRefusedByAnother)
+{
+    const OdDbEntityPtr line = appendLine().safeOpenObject()->clone();
+    const OdDbBlockReferencePtr reference =
+        OdDbBlockReference::createObject(m_db->getPaperSpaceId(), {})->clone();
+    (void)m_db->getMaterialDictionaryId(/*create=*/true);
+    const OdDbDictionaryPtr dictionary =
+        m_db->getNamedObjectsDictionaryId().safeOpenObject()->clone();
+    m_db = OdDbDatabase::createObject();
+
+    const OdDbBlockTableRecordPtr space = m_db->getModelSpaceId().safeOpenObject(OdDb::kForWrite);
+    EXPECT_EQ(codeOf([&] { space->appendOdDbEntity(line.get()); }), kOdWrongDatabase);
+    EXPECT_EQ(codeOf([&] { space->appendOdDbEntity(reference.get()); }), kOdWrongDatabase);
+    EXPECT_EQ(space->entityCount(), 0U);
+    const OdDbDictionaryPtr roots =
+        m_db->getNamedObjectsDictionaryId().safeOpenObject(OdDb::kForWrite);
+    EXPECT_EQ(codeOf([&] { roots->setAt(L"copy", dictionary.get()); }), kOdWrongDatabase);
+
+    const OdDbLinePtr line2 = appendLine().safeOpenObject(OdDb::kForWrite);
+    EXPECT_EQ(codeOf([&] { line2->copyFrom(line.get()); }), kOdWrongDatabase);
+    EXPECT_EQ(codeOf([&] { line2->setPropertiesFrom(line.get()); }), kOdWrongDatabase);
+    const OdDbBlockReferencePtr reference2 = OdDbBlockReference::createObject();
+    space->appendOdDbEntity(reference2.get());
+    EXPECT_EQ(codeOf([&] { reference2->copyFrom(reference.get()); }), kOdWrongDatabase);
 }
 
 }  // namespace

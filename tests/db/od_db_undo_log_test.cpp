@@ -886,4 +886,32 @@ TEST_F(Transaction, AbortedMayLoseTheLastPointerToTheDatabaseInANotice)
     m_asserts.take();
 }
 
+TEST_F(Undo, CanBeDoneAgainThoughAReactorAsksAndSetsAMarkWhenItIsTold)
+{
+    const OdDbObjectId id = addBag(1);
+    const OdDbObjectId watcher = addReactor();
+    watch(id, watcher);
+    m_db->startUndoRecord();
+    setNumberOf(id, 2);
+    m_db->startUndoRecord();
+    setNumberOf(id, 3);
+    std::vector<bool> hadRedo;
+    reactor(watcher).onNotice = [&](TestReactor&, NoticeKind kind, OdDbObject const& object) {
+        if (kind == NoticeKind::kModified && object.isUndoing()) {
+            hadRedo.push_back(m_db->hasRedo());
+            m_db->startUndoRecord();
+        }
+    };
+    ASSERT_EQ(m_db->undo(), kOdOk);
+    ASSERT_EQ(m_db->undo(), kOdOk);  // of the mark that the reactor has set
+    ASSERT_EQ(m_db->undo(), kOdOk);
+    EXPECT_EQ(numberOf(id), 1);
+    for (int number : {2, 2, 3}) {  // the second one again leads to that mark
+        ASSERT_EQ(m_db->redo(), kOdOk);
+        EXPECT_EQ(numberOf(id), number);
+    }
+    EXPECT_EQ(m_db->redo(), kOdNoUndo);
+    EXPECT_EQ(hadRedo, (std::vector<bool>{true, true, true, false}));
+}
+
 }  // namespace

@@ -1,6 +1,7 @@
 #include "db/db_test_support.h"
 #include "db/od_db_block_table.h"
 #include "db/od_db_curves.h"
+#include "db/od_db_simple_tables.h"
 #include "db/od_db_xrecord.h"
 
 #include <cmath>
@@ -435,6 +436,36 @@ TEST_F(Xrecord, IsUndone)
     EXPECT_EQ(record->duplicateRecordCloning(), OdDb::DuplicateRecordCloning::kDrcIgnore);
     ASSERT_EQ(m_db->redo(), kOdOk);
     EXPECT_TRUE(OdResBuf::areChainsEqual(record->rbChain().get(), everyKind().get()));
+}
+
+TEST_F(RegisteredApplication, MayHaveDataOfItsOwn)
+{
+    const OdDbRegAppTableRecordPtr record = OdDbRegAppTableRecord::createObject();
+    record->setName(L"X");
+    const OdResBufPtr chain = OdResBuf::newRb(1001);
+    chain->setString(L"x");
+    chain->setNext(OdResBuf::newRb(1071).get());
+    record->setXData(chain.get());
+    const OdDbSymbolTablePtr table = m_db->getRegAppTableId().safeOpenObject(OdDb::kForWrite);
+    const OdDbObjectId id = table->add(record.get());
+    EXPECT_EQ(m_db->newRegApp(L"X"), id);
+    EXPECT_EQ(table->numEntries(), 1U);
+    // No other object was made with it.
+    EXPECT_EQ(m_db->handseed().value(), id.getHandle().value() + 1);
+}
+
+TEST_F(RegisteredApplication, IsMadeOnceThoughAReactorMakesItWhenItIsTold)
+{
+    const OdDbObjectId watcher = addReactor();
+    watch(m_db->getRegAppTableId(), watcher);
+    OdDbObjectId made;
+    reactor(watcher).onNotice = [&](TestReactor&, NoticeKind kind, OdDbObject const&) {
+        if (kind == NoticeKind::kOpenedForModify) {
+            made = m_db->newRegApp(L"APP");
+        }
+    };
+    EXPECT_EQ(m_db->newRegApp(L"APP"), made);
+    EXPECT_FALSE(made.isNull());
 }
 
 }  // namespace
