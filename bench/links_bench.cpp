@@ -291,7 +291,8 @@ private:
     {
         m_db->startUndoRecord();
         const ManagerPtr opened = manager();
-        const Ids links = opened->objectDependencyIds();
+        Ids links = opened->objectDependencyIds();
+        const std::size_t count = links.size();
         Ids led;
         ZemSubentPathArray paths;
         for (unsigned at = 0; at + 1 < links.size(); at += 100) {
@@ -299,12 +300,13 @@ private:
             paths.append(LinkPtr(links[at + 1].safeOpenObject())->getLinkObject(true));
         }
         require(opened->updatePairs(led, paths), "remapping");
+        links = Ids();  // or the list would be copied when it changes
         ZemDependenciesReplacementMap map;
         const bench::Stopwatch watch;
         ((*opened).*finishing)(map);
         const double seconds = watch.seconds();
         const Ids after = opened->objectDependencyIds();
-        require(after.size() == links.size() - led.size(), "merging");
+        require(after.size() == count - led.size(), "merging");
         for (unsigned at = after.size() - led.size(); at < after.size(); ++at) {
             after[at].safeOpenObject(OdDb::kForWrite)->addPersistentReactor(m_watcher);
         }

@@ -1,6 +1,5 @@
-#include "db/od_db_object_id.h"
-
 #include "db/od_db_database_impl.h"
+#include "db/od_db_look_ahead.h"
 #include "db/od_db_reactor_list_impl.h"
 #include "root/od_error.h"
 
@@ -75,6 +74,9 @@ void OdDbRedirections::setFlags(OdDbIdBlock& block, bool isRedirected)
 OdDbIdRecord* OdDbObjectId::redirected() const noexcept
 {
     OdDbIdRecord* record = m_record;
+    if (s_redirections == 0) {
+        return record;  // without a look at it
+    }
     while (record != nullptr && record->has(OdDbIdRecord::kRedirected)) {
         record = OdDbRedirections::targetOf(*record);
     }
@@ -245,6 +247,24 @@ void odDbRequireReference(OdDbObject const& object, OdDbObjectId id, OdRxClass* 
     OdDbDatabase const* const database = object.database();
     if (database != nullptr && (id.database() != database || id.originalDatabase() != database)) {
         throw OdError(kOdWrongDatabase);
+    }
+}
+
+void odDbExpectId(OdDbObjectId id) noexcept
+{
+    __builtin_prefetch(id.record());
+}
+
+void odDbExpectObject(OdDbObjectId id) noexcept
+{
+    constexpr std::size_t kLines = 4;  // the fields of most objects
+    constexpr std::size_t kLineBytes = 64;
+    if (id.isNull()) {
+        return;
+    }
+    auto const* at = reinterpret_cast<char const*>(id.record()->object);
+    for (std::size_t line = 0; at != nullptr && line < kLines; ++line) {
+        __builtin_prefetch(at + line * kLineBytes);
     }
 }
 

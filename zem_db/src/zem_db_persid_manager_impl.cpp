@@ -2,6 +2,7 @@
 
 #include "db/od_db_database.h"
 #include "db/od_db_entity.h"
+#include "db/od_db_look_ahead.h"
 #include "root/od_error.h"
 
 #include "zem_db_constraint_manager.h"
@@ -96,10 +97,10 @@ private:
 ByInsert groupStrictly(OdDbObjectIdArray const& ids)
 {
     ByInsert groups;
-    for (OdDbObjectId id : ids) {
+    odDbForEachAhead(ids, [&](OdDbObjectId id) {
         const Link link = id.safeOpenObject(OdDb::kForRead, /*openErased=*/true);
         groups.add(*link);
-    }
+    });
     return groups;
 }
 
@@ -114,9 +115,9 @@ void detach(ZemDbPersIdManager const* manager, ByInsert const& groups)
         if (object.isNull() || object->isErased()) {
             continue;
         }
-        for (OdDbObjectId id : ids) {
+        odDbForEachAhead(ids, [&object, manager](OdDbObjectId id) {
             (void)object->removePersIdDependency(manager->objectId(), id);
-        }
+        });
     }
 }
 
@@ -327,16 +328,15 @@ ZemDbPersIdManagerImpl::removeRemapped(ZemDependenciesReplacementMap const& repl
 bool ZemDbPersIdManagerImpl::doMerge(ZemDbPersIdManager* manager, OdDbObjectIdArray& added,
                                      ZemDependenciesReplacementMap& replacements)
 {
-    const OdDbObjectIdArray ids = m_links.ids();
     ByPath byPath;
     OdDbFullSubentPath path;
-    for (std::uint32_t at : m_links.placesWithCompany(manager->objectId())) {
-        const Link link = openLink(ids[at]);
+    odDbForEachAhead(m_links.withCompany(manager->objectId()), [&](OdDbObjectId id) {
+        const Link link = openLink(id);
         if (!link.isNull() && link->isWatched() &&
             link->getLinkObject(path, false) != kOdUnresolvedPath) {
-            byPath.add(path, ids[at]);
+            byPath.add(path, id);
         }
-    }
+    });
     const std::vector<ByPath::Group> groups = byPath.takeShared();
     for (ByPath::Group const& group : groups) {
         const OdDbObjectId merged = addClone(manager, *openLink(group.members.first()), group.path);
@@ -352,18 +352,17 @@ bool ZemDbPersIdManagerImpl::doMerge(ZemDbPersIdManager* manager, OdDbObjectIdAr
 bool ZemDbPersIdManagerImpl::doMerge2(ZemDbPersIdManager* manager, OdDbObjectIdArray& added,
                                       ZemDependenciesReplacementMap& replacements)
 {
-    const OdDbObjectIdArray ids = m_links.ids();
     ByPath byPath;
     OdDbFullSubentPath path;
-    for (std::uint32_t at : m_links.placesWithCompany(manager->objectId())) {
-        if (replacements.findReplacement(ids[at]) != nullptr) {
-            continue;
+    odDbForEachAhead(m_links.withCompany(manager->objectId()), [&](OdDbObjectId id) {
+        if (replacements.findReplacement(id) != nullptr) {
+            return;
         }
-        const Link link = openLink(ids[at]);
+        const Link link = openLink(id);
         if (!link.isNull() && link->getLinkObject(path, false) != kOdUnresolvedPath) {
-            byPath.add(path, ids[at]);
+            byPath.add(path, id);
         }
-    }
+    });
     const std::vector<ByPath::Group> groups = byPath.takeShared();
     for (ByPath::Group const& group : groups) {
         const OdDbObjectId merged = addClone(manager, *openLink(group.members.first()), group.path);
@@ -462,12 +461,12 @@ void ZemDbPersIdManagerImpl::attachDepsToZemDbObjects(ZemDbPersIdManager const* 
     }
     const OdDbObjectId constraints = ZemDbConstraintManager::getInstance(manager->blockId(), false);
     ByInsert groups;
-    for (OdDbObjectId id : ids) {
+    odDbForEachAhead(ids, [&](OdDbObjectId id) {
         const Link link = openLink(id);
         if (!link.isNull()) {
             groups.add(*link);
         }
-    }
+    });
     for (auto const& [insert, links] : groups) {
         if (!isOwnEntity(manager, insert)) {
             continue;
@@ -477,9 +476,9 @@ void ZemDbPersIdManagerImpl::attachDepsToZemDbObjects(ZemDbPersIdManager const* 
         if (object.isNull()) {
             continue;
         }
-        for (OdDbObjectId link : links) {
+        odDbForEachAhead(links, [&object, manager](OdDbObjectId link) {
             (void)object->addPersIdDependency(manager->objectId(), link);
-        }
+        });
     }
 }
 

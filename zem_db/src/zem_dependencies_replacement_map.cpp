@@ -1,5 +1,7 @@
 #include "zem_dependencies_replacement_map.h"
 
+#include "db/od_db_look_ahead.h"
+
 #include "zem_db_object.h"
 #include "zem_db_object_dependency.h"
 
@@ -16,6 +18,7 @@ using IdSet = ZemDependenciesReplacementMap::IdSet;
 /// The ids in ascending order: that of a hash table differs from run to run.
 OdDbObjectIdArray sorted(OdDbObjectIdArray ids)
 {
+    std::for_each(ids.begin(), ids.end(), &odDbExpectId);
     std::sort(ids.begin(), ids.end());
     return ids;
 }

@@ -98,8 +98,10 @@ void ZemPositionTable::clear() noexcept
 void ZemPositionTable::build(std::size_t expectedCount)
 {
     m_entries.clear();
-    m_entries.reserve(expectedCount);
-    chainAll(std::bit_ceil(std::max<std::size_t>(expectedCount, 16)));
+    // Room to grow by a quarter: most tables are made before a few entries are added.
+    const std::size_t capacity = expectedCount + expectedCount / 4;
+    m_entries.reserve(capacity);
+    chainAll(std::bit_ceil(std::max<std::size_t>(capacity, 16)));
 }
 
 void ZemPositionTable::insert(std::uint32_t hash, std::uint32_t position)
@@ -211,7 +213,7 @@ OdDbObjectIdArray ZemLinkList::findByPath(OdDbFullSubentPath const& path, OdDbOb
     return result;
 }
 
-std::vector<std::uint32_t> ZemLinkList::placesWithCompany(OdDbObjectId owner) const
+OdDbObjectIdArray ZemLinkList::withCompany(OdDbObjectId owner) const
 {
     needPaths(owner);
     closeGaps();
@@ -237,7 +239,12 @@ std::vector<std::uint32_t> ZemLinkList::placesWithCompany(OdDbObjectId owner) co
     }
     std::sort(places.begin(), places.end());
     places.erase(std::unique(places.begin(), places.end()), places.end());
-    return places;
+    OdDbObjectIdArray result;
+    result.reserve(static_cast<std::uint32_t>(places.size()));
+    for (std::uint32_t position : places) {
+        result.append(std::as_const(m_ids)[position]);
+    }
+    return result;
 }
 
 void ZemLinkList::append(OdDbObjectId id)

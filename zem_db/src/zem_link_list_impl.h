@@ -81,10 +81,10 @@ public:
     /// \param owner  The manager that the list belongs to, the same each time.
     OdDbObjectIdArray findByPath(OdDbFullSubentPath const& path, OdDbObjectId owner) const;
 
-    /// The places in `ids()`, in ascending order, of all links that may lead along the same path as
-    /// another one. Those that do are among them; links in other places needn't be looked at.
+    /// All links that may lead along the same path as another one, in order of the list. Those that
+    /// do are among them; other links needn't be looked at.
     /// \param owner  As for `findByPath`.
-    std::vector<std::uint32_t> placesWithCompany(OdDbObjectId owner) const;
+    OdDbObjectIdArray withCompany(OdDbObjectId owner) const;
 
     void append(OdDbObjectId id);
     void append(OdDbObjectIdArray const& ids);
