@@ -372,6 +372,11 @@ void OdDbCloneOperation::translateWaiting()
         }
         for (; finished < translated; ++finished) {
             const OdDbObjectPtr clone = m_waiting[finished].clone;
+            if (m_orig != m_dest) {
+                // Not before: a table of applications that is a clone itself drops, when it is
+                // translated, what it was given meanwhile.
+                OdDbObjectAccess::registerApps(*clone, dest(), /*passesNameless=*/true);
+            }
             clone->cloneFinished(m_mapping);
         }
         cloneRest();
@@ -387,8 +392,9 @@ void OdDbCloneOperation::translate(OdDbIdXlateFiler& filer, OdDbMemoryFiler::Byt
     }
     OdDbObjectId owner = clone.ownerId();
     if (owner.isNull() && !waiting.sourceOwner.isNull()) {
+        // A clone of the owner lists it; what merely stands for the owner knows nothing of it.
         OdDbIdPair const* pair = m_mapping.find(waiting.sourceOwner);
-        owner = pair != nullptr ? pair->value() : OdDbObjectId::kNull;
+        owner = pair != nullptr && pair->isCloned() ? pair->value() : OdDbObjectId::kNull;
     }
     bytes.clear();
     filer.writeTo(bytes);
@@ -457,6 +463,7 @@ OdDbObjectPtr OdDbCloneOperation::cloneGuarded(OdDb::FilerType type, OdDbObject 
     if (m_takesRoots && known != nullptr && isRootOfDestination(known->value())) {
         replaced = known->value().safeOpenObject(OdDb::kForWrite);
         replaced->assertWriteEnabled();
+        ++m_emptied;
     } else if (isListed && type == OdDb::FilerType::kWblockCloneFiler) {
         OdDbObjectId present;
         switch (meet(source, *owner, present)) {
@@ -546,9 +553,6 @@ OdDbObjectPtr OdDbCloneOperation::copy(OdDb::FilerType type, OdDbObject const& s
     if (!reactors.isEmpty()) {
         reactors.append(OdDbObjectAccess::reactors(*result));
         OdDbObjectAccess::setReactors(*result, reactors);
-    }
-    if (m_orig != m_dest) {
-        OdDbObjectAccess::registerApps(*result, dest());
     }
     m_mapping.assign(OdDbIdPair(source.objectId(), result->objectId(), /*isCloned=*/true, isPrimary,
                                 /*isOwnerTranslated=*/hasOwner));

@@ -43,6 +43,17 @@ OdDb::DuplicateRecordCloning styleOf(OdDbObject const& source, OdDbIdMapping con
                                                           : mapping.duplicateRecordCloning();
 }
 
+/// The first name of a number that is free, looked for one by one.
+template <class WithNumber, class IsTaken>
+OdString withFirstFree(WithNumber const& withNumber, IsTaken const& isTaken)
+{
+    std::uint32_t number = 0;
+    while (isTaken(withNumber(number))) {
+        ++number;
+    }
+    return withNumber(number);
+}
+
 bool isMangling(OdDb::DuplicateRecordCloning style)
 {
     return style == OdDb::DuplicateRecordCloning::kDrcMangleName ||
@@ -93,9 +104,14 @@ OdString odDbMangledName(OdString const& prefix, OdString const& name,
     };
     // Names are mostly taken from the first number on without a gap: its end is found by steps that
     // double, and then by halves.
+    constexpr std::uint32_t kLargestStep = std::uint32_t{1} << 30;
     std::uint32_t free = 0;
     std::uint32_t step = 1;
     while (isTaken(withNumber(free))) {
+        if (step == kLargestStep) {
+            return withFirstFree(withNumber,
+                                 isTaken);  // so many names there are not: they have gaps
+        }
         free += step;
         step *= 2;
     }
@@ -472,14 +488,14 @@ OdDbObjectId OdDbCloneOperation::counterpartOfDictionary(OdDbObject const& dicti
         OdDbDictionary& names = static_cast<OdDbDictionary&>(*outer);
         const bool isHidden = odDbIsHiddenName(name);
         found = isHidden ? OdDbObjectId::kNull : names.getAt(name);
-        OdRxClass const* cls = found.objectClass();
-        if (cls == nullptr || !cls->isDerivedFrom(OdDbDictionary::desc())) {
-            if (!found.isNull()) {
-                return OdDbObjectId::kNull;  // the name means something else there
-            }
+        if (found.isNull()) {
             const OdDbDictionaryPtr made = OdDbDictionary::createObject();
             made->setHardOwner(static_cast<OdDbDictionary const&>(dictionary).isHardOwner());
-            found = names.setAt(isHidden ? OdString() : name, made.get());
+            found = names.getOrSetAt(isHidden ? OdString() : name, made.get());
+        }
+        OdRxClass const* cls = found.objectClass();
+        if (cls == nullptr || !cls->isDerivedFrom(OdDbDictionary::desc())) {
+            return OdDbObjectId::kNull;  // the name means something else there
         }
     } else {
         const OdDbObjectPtr sourceOuter = dictionary.ownerId().openObject(OdDb::kForRead);

@@ -135,6 +135,16 @@ OdResult Loader::read(OdDbBlockTableRecord const& record, OdDbDatabasePtr& exter
     return external.isNull() ? kOdFileAccess : kOdOk;
 }
 
+/// Says of a block whether its drawing stays unloaded, if it doesn't say so already.
+void setUnloaded(OdDbBlockTableRecord& record, bool isUnloaded)
+{
+    if (record.isUnloaded() != isUnloaded) {
+        record.upgradeOpen();
+        record.setIsUnloaded(isUnloaded);
+        record.downgradeOpen();
+    }
+}
+
 /// Gives a block the insert base and units of its drawing, which may have changed since.
 void takeSettings(OdDbBlockTableRecord& record, OdDbDatabase const& external)
 {
@@ -233,22 +243,26 @@ OdResult eraseReferences(OdDbBlockTableRecord const& record)
     return kOdOk;
 }
 
+OdResult bindAndUnload(Loader& loader, OdDbObjectId block, OdDbXRefMan::BindStyle style);
+
 /// Binds what is attached to a drawing, as far as it can be; the rest stays external.
-void bindAttached(OdDbDatabase& external, OdDbXRefMan::BindStyle style)
+void bindAttached(Loader& loader, OdDbDatabase& external, OdDbXRefMan::BindStyle style)
 {
     for (OdDbObjectId block : externalBlocks(external)) {
         const OdDbBlockTableRecordPtr record = openExternal(block);
         // One may have been detached while another one was bound.
-        if (!record.isNull() && !record->isFromOverlayReference() && !record->isUnloaded()) {
-            (void)OdDbXRefMan::bind(block, style);
+        if (!record.isNull() && !record->isFromOverlayReference() && !record->isUnloaded() &&
+            loader.load(block) == kOdOk) {
+            (void)bindAndUnload(loader, block, style);
         }
     }
 }
 
-void bindLoaded(OdDbBlockTableRecord& record, OdDbDatabase& external, OdDbXRefMan::BindStyle style)
+void bindLoaded(Loader& loader, OdDbBlockTableRecord& record, OdDbDatabase& external,
+                OdDbXRefMan::BindStyle style)
 {
     const bool isInsert = style == OdDbXRefMan::BindStyle::kInsert;
-    bindAttached(external, style);
+    bindAttached(loader, external, style);
     const OdDbIdMappingPtr mapping = OdDbIdMapping::createObject();
     record.database()->insertIntoBlock(record.objectId(), external, *mapping,
                                        isInsert ? OdDb::DeepCloneType::kDcXrefInsert
@@ -258,6 +272,28 @@ void bindLoaded(OdDbBlockTableRecord& record, OdDbDatabase& external, OdDbXRefMa
     record.upgradeOpen();
     record.setPathName(OdString());
     record.setIsFromOverlayReference(false);
+    record.downgradeOpen();
+}
+
+/// Binds a drawing that is loaded. One loader loads all that is attached, in whatever depth: its bound
+/// holds for the whole. Unless the drawing is in use it isn't loaded any more then, whatever the
+/// answer is.
+OdResult bindAndUnload(Loader& loader, OdDbObjectId block, OdDbXRefMan::BindStyle style)
+{
+    OdDbXrefTable& table = tableOf(block);
+    if (table.hasOpenObjects(block.getHandle())) {
+        return kOdDatabaseInUse;
+    }
+    OdResult result = kOdOk;
+    try {
+        bindLoaded(loader, *openExternal(block), *table.loaded(block.getHandle()), style);
+    } catch (OdError const& error) {
+        result = error.code();
+    } catch (std::exception const&) {
+        result = kOdFileAccess;
+    }
+    table.unload(block.getHandle());
+    return result;
 }
 
 OdString textOf(fs::path const& path)
@@ -332,10 +368,7 @@ OdResult OdDbXRefMan::unload(OdDbObjectId block)
     }
     table.unload(block.getHandle());
     table.setFailure(block.getHandle(), kOdOk);
-    if (!record->isUnloaded()) {
-        record->upgradeOpen();
-        record->setIsUnloaded(true);
-    }
+    setUnloaded(*record, true);
     return kOdOk;
 }
 
@@ -346,15 +379,17 @@ OdResult OdDbXRefMan::unload(OdDbBlockTableRecord const* block)
 
 OdResult OdDbXRefMan::reload(OdDbObjectId block)
 {
-    if (openExternal(block).isNull()) {
+    const OdDbBlockTableRecordPtr record = openExternal(block);
+    if (record.isNull()) {
         return kOdNotApplicable;
     }
     OdDbXrefTable& table = tableOf(block);
     if (table.hasOpenObjects(block.getHandle())) {
         return kOdDatabaseInUse;
     }
-    // Nobody asked for it to stay unloaded: a file that is missing now may be back next time.
+    // Nobody asks for it to stay unloaded: a file that is missing now may be back next time.
     table.unload(block.getHandle());
+    setUnloaded(*record, false);
     return load(block);
 }
 
@@ -387,23 +422,12 @@ OdResult OdDbXRefMan::detach(OdDbObjectId block)
 
 OdResult OdDbXRefMan::bind(OdDbObjectId block, BindStyle style)
 {
-    const OdResult loaded = load(block);
+    Loader loader;
+    const OdResult loaded = loader.load(block);
     if (loaded != kOdOk) {
         return loaded;
     }
-    OdDbXrefTable& table = tableOf(block);
-    if (table.hasOpenObjects(block.getHandle())) {
-        return kOdDatabaseInUse;
-    }
-    OdResult result = kOdOk;
-    try {
-        bindLoaded(*openExternal(block), *table.loaded(block.getHandle()), style);
-    } catch (OdError const& error) {
-        result = error.code();
-    } catch (std::exception const&) {
-        result = kOdFileAccess;
-    }
-    table.unload(block.getHandle());
+    const OdResult result = bindAndUnload(loader, block, style);
     if (result != kOdOk) {
         // What was attached to the drawing may have been bound to it in memory.
         (void)load(block);

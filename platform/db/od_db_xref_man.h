@@ -74,7 +74,8 @@ public:
     ///         erased; nothing is erased then.
     static OdResult detach(OdDbObjectId block);
     /// Makes a block of an external drawing a plain block with copies of its entities. Drawings
-    /// attached to it are bound with it.
+    /// attached to it are bound with it, as far as they can be loaded within the bound of `load`; the
+    /// others stay external.
     /// \return 0, (not applicable), (database in use), or what `load` gave.
     static OdResult bind(OdDbObjectId block, BindStyle style = BindStyle::kBind);
 };

@@ -509,6 +509,29 @@ TEST_F(CloneOfForgedDrawings, KeepsWhatAnObjectOwnsThatRefusesToBeErased)
     EXPECT_FALSE(below.isErased());
 }
 
+TEST_F(CloneFailure, ToTakeTheNameOfAnotherKindOfObjectFailsTheWholeOperation)
+{
+    const OdDbObjectId root = addDictionary(m_db->getNamedObjectsDictionaryId(), L"root");
+    const OdDbObjectId source = addNode(1);
+    writeDictionary(root)->setAt(L"x", source.safeOpenObject(OdDb::kForWrite).get());
+    const OdDbObjectId otherRoot = addDictionary(m_other->getNamedObjectsDictionaryId(), L"root");
+    writeDictionary(otherRoot)->setAt(L"x", OdDbXrecord::createObject().get());
+    const DatabaseState before = livingStateOf(*m_other);
+    failAt(
+        0, [] {}, 1);
+    CloneNode::s_onFiledOut = [](OdDb::FilerType type, CloneNode const& node) {
+        if (type == OdDb::FilerType::kWblockCloneFiler && node.number() == 1) {
+            throw OdError(kOdOutOfMemory);
+        }
+    };
+    EXPECT_EQ(thrownCode([&] {
+                  m_db->wblockCloneObjects({root}, m_other->getNamedObjectsDictionaryId(),
+                                           *m_mapping, OdDb::DuplicateRecordCloning::kDrcReplace);
+              }),
+              kOdOutOfMemory);
+    EXPECT_EQ(livingStateOf(*m_other), before);
+}
+
 // ---------------------------------------------------------------------------------------------
 // Names made of ones that are taken
 
@@ -541,6 +564,20 @@ TEST_F(MangledNames, TakeTheFirstNumberThatIsFree)
         expected.format(L"$%d$n", index);
         ASSERT_EQ(names[static_cast<std::size_t>(index)], expected);
     }
+}
+
+TEST_F(MangledNames, AreFoundWhereTakenOnesAreMadeToMislead)
+{
+    const OdDbObjectId dictionary = addDictionary(m_db->getNamedObjectsDictionaryId(), L"d");
+    const OdDbObjectId id =
+        writeDictionary(dictionary)->setAt(L"n", CloneNode::createObject().get());
+    for (unsigned bits = 0; bits <= 32; ++bits) {
+        OdString name;
+        name.format(L"$%u$n", static_cast<unsigned>((std::uint64_t{1} << bits) - 1));
+        writeDictionary(dictionary)->setAt(name, CloneNode::createObject().get());
+    }
+    m_db->deepCloneObjects({id}, dictionary, *m_mapping);
+    EXPECT_EQ(OdDbDictionaryPtr(dictionary.safeOpenObject())->nameAt(cloneOf(id)), L"$2$n");
 }
 
 }  // namespace

@@ -227,6 +227,39 @@ TEST_F(WblockCloneObjects, GivesAnonymousBlocksNewNames)
     EXPECT_EQ(entitiesOf(cloneOf(block)), OdDbObjectIdArray{cloneOf(line)});
 }
 
+TEST_F(WblockCloneObjects, KeepsExtendedDataOfAnApplicationWithoutAName)
+{
+    const OdDbObjectId id = addNode(1);
+    const CloneNodePtr node = CloneNode::createObject();
+    const OdResBufPtr chain = OdResBuf::newRb(1001);
+    chain->setNext(OdResBuf::newRb(1070).get());
+    node->setXData(chain.get());
+    OdStaticRxObject<OdDbMemoryFiler> filer;
+    node->dwgOutFields(&filer);
+    filer.rewindForReading();
+    ASSERT_EQ(id.safeOpenObject(OdDb::kForWrite)->dwgInFields(&filer), kOdOk);
+    wblock({id}, m_other->getNamedObjectsDictionaryId());
+    const OdResBufPtr copied = cloneOf(id).safeOpenObject()->xData();
+    ASSERT_FALSE(copied.isNull());
+    EXPECT_TRUE(copied->getString().isEmpty());
+    EXPECT_EQ(copied->next()->restype(), 1070);
+}
+
+TEST_F(WblockCloneObjects, GivesACloneThatGetsNoOwnerNoneThatDoesNotListIt)
+{
+    const OdDbObjectId line = addLine(m_db->getModelSpaceId(), 1.0);
+    m_mapping->setDestDb(m_other.get());
+    {
+        const OdDbObjectPtr clone = line.safeOpenObject()->wblockClone(*m_mapping, nullptr);
+        ASSERT_FALSE(clone.isNull());
+        EXPECT_TRUE(clone->ownerId().isNull());
+    }
+    const OdDbEntityPtr clone = cloneOf(line).safeOpenObject(OdDb::kForWrite);
+    const OdDbBlockTableRecordPtr space = otherSpace().safeOpenObject(OdDb::kForWrite);
+    space->appendOdDbEntity(clone.get());
+    EXPECT_EQ(entitiesOf(otherSpace()), OdDbObjectIdArray{cloneOf(line)});
+}
+
 TEST_F(WblockCloneObjects, RegistersTheApplicationsOfExtendedData)
 {
     m_db->newRegApp(L"APP");
@@ -515,6 +548,20 @@ TEST_F(Wblock, OfAWholeDrawingTakesObjectsThatNothingOwns)
     EXPECT_TRUE(cloneOf(gone).isNull());
     EXPECT_TRUE(cloneOf(lost).isNull());
     expectNoForeignIds(*made);
+}
+
+TEST_F(Wblock, OfAWholeDrawingRegistersApplicationsThatItsSourceHasLost)
+{
+    const OdDbObjectId app = m_db->newRegApp(L"APP");
+    const OdDbObjectId line = addLine(m_db->getModelSpaceId(), 1.0);
+    const OdResBufPtr chain = OdResBuf::newRb(1001);
+    chain->setString(L"APP");
+    chain->setNext(OdResBuf::newRb(1070).get());
+    line.safeOpenObject(OdDb::kForWrite)->setXData(chain.get());
+    eraseObject(app);
+    const OdDbDatabasePtr made = m_db->wblock(m_mapping.get());
+    EXPECT_TRUE(made->isRegisteredApp(L"APP"));
+    EXPECT_FALSE(cloneOf(line).safeOpenObject()->xData(L"APP").isNull());
 }
 
 TEST_F(Wblock, OfABlockMakesItTheModelSpace)

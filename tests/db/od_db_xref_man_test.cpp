@@ -255,4 +255,26 @@ TEST_F(ExternalDrawings, BoundUnderTheNameOfABlockInsideDoNotContainThemselves)
     }
 }
 
+TEST_F(ExternalDrawings, ObjectsTakenHoldOfWhileTheyAreUnloadedNameNothing)
+{
+    const OdDbObjectId block = OdDbXRefMan::attach(*m_host, L"part.zdw");
+    const OdDbObjectId line = linesOf(block).at(0);
+    OdDbDatabase* const external = externalOf(block);
+    TestReactorPtr watcher = TestReactor::createObject();
+    external->addOdDbObject(watcher.get());
+    const OdDbObjectId watcherId = watcher->objectId();
+    OdDbEntityPtr held;
+    watcher->onNotice = [&](TestReactor&, NoticeKind kind, OdDbObject const& object) {
+        if (kind == NoticeKind::kGoodbye) {
+            held = const_cast<OdDbObject*>(&object);
+        }
+    };
+    watch(line, watcherId);
+    watcher.release();
+    ASSERT_EQ(OdDbXRefMan::unload(block), kOdOk);
+    ASSERT_FALSE(held.isNull());
+    m_host.release();
+    EXPECT_TRUE(held->layerId().isNull());
+}
+
 }  // namespace

@@ -261,7 +261,7 @@ TEST_F(OdDbXRefManTest, DrawingsInARingAreLoadedOnceEach)
     EXPECT_EQ(OdDbXRefMan::load(blockNamed(*b, L"a")), kOdCyclicReference);
 }
 
-TEST_F(OdDbXRefManTest, FilesCantMakeAHostLoadWithoutEnd)
+TEST_F(OdDbXRefManTest, FilesCantMakeAHostLoadOrBindWithoutEnd)
 {
     saveDrawing("d0.zdw", 1);
     for (int level = 1; level <= 12; ++level) {
@@ -275,8 +275,11 @@ TEST_F(OdDbXRefManTest, FilesCantMakeAHostLoadWithoutEnd)
     }
     const int before = OdDbDatabase::liveCount();
     const OdDbDatabasePtr host = makeHost();
-    OdDbXRefMan::attach(*host, L"d12.zdw");
+    const OdDbObjectId block = OdDbXRefMan::attach(*host, L"d12.zdw");
     EXPECT_LE(OdDbDatabase::liveCount() - before, 1001);
+    EXPECT_EQ(OdDbXRefMan::bind(block), kOdOk);
+    EXPECT_EQ(statusOf(block), OdDb::XrefStatus::kXrfNotAnXref);
+    EXPECT_LE(OdDbDatabase::liveCount() - before, 2001);  // emptied ones are kept for their ids
 }
 
 TEST_F(OdDbXRefManTest, UnloadingKeepsTheBlockAndItsIdsButOpensNothing)
@@ -392,16 +395,22 @@ TEST_F(OdDbXRefManTest, DetachErasesTheBlockAndItsReferencesAndUndoBringsThemBac
 
 TEST_F(OdDbXRefManTest, ADrawingThatIsGoneWhenReloadedIsUnresolvedAndNotUnloaded)
 {
-    saveDrawing("part.zdw", 7);
-    const OdDbDatabasePtr host = makeHost();
-    const OdDbObjectId block = OdDbXRefMan::attach(*host, L"part.zdw");
-    fs::remove(folder.file("part.zdw"));
-    EXPECT_EQ(OdDbXRefMan::reload(block), kOdFileNotFound);
-    EXPECT_EQ(statusOf(block), OdDb::XrefStatus::kXrfFileNotFound);
-    EXPECT_FALSE(openBlock(block)->isUnloaded());
-    saveDrawing("part.zdw", 8);
-    EXPECT_EQ(OdDbXRefMan::loadAll(*host), kOdOk);
-    EXPECT_EQ(statusOf(block), OdDb::XrefStatus::kXrfResolved);
+    for (bool isUnloaded : {false, true}) {
+        saveDrawing("part.zdw", 7);
+        const OdDbDatabasePtr host = makeHost();
+        const OdDbObjectId block = OdDbXRefMan::attach(*host, L"part.zdw");
+        if (isUnloaded) {
+            ASSERT_EQ(OdDbXRefMan::unload(block), kOdOk);
+        }
+        fs::remove(folder.file("part.zdw"));
+        EXPECT_EQ(OdDbXRefMan::reload(block), kOdFileNotFound);
+        EXPECT_EQ(statusOf(block), OdDb::XrefStatus::kXrfFileNotFound);
+        EXPECT_FALSE(openBlock(block)->isUnloaded());
+        saveDrawing("part.zdw", 8);
+        EXPECT_EQ(OdDbXRefMan::loadAll(*host), kOdOk);
+        EXPECT_EQ(statusOf(block), OdDb::XrefStatus::kXrfResolved);
+        fs::remove(folder.file("part.zdw"));
+    }
 }
 
 TEST_F(OdDbXRefManTest, AReferenceThatRefusesToGoKeepsADrawingFromBeingDetached)
