@@ -252,17 +252,24 @@ std::unique_ptr<OdDbDrawingFile> lockOld(Place const& place, OdDbDrawingStore* s
     }
 }
 
-/// Writes a whole drawing. \return Its header, as it is stored.
-std::vector<std::uint8_t> writeNewFile(OdDbDatabase& database, OdDbDrawingStore* source,
-                                       TemporaryFile const& file, Place const& place,
-                                       int dwgVersion, OdDbSaveProgress const& progress)
+/// What is known of a file that was written as a whole.
+struct NewFile
+{
+    std::vector<std::uint8_t> headerBytes;  ///< as they are stored
+    std::vector<OdDbWrittenPage> pages;     ///< those of which something is in memory
+};
+
+/// Writes a whole drawing.
+NewFile writeNewFile(OdDbDatabase& database, OdDbDrawingStore* source, TemporaryFile const& file,
+                     Place const& place, int dwgVersion, OdDbSaveProgress const& progress)
 {
     const std::unique_ptr<OdDbDrawingFile> target =
         OdDbDrawingFile::create(file.path(), place.name);
     file.takeRightsOf(place);
-    OdDbDrawingWriter(database, source, *target, dwgVersion).writeAll(progress);
+    OdDbDrawingWriter writer(database, source, *target, dwgVersion);
+    writer.writeAll(progress);
     target->commitSave();
-    return target->headerBytes();
+    return {target->headerBytes(), writer.takeWrittenPages()};
 }
 
 /// Beside a drawing that is written there must be room for its journal's name.
@@ -370,11 +377,11 @@ void replaceFile(OdDbDatabase& database, Place const& place, OdString const& fil
     removeStaleFiles(folder);
     TemporaryFile temporary(folder);
     requireRoom(place, temporary);
-    std::vector<std::uint8_t> headerBytes;
+    NewFile written;
     {
         const bool isSource = source != nullptr && source->file().isSameFile(place.path);
         const PassingOverFaults passing(isSource ? nullptr : source);
-        headerBytes = writeNewFile(database, source, temporary, place, dwgVersion, progress);
+        written = writeNewFile(database, source, temporary, place, dwgVersion, progress);
     }
     removeOldJournals(place);
     temporary.placeAs(place);
@@ -384,7 +391,10 @@ void replaceFile(OdDbDatabase& database, Place const& place, OdString const& fil
     old.reset();
     OdDbStorageAccess access(database);
     auto store = std::make_unique<OdDbDrawingStore>(
-        database, OdDbDrawingFile::openSaved(place.path, place.name, headerBytes));
+        database, OdDbDrawingFile::openSaved(place.path, place.name, written.headerBytes));
+    for (OdDbWrittenPage const& page : written.pages) {
+        store->notePageWritten(page);
+    }
     if (source != nullptr && source->file().header().dwgVersion == dwgVersion) {
         store->setMoreSettings(source->moreSettings());
     }

@@ -42,9 +42,10 @@ void odDbSaveDrawing(OdDbDatabase& database, OdDbSaveProgress const& progress = 
 /// `odDbSaveDrawing`; after a failure the database belongs to its old file. An object that this
 /// program knows only in part keeps the version that it was filed for, whatever `dwgVersion` is.
 /// What the database's old file can't give any more is written from memory where it was loaded. Else
-/// it costs its objects alone, which are found damaged in the new file; but where the new file is to
-/// take the place of the old one, a disk that fails to give something back ends the save, since it
-/// may give it back later.
+/// it costs its objects alone, which are found damaged in the new file; so does all that a disk is
+/// not asked for any more after ten minutes of failed reads. But where the new file is to take the
+/// place of the old one, a disk that fails to give something back ends the save, since it may give it
+/// back later.
 /// \param path        At most 247 bytes of name and 504 in all, which leaves room for a journal. A
 ///                    link is followed, even if it leads nowhere yet.
 /// \param dwgVersion  A version that `OdDb::isDwgVersion` tells.

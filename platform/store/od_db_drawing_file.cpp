@@ -570,8 +570,14 @@ void OdDbDrawingFile::noteSaved()
 {
     m_header = std::move(m_attempted);
     m_headerBytes = std::move(m_attemptedBytes);
+    forgetAttempt();
+}
+
+void OdDbDrawingFile::forgetAttempt() noexcept
+{
     m_attempted = {};
     m_attemptedBytes.clear();
+    m_mayBeSaved = false;
 }
 
 // Nothing was written, so it doesn't matter how the transaction ends; after an error in a damaged
@@ -589,8 +595,14 @@ void OdDbDrawingFile::endReading() noexcept
 
 bool OdDbDrawingFile::isDamage(OdError const& error) const noexcept
 {
-    return error.code() == kOdFileCorrupt ||
-           (m_passesOverFaults && dynamic_cast<OdDbReadFault const*>(&error) != nullptr);
+    // Besides single places, a disk that is gone doesn't give the file's lock or its size.
+    return error.code() == kOdFileCorrupt || (m_passesOverFaults && error.code() == kOdFileAccess);
+}
+
+void OdDbDrawingFile::setPassesOverFaults(bool passesOver, Clock::duration patience) noexcept
+{
+    m_passesOverFaults = passesOver;
+    m_patience = patience;
 }
 
 // A read that fails ends the transaction, and the lock goes with it. If another process has taken it
@@ -604,10 +616,32 @@ void OdDbDrawingFile::regainLock() noexcept
     }
 }
 
+// Runs `read`. Who passes over faults asks for page after page of a disk that may be gone, and has to
+// come to an end.
+template <class Read>
+auto OdDbDrawingFile::reading(Read const& read)
+{
+    if (!m_passesOverFaults) {
+        return readingTogether(read);
+    }
+    if (m_patience <= Clock::duration::zero()) {
+        throw OdDbReadFault(name(), "can't be read, and isn't asked any more");
+    }
+    const Clock::time_point start = Clock::now();
+    try {
+        return readingTogether(read);
+    } catch (OdError const& error) {
+        if (error.code() == kOdFileAccess) {
+            m_patience -= Clock::now() - start;
+        }
+        throw;
+    }
+}
+
 // Runs `read` in a transaction of its own, so that what it reads belongs together; with the lock
 // there is one already.
 template <class Read>
-auto OdDbDrawingFile::reading(Read const& read)
+auto OdDbDrawingFile::readingTogether(Read const& read)
 {
     if (m_isLocked) {
         try {
@@ -631,20 +665,29 @@ auto OdDbDrawingFile::reading(Read const& read)
     }
 }
 
-// As `reading`, where damage costs the part alone.
+// As `reading`, where damage costs the part alone. Whether the file was saved meanwhile is found out
+// for a damaged part as well; but where faults are passed over, failing to do so costs no more than
+// the part either.
 template <class Read>
 OdDbPartState OdDbDrawingFile::readingPart(Read const& read)
 {
-    return reading([&] {
-        try {
-            return read() ? OdDbPartState::kRead : OdDbPartState::kAbsent;
-        } catch (OdError const& error) {
-            if (!isDamage(error)) {
-                throw;
+    try {
+        return reading([&] {
+            try {
+                return read() ? OdDbPartState::kRead : OdDbPartState::kAbsent;
+            } catch (OdError const& error) {
+                if (error.code() != kOdFileCorrupt) {
+                    throw;
+                }
+                return OdDbPartState::kUnreadable;
             }
-            return OdDbPartState::kUnreadable;
+        });
+    } catch (OdError const& error) {
+        if (!m_passesOverFaults || !isDamage(error)) {
+            throw;
         }
-    });
+        return OdDbPartState::kUnreadable;
+    }
 }
 
 OdDbPartState OdDbDrawingFile::readPage(std::uint64_t page, OdDbPageBytes& bytes)
@@ -920,6 +963,7 @@ void OdDbDrawingFile::writeClass(OdDbFileClass const& fileClass)
 void OdDbDrawingFile::writeHeader(OdDbDrawingHeader const& header)
 {
     requireSave();
+    forgetAttempt();
     m_attempted = header;
     m_attemptedBytes = encodeHeader(header);
     OdDbSqliteQuery(m_statements->writeHeader).bindText(kHeaderKey).bind(m_attemptedBytes).run();
@@ -933,6 +977,8 @@ void OdDbDrawingFile::commitSave()
         fail(kOdFileLocked, "is being read by another process all the time");
     }
     if (code != SQLITE_OK) {
+        // Only the last step, the removal of the journal, can be done and fail all the same.
+        m_mayBeSaved = (code & 0xFF) == SQLITE_IOERR;
         m_connection.fail(code);
     }
     noteSaved();
@@ -944,6 +990,11 @@ void OdDbDrawingFile::rollbackSave() noexcept
 {
     if (!m_connection.isIdle()) {
         (void)m_connection.tryRun("ROLLBACK");
+    }
+    // A save that can't be in the file must not be found there: that of another process may have the
+    // same header, number for number.
+    if (!m_mayBeSaved) {
+        forgetAttempt();
     }
     // Without the lock the file goes on for reading, and the next save tries again.
     setSaving(false);

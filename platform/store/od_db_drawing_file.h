@@ -7,6 +7,7 @@
 #include "store/od_db_sqlite.h"
 
 #include <array>
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <memory>
@@ -84,6 +85,10 @@ enum class OdDbPartState : std::uint8_t
 class OdDbDrawingFile
 {
 public:
+    using Clock = std::chrono::steady_clock;
+    /// A dying disk takes seconds for each read that fails.
+    static constexpr std::chrono::minutes kFaultPatience{10};
+
     /// Opens a drawing and reads its header and its classes.
     ///
     /// \param path  Absolute, with symbolic links resolved.
@@ -126,8 +131,14 @@ public:
     /// @{
     /// Whether a part that the disk doesn't give back counts as unreadable, as a damaged one does,
     /// instead of throwing.
-    void setPassesOverFaults(bool passesOver) noexcept { m_passesOverFaults = passesOver; }
+    ///
+    /// \param patience  Once failed reads have taken this long, the disk isn't asked any more, and all
+    ///                  the rest counts as unreadable.
+    void setPassesOverFaults(bool passesOver, Clock::duration patience = kFaultPatience) noexcept;
     bool passesOverFaults() const noexcept { return m_passesOverFaults; }
+    /// Whether an error of a read costs a part of the drawing alone: damage, and what the disk doesn't
+    /// give back where that is passed over.
+    bool isDamage(OdError const& error) const noexcept;
     OdDbPartState readPage(std::uint64_t page, OdDbPageBytes& bytes);
     /// As `readPage`, for the directory alone, which spares the records.
     OdDbPartState readDirectory(std::uint64_t page, std::vector<std::uint8_t>& directory);
@@ -191,12 +202,12 @@ private:
     void letGo() noexcept;
     void checkUnchanged();
     void noteSaved();
+    void forgetAttempt() noexcept;
     void checkContent();
     void endReading() noexcept;
     void checkPlace();
     void confirmLock() noexcept;
     void regainLock() noexcept;
-    bool isDamage(OdError const& error) const noexcept;
     void requireSave() const;
     void setSaving(bool isSaving) noexcept;
     std::int64_t dataVersion();
@@ -204,6 +215,8 @@ private:
                    std::vector<std::string>& problems);
     template <class Read>
     auto reading(Read const& read);
+    template <class Read>
+    auto readingTogether(Read const& read);
     template <class Read>
     OdDbPartState readingPart(Read const& read);
 
@@ -213,6 +226,8 @@ private:
     bool m_isLocked = false;
     bool m_isSaving = false;
     bool m_passesOverFaults = false;
+    bool m_mayBeSaved = false;     ///< a commit has failed that may be in the file all the same
+    Clock::duration m_patience{};  ///< what is left of it
     std::int64_t m_dataVersion = 0;
     std::uint64_t m_device = 0;
     std::uint64_t m_inode = 0;
@@ -230,7 +245,7 @@ private:
     std::array<std::uint8_t, 100> m_firstBytes{};
     OdDbDrawingHeader m_header;
     std::vector<std::uint8_t> m_headerBytes;     ///< as last read or committed
-    std::vector<std::uint8_t> m_attemptedBytes;  ///< of the save that is under way, or has failed
+    std::vector<std::uint8_t> m_attemptedBytes;  ///< of the save that is under way, or may be saved
     OdDbDrawingHeader m_attempted;
     std::vector<OdDbFileClass> m_classes;
     std::unique_ptr<Statements> m_statements;

@@ -8,7 +8,6 @@ namespace {
 
 /// Pages that can't be told before a walk over the drawing is given up.
 constexpr std::size_t kMaxLostPages = 100'000;
-constexpr std::size_t kMaxFaultyPages = 2'000;
 
 std::size_t sizeOf(OdDbStoredPage const& page) noexcept
 {
@@ -252,16 +251,15 @@ std::shared_ptr<OdDbStoredPage const> OdDbDrawingStore::page(std::uint64_t numbe
 
 std::optional<std::uint64_t> OdDbDrawingStore::nextPage(std::uint64_t from)
 {
+    // Each walk counts by itself, and begins with the first page or behind it.
+    if (from <= 1) {
+        m_lostPages = 0;
+    }
     while (from <= m_lastPage) {
         try {
             return m_file->nextPage(from);
-        } catch (OdDbReadFault const&) {
-            // Asking a disk for what it doesn't give takes seconds each time.
-            if (!m_file->passesOverFaults() || ++m_lostPages > kMaxFaultyPages) {
-                throw;
-            }
         } catch (OdError const& error) {
-            if (error.code() != kOdFileCorrupt || ++m_lostPages > kMaxLostPages) {
+            if (!m_file->isDamage(error) || ++m_lostPages > kMaxLostPages) {
                 throw;
             }
         }
@@ -341,15 +339,20 @@ void OdDbDrawingStore::noteSaveFailed()
     m_lastPage = std::max(m_lastPage, std::min(last, kLastPage));
 }
 
-void OdDbDrawingStore::notePageWritten(std::uint64_t number, std::uint64_t resident)
+void OdDbDrawingStore::notePageWritten(OdDbWrittenPage const& written)
 {
-    PageState& state = m_pages[number];
+    PageState& state = m_pages[written.number];
     if (state.page != nullptr) {
         drop(state);
     }
-    state.isKnown = false;
-    state.loaded = resident;
-    m_lastPage = std::max(m_lastPage, number);
+    if (written.directory.empty()) {
+        state.mask = 0;
+        state.isKnown = false;
+    } else {
+        summarise(state, OdDbPageDirectory(written.number, written.directory));
+    }
+    state.loaded = written.resident;
+    m_lastPage = std::max(m_lastPage, written.number);
 }
 
 void OdDbDrawingStore::readRecord(OdDbStoredPage const& page, OdDbPageEntry const& entry,

@@ -32,6 +32,14 @@ struct OdDbStoredRecord
     std::string damage;                 ///< why it can't be read; empty if it can
 };
 
+/// What a save has written of a page.
+struct OdDbWrittenPage
+{
+    std::uint64_t number = 0;
+    std::uint64_t resident = 0;           ///< slots whose objects are in memory
+    std::vector<std::uint8_t> directory;  ///< as it is stored; empty if the page was removed
+};
+
 /// The carrier between a database and its drawing file.
 ///
 /// Pages are read when one of their objects is asked for and kept as long as they hold objects that
@@ -94,8 +102,8 @@ public:
     std::uint64_t lastKnownMask(std::uint64_t number) const;
     /// The class of an object of such a page, by its number in the database.
     std::uint32_t lastKnownClass(OdDbHandle handle) const;
-    /// Tells that a page was written anew. \param resident  Slots whose objects are in memory.
-    void notePageWritten(std::uint64_t number, std::uint64_t resident);
+    /// Tells that a page was written anew. Should it become unreadable, this is what is known of it.
+    void notePageWritten(OdDbWrittenPage const& written);
     /// Forgets what was read while a save was under way that has failed.
     void noteSaveFailed();
     void noteClassWritten(OdDbFileClass const& fileClass, std::uint32_t index);

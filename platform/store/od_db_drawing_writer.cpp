@@ -57,13 +57,15 @@ void OdDbDrawingWriter::writeChanges(OdDbSaveProgress const& progress)
     std::set<std::uint64_t> pages(changed.begin(), changed.end());
     for (std::uint64_t lister : m_listers) {
         const std::uint64_t number = odDbPageOf(OdDbHandle(lister));
-        if (!m_source->isPageDamaged(number)) {
-            pages.insert(number);
-        }
+        namingPage(number, [&] {
+            if (!m_source->isPageDamaged(number)) {
+                pages.insert(number);
+            }
+        });
     }
     std::uint64_t done = 0;
     for (std::uint64_t number : pages) {
-        writePage(number, /*isInMemory=*/true);
+        namingPage(number, [&] { composeAndWrite(number, /*isInMemory=*/true); });
         if (progress) {
             progress(++done, pages.size());
         }
@@ -99,7 +101,8 @@ void OdDbDrawingWriter::writeAll(OdDbSaveProgress const& progress)
     const std::vector<std::uint64_t> pages = pagesToWrite();
     std::uint64_t done = 0;
     for (std::uint64_t number : pages) {
-        writePage(number, std::binary_search(known.begin(), known.end(), number));
+        const bool isInMemory = std::binary_search(known.begin(), known.end(), number);
+        namingPage(number, [&] { composeAndWrite(number, isInMemory); });
         ++done;
         if (progress && (done % kPagesInStep == 0 || done == pages.size())) {
             progress(done, pages.size());
@@ -118,7 +121,7 @@ void OdDbDrawingWriter::findListers()
         return;
     }
     for (std::uint64_t number : m_access.changedBlocks()) {
-        findListersIn(number);
+        namingPage(number, [&] { findListersIn(number); });
     }
 }
 
@@ -132,7 +135,8 @@ void OdDbDrawingWriter::findListersIn(std::uint64_t number)
             continue;
         }
         const bool wasThere = stored != nullptr && stored->directory.find(slot) != nullptr;
-        if (wasThere != state.erased) {
+        // What was erased during the last save may have gone with it, while what lists it stayed.
+        if (wasThere && !state.erased) {
             continue;
         }
         noteLister(state.object->ownerId());
@@ -159,8 +163,8 @@ void OdDbDrawingWriter::noteWritten()
     for (auto const& [number, renewed] : m_renewedClasses) {
         m_source->noteClassWritten(renewed.fileClass, renewed.index);
     }
-    for (WrittenPage const& written : m_written) {
-        m_source->notePageWritten(written.number, written.resident);
+    for (OdDbWrittenPage const& written : m_written) {
+        m_source->notePageWritten(written);
     }
 }
 
@@ -259,10 +263,12 @@ void OdDbDrawingWriter::writeClasses()
 // ---------------------------------------------------------------------------------------------
 // Pages
 
-void OdDbDrawingWriter::writePage(std::uint64_t number, bool isInMemory)
+/// Names the objects that are lost where the disk doesn't give their page back.
+template <class Work>
+void OdDbDrawingWriter::namingPage(std::uint64_t number, Work const& work)
 {
     try {
-        composeAndWrite(number, isInMemory);
+        work();
     } catch (OdDbReadFault const& fault) {
         // A save that only copies gives up nothing that the disk may give tomorrow.
         std::string reason = "objects " + std::string(odDbHandleAt(number, 0).ascii().utf8()) +
@@ -296,10 +302,24 @@ void OdDbDrawingWriter::composeAndWrite(std::uint64_t number, bool isInMemory)
     if (isIncremental()) {
         m_header.pages -= had != 0 ? 1U : 0U;
         m_header.objects -= had;
-        m_written.push_back({number, m_resident});
     }
     m_header.pages += has != 0 ? 1U : 0U;
     m_header.objects += has;
+    noteWrittenPage();
+}
+
+// The store of a whole new file learns of pages as they are read, like any other; but a page that
+// becomes unreadable before can't tell any more what it had.
+void OdDbDrawingWriter::noteWrittenPage()
+{
+    if (!isIncremental() && m_resident == 0) {
+        return;
+    }
+    OdDbWrittenPage written{m_page.page(), m_resident, {}};
+    if (m_page.mask() != 0) {
+        written.directory.assign(m_page.directory().begin(), m_page.directory().end());
+    }
+    m_written.push_back(std::move(written));
 }
 
 // A page whose directory is damaged is carried as it is. Nothing can be added to it, as no free handle
@@ -314,6 +334,7 @@ void OdDbDrawingWriter::writeLostPage(OdDbStoredPage const& page, bool isInMemor
         }
         m_header.pages += has != 0 ? 1U : 0U;
         m_header.objects += has;
+        noteWrittenPage();
         return;
     }
     if (isIncremental() || (isInMemory && isAnyInMemory(page.number))) {
@@ -337,8 +358,8 @@ bool OdDbDrawingWriter::isAnyInMemory(std::uint64_t number) const
 }
 
 // A page can become unreadable after some of its objects were loaded. Those are written from memory,
-// and the others so that they are found damaged. False if none was
-// loaded, or nobody knows which objects it had.
+// and the others so that they are found damaged. False if none was loaded, or nobody knows which
+// objects it had.
 bool OdDbDrawingWriter::composeLostPage(std::uint64_t number)
 {
     const std::uint64_t mask = m_source->lastKnownMask(number);
@@ -346,10 +367,12 @@ bool OdDbDrawingWriter::composeLostPage(std::uint64_t number)
         return false;
     }
     m_page.start(number);
+    m_resident = 0;
     for (unsigned slot = number == 0 ? 1 : 0; slot < kHandlesInPage; ++slot) {
         const OdDbHandle handle = odDbHandleAt(number, slot);
         const OdDbObjectState state = m_access.state(handle);
         if (state.object != nullptr) {
+            m_resident |= std::uint64_t{1} << slot;
             if (!state.erased) {
                 fileObject(handle, state, nullptr);
             }

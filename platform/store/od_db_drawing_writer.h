@@ -8,6 +8,7 @@
 #include <map>
 #include <memory>
 #include <set>
+#include <utility>
 #include <vector>
 
 /// Told now and then how far a save has come, in pages; an exception out of it ends the save, and
@@ -39,6 +40,8 @@ public:
     void writeAll(OdDbSaveProgress const& progress);
     /// Tells the source what `writeChanges` has written; called when it is committed.
     void noteWritten();
+    /// Gives the pages that `writeAll` has written of which something is in memory.
+    std::vector<OdDbWrittenPage> takeWrittenPages() noexcept { return std::move(m_written); }
 
 private:
     /// Classes are the same by their number in the database; each damaged one is its own.
@@ -54,17 +57,14 @@ private:
         OdDbFileClass fileClass;
         std::uint32_t index = 0;
     };
-    struct WrittenPage
-    {
-        std::uint64_t number = 0;
-        std::uint64_t resident = 0;
-    };
 
     void findListers();
     void findListersIn(std::uint64_t number);
     void noteLister(OdDbObjectId id);
     bool isListedAnew(OdDbHandle handle) const { return m_listers.count(handle.value()) != 0; }
-    void writePage(std::uint64_t number, bool isInMemory);
+    template <class Work>
+    void namingPage(std::uint64_t number, Work const& work);
+    void noteWrittenPage();
     void composeAndWrite(std::uint64_t number, bool isInMemory);
     void writeLostPage(OdDbStoredPage const& page, bool isInMemory);
     bool isAnyInMemory(std::uint64_t number) const;
@@ -105,7 +105,7 @@ private:
     std::set<std::uint64_t> m_listers;
     std::vector<NewClass> m_newClasses;
     std::map<std::uint32_t, NewClass> m_renewedClasses;  ///< rows that are written anew, by number
-    std::vector<WrittenPage> m_written;
+    std::vector<OdDbWrittenPage> m_written;
     std::uint64_t m_resident = 0;  ///< slots of the page that are in memory
     OdDbDrawingHeader m_header;
 };

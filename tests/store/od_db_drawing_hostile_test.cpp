@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
@@ -76,6 +77,14 @@ protected:
         }
         odDbSaveDrawingAs(*database, textOf(file));
         return contentOf(*database);
+    }
+    /// Writes noise over the middle of a file.
+    static void overwrite(fs::path const& file)
+    {
+        std::fstream stream(file, std::ios::binary | std::ios::in | std::ios::out);
+        stream.seekp(static_cast<std::streamoff>(fs::file_size(file) / 4));
+        const std::string noise(fs::file_size(file) / 2, 'x');
+        stream.write(noise.data(), static_cast<std::streamsize>(noise.size()));
     }
     OdDbDatabasePtr open(fs::path const& file, OdDbOpenDrawingMode mode) const
     {
@@ -321,16 +330,59 @@ TEST_F(OdDbDrawingHostileTest, SavesElsewhereWhatIsInMemoryWhenItsFileWasOverwri
         const DrawingContent content = save(path, 40, blobBytes);
         const OdDbDatabasePtr database = open(path, kForWriting);
         EXPECT_TRUE(same(contentOf(*database), content));
-        {
-            std::fstream stream(path, std::ios::binary | std::ios::in | std::ios::out);
-            stream.seekp(static_cast<std::streamoff>(fs::file_size(path) / 4));
-            const std::string noise(fs::file_size(path) / 2, 'x');
-            stream.write(noise.data(), static_cast<std::streamsize>(noise.size()));
-        }
+        overwrite(path);
         odDbSaveDrawingAs(*database, textOf(other));
         EXPECT_TRUE(same(contentOf(other), content));
         EXPECT_EQ(odDbCheckDrawing(textOf(other), {}).problems, 0U);
     }
+}
+
+TEST_F(OdDbDrawingHostileTest, SavesElsewhereWhatIsInMemoryWhenTheFileItWasSavedToWasOverwritten)
+{
+    const OdDbDatabasePtr database = makeDrawing(200);
+    const DrawingContent content = contentOf(*database);  // before there is a file to read
+    odDbSaveDrawingAs(*database, textOf(path));
+    overwrite(path);
+    odDbSaveDrawingAs(*database, textOf(other));
+    EXPECT_TRUE(same(contentOf(other), content));
+    EXPECT_EQ(odDbCheckDrawing(textOf(other), {}).problems, 0U);
+}
+
+TEST_F(OdDbDrawingHostileTest, SavesElsewhereWhatASaveInPlaceHadAddedWhenTheFileWasOverwritten)
+{
+    save(path, 3);
+    const OdDbDatabasePtr database = open(path, kForWriting);
+    std::vector<OdDbHandle> added;
+    for (int seed = 1; seed <= 200; ++seed) {
+        added.push_back(addPart(*database, 1000 + seed).getHandle());
+    }
+    odDbSaveDrawing(*database);
+    overwrite(path);
+    // A file that was touched is read anew.
+    fs::last_write_time(path, fs::last_write_time(path) + std::chrono::seconds(1));
+    odDbSaveDrawing(*database);
+    odDbSaveDrawingAs(*database, textOf(other));
+    const DrawingContent saved = contentOf(other);
+    for (OdDbHandle handle : added) {
+        EXPECT_EQ(saved.count(handle.value()), 1U);
+    }
+}
+
+TEST_F(OdDbDrawingHostileTest, SavesElsewhereAsDamagedWhatWasntLoadedFromAFileThatItHadReplaced)
+{
+    save(path, 130);
+    const OdDbDatabasePtr database = open(path, kForWriting);
+    const OdDbHandle loaded(0x20 + 70);
+    const OdDbHandle lost(0x20 + 71);
+    EXPECT_FALSE(database->getOdDbObjectId(loaded).openObject().isNull());
+    odDbSaveDrawingAs(*database, textOf(path));
+    overwrite(path);
+    odDbSaveDrawingAs(*database, textOf(other));
+    const OdDbDatabasePtr saved = open(other, kForReading);
+    EXPECT_FALSE(saved->getOdDbObjectId(loaded).openObject().isNull());
+    EXPECT_FALSE(saved->getOdDbObjectId(lost).isNull());
+    EXPECT_EQ(saved->getOdDbObjectId(lost).objectClass(), StoreTestPart::desc());
+    EXPECT_TRUE(saved->getOdDbObjectId(lost).openObject().isNull());
 }
 
 TEST_F(OdDbDrawingHostileTest, TellsOfObjectsThatWentWithTheirFile)
@@ -400,6 +452,39 @@ TEST_F(OdDbDrawingHostileTest, NoticesASaveInTheMomentInWhichItsLockChangesHands
     EXPECT_EQ(resultOf([&] { odDbSaveDrawing(*database); }), kOdFileChanged);
     database = {};
     EXPECT_TRUE(same(contentOf(path), saved));
+}
+
+TEST_F(OdDbDrawingHostileTest, TakesNoSaveOfAnotherForItsOwnThatFailed)
+{
+    FailingFileLayer layer;
+    save(path, 10);
+    const auto openFile = [&] { return OdDbDrawingFile::open(path, "part.zdw", kForWriting); };
+    const auto writeNext = [](OdDbDrawingFile& file) {
+        OdDbDrawingHeader header = file.header();
+        ++header.saves;
+        file.beginSave();
+        file.writeHeader(header);
+    };
+    for (bool const isDiskFull : {false, true}) {
+        SCOPED_TRACE(isDiskFull);
+        const std::unique_ptr<OdDbDrawingFile> mine = openFile();
+        writeNext(*mine);
+        if (isDiskFull) {
+            layer.failAt(1, FaultKind::kDiskFull);
+            EXPECT_EQ(resultOf([&] { mine->commitSave(); }), kOdFileAccess);
+            layer.failAt(0, FaultKind::kNone);
+        }
+        bool hasSaved = false;
+        layer.atNextLock([&] {
+            const std::unique_ptr<OdDbDrawingFile> theirs = openFile();
+            writeNext(*theirs);
+            theirs->commitSave();
+            hasSaved = true;
+        });
+        mine->rollbackSave();
+        EXPECT_TRUE(hasSaved);
+        EXPECT_EQ(resultOf([&] { mine->beginSave(); }), kOdFileChanged);
+    }
 }
 
 TEST_F(OdDbDrawingHostileTest, NoticesASaveRightAfterItsFileTookItsPlace)
@@ -585,6 +670,29 @@ TEST_F(OdDbDrawingHostileTest, LetsNobodyElseReadWhatReplacesAPrivateDrawing)
                           }
                       });
     EXPECT_GE(looks, 2);
+}
+
+TEST_F(OdDbDrawingHostileTest, RemovesTemporaryFilesOfDeadProcessesOfItsOwnSpaceAlone)
+{
+    char host[65] = {};
+    ASSERT_EQ(::gethostname(host, sizeof host - 1), 0);
+    std::string space = fs::read_symlink("/proc/self/ns/pid").string();
+    std::erase_if(space, [](char sign) { return sign < '0' || sign > '9'; });
+    constexpr int kNoProcess = 2'000'000'000;
+    const auto nameOf = [&](std::string const& ofHost, std::string const& ofSpace, int process) {
+        return ".zdw~" + ofHost + "~" + ofSpace + "~" + std::to_string(process) + "~1.tmp";
+    };
+    std::vector<std::string> kept = {nameOf(host, space, ::getpid()),
+                                     nameOf(host, space + "1", kNoProcess),
+                                     nameOf(std::string(host) + "x", space, kNoProcess)};
+    for (std::string const& name : kept) {
+        writeFile(folder.file(name.c_str()), "left");
+    }
+    writeFile(folder.file(nameOf(host, space, kNoProcess).c_str()), "left");
+    save(path, 1);
+    kept.push_back("part.zdw");
+    std::sort(kept.begin(), kept.end());
+    EXPECT_EQ(folder.names(), kept);
 }
 
 TEST_F(OdDbDrawingHostileTest, SavesToTheTargetOfALinkThatLeadsNowhereYet)

@@ -87,11 +87,16 @@ protected:
         return static_cast<std::int64_t>(at / 1024 * 1024);
     }
 
-    /// Lets a database forget what it has read of its file: a file that was touched is read anew.
-    void forget(OdDbDatabase& database) const
+    /// Lets a save of a database read its file anew, as one that was touched is.
+    void touch() const
     {
         std::filesystem::last_write_time(m_path, std::filesystem::last_write_time(m_path) +
                                                      std::chrono::seconds(1));
+    }
+    /// Lets a database forget what it has read of its file.
+    void forget(OdDbDatabase& database) const
+    {
+        touch();
         odDbSaveDrawing(database);
     }
 
@@ -369,6 +374,58 @@ TEST_F(OdDbDrawingReadFaultTest, AtABadPlaceIsNamedWhereTheDrawingWouldReplaceIt
     }
     m_layer.healDisk();
     EXPECT_TRUE(same(contentOf(m_path), m_oldContent));
+}
+
+TEST_F(OdDbDrawingReadFaultTest, OfTheWholeFileLeavesWhatIsInMemoryToBeSavedElsewhere)
+{
+    const OdDbDatabasePtr database = makeDrawing(kParts);
+    // One object in each of many pages.
+    for (std::uint64_t number = 0; number != 2'500; ++number) {
+        const StoreTestPartPtr object = odrxMake<StoreTestPart>();
+        (void)database->addOdDbObject(object.get(), {},
+                                      OdDbHandle(0x10000 + number * kHandlesInPage));
+    }
+    const DrawingContent content = contentOf(*database);
+    odDbSaveDrawingAs(*database, textOf(m_path));
+    m_layer.spoilDisk(m_path, 0, std::int64_t{1} << 40);
+    const std::filesystem::path rescued = m_folder.file("rescued.zdw");
+    odDbSaveDrawingAs(*database, textOf(rescued));
+    m_layer.healDisk();
+    EXPECT_TRUE(same(contentOf(rescued), content));
+}
+
+TEST_F(OdDbDrawingReadFaultTest, OfTheWholeFileIsNamedBySavesThatNeedTheFile)
+{
+    restore();
+    const OdDbDatabasePtr database = odDbOpenDrawing(textOf(m_path), kForWriting);
+    ASSERT_TRUE(same(contentOf(*database), m_oldContent));
+    change(*database);
+    m_layer.spoilDisk(m_path, 0, std::int64_t{1} << 40);
+    touch();
+    EXPECT_THROW(odDbSaveDrawing(*database), OdError);
+    EXPECT_THROW(odDbSaveDrawingAs(*database, textOf(m_path)), OdError);
+    const std::filesystem::path rescued = m_folder.file("rescued.zdw");
+    odDbSaveDrawingAs(*database, textOf(rescued));
+    m_layer.healDisk();
+    EXPECT_TRUE(same(contentOf(m_path), m_oldContent));
+    EXPECT_TRUE(same(contentOf(rescued), m_newContent));
+}
+
+TEST_F(OdDbDrawingReadFaultTest, TriesThePatienceOfARescueOnlyForSoLong)
+{
+    restore();
+    const auto file = OdDbDrawingFile::open(m_path, "part.zdw", kForReading);
+    const std::uint64_t page = file->lastPage().value();
+    OdDbPageBytes bytes;
+    file->setPassesOverFaults(true, std::chrono::nanoseconds(1));
+    EXPECT_EQ(file->readPage(0, bytes), OdDbPartState::kRead);
+    m_layer.spoilDisk(m_path, 0, std::int64_t{1} << 40);
+    EXPECT_EQ(file->readPage(page, bytes), OdDbPartState::kUnreadable);
+    m_layer.healDisk();
+    EXPECT_EQ(file->readPage(page, bytes), OdDbPartState::kUnreadable);
+    EXPECT_THROW((void)file->nextPage(0), OdDbReadFault);
+    file->setPassesOverFaults(true);
+    EXPECT_EQ(file->readPage(page, bytes), OdDbPartState::kRead);
 }
 
 TEST_F(OdDbDrawingReadFaultTest, InAFailedRescueIsForgotten)
