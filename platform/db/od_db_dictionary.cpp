@@ -159,6 +159,17 @@ void OdDbDictionary::pushOut(OdString const& key, OdDbObjectId id)
 
 OdDbObjectId OdDbDictionary::setAt(OdString const& name, OdDbObject* object)
 {
+    return enter(name, object, /*replaces=*/true);
+}
+
+OdDbObjectId OdDbDictionary::getOrSetAt(OdString const& name, OdDbObject* object)
+{
+    const OdDbObjectId present = getAt(name);
+    return present.isNull() ? enter(name, object, /*replaces=*/false) : present;
+}
+
+OdDbObjectId OdDbDictionary::enter(OdString const& name, OdDbObject* object, bool replaces)
+{
     if (object == nullptr) {
         throw OdError(kOdNullObjectPointer);
     }
@@ -181,6 +192,9 @@ OdDbObjectId OdDbDictionary::setAt(OdString const& name, OdDbObject* object)
     const OdDbDatabasePtr keptAlive(db);  // a reactor may hold the last pointer
     // Whoever is told of the change may change entries himself; they are looked up behind it.
     assertWriteEnabled(/*autoUndo=*/false, /*recordModified=*/true);
+    if (const OdDbObjectId made = getAt(key); !replaces && !made.isNull()) {
+        return made;
+    }
     OdDbObjectId id = object->objectId();
     const bool isNew = id.isNull();
     if (isNew) {
@@ -189,23 +203,16 @@ OdDbObjectId OdDbDictionary::setAt(OdString const& name, OdDbObject* object)
         adopt(*object);
     }
     pushOut(key, id);
-    if (isNew) {
+    if (object->isErased()) {
+        // A reactor was told that another object is erased, and has erased this one or gone back to
+        // an undo mark: the name is that of any erased object.
+        m_index.setErasedName(id, key);
+    } else if (isNew) {
         m_index.insertNew(key, id);
     } else {
         m_index.insert(key, id);
     }
     return id;
-}
-
-OdDbObjectId OdDbDictionary::getOrSetAt(OdString const& name, OdDbObject* object)
-{
-    if (const OdDbObjectId present = getAt(name); !present.isNull()) {
-        return present;
-    }
-    // Whoever is told of the change may make the entry himself.
-    assertWriteEnabled(/*autoUndo=*/false, /*recordModified=*/true);
-    const OdDbObjectId made = getAt(name);
-    return made.isNull() ? setAt(name, object) : made;
 }
 
 OdDbObjectId OdDbDictionary::remove(OdString const& name)

@@ -81,6 +81,7 @@ protected:
 private:
     friend class OdDbDictionaryIterator;
 
+    OdDbObjectId enter(OdString const& name, OdDbObject* object, bool replaces);
     OdString hiddenName();
     bool canBeRenamed(OdString const& oldName, OdString const& newName) const;
     void adopt(OdDbObject& object);

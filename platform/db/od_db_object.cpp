@@ -962,7 +962,9 @@ OdResult OdDbObject::erase(bool erasing)
     OdDbDatabaseImpl::of(*m_record).undo.recordErased(*m_record, !erasing);
     OdDbObjectAccess::setErased(*this, erasing);
     tellOwnerOfErase(erasing);
-    OdDbObjectAccess::sendErased(*this, erasing);
+    if (isErased() == erasing) {  // a reactor of the owner may have taken it back, which was told
+        OdDbObjectAccess::sendErased(*this, erasing);
+    }
     return kOdOk;
 }
 
@@ -1135,9 +1137,11 @@ void OdDbObjectAccess::setErased(OdDbObject& object, bool erasing)
     record.set(OdDbIdRecord::kErased, erasing);
     OdDbIdTable& ids = OdDbDatabaseImpl::of(record).ids;
     ids.markChanged(record);
-    // Whether an object is filed with its extension dictionary depends on that one's state.
+    // Whether an object is filed with its extension dictionary depends on that one's state. And a
+    // save that is under way has found out before which owners it has to file.
     OdDbIdRecord* const owner = object.m_ownerId.record();
-    if (owner != nullptr && owner->object != nullptr && object.isKindOf(OdDbDictionary::desc())) {
+    if (owner != nullptr && owner->object != nullptr &&
+        (ids.isSaving() || object.isKindOf(OdDbDictionary::desc()))) {
         ids.markChanged(*owner);
     }
 }

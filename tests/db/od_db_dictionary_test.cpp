@@ -557,9 +557,12 @@ TEST_F(Dictionary, FollowsAReactorThatChangesWhatGoesOrComesBack)
             }
         };
     };
+    const OdDbObjectId onlooker = addReactor();
+    watch(id, onlooker);
     react([&] { (void)eraseObject(id, /*erasing=*/false); });
     (void)eraseObject(id);
     EXPECT_FALSE(id.isErased());
+    EXPECT_EQ(reactor(onlooker).count(NoticeKind::kErased), 0);
     EXPECT_EQ(namedObjects(OdDb::kForRead)->getAt(L"k"), id);
 
     react([&] { EXPECT_TRUE(namedObjects()->setName(L"k", L"renamed")); });
@@ -574,6 +577,24 @@ TEST_F(Dictionary, FollowsAReactorThatChangesWhatGoesOrComesBack)
     reactor(watcher).onNotice = nullptr;
     ASSERT_EQ(eraseObject(id, /*erasing=*/false), kOdOk);
     EXPECT_EQ(namedObjects(OdDb::kForRead)->nameAt(id), L"renamed");
+}
+
+TEST_F(Dictionary, DoesNotListAnObjectThatAReactorErasesWhileItIsEntered)
+{
+    const OdDbObjectId before = set(L"k");
+    const OdDbObjectId watcher = addReactor();
+    watch(before, watcher);
+    const TestBagPtr bag = TestBag::createObject();
+    reactor(watcher).onNotice = [&](TestReactor&, NoticeKind kind, OdDbObject const&) {
+        if (kind == NoticeKind::kErased) {
+            (void)eraseObject(bag->objectId());
+        }
+    };
+    const OdDbObjectId id = m_dictionary->setAt(L"k", bag.get());
+    EXPECT_TRUE(id.isErased());
+    EXPECT_EQ(m_dictionary->numEntries(), 0U);
+    ASSERT_EQ(eraseObject(id, /*erasing=*/false), kOdOk);
+    EXPECT_EQ(m_dictionary->getAt(L"k"), id);
 }
 
 TEST_F(Dictionary, TakesEachObjectOfAStreamOnce)

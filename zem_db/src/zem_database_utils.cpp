@@ -47,11 +47,13 @@ OdDbObjectId enterInSubDictionary(OdDbDictionaryPtr const& parent, OdString cons
                                   OdString const& key, OdDbObjectPtr const& object)
 {
     OdDbObjectId id = parent->getAt(dictionaryKey);
-    const bool isNew = id.isNull();
+    bool isNew = false;
     std::optional<ZemUpgradeOpen> parentRaised;
-    if (isNew) {
+    if (id.isNull()) {
+        const OdDbObjectPtr made = makeObject(*OdDbDictionary::desc());
         parentRaised.emplace(parent);
-        id = parent->setAt(dictionaryKey, makeObject(*OdDbDictionary::desc()).get());
+        id = parent->getOrSetAt(dictionaryKey, made.get());
+        isNew = id == made->objectId();
     }
     try {
         const OdDbDictionaryPtr dictionary = openDictionary(id);
@@ -215,7 +217,9 @@ OdDbObjectId createDict(OdDbDatabase* database, OdString const& name, OdDbObject
     }
     try {
         const ZemUpgradeOpen raised(parent);
-        return parent->setAt(name, makeObject(*OdDbDictionary::desc()).get());
+        const OdDbObjectId made =
+            parent->getOrSetAt(name, makeObject(*OdDbDictionary::desc()).get());
+        return isDictionary(made) ? made : OdDbObjectId::kNull;
     } catch (OdError const& error) {
         if (error.code() != kOdInvalidKey) {
             throw;
