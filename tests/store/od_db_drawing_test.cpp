@@ -343,6 +343,49 @@ TEST_F(OdDbDrawingTest, SavesNextTimeWhatIsChangedDuringASave)
         800);
 }
 
+TEST_F(OdDbDrawingTest, SavesNextTimeTheListOfABlockThatAnErasureDuringASaveChanges)
+{
+    constexpr std::size_t kLines = 200;
+    const OdDbDatabasePtr database = OdDbDatabase::createObject();
+    std::vector<OdDbLinePtr> lines;
+    {
+        const OdDbBlockTableRecordPtr block =
+            database->getModelSpaceId().safeOpenObject(OdDb::kForWrite);
+        for (std::size_t n = 0; n != kLines; ++n) {
+            lines.push_back(OdDbLine::createObject());
+            block->appendOdDbEntity(lines.back().get());
+        }
+    }
+    odDbSaveDrawingAs(*database, textOf(path));
+    const auto openLine = [&](std::size_t n) {
+        lines[n]->upgradeOpen();
+        return lines[n];
+    };
+    ASSERT_EQ(openLine(kLines - 3)->erase(), kOdOk);
+    odDbSaveDrawing(*database);
+    openLine(0)->setThickness(2.0);
+    openLine(kLines - 1)->setThickness(2.0);  // its page is written last
+    odDbSaveDrawing(*database, [&](std::uint64_t done, std::uint64_t) {
+        if (done == 1) {
+            EXPECT_EQ(openLine(kLines - 2)->erase(), kOdOk);
+            EXPECT_EQ(openLine(kLines - 3)->erase(false), kOdOk);
+        }
+    });
+    EXPECT_TRUE(database->isChanged());
+    odDbSaveDrawing(*database);
+    EXPECT_EQ(odDbCheckDrawing(textOf(path), {}).problems, 0U);
+    const OdDbDatabasePtr saved = open(kForReading);
+    const OdDbBlockTableRecordPtr block = saved->getModelSpaceId().safeOpenObject();
+    OdDbObjectIdArray expected;
+    for (std::size_t n = 0; n != kLines; ++n) {
+        if (n != kLines - 2) {
+            expected.push_back(saved->getOdDbObjectId(lines[n]->objectId().getHandle()));
+        }
+    }
+    OdDbObjectIdArray found = block->entityIds();
+    EXPECT_EQ(found, expected);
+}
+
 TEST_F(OdDbDrawingTest, RenewsTheRowOfAClassThatHasComeInAnotherVersion)
 {
     saveDrawing(3);
