@@ -74,7 +74,11 @@ OdDbObjectId OdDbAssocAction::objectThatOwnsNetworkInstance() const
 
 OdDbAssocNetworkState* OdDbAssocAction::networkState() const noexcept
 {
-    return m_network != nullptr && m_network->network == ownerId() ? m_network.get() : nullptr;
+    // Compared by record: the network may be one of a database that is gone, where no redirection can
+    // be looked up.
+    const bool isOfOwner = m_network != nullptr && !ownerId().isNull() &&
+                           m_network->network.record() == ownerId().record();
+    return isOfOwner ? m_network.get() : nullptr;
 }
 
 OdDbAssocNetworkState* OdDbAssocAction::findNetworkState() const
@@ -108,6 +112,7 @@ OdResult OdDbAssocAction::getDependencies(bool read, bool /*write*/,
 
 OdResult OdDbAssocAction::addDependency(OdDbObjectId dependency)
 {
+    const OdDbDatabasePtr keptAlive(database());  // a reactor may hold the last pointer
     assertWriteEnabled();
     if (dependency.originalDatabase() != database() ||
         !odDbAssocIsOfClass(dependency, OdDbAssocDependency::desc())) {
@@ -126,13 +131,26 @@ OdResult OdDbAssocAction::addDependency(OdDbObjectId dependency)
     return kOdOk;
 }
 
+/// Opens one of the dependencies for write; null if it isn't this action's own to change. A clone
+/// lists those of its source until its references are final, and a damaged drawing anything: actions
+/// that name one another, too, whose erasing would nest without end.
+OdDbObjectPtr OdDbAssocAction::openOwn(OdDbObjectId dependency, bool openErased) const
+{
+    if (odDbAssocIsOfClass(dependency, OdDbAssocAction::desc())) {
+        return OdDbObjectPtr();
+    }
+    const OdDbObjectPtr object = dependency.openObject(OdDb::kForWrite, openErased);
+    return !object.isNull() && object->ownerId() == objectId() ? object : OdDbObjectPtr();
+}
+
 OdResult OdDbAssocAction::removeAllDependencies(bool alsoErase)
 {
+    const OdDbDatabasePtr keptAlive(database());  // a reactor may hold the last pointer
     assertWriteEnabled();
     const OdDbObjectIdArray removed = m_dependencies;
     m_dependencies.clear();
     for (OdDbObjectId id : removed) {
-        const OdDbObjectPtr object = id.openObject(OdDb::kForWrite);
+        const OdDbObjectPtr object = openOwn(id, /*openErased=*/false);
         if (object.isNull()) {
             continue;
         }
@@ -154,6 +172,7 @@ OdDbObjectId OdDbAssocAction::actionBody() const
 
 OdResult OdDbAssocAction::setActionBody(OdDbObjectId body)
 {
+    const OdDbDatabasePtr keptAlive(database());  // a reactor may hold the last pointer
     assertWriteEnabled();
     if (!body.isNull()) {
         const OdDbObjectPtr object = body.openObject(OdDb::kForWrite);
@@ -174,8 +193,8 @@ OdResult OdDbAssocAction::subErase(bool erasing)
         return result;
     }
     for (OdDbObjectId id : OdDbObjectIdArray(m_dependencies)) {
-        const OdDbObjectPtr dependency = id.openObject(OdDb::kForWrite, /*openErased=*/true);
-        if (!dependency.isNull() && dependency->ownerId() == objectId()) {
+        const OdDbObjectPtr dependency = openOwn(id, /*openErased=*/true);
+        if (!dependency.isNull()) {
             (void)dependency->erase(erasing);  // it may be in that state already
         }
     }

@@ -59,7 +59,8 @@ public:
     /// Adds a dependency, which gets this action as its owner. One that is listed stays.
     /// \return 0; (bad input) for an id that is no dependency of this database.
     OdResult addDependency(OdDbObjectId dependency);
-    /// Takes all dependencies off what they depend on and out of the action.
+    /// Takes all dependencies off what they depend on and out of the action. Those that the action
+    /// lists without owning them, as a clone does until its references are final, only leave its list.
     /// \param alsoErase  Whether they are erased.
     OdResult removeAllDependencies(bool alsoErase);
     /// @}
@@ -102,6 +103,8 @@ protected:
     virtual void joinedNetwork();
 
 private:
+    OdDbObjectPtr openOwn(OdDbObjectId dependency, bool openErased) const;
+
     OdDbObjectIdArray m_dependencies;
     OdDbObjectId m_body;
     /// Derived; of a network that was the owner once, if undo has taken a move back.

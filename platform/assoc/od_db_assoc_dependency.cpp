@@ -3,6 +3,7 @@
 #include "assoc/od_db_assoc_action.h"
 #include "db/od_db_database.h"
 #include "db/od_db_filer.h"
+#include "root/od_error.h"
 
 RX_DEFINE_CLASS(OdDbAssocDependency, OdDbObject, odrxCreate<OdDbAssocDependency>,
                 L"OdDbAssocDependency", OdDb::kDwgVersionCurrent, 0, 0, L"ASSOCDEPENDENCY",
@@ -53,8 +54,10 @@ OdResult OdDbAssocDependency::attachDependentOnObject(OdDbObjectId object)
     if (database() == nullptr) {
         return kOdNotInDatabase;
     }
+    const OdDbDatabasePtr keptAlive(database());  // a reactor may hold the last pointer
     assertWriteEnabled();
-    if (object.originalDatabase() != database() || object.openObject().isNull()) {
+    if (object.originalDatabase() != database() || object.database() != database() ||
+        object.openObject().isNull()) {
         return kOdInvalidInput;
     }
     if (!m_object.isNull() && m_object != object) {
@@ -67,6 +70,7 @@ OdResult OdDbAssocDependency::attachDependentOnObject(OdDbObjectId object)
 
 void OdDbAssocDependency::detachDependentOnObject()
 {
+    const OdDbDatabasePtr keptAlive(database());  // a reactor may hold the last pointer
     assertWriteEnabled();
     listAtObject(false);
     m_object = OdDbObjectId::kNull;
@@ -102,5 +106,20 @@ OdResult OdDbAssocDependency::dwgInFields(OdDbDwgFiler* filer)
 void OdDbAssocDependency::dwgOutFields(OdDbDwgFiler* filer) const
 {
     OdDbObject::dwgOutFields(filer);
-    filer->wrSoftPointerId(m_object);
+    const bool isCopy = filer->filerType() == OdDb::FilerType::kCopyFiler;
+    filer->wrSoftPointerId(isCopy ? OdDbObjectId::kNull : m_object);
+}
+
+void OdDbAssocDependency::copyFrom(OdRxObject const* source)
+{
+    if (database() != nullptr) {
+        throw OdError(kOdNotApplicable);
+    }
+    OdDbObject::copyFrom(source);
+}
+
+void OdDbAssocDependency::requireReferencesIn(OdDbDatabase const& database) const
+{
+    OdDbObject::requireReferencesIn(database);
+    requireIn(database, m_object);
 }

@@ -32,6 +32,13 @@ public:
     void cloneFinished(OdDbIdMapping& mapping) override;
     OdResult dwgInFields(OdDbDwgFiler* filer) override;
     void dwgOutFields(OdDbDwgFiler* filer) const override;
+    /// A copy of a dependency is attached to nothing. One of a database takes nothing over: the
+    /// objects know who depends on them.
+    /// \throws OdError (not applicable) for a dependency of a database.
+    void copyFrom(OdRxObject const* source) override;
+
+protected:
+    void requireReferencesIn(OdDbDatabase const& database) const override;
 
 private:
     void listAtObject(bool listed) const;

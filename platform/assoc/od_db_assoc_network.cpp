@@ -35,11 +35,13 @@ OdDbObjectId networkAt(OdDbObjectId dictionaryId, OdString const& key)
     if (!odDbAssocIsOfClass(dictionaryId, OdDbDictionary::desc())) {
         return OdDbObjectId::kNull;
     }
+    // What its class can't read is carried as a proxy, under the class that it was filed by.
     const OdDbObjectPtr object = dictionaryId.openObject();
-    if (object.isNull()) {
+    const OdDbDictionaryPtr dictionary = OdDbDictionary::cast(object.get());
+    if (dictionary.isNull()) {
         return OdDbObjectId::kNull;
     }
-    const OdDbObjectId id = static_cast<OdDbDictionary&>(*object).getAt(key);
+    const OdDbObjectId id = dictionary->getAt(key);
     return odDbAssocIsOfClass(id, OdDbAssocNetwork::desc()) ? id : OdDbObjectId::kNull;
 }
 
@@ -87,6 +89,7 @@ OdDbObjectId OdDbAssocNetwork::getInstanceFromObject(OdDbObjectId objectId, bool
     if (object.isNull()) {
         return OdDbObjectId::kNull;
     }
+    const OdDbDatabasePtr keptAlive(object->database());  // a reactor may hold the last pointer
     const OdString key = name.isEmpty() ? OdString(kKey) : kKey + (L"_" + name);
     OdDbObjectId network = networkAt(object->extensionDictionary(), key);
     if (!create) {
@@ -103,15 +106,21 @@ OdDbObjectId OdDbAssocNetwork::getInstanceFromObject(OdDbObjectId objectId, bool
         }
     }
     if (addToTopLevel) {
-        const OdDbAssocNetworkPtr top =
-            getInstanceFromDatabase(*objectId.database(), /*create=*/true).openObject();
-        if (!top.isNull() && top->objectId() != network && !top->isListed(network)) {
-            top->upgradeOpen();
-            (void)top->addAction(network, /*owned=*/false);
-            top->downgradeOpen();
-        }
+        listAtTop(*keptAlive, network);
     }
     return network;
+}
+
+/// Lets the network of the drawing list another one.
+void OdDbAssocNetwork::listAtTop(OdDbDatabase& database, OdDbObjectId network)
+{
+    const OdDbObjectPtr object = getInstanceFromDatabase(database, /*create=*/true).openObject();
+    const OdDbAssocNetworkPtr top = OdDbAssocNetwork::cast(object.get());
+    if (!top.isNull() && top->objectId() != network && !top->isListed(network)) {
+        top->upgradeOpen();
+        (void)top->addAction(network, /*owned=*/false);
+        top->downgradeOpen();
+    }
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -246,6 +255,7 @@ bool OdDbAssocNetwork::belongsTo(OdDbObjectId network) const
 
 OdResult OdDbAssocNetwork::addAction(OdDbObjectId actionId, bool owned)
 {
+    const OdDbDatabasePtr keptAlive(database());  // a reactor may hold the last pointer
     assertWriteEnabled(/*autoUndo=*/false, /*recordModified=*/true);
     if (actionId.isNull() || actionId.originalDatabase() != database() ||
         !odDbAssocIsOfClass(actionId, OdDbAssocAction::desc())) {
@@ -261,7 +271,8 @@ OdResult OdDbAssocNetwork::addAction(OdDbObjectId actionId, bool owned)
         return kOdCyclicReference;
     }
     if (owned && action->ownerId() != objectId()) {
-        const OdDbAssocNetworkPtr former = action->owningNetwork().openObject(OdDb::kForWrite);
+        const OdDbAssocNetworkPtr former =
+            OdDbAssocNetwork::cast(action->owningNetwork().openObject(OdDb::kForWrite).get());
         if (!former.isNull()) {
             (void)former->removeAction(actionId, /*erase=*/false);
         }
@@ -281,6 +292,7 @@ OdResult OdDbAssocNetwork::addAction(OdDbObjectId actionId, bool owned)
 
 OdResult OdDbAssocNetwork::removeAction(OdDbObjectId actionId, bool erase)
 {
+    const OdDbDatabasePtr keptAlive(database());  // a reactor may hold the last pointer
     assertWriteEnabled(/*autoUndo=*/false, /*recordModified=*/true);
     if (actionId.isNull() || actionId.isErased() || !isListed(actionId)) {
         return kOdKeyNotFound;
@@ -384,6 +396,7 @@ OdResult OdDbAssocNetwork::evaluate(OdDbAssocEvaluationCallback* callback)
     if (isUndoing()) {
         return kOdOk;
     }
+    const OdDbDatabasePtr keptAlive(database());  // a reactor may hold the last pointer
     OdDbAssocEvaluation evaluation(callback);
     std::set<OdDbObjectId> seen{objectId()};
     std::vector<OdDbObjectId> networks{objectId()};
@@ -433,6 +446,15 @@ OdResult OdDbAssocNetwork::evaluate(OdDbAssocEvaluationCallback* callback)
 
 // ---------------------------------------------------------------------------------------------
 // Filing
+
+void OdDbAssocNetwork::cloneFinished(OdDbIdMapping& mapping)
+{
+    OdDbAssocAction::cloneFinished(mapping);
+    const bool isOfDrawing = getInstanceFromDatabase(*database()) == objectId();
+    if (!isOfDrawing && owningNetwork().isNull() && !objectThatOwnsNetworkInstance().isNull()) {
+        listAtTop(*database(), objectId());
+    }
+}
 
 OdResult OdDbAssocNetwork::dwgInFields(OdDbDwgFiler* filer)
 {

@@ -88,6 +88,8 @@ public:
     ///         are played back.
     OdResult evaluate(OdDbAssocEvaluationCallback* callback = nullptr);
 
+    /// As the base; the network of the drawing lists a clone that came with its object.
+    void cloneFinished(OdDbIdMapping& mapping) override;
     OdResult dwgInFields(OdDbDwgFiler* filer) override;
     void dwgOutFields(OdDbDwgFiler* filer) const override;
     void applyPartialUndo(OdDbDwgFiler* filer, OdRxClass* cls) override;
@@ -100,6 +102,7 @@ private:
     /// What is known in memory; never null.
     std::shared_ptr<OdDbAssocNetworkState> const& sharedState() const noexcept;
     OdDbAssocNetworkState& state() const noexcept { return *m_state; }
+    static void listAtTop(OdDbDatabase& database, OdDbObjectId network);
     void actionErased(OdDbObjectId action);
     void record(std::uint8_t opcode, OdDbObjectId action, bool owned, unsigned position);
     void insertAction(unsigned position, OdDbObjectId action, bool owned);

@@ -13,6 +13,7 @@
 #include <cmath>
 #include <limits>
 #include <unordered_map>
+#include <unordered_set>
 #include <utility>
 
 RX_DEFINE_CLASS(OdDbAssocVariable, OdDbAssocAction, odrxCreate<OdDbAssocVariable>,
@@ -54,6 +55,12 @@ OdDbAssocVariablePtr openVariable(OdDbObjectId id, OdDb::OpenMode mode = OdDb::k
     return OdDbAssocVariable::cast(object.get());
 }
 
+/// Null for a network that can't be read, too.
+OdDbAssocNetworkPtr openNetwork(OdDbObjectId id)
+{
+    return OdDbAssocNetwork::cast(id.openObject().get());
+}
+
 }  // namespace
 
 OdDbAssocVariable::OdDbAssocVariable() = default;
@@ -75,43 +82,79 @@ OdString OdDbAssocVariable::name() const
 
 OdResult OdDbAssocVariable::setName(OdString const& name, bool updateOthers)
 {
+    const OdDbDatabasePtr keptAlive(database());  // a reactor may hold the last pointer
     assertWriteEnabled();
-    if (!isAnonymous(name) && !OdExpression::isName(name)) {
+    Rewrites rewrites;
+    OdDbAssocEvaluation::Changed opened;
+    const OdResult result = openUsersToRename(name, updateOthers, rewrites, opened);
+    if (result == kOdOk) {
+        takeName(name, updateOthers, rewrites);
+    }
+    rewrites.clear();
+    OdDbAssocEvaluation::closeAll(std::move(opened));  // told when all names are the new ones
+    return result;
+}
+
+/// Opens for write what a renaming rewrites. Whoever is told there of the changes to come may change
+/// anything, so all is asked again until nobody is left to be told.
+OdResult OdDbAssocVariable::openUsersToRename(OdString const& name, bool updateOthers,
+                                              Rewrites& rewrites,
+                                              OdDbAssocEvaluation::Changed& opened) const
+{
+    std::unordered_set<OdDbAssocVariable const*> told;
+    for (bool isSettled = false; !isSettled;) {
+        const OdResult result = checkName(name, updateOthers, rewrites);
+        if (result != kOdOk) {
+            return result;
+        }
+        isSettled = true;
+        for (auto const& [user, text] : rewrites) {
+            if (told.insert(user.get()).second) {
+                isSettled = false;
+                user->upgradeOpen();
+                opened.push_back(user);
+                user->assertWriteEnabled();
+            }
+        }
+    }
+    return kOdOk;
+}
+
+/// Finds what stands against a name, and which expressions are to be rewritten for it.
+OdResult OdDbAssocVariable::checkName(OdString const& name, bool updateOthers,
+                                      Rewrites& rewrites) const
+{
+    rewrites.clear();
+    if (isAnonymous(name)) {
+        return kOdOk;
+    }
+    if (!OdExpression::isName(name)) {
         return kOdInvalidKey;
     }
-    const OdDbAssocNetworkPtr network = owningNetwork().openObject();
-    if (!network.isNull() && !isAnonymous(name)) {
+    const OdDbAssocNetworkPtr network = openNetwork(owningNetwork());
+    if (!network.isNull()) {
         network->readActions();
         if (!network->state().find(name, objectId(), network->sharedState()).isNull()) {
             return kOdDuplicateName;
         }
     }
-    if (updateOthers && !isAnonymous(name) && !isAnonymous(m_name) && !m_name.isEmpty()) {
-        const OdResult result = rewriteUsers(name);
-        if (result != kOdOk) {
-            return result;
-        }
-    } else {
-        // Those that use it lose it, or have it again.
-        m_tellsUsers = m_tellsUsers || odIcmp(name, m_name) != 0;
-    }
-    m_name = name;
-    if (!network.isNull()) {
-        network->state().renamed(objectId());
-    }
-    return kOdOk;
+    return updatesOthers(name, updateOthers) ? findRewrites(name, rewrites) : kOdOk;
 }
 
-/// Rewrites the expressions that use this variable. An expression that mentions the new name means
-/// something else by it, a constant or a variable that it has lost, and must not come to mean this.
-OdResult OdDbAssocVariable::rewriteUsers(OdString const& newName)
+bool OdDbAssocVariable::updatesOthers(OdString const& newName, bool isAsked) const
+{
+    return isAsked && !isAnonymous(newName) && !isAnonymous(m_name) && !m_name.isEmpty();
+}
+
+/// Finds the expressions that use this variable. One that mentions the new name means something else
+/// by it, a constant or a variable that it has lost, and must not come to mean this.
+OdResult OdDbAssocVariable::findRewrites(OdString const& newName, Rewrites& rewrites) const
 {
     const bool isOther = odIcmp(newName, m_name) != 0;
     if (isOther && OdExpression::mentions(m_expression, newName)) {
         return kOdDuplicateName;
     }
     const OdExpression::Renames names{{m_name, newName}};
-    std::vector<std::pair<OdDbAssocVariablePtr, OdString>> users;
     for (OdDbObjectId id : OdDbAssocEvaluation::usersOf(*this)) {
         OdDbAssocVariablePtr user = openVariable(id);
         if (user.isNull()) {
@@ -125,21 +168,34 @@ OdResult OdDbAssocVariable::rewriteUsers(OdString const& newName)
             return kOdInvalidInput;
         }
         if (*text != user->m_expression) {
-            users.emplace_back(std::move(user), std::move(*text));
+            rewrites.emplace_back(std::move(user), std::move(*text));
         }
-    }
-    for (auto const& [user, text] : users) {
-        user->upgradeOpen();
-        user->assertWriteEnabled();
-        user->changeText(text);
-        user->downgradeOpen();
     }
     return kOdOk;
 }
 
+/// Nobody is told of anything here; undo marks may have been set since the changes were announced.
+void OdDbAssocVariable::takeName(OdString const& name, bool updateOthers, Rewrites const& rewrites)
+{
+    for (auto const& [user, text] : rewrites) {
+        user->assertWriteEnabled();
+        user->changeText(text);
+    }
+    assertWriteEnabled();
+    if (!updatesOthers(name, updateOthers)) {
+        // Those that use it lose it, or have it again.
+        m_tellsUsers = m_tellsUsers || odIcmp(name, m_name) != 0;
+    }
+    m_name = name;
+    const OdDbAssocNetworkPtr network = openNetwork(owningNetwork());
+    if (!network.isNull()) {
+        network->state().renamed(objectId());
+    }
+}
+
 OdDbObjectId OdDbAssocVariable::findObjectByName(OdString const& name, OdRxClass const* cls) const
 {
-    const OdDbAssocNetworkPtr network = owningNetwork().openObject();
+    const OdDbAssocNetworkPtr network = openNetwork(owningNetwork());
     if (network.isNull()) {
         return OdDbObjectId::kNull;
     }
@@ -167,6 +223,7 @@ OdResult OdDbAssocVariable::setExpression(OdString const& expression,
                                           bool /*tellDependents*/, OdString const& /*errorText*/,
                                           bool /*reserved*/)
 {
+    const OdDbDatabasePtr keptAlive(database());  // a reactor may hold the last pointer
     assertWriteEnabled();
     if (trimmed(expression).isEmpty()) {
         changeText(OdString());
@@ -258,9 +315,8 @@ OdResult OdDbAssocVariable::prepare(OdExpression::Parser& parser, bool refuseCyc
 bool OdDbAssocVariable::resolve(OdExpression::Parser const& parser,
                                 std::vector<OdDbObjectId>& targets, OdString& error) const
 {
-    const OdDbAssocNetworkPtr network = parser.names().empty()
-                                            ? OdDbAssocNetworkPtr()
-                                            : OdDbAssocNetworkPtr(owningNetwork().openObject());
+    const OdDbAssocNetworkPtr network =
+        parser.names().empty() ? OdDbAssocNetworkPtr() : openNetwork(owningNetwork());
     for (OdExpression::Name const& name : parser.names()) {
         const OdDbObjectId id =
             network.isNull() ? OdDbObjectId::kNull : network->findVariable(name.text);

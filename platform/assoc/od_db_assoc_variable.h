@@ -42,7 +42,8 @@ public:
     /// which no expression can mention.
     ///
     /// \param updateOthers  Whether expressions that use the variable are rewritten. They are not
-    ///                      for a name with "*", and can't be computed from then on.
+    ///                      for a name with "*", and can't be computed from then on. They are told
+    ///                      of when the variable has its new name.
     /// \return 0; (invalid key) for a text that is no name; (duplicate name) if another living
     ///         variable of the network has it, or if an expression to be rewritten or its own
     ///         mentions it already; (bad input) if an expression would become too long to be parsed.
@@ -113,6 +114,8 @@ private:
     friend class OdDbAssocNetworkState;
 
     using Values = std::vector<std::optional<double>>;
+    /// Users of the variable, with the expressions that they are to have.
+    using Rewrites = std::vector<std::pair<OdSmartPtr<OdDbAssocVariable>, OdString>>;
     /// What changed with this variable and is told of behind it.
     struct Told
     {
@@ -138,7 +141,12 @@ private:
     bool ownsDependencies() const;
     void dependOn(std::vector<OdDbObjectId> const& targets);
     void assign(double number, OdDbEvalVariant::Type type);
-    OdResult rewriteUsers(OdString const& newName);
+    OdResult openUsersToRename(OdString const& name, bool updateOthers, Rewrites& rewrites,
+                               std::vector<OdSmartPtr<OdDbAssocVariable>>& opened) const;
+    OdResult checkName(OdString const& name, bool updateOthers, Rewrites& rewrites) const;
+    bool updatesOthers(OdString const& newName, bool isAsked) const;
+    OdResult findRewrites(OdString const& newName, Rewrites& rewrites) const;
+    void takeName(OdString const& name, bool updateOthers, Rewrites const& rewrites);
     void changeText(OdString const& expression);
 
     OdString m_name;

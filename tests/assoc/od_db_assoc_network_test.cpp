@@ -666,4 +666,133 @@ TEST_F(OdDbAssocNetworkTest, VariablesOfOneNameAreFoundFromTheOldestOn)
     EXPECT_EQ(find("a"), ids[0]);
 }
 
+// ---------------------------------------------------------------------------------------------
+// Damaged drawings
+
+TEST_F(OdDbAssocNetworkTest, AnExtensionDictionaryThatCannotBeReadHoldsNoNetwork)
+{
+    const OdDbObjectId dictionary = network(m_network)->ownerId();
+    const dbtest::FakeDrawingPtr drawing = dbtest::saveDrawing(*m_db);
+    drawing->objects.at(dictionary.getHandle().value()).body.bytes.pop_back();
+    const OdDbDatabasePtr opened = dbtest::openDrawing(drawing);
+    EXPECT_TRUE(networkOf(opened->getModelSpaceId(), /*create=*/false).isNull());
+    EXPECT_THROW((void)networkOf(opened->getModelSpaceId(), /*create=*/true), OdError);
+}
+
+TEST_F(OdDbAssocNetworkTest, AVariableOfANetworkThatCannotBeReadIsWithoutNetwork)
+{
+    const OdDbObjectId a = add("a", "1");
+    const dbtest::FakeDrawingPtr drawing = dbtest::saveDrawing(*m_db);
+    drawing->objects.at(m_network.getHandle().value()).body.bytes.pop_back();
+    const OdDbDatabasePtr opened = dbtest::openDrawing(drawing);
+    const OdDbObjectId read = opened->getOdDbObjectId(a.getHandle());
+    EXPECT_EQ(rename(read, "b"), kOdOk);
+    EXPECT_EQ(set(read, "2"), kOdOk);
+    EXPECT_EQ(set(read, "c"), kOdNoSuchVariable);
+    EXPECT_TRUE(write(read)->findObjectByName("b").isNull());
+}
+
+/// Appends to the dependencies of an action, whose count is the last number that it has.
+static void appendDependency(dbtest::FakeDrawing& drawing, OdDbObjectId action,
+                             OdDbObjectId dependency)
+{
+    dbtest::FakeBody& body = drawing.objects.at(action.getHandle().value()).body;
+    ++body.bytes.at(body.bytes.size() - 4);
+    body.references.emplace_back(OdDb::ReferenceType::kHardOwnershipRef,
+                                 dependency.getHandle().value());
+}
+
+TEST_F(OdDbAssocNetworkTest, ActionsThatNameActionsAsDependenciesAreErasedAlone)
+{
+    constexpr std::size_t kDepth = 50'000;
+    std::vector<OdDbObjectId> chain{OdDbObjectId::kNull};
+    while (chain.size() <= kDepth) {
+        chain.push_back(m_db->addOdDbObject(odrxMake<OdDbAssocAction>().get(), chain.back()));
+    }
+    const dbtest::FakeDrawingPtr drawing = dbtest::saveDrawing(*m_db);
+    for (std::size_t index = 1; index < kDepth; ++index) {
+        appendDependency(*drawing, chain[index], chain[index + 1]);
+    }
+    const OdDbDatabasePtr opened = dbtest::openDrawing(drawing);
+    EXPECT_EQ(eraseObject(opened->getOdDbObjectId(chain[1].getHandle())), kOdOk);
+    EXPECT_FALSE(opened->getOdDbObjectId(chain[2].getHandle()).isErased());
+}
+
+TEST_F(OdDbAssocNetworkTest, AnActionErasesNoDependencyOfOthers)
+{
+    const OdDbObjectId a = add("a", "1");
+    const OdDbObjectId b = add("b", "a*2");
+    const OdDbObjectId bag = addBag();
+    const OdDbObjectId action = m_db->addOdDbObject(odrxMake<OdDbAssocAction>().get());
+    const dbtest::FakeDrawingPtr drawing = dbtest::saveDrawing(*m_db);
+    appendDependency(*drawing, action, bag);
+    appendDependency(*drawing, action, dependenciesOf(b)[0]);
+    const OdDbDatabasePtr opened = dbtest::openDrawing(drawing);
+    const auto here = [&](OdDbObjectId id) { return opened->getOdDbObjectId(id.getHandle()); };
+    const OdDbAssocActionPtr read = here(action).safeOpenObject(OdDb::kForWrite);
+    EXPECT_EQ(read->removeAllDependencies(/*alsoErase=*/true), kOdOk);
+    EXPECT_FALSE(here(bag).isErased());
+    EXPECT_EQ(set(here(a), "4"), kOdOk);
+    EXPECT_EQ(valueOf(here(b)), 8);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Drawings that go away
+
+TEST_F(OdDbAssocNetworkTest, ACopyOfADependencyIsAttachedToNothing)
+{
+    add("a", "1");
+    const OdDbObjectId b = add("b", "a");
+    const OdDbAssocDependencyPtr own = dependenciesOf(b)[0].safeOpenObject(OdDb::kForWrite);
+    const OdDbAssocDependencyPtr copy = OdDbAssocDependency::cast(own->clone().get());
+    EXPECT_TRUE(copy->dependentOnObject().isNull());
+    EXPECT_EQ(dbtest::thrownCode([&] { own->copyFrom(copy.get()); }), kOdNotApplicable);
+    EXPECT_FALSE(own->dependentOnObject().isNull());
+}
+
+TEST_F(OdDbAssocNetworkTest, ADependencyIsNotAttachedByAnIdThatLeadsIntoAnotherDrawing)
+{
+    const OdDbObjectId a = add("a", "1");
+    const OdDbAssocDependencyPtr dependency =
+        dependenciesOf(add("b", "a"))[0].safeOpenObject(OdDb::kForWrite);
+    const OdDbDatabasePtr other = OdDbDatabase::createObject();
+    const OdDbObjectId led = add("led");
+    led.redirectTo(other->addOdDbObject(OdDbAssocVariable::createObject().get()));
+    EXPECT_EQ(dependency->attachDependentOnObject(led), kOdInvalidInput);
+    EXPECT_EQ(dependency->dependentOnObject(), a);
+    led.redirectTo(OdDbObjectId::kNull);
+}
+
+TEST_F(OdDbAssocNetworkTest, AReactorMayTakeTheDrawingAwayWhileAnActionIsAdded)
+{
+    const OdDbObjectId r = addReactor();
+    watch(m_network, r);
+    const OdDbObjectId a = m_db->addOdDbObject(OdDbAssocVariable::createObject().get());
+    const OdDbAssocNetworkPtr held = network(m_network);
+    reactor(r).onNotice = [&](dbtest::TestReactor&, dbtest::NoticeKind, OdDbObject const&) {
+        m_db.release();
+    };
+    EXPECT_EQ(held->addAction(a, true), kOdOk);
+    EXPECT_EQ(held->database(), nullptr);
+    EXPECT_TRUE(held->getActions().isEmpty());
+    (void)m_asserts.take();  // debug builds tell of pointers that are held
+}
+
+TEST_F(OdDbAssocNetworkTest, AReactorMayTakeTheDrawingAwayWhileDependenciesAreTakenOff)
+{
+    add("a", "1");
+    add("b", "2");
+    const OdDbObjectId c = add("c", "a+b");
+    const OdDbObjectId r = addReactor();
+    watch(dependenciesOf(c)[0], r);
+    const OdDbAssocVariablePtr held = write(c);
+    reactor(r).onNotice = [&](dbtest::TestReactor&, dbtest::NoticeKind, OdDbObject const&) {
+        m_db.release();
+    };
+    EXPECT_EQ(held->setExpression(""), kOdOk);
+    EXPECT_EQ(held->database(), nullptr);
+    EXPECT_EQ(held->value()->getDouble(), 3);
+    (void)m_asserts.take();  // debug builds tell of pointers that are held
+}
+
 }  // namespace

@@ -274,6 +274,44 @@ TEST_F(OdDbAssocVariableClone, LookingUpInANetworkThatIsBeingClonedLeavesItsSour
     EXPECT_TRUE(findIn(clones[0], "renamed").isNull());
 }
 
+TEST_F(OdDbAssocVariableClone, TheNetworkOfTheDrawingListsThatOfAClonedBlock)
+{
+    const OdDbObjectId a = addTo(m_other, "a", "2");
+    addTo(m_other, "b", "a*2");
+    const OdDbIdMappingPtr mapping = OdDbIdMapping::createObject();
+    m_db->deepCloneObjects({m_block}, m_db->getBlockTableId(), *mapping);
+    const Ids clones = valuesOf(*mapping, {m_other, a});
+    const OdDbObjectId top = OdDbAssocNetwork::getInstanceFromDatabase(*m_db);
+    EXPECT_TRUE(network(top)->getActions().contains(clones[0]));
+
+    const OdDbDatabasePtr other = OdDbDatabase::createObject();
+    const OdDbIdMappingPtr into = OdDbIdMapping::createObject();
+    m_db->wblockCloneObjects({m_block}, other->getBlockTableId(), *into,
+                             OdDb::DuplicateRecordCloning::kDrcReplace);
+    const Ids there = valuesOf(*into, {m_other, a});
+    const OdDbObjectId topThere = OdDbAssocNetwork::getInstanceFromDatabase(*other);
+    ASSERT_FALSE(topThere.isNull());
+    EXPECT_EQ(idsOf(network(topThere)->getActions()), Ids{there[0]});
+    EXPECT_EQ(write(there[1])->setValue(9.0), kOdOk);
+    EXPECT_EQ(network(topThere)->evaluate(nullptr), kOdOk);
+    EXPECT_EQ(valueOf(there[1]), 2);
+}
+
+TEST_F(OdDbAssocVariableClone, ACloneThatWaitsForTranslationLeavesTheDependenciesOfItsSource)
+{
+    const OdDbObjectId a = add("a", "2");
+    const OdDbObjectId b = add("b", "a*2");
+    const OdDbIdMappingPtr mapping = OdDbIdMapping::createObject();
+    m_db->deepCloneObjects({b}, m_network, *mapping, /*defer=*/true);
+    const Ids clones = valuesOf(*mapping, {b});
+    EXPECT_EQ(set(clones[0], ""), kOdOk);
+    m_db->deepCloneObjects({a}, m_network, *mapping);  // translates what waits
+    EXPECT_EQ(dependenciesOf(b).size(), 1U);
+    EXPECT_EQ(set(a, "5"), kOdOk);
+    EXPECT_EQ(valueOf(b), 10);
+    EXPECT_EQ(valueOf(clones[0]), 4);
+}
+
 // ---------------------------------------------------------------------------------------------
 // Variables that move
 

@@ -585,6 +585,78 @@ TEST_F(OdDbAssocVariableTest, AnAnonymousNameIsNotWrittenIntoExpressions)
     EXPECT_EQ(textOf(b), "a*2");
 }
 
+TEST_F(OdDbAssocVariableTest, UsersAreToldOfARenamingWhenItIsDone)
+{
+    const OdDbObjectId a = add("a", "2");
+    const OdDbObjectId c = add("c", "1");
+    const OdDbObjectId user = add("user", "a*10+c");
+    const OdDbObjectId r = addReactor();
+    watch(user, r);
+    reactor(r).onNotice = [&](dbtest::TestReactor&, dbtest::NoticeKind kind, OdDbObject const&) {
+        if (kind == dbtest::NoticeKind::kModified && valueOf(c) == 1) {
+            EXPECT_EQ(nameOf(a), "w");
+            EXPECT_EQ(setNumber(c, 5), kOdOk);
+        }
+    };
+    EXPECT_EQ(rename(a, "w"), kOdOk);
+    EXPECT_EQ(textOf(user), "w*10+c");
+    EXPECT_EQ(valueOf(user), 25);
+}
+
+TEST_F(OdDbAssocVariableTest, AReactorThatIsToldOfARenamingToComeMayTakeTheNameAway)
+{
+    const OdDbObjectId a = add("a", "2");
+    const OdDbObjectId c = add("c", "1");
+    const OdDbObjectId user = add("user", "a*10");
+    const OdDbObjectId r = addReactor();
+    watch(user, r);
+    reactor(r).onNotice = [&](dbtest::TestReactor&, dbtest::NoticeKind kind, OdDbObject const&) {
+        if (kind == dbtest::NoticeKind::kOpenedForModify) {
+            EXPECT_EQ(rename(c, "w"), kOdOk);
+        }
+    };
+    EXPECT_EQ(rename(a, "w"), kOdDuplicateName);
+    EXPECT_EQ(nameOf(a), "a");
+    EXPECT_EQ(textOf(user), "a*10");
+}
+
+TEST_F(OdDbAssocVariableTest, AReactorThatIsToldOfARenamingToComeMayChangeWhatIsRewritten)
+{
+    const OdDbObjectId a = add("a", "2");
+    const OdDbObjectId first = add("first", "a*10");
+    const OdDbObjectId second = add("second", "a*20");
+    const OdDbObjectId r = addReactor();
+    watch(second, r);
+    m_db->startUndoRecord();
+    reactor(r).onNotice = [&](dbtest::TestReactor&, dbtest::NoticeKind kind, OdDbObject const&) {
+        if (kind == dbtest::NoticeKind::kOpenedForModify) {
+            EXPECT_EQ(set(first, "3+a"), kOdOk);
+            EXPECT_EQ(set(second, "4"), kOdOk);
+            m_db->startUndoRecord();
+        }
+    };
+    EXPECT_EQ(rename(a, "w"), kOdOk);
+    EXPECT_EQ(textOf(first), "3+w");
+    EXPECT_EQ(textOf(second), "4");
+    EXPECT_EQ(valueOf(first), 5);
+    reactor(r).onNotice = nullptr;
+    EXPECT_EQ(m_db->undo(), kOdOk);
+    EXPECT_EQ(nameOf(a), "a");
+    EXPECT_EQ(textOf(first), "3+a");
+}
+
+TEST_F(OdDbAssocVariableTest, AVariableThatOutlivesItsDrawingAsksNothingOfItsNetwork)
+{
+    const OdDbDatabasePtr other = OdDbDatabase::createObject();
+    const OdDbObjectId from = other->addOdDbObject(OdDbAssocVariable::createObject().get());
+    from.redirectTo(other->addOdDbObject(OdDbAssocVariable::createObject().get()));
+    const OdDbAssocVariablePtr held = write(add("a", "1+1"));
+    m_db.release();
+    (void)m_asserts.take();  // debug builds tell of pointers that are held
+    EXPECT_EQ(held->setExpression("3", "", false, false, "", false), kOdOk);
+    EXPECT_EQ(held->value()->getDouble(), 3);
+}
+
 TEST_F(OdDbAssocVariableTest, AVariableThatUsesItselfIsRenamedInItsOwnExpression)
 {
     const OdDbObjectId a = add("a", "2");
