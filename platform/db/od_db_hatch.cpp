@@ -29,13 +29,14 @@ constexpr std::uint32_t kMinPatternLineBytes = 6;
 constexpr double kMostLines = 20000.0;
 constexpr double kMostDashes = 20000.0;
 /// What drawing one hatch may come to, whatever its loops and patterns: points of outlines, crossings
-/// of pattern lines with them, tests of points against sides, dashes; points and dashes that are looked
-/// at for each family and lead to nothing.
+/// of pattern lines with them, tests of points against sides, dashes; points, crossings and dashes that
+/// are looked at for each family and lead to nothing.
 constexpr std::uint64_t kMostPoints = 2'000'000;
 constexpr std::uint64_t kMostCrossings = 4'000'000;
 constexpr std::uint64_t kMostSideTests = 20'000'000;
 constexpr std::uint64_t kMostDrawnDashes = 1'000'000;
 constexpr std::uint64_t kMostPointsSeen = 20'000'000;
+constexpr std::uint64_t kMostCrossingsSeen = 16'000'000;
 constexpr double kMostDashesSeen = 20e6;
 
 using Outline = std::vector<OdGePoint2d>;
@@ -630,6 +631,7 @@ unsigned OdDbHatch::drawPatterns(OdGiWorldDraw& worldDraw) const
     const OdGeMatrix3d toWorld = OdGeMatrix3d::planeToWorld(m_normal);
     unsigned flags = kDrawableNone;
     std::uint64_t crossingsLeft = kMostCrossings;
+    std::uint64_t crossingsToSee = kMostCrossingsSeen;
     std::uint64_t dashesLeft = kMostDrawnDashes;
     double dashesToSee = kMostDashesSeen;
     std::uint64_t points = 0;
@@ -645,7 +647,11 @@ unsigned OdDbHatch::drawPatterns(OdGiWorldDraw& worldDraw) const
         const PatternLines lines(line);
         const double length = patternLength(line.dashes);
         std::vector<Crossing> crossings;
-        if (!lines.areCountable(outlines) || !lines.find(outlines, crossingsLeft, crossings)) {
+        const bool isFound =
+            lines.areCountable(outlines) &&
+            lines.find(outlines, std::min(crossingsLeft, crossingsToSee), crossings);
+        crossingsToSee -= crossings.size();  // a family that is given up has cost as much
+        if (!isFound) {
             flags |= kDrawableIsTruncated;
             continue;
         }

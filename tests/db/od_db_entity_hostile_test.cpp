@@ -681,6 +681,26 @@ TEST_F(HostileEntities, AHatchOfManyPatternsOverManyPointsEndsAndSaysSo)
     EXPECT_EQ(hatch->worldDraw(&draw), unsigned{kDrawableIsTruncated});
 }
 
+TEST_F(HostileEntities, AHatchOfManyPatternsWithTooManyCrossingsEndsAndSaysSo)
+{
+    const OdDbHatchPtr hatch = OdDbHatch::createObject();
+    OdDbHatchLoop comb;
+    for (int tooth = 0; tooth < 200; ++tooth) {
+        comb.vertices.append({{tooth * 1.0, 0.0}, 0.0, 0.0, 0.0});
+        comb.vertices.append({{tooth + 0.5, 19'000.0}, 0.0, 0.0, 0.0});
+    }
+    hatch->appendLoop(comb);
+    OdArray<OdDbHatchPatternLine> lines;
+    OdDbHatchPatternLine line;
+    line.offset = {0.0, 1.0};
+    for (int family = 0; family < 20'000; ++family) {
+        lines.append(line);
+    }
+    hatch->setPattern(L"MANY", lines);
+    OdStaticRxObject<gitest::RecordingWorldDraw> draw;
+    EXPECT_EQ(hatch->worldDraw(&draw), unsigned{kDrawableIsTruncated});
+}
+
 TEST_F(HostileEntities, AHatchWhoseEdgesAreLongerThanNumbersIsMeasuredAndDrawn)
 {
     const OdDbHatchPtr hatch = OdDbHatch::createObject();
