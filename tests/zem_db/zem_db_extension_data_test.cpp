@@ -41,6 +41,28 @@ public:
     ZemProperties* getProperties(OdDbObject*) override { return nullptr; }
 };
 
+/// Stores a blob of its own with the host when it hears that the host's dictionary is to change.
+class Storer : public OdDbXrecord
+{
+public:
+    void openedForModify(OdDbObject const* /*object*/) override
+    {
+        Impl::writeToDictionary(m_target, Blob{'x'}, L"B");
+    }
+
+    OdDbObject* m_target = nullptr;
+};
+
+/// Lets go of the database when it hears of something.
+class Leaver : public OdDbXrecord
+{
+public:
+    void erased(OdDbObject const* /*object*/, bool /*erasing*/) override { m_database->release(); }
+    void modified(OdDbObject const* /*object*/) override { m_database->release(); }
+
+    OdDbDatabasePtr* m_database = nullptr;
+};
+
 /// A host object in a database, open for write.
 class ExtensionData : public testing::Test
 {
@@ -56,6 +78,14 @@ protected:
     OdSmartPtr<ZemDbExtensionData> data()
     {
         return Impl::getObjInExtDict(m_host.get(), true).openObject(OdDb::kForWrite);
+    }
+
+    /// A reactor that lets go of `m_database`.
+    OdDbObjectId addLeaver()
+    {
+        const OdSmartPtr<Leaver> leaver = odrxMake<Leaver>();
+        leaver->m_database = &m_database;
+        return m_database->addOdDbObject(leaver.get());
     }
 
     Blob stored(OdString const& key) const
@@ -107,6 +137,45 @@ TEST_F(ExtensionData, LeavesADictionaryThatTheCallerReadsAsItWasOpen)
     const OdDbDictionaryPtr reading = extensionDictionary();
     Impl::getObjInExtDict(m_host.get(), true);
     EXPECT_FALSE(reading->isWriteEnabled());
+}
+
+TEST_F(ExtensionData, MadeByAReactorThatIsToldOfTheChangeIsKept)
+{
+    m_host->createExtensionDictionary();
+    const OdSmartPtr<Storer> storer = odrxMake<Storer>();
+    storer->m_target = m_host.get();
+    extensionDictionary(OdDb::kForWrite)
+        ->addPersistentReactor(m_database->addOdDbObject(storer.get()));
+    Impl::writeToDictionary(m_host.get(), m_blob, L"A");
+    EXPECT_EQ(stored(L"A"), m_blob);
+    EXPECT_EQ(stored(L"B"), Blob{'x'});
+    EXPECT_EQ(extensionDictionary()->numEntries(), 1u);
+}
+
+TEST_F(ExtensionData, OfABagMayTakeTheLastPointerToTheDatabaseAwayWhenItGoes)
+{
+    ZemProperties bag;
+    bag.setProperty(L"A", Blob(20000, 'x'));
+    bag.writeToDbObject(m_host.get());
+    data()->addPersistentReactor(addLeaver());
+    bag.clear();
+    bag.writeToDbObject(m_host.get());
+    EXPECT_EQ(OdDbDatabase::liveCount(), 0);
+}
+
+TEST_F(ExtensionData, MayTakeTheLastPointerToTheDatabaseAwayWhenItIsMade)
+{
+    m_host->createExtensionDictionary();
+    extensionDictionary(OdDb::kForWrite)->addPersistentReactor(addLeaver());
+    Impl::writeToDictionary(m_host.get(), m_blob, L"A");
+    EXPECT_EQ(OdDbDatabase::liveCount(), 0);
+}
+
+TEST_F(ExtensionData, RegisteringTheApplicationMayTakeTheLastPointerToTheDatabaseAway)
+{
+    m_database->getRegAppTableId().openObject(OdDb::kForWrite)->addPersistentReactor(addLeaver());
+    (void)ZemProperties::regAppName(m_database.get(), true);
+    EXPECT_EQ(OdDbDatabase::liveCount(), 0);
 }
 
 TEST_F(ExtensionData, CantBeMadeWithoutItsClass)

@@ -682,6 +682,32 @@ TEST_F(BagReentry, AGetterIsAskedOnceWhetherItIsADefault)
     EXPECT_EQ(flatten(m_bag), count(1) + intItem('b', 5));
 }
 
+TEST_F(BagReentry, AMapThatIsClearedWhileItIsFiledIsFiledAsItWas)
+{
+    using Map = std::map<OdDbTypedId, bool>;
+    class Clearer : public MemoryFiler
+    {
+    public:
+        explicit Clearer(Map& map) : m_map(map) {}
+        void wrBool(bool value) override
+        {
+            MemoryFiler::wrBool(value);
+            m_map.clear();
+        }
+
+    private:
+        Map& m_map;
+    };
+    Map map{{OdDbTypedId(addObject(), kSoftPointer), true}, {OdDbTypedId(), false}};
+    m_bag.mapProperty(L"a", &map);
+    MemoryFiler whole;
+    m_bag.dwgOutFields(&whole);
+    Clearer filer(map);
+    m_bag.dwgOutFields(&filer);
+    EXPECT_EQ(filer.bytes(), whole.bytes());
+    EXPECT_TRUE(map.empty());
+}
+
 TEST_F(BagReentry, AnArrayThatShrinksWhileItIsFiledIsAnInvalidIndex)
 {
     class Shrinker : public MemoryFiler

@@ -1,5 +1,6 @@
 #include "zem_db_extension_data.h"
 
+#include "db/od_db_database.h"
 #include "db/od_db_dictionary.h"
 #include "root/od_error.h"
 
@@ -113,7 +114,12 @@ OdDbObjectId ZemDbExtensionDataImpl::getObjInExtDict(OdDbObject* object, bool cr
     OdDbObjectId made;
     dictionary->upgradeOpen();
     try {
-        made = dictionary->setAt(s_extensionDataKey, data.get());
+        // Whoever is told of the change may make the data himself.
+        dictionary->assertWriteEnabled(/*autoUndo=*/false, /*recordModified=*/true);
+        made = dictionary->getAt(s_extensionDataKey);
+        if (made.isNull()) {
+            made = dictionary->setAt(s_extensionDataKey, data.get());
+        }
     } catch (...) {
         dictionary->downgradeOpen();
         throw;
@@ -128,6 +134,7 @@ void ZemDbExtensionDataImpl::writeToDictionary(OdDbObject* object, std::vector<c
     if (object == nullptr || key.isEmpty()) {
         return;
     }
+    const OdDbDatabasePtr keptAlive(object->database());  // a reactor may hold the last pointer
     const OdDbObjectId id = getObjInExtDict(object, true);
     const OdSmartPtr<ZemDbExtensionData> data = id.safeOpenObject(OdDb::kForWrite);
     ZemProperties& bag = data->getWriteProperties();
@@ -163,7 +170,7 @@ void ZemDbExtensionDataImpl::eraseFromDictionary(OdDbObject* object, OdString co
     if (data.isNull()) {
         // Data that can't be read has no object to erase, but its entry must go all the same.
         (void)dictionary->remove(s_extensionDataKey);
-    } else if (data->erase(true) != kOdOk) {
+    } else if (data->erase(true) != kOdOk && !data->isErased()) {
         return;
     }
     if (dictionary->numEntries() == 0) {

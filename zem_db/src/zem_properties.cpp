@@ -402,6 +402,7 @@ void ZemProperties::writeToDbObject(OdDbObject* object) const
     if (object == nullptr || object->database() == nullptr) {
         return;
     }
+    const OdDbDatabasePtr database(object->database());  // a reactor may hold the last pointer
     // The extension dictionary would be changed before extended data finds the object not open for
     // write, so that is found out first.
     object->assertWriteEnabled(/*autoUndo=*/false, /*recordModified=*/false);
@@ -420,7 +421,7 @@ void ZemProperties::writeToDbObject(OdDbObject* object) const
             filer.appendToResBuf(chain.get());
         }
     }
-    object->database()->newRegApp(s_zemDbAppName);
+    database->newRegApp(s_zemDbAppName);
     object->setXData(chain.get());
 }
 
@@ -451,6 +452,7 @@ OdDbObjectId ZemProperties::regAppName(OdDbDatabase* database, bool create)
     if (database == nullptr) {
         return OdDbObjectId::kNull;
     }
+    const OdDbDatabasePtr keptAlive(database);  // a reactor may hold the last pointer
     if (create) {
         database->newRegApp(s_zemDbAppName);
     }
