@@ -207,6 +207,21 @@ OdDbObjectPtr OdDbObjectId::openObject(OdDb::OpenMode mode, bool openErased) con
     return OdDbObjectAccess::open(*record->object, mode);
 }
 
+namespace {
+
+/// Names the object and its drawing: many were opened until one could not be.
+[[noreturn]] void throwDamaged(OdDbObjectId id)
+{
+    OdString text = OdString("object ") + id.getHandle().ascii();
+    const OdString file = id.database()->getFilename();
+    if (!file.isEmpty()) {
+        text += OdString(" of ") + file;
+    }
+    throw OdError(kOdObjectDamaged, text + OdString(": ") + odResultText(kOdObjectDamaged));
+}
+
+}  // namespace
+
 OdDbObjectPtr OdDbObjectId::safeOpenObject(OdDb::OpenMode mode, bool openErased) const
 {
     if (m_record == nullptr) {
@@ -220,7 +235,10 @@ OdDbObjectPtr OdDbObjectId::safeOpenObject(OdDb::OpenMode mode, bool openErased)
     if (record->has(OdDbIdRecord::kErased)) {
         throw OdError(kOdWasErased);
     }
-    throw OdError(record->residency == OdDbResidency::kDamaged ? kOdObjectDamaged : kOdKeyNotFound);
+    if (record->residency != OdDbResidency::kDamaged) {
+        throw OdError(kOdKeyNotFound);
+    }
+    throwDamaged(*this);
 }
 
 void OdDbObjectId::convertToRedirectedId() noexcept

@@ -223,7 +223,8 @@ private:
                 const auto found = m_owners.find(at);
                 const std::uint64_t owner = found != m_owners.end() ? found->second : 0;
                 if (owner != 0 && !isThere(OdDbHandle(owner))) {
-                    tellObject(Kind::kOwner, /*isProblem=*/true, OdDbHandle(at),
+                    // Erasing an object leaves what it owns; one that got lost shows in the count.
+                    tellObject(Kind::kOwner, /*isProblem=*/false, OdDbHandle(at),
                                "its owner, " + hex(OdDbHandle(owner)) + ", isn't in the drawing");
                 }
                 at = owner;

@@ -25,8 +25,8 @@ struct OdDbDrawingFinding
     };
 
     Kind kind = Kind::kFile;
-    /// Whether something is lost or will misbehave. Otherwise it is a note: a missing module, a soft
-    /// pointer to an object that was erased.
+    /// Whether something is lost or will misbehave. Otherwise it is a note: a missing module, an owner
+    /// or the target of a soft pointer that was erased.
     bool isProblem = true;
     OdDbHandle handle;  ///< of the object, or of the first in the page; null for the file
     std::string text;   ///< with what it is about in front: "object 3F: its checksum differs"

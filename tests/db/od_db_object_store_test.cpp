@@ -212,6 +212,12 @@ TEST_F(StoredDrawing, LosesADamagedObjectAloneAndReportsItOnce)
     EXPECT_TRUE(id.openObject().isNull());
     EXPECT_TRUE(id.openObject(OdDb::kForWrite, true).isNull());
     EXPECT_EQ(thrownCode([&] { (void)id.safeOpenObject(); }), kOdObjectDamaged);
+    try {
+        (void)id.safeOpenObject();
+    } catch (OdError const& error) {
+        const std::string handle(m_other.ascii().utf8());
+        EXPECT_EQ(std::string(error.what()).find("object " + handle + ": "), 0U) << error.what();
+    }
     EXPECT_EQ(numberOf(idOf(m_bag)), 42);
     auto const& damages = OdDbStorageAccess(*m_db).damages();
     ASSERT_EQ(damages.size(), 1U);
