@@ -251,6 +251,14 @@ HostEditResult editSolid(HostSession& session, EditRequest const& request, OdDbD
         [&line](double fraction, std::string const& step) { line.show(fraction, step); });
 }
 
+HostEditResult makeBase(HostSession& session, MakeRequest const& request)
+{
+    ProgressLine line("making a " + request.base);
+    return session.editor().make(
+        request.base, request.values, HostImportLimits(),
+        [&line](double fraction, std::string const& step) { line.show(fraction, step); });
+}
+
 }  // namespace
 
 ExitCode runMake(HostSession& session, MakeRequest const& request)
@@ -270,7 +278,7 @@ ExitCode runMake(HostSession& session, MakeRequest const& request)
     if (!request.append) {
         database->setINSUNITS(OdDb::UnitsValue::kUnitsMillimeters);
     }
-    const HostEditResult made = session.editor().make(request.base, request.values);
+    const HostEditResult made = makeBase(session, request);
     OdDbHandle handle;
     guardDrawing([&] {
         const OdDbBlockTableRecordPtr space = OdDbBlockTableRecord::cast(

@@ -236,6 +236,21 @@ RecipeBase baseOf(std::string const& base, std::vector<double> const& values)
                     "name box, cylinder or plate");
 }
 
+/// \param progress  Must outlive the options.
+EditOptions optionsOf(HostImportLimits const& limits, HostImportProgress const& progress)
+{
+    EditOptions options;
+    options.timeLimit = limits.time;
+    options.memoryLimitBytes = limits.memoryBytes;
+    if (progress) {
+        options.progress = [&progress](double fraction, std::string const& step) {
+            progress(fraction, step);
+            return true;
+        };
+    }
+    return options;
+}
+
 OdDbSubentId subentId(Subent item)
 {
     constexpr std::array<OdDb::SubentType, 3> kTypes = {OdDb::SubentType::kFaceSubentType,
@@ -286,15 +301,16 @@ HostSolidFacts EditExtension::measure(HostEditedSolid const& solid) const
     }
 }
 
-HostEditResult EditExtension::make(std::string const& base, std::vector<double> const& values) const
+HostEditResult EditExtension::make(std::string const& base, std::vector<double> const& values,
+                                   HostImportLimits const& limits,
+                                   HostImportProgress const& progress) const
 {
     try {
-        const Recipe recipe(baseOf(base, values));
-        recipe.check();
-        const RecipeModel model = RecipeModel::make(recipe);
-        HostEditResult result = resultOf(model.solid(), model.recipe(), model.map());
+        const RecomputeResult made =
+            makeSolid(Recipe(baseOf(base, values)), optionsOf(limits, progress));
+        HostEditResult result = resultOf(made.solid, made.recipe, made.map);
         result.cause = "make " + base;
-        result.kernelSeconds = model.times().kernel;
+        result.kernelSeconds = made.times.kernel;
         return result;
     } catch (KernelError const& error) {
         throw hostErrorOf(error);
@@ -305,15 +321,7 @@ HostEditResult EditExtension::edit(HostEditedSolid const& solid, HostEdit const&
                                    HostImportLimits const& limits,
                                    HostImportProgress const& progress) const
 {
-    EditOptions options;
-    options.timeLimit = limits.time;
-    options.memoryLimitBytes = limits.memoryBytes;
-    if (progress) {
-        options.progress = [&progress](double fraction, std::string const& step) {
-            progress(fraction, step);
-            return true;
-        };
-    }
+    const EditOptions options = optionsOf(limits, progress);
     try {
         return edit.kind == HostEditKind::kSet ? setParameter(solid, edit, options)
                                                : appendStep(solid, edit, options);

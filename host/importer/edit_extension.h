@@ -9,7 +9,9 @@ namespace zemhost {
 class EditExtension : public HostEditExtension
 {
 public:
-    HostEditResult make(std::string const& base, std::vector<double> const& values) const override;
+    HostEditResult make(std::string const& base, std::vector<double> const& values,
+                        HostImportLimits const& limits,
+                        HostImportProgress const& progress) const override;
     HostEditResult edit(HostEditedSolid const& solid, HostEdit const& edit,
                         HostImportLimits const& limits,
                         HostImportProgress const& progress) const override;

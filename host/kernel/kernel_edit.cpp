@@ -46,7 +46,7 @@ SubentMap alignStored(const KernelSolid& stored, const KernelSolid& made)
     SubentMap map;
     if (!matchByPlace(before.numbers(), after.numbers(), map)) {
         throw KernelError(KernelFailure::kBadArgument, "", "the solid is not what its recipe makes",
-                          "edit it without its recipe, or make it anew");
+                          "make it anew");
     }
     return map;
 }
@@ -299,6 +299,15 @@ RecomputeResult recomputeSolid(const KernelSolid& solid, const Recipe& before, c
 {
     return run(options, [&](const EditOptions& inside) {
         return recomputeHere(solid, before, after, inside);
+    });
+}
+
+RecomputeResult makeSolid(const Recipe& recipe, const EditOptions& options)
+{
+    return run(options, [&](const EditOptions& inside) {
+        const RecipeModel made = RecipeModel::make(recipe, inside);
+        return RecomputeResult{made.solid(), made.map(), made.recipe(), made.times(),
+                               made.warnings()};
     });
 }
 

@@ -116,6 +116,11 @@ struct RecomputeResult
 RecomputeResult recomputeSolid(const KernelSolid& solid, const Recipe& before, const Recipe& after,
                                const EditOptions& options = {});
 
+/// Works through a recipe that no solid is there for. The map has every item unchanged.
+///
+/// \throws KernelError as applyEdit.
+RecomputeResult makeSolid(const Recipe& recipe, const EditOptions& options = {});
+
 /// A recipe together with the solid that it makes, and with what is known of the origin of each item.
 ///
 /// A value: copies share one immutable content. For programs that change one recipe again and again,

@@ -125,13 +125,15 @@ class HostEditExtension : public OdRxObject
     RX_DECLARE_CLASS(HostEditExtension);
 
 public:
-    /// A new solid and its recipe.
+    /// A new solid and its recipe, made in a process of its own with limits of time and memory.
     ///
-    /// \param base    "box" (dx dy dz), "cylinder" (radius height) or "plate" (count pitch thickness
-    ///                radius: count x count holes).
-    /// \throws HostError (usage) for values that make no solid.
-    virtual HostEditResult make(std::string const& base,
-                                std::vector<double> const& values) const = 0;
+    /// \param base      "box" (dx dy dz), "cylinder" (radius height) or "plate" (count pitch thickness
+    ///                  radius: count x count holes).
+    /// \param progress  May be empty.
+    /// \throws HostError (usage) for values that make no solid, (file) beyond the limits.
+    virtual HostEditResult make(std::string const& base, std::vector<double> const& values,
+                                HostImportLimits const& limits,
+                                HostImportProgress const& progress) const = 0;
     /// Edits a solid, in a process of its own with limits of time and memory. The recipe of one that
     /// has none begins with the body as it is.
     ///

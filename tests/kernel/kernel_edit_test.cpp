@@ -22,7 +22,10 @@ using zemhost::EditResult;
 using zemhost::KernelFailure;
 using zemhost::KernelPoint;
 using zemhost::KernelSolid;
+using zemhost::Recipe;
+using zemhost::RecipeBase;
 using zemhost::RecipeStep;
+using zemhost::RecomputeResult;
 using zemhost::Subent;
 using zemhost::SubentFate;
 using zemhost::SubentKind;
@@ -393,6 +396,21 @@ TEST(ApplyEditInAChild, CarriesFailuresAcross)
         SCOPED_TRACE(row.name);
         EXPECT_EQ(failureOf([&] { (void)applyEdit(box, row.step); }), row.expected);
     }
+}
+
+TEST(MakeSolidInAChild, EndsAtItsTimeLimit)
+{
+    EditOptions options;
+    options.timeLimit = std::chrono::milliseconds(1);
+    const Recipe plate(RecipeBase::plate(20, 10, 8, 2));
+    EXPECT_EQ(failureOf([&] { (void)makeSolid(plate, options); }), KernelFailure::kTimeLimit);
+}
+
+TEST(MakeSolidInAChild, GivesTheSolidOfTheRecipe)
+{
+    const RecomputeResult made = makeSolid(Recipe(RecipeBase::plate(2, 10, 8, 2)));
+    EXPECT_EQ(made.solid.counts().faces, 6 + 4);
+    EXPECT_EQ(made.recipe.base().kind, zemhost::BaseKind::kPlate);
 }
 
 TEST(ApplyEditInAChild, EndsAtItsTimeLimit)
