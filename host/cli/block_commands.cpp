@@ -6,6 +6,7 @@
 #include "cli/driven_inserts.h"
 #include "cli/external_drawings.h"
 #include "cli/network_view.h"
+#include "db/od_db_dictionary.h"
 #include "db/od_db_id_mapping.h"
 #include "root/od_error.h"
 
@@ -162,13 +163,53 @@ OdDbHandle appendInsert(OdDbObjectId block, OdDbObjectId into, OdGePoint3d const
     return insert->handle();
 }
 
+/// What an object owns: its extension dictionary, and as a dictionary its own entries.
+void appendOwned(OdDbObject const& object, std::vector<OdDbObjectId>& owned)
+{
+    if (!object.extensionDictionary().isNull()) {
+        owned.push_back(object.extensionDictionary());
+    }
+    const OdDbDictionaryPtr dictionary = OdDbDictionary::cast(&object);
+    if (dictionary.isNull()) {
+        return;
+    }
+    for (const auto at = dictionary->newIterator(); !at->done(); at->next()) {
+        const OdDbObjectPtr entry = at->objectId().openObject();
+        if (!entry.isNull() && entry->ownerId() == dictionary->objectId()) {
+            owned.push_back(at->objectId());
+        }
+    }
+}
+
+/// Erases entities with the dictionaries that hang on them. Erasing an object leaves what it owns,
+/// which would stay in the drawing and belong to nothing.
 void eraseAll(OdDbObjectIdArray const& entities)
 {
+    std::vector<OdDbObjectId> owned;
     for (OdDbObjectId id : entities) {
-        const OdResult result = id.safeOpenObject(OdDb::kForWrite)->erase();
+        const OdDbObjectPtr entity = id.safeOpenObject(OdDb::kForWrite);
+        appendOwned(*entity, owned);
+        const OdResult result = entity->erase();
         if (result != kOdOk) {
             throw OdError(result);
         }
+    }
+    while (!owned.empty()) {
+        const OdDbObjectPtr object = owned.back().openObject(OdDb::kForWrite);
+        owned.pop_back();
+        if (!object.isNull()) {  // none that is erased by now, so this ends
+            appendOwned(*object, owned);
+            (void)object->erase();  // one that refuses stays
+        }
+    }
+}
+
+/// Refuses to let a copy take the place of what could not be copied as a whole.
+void requireAllRead(OdDbDatabase& database, std::string const& path)
+{
+    if (tellOfDamages(database, path) != ExitCode::kOk) {
+        throw HostError(ExitCode::kFindings, path, "not all of what is to be replaced can be read",
+                        "'zemhost check' lists all damages");
     }
 }
 
@@ -290,23 +331,26 @@ ExitCode runBlockMake(HostSession& session, BlockMakeRequest const& request)
     }
     OdDbObjectId block;
     OdDbHandle insert;
+    std::uint64_t made = 0;
     guardValues(request.name, [&] {
         block = addBlock(*database, request.name, base);
         const OdDbIdMappingPtr mapping = OdDbIdMapping::createObject();
         database->deepCloneObjects(entities, block, *mapping);
+        made = OdDbBlockTableRecord::cast(block.safeOpenObject().get())->entityCount();
         if (request.replace) {
+            requireAllRead(*database, request.drawing);
             eraseAll(entities);
             insert = appendInsert(block, database->getModelSpaceId(), base);
         }
     });
     saveDrawing(*database);
     std::cout << "block " << printable(request.name) << " (" << toText(block.getHandle())
-              << ") made of " << counted(entities.size(), "entity");
+              << ") made of " << counted(made, "entity");
     if (request.replace) {
         std::cout << ", in whose place insert " << toText(insert) << " stands";
     }
     std::cout << '\n';
-    return ExitCode::kOk;
+    return tellOfDamages(*database, request.drawing);
 }
 
 ExitCode runBlockClone(HostSession& session, BlockCloneRequest const& request)
@@ -332,7 +376,7 @@ ExitCode runBlockClone(HostSession& session, BlockCloneRequest const& request)
               << printable(nameOf(source)) << ": " << counted(objects, "object") << ", with "
               << counted(clone.entities, "entity") << " and "
               << counted(clone.variables, "variable") << '\n';
-    return ExitCode::kOk;
+    return tellOfDamages(*database, request.drawing);
 }
 
 ExitCode runBlockWblock(HostSession& session, BlockWblockRequest const& request)
@@ -362,7 +406,7 @@ ExitCode runBlockWblock(HostSession& session, BlockWblockRequest const& request)
               << " written: " << counted(entities, "entity") << " in model space\n"
               << "drawing " << printable(request.target) << ": " << sized(fileSize(request.target))
               << '\n';
-    return ExitCode::kOk;
+    return tellOfDamages(*database, request.drawing);
 }
 
 ExitCode runBlockInsert(HostSession& session, BlockInsertRequest const& request)

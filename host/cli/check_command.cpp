@@ -77,6 +77,9 @@ void printResult(CheckRequest const& request, OdDbDrawingCheckResult const& resu
 
 ExitCode runCheck(HostSession& session, CheckRequest const& request)
 {
+    if (session.hasModule()) {
+        (void)session.links();  // brings the classes of the host's own objects
+    }
     Json findings = Json::array();
     const auto report = [&](Finding const& finding) {
         if (request.json) {

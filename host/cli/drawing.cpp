@@ -217,6 +217,17 @@ std::string damageOf(OdDbDatabase& database, OdDbHandle handle)
     return "it is erased";
 }
 
+ExitCode tellOfDamages(OdDbDatabase& database, std::string const& path)
+{
+    const OdDbStorageAccess access(database);
+    for (OdDbStorageAccess::Damage const& damage : access.damages()) {
+        std::cerr << "zemhost: warning: " << printable(path) << ": object " << toText(damage.handle)
+                  << " can't be read, what it holds is missing: " << printable(damage.reason)
+                  << '\n';
+    }
+    return access.damages().empty() ? ExitCode::kOk : ExitCode::kFindings;
+}
+
 void forEachHandle(OdDbDatabase const& database, std::function<void(OdDbHandle)> const& visit)
 {
     for (OdDbHandle handle = database.nextHandle(); !handle.isNull();

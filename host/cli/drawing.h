@@ -6,6 +6,8 @@
 #include "db/od_db_database.h"
 #include "store/od_db_drawing.h"
 
+#include "protocol/host_error.h"
+
 #include <functional>
 #include <string>
 
@@ -70,6 +72,12 @@ OdDbObjectPtr openByHandle(OdDbDatabase& database, std::string const& handle, Od
 
 /// Why an object of the drawing could not be opened.
 std::string damageOf(OdDbDatabase& database, OdDbHandle handle);
+
+/// Warns of the objects that could not be read up to now, so that what they hold is missing in what a
+/// command shows or makes.
+///
+/// \return Findings if there are any.
+ExitCode tellOfDamages(OdDbDatabase& database, std::string const& path);
 
 /// Walks the handles of all objects in ascending order; loads none.
 void forEachHandle(OdDbDatabase const& database, std::function<void(OdDbHandle)> const& visit);

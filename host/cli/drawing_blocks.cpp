@@ -69,7 +69,7 @@ std::string reasonFor(OdError const& error)
     case kOdDuplicateName:
         return "is the name of another block";
     case kOdInvalidKey:
-        return "is no name that a block can have";
+        return "is no name that can be given";
     case kOdCyclicReference:
         return "would contain itself";
     default:

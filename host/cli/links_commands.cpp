@@ -181,9 +181,9 @@ void requireRepaired(OdResult result, LinksRepairRequest const& request)
                         "has no entry " + std::to_string(request.entry),
                         "'zemhost links list' shows them");
     case kOdNotApplicable:
-        throw HostError(ExitCode::kFindings, request.selection,
-                        "entry " + std::to_string(request.entry) + " has no repair to take back",
-                        "");
+        throw HostError(
+            ExitCode::kFindings, request.selection,
+            "entry " + std::to_string(request.entry) + " has no repair that can be taken back", "");
     default:
         throw HostError(ExitCode::kFindings, request.part, "can't be linked to", "");
     }
@@ -216,7 +216,7 @@ ExitCode runLinksList(HostSession& session, LinksListRequest const& request)
             json.push_back(toJson(link));
         }
         std::cout << toText(Json{{"links", std::move(json)}}, 2) << '\n';
-        return ExitCode::kOk;
+        return tellOfDamages(*database, request.drawing);
     }
     std::cout << counted(links.size(), "link") << (links.empty() ? "" : ": " + countsText(links))
               << '\n';
@@ -231,11 +231,15 @@ ExitCode runLinksList(HostSession& session, LinksListRequest const& request)
     if (limit != 0 && links.size() > limit) {
         std::cout << "  and " << links.size() - limit << " more; --limit 0 shows all\n";
     }
-    return ExitCode::kOk;
+    return tellOfDamages(*database, request.drawing);
 }
 
 ExitCode runLinksAdd(HostSession& session, LinksAddRequest const& request)
 {
+    if (request.selection.empty() || request.selection.front() == '*') {
+        throw HostError(ExitCode::kUsage, "\"" + request.selection + "\"",
+                        "is no name for a selection", "give a name such as holes");
+    }
     const OdDbDatabasePtr database =
         openDrawing(session, request.drawing, OdDbOpenDrawingMode::kForWriting);
     prepareForExternals(session, *database);

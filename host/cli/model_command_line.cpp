@@ -237,7 +237,9 @@ void ModelCommandLine::addLinksRepair(CLI::App& links, Run& run)
         addCommand(links, run, "repair", "Mend links, or decide what one is to name",
                    "Without a selection all is mended that needs no decision: links that lead "
                    "nowhere or that\n"
-                   "nothing watches go, all others are attached to the objects that they name.\n\n"
+                   "nothing watches go, all others are attached to the objects that they name. "
+                   "Nothing goes\n"
+                   "while an object that it hangs on can't be read.\n\n"
                    "Examples:\n"
                    "  zemhost links repair bracket.zdw\n"
                    "  zemhost links repair bracket.zdw holes 2 2A:face:7\n"

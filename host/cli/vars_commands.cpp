@@ -106,10 +106,30 @@ std::vector<std::string> printableNames(std::vector<std::string> const& names)
     return shown;
 }
 
+/// Whether a block has an extension dictionary that can't be read.
+bool hasUnreadableDictionary(OdDbObjectId block)
+{
+    const OdDbObjectId dictionary = OdDbObjectPtr(block.safeOpenObject())->extensionDictionary();
+    return !dictionary.isNull() && dictionary.openObject().isNull();
+}
+
+/// The block's network; null if it has none and none is to be made.
+/// \throws HostError (findings) if it can't be read, which is not the same.
 OdDbAssocNetworkPtr openNetwork(Subject const& subject, bool create)
 {
-    const OdDbObjectId id = OdDbAssocNetwork::getInstanceFromObject(subject.block, create);
-    return OdDbAssocNetwork::cast(id.openObject().get());
+    bool isUnreadable = hasUnreadableDictionary(subject.block);
+    OdDbAssocNetworkPtr network;
+    if (!isUnreadable) {
+        const OdDbObjectId id = OdDbAssocNetwork::getInstanceFromObject(subject.block, create);
+        network = OdDbAssocNetwork::cast(id.openObject().get());
+        isUnreadable = network.isNull() && (create || !id.isNull());
+    }
+    if (isUnreadable) {
+        throw HostError(ExitCode::kFindings, toUtf8(subject.database->getFilename()),
+                        "the variables of " + subject.text + " can't be read",
+                        "'zemhost check' lists all damages");
+    }
+    return network;
 }
 
 OdDbObjectId findVariable(Subject const& subject, std::string const& name)
@@ -382,6 +402,7 @@ ExitCode runVarsList(HostSession& session, VarsRequest const& request)
 {
     const Subject subject = openSubject(session, request, OdDbOpenDrawingMode::kForReading);
     guardDrawing([&] {
+        (void)openNetwork(subject, /*create=*/false);  // one that can't be read is told
         const std::vector<VariableView> variables =
             variablesOf(OdDbAssocNetwork::getInstanceFromObject(subject.block));
         const std::vector<DrivenInsert> inserts =
@@ -406,7 +427,10 @@ ExitCode runVarsSet(HostSession& session, VarsSetRequest const& request)
     }
     const Subject subject = openSubject(session, request.vars, OdDbOpenDrawingMode::kForWriting);
     std::map<OdDbHandle, double> before;
-    guardDrawing([&] { before = valuesOf(subject); });
+    guardDrawing([&] {
+        (void)openNetwork(subject, /*create=*/false);  // one that can't be read is told
+        before = valuesOf(subject);
+    });
     setVariable(subject, request);
     std::vector<DrivenInsert> inserts;
     guardDrawing([&] {

@@ -4,6 +4,7 @@
 #include "cli/external_drawings.h"
 #include "db/od_db_xref_man.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <functional>
 #include <iostream>
@@ -55,6 +56,14 @@ void addRows(TextTable& table, std::vector<ExternalDrawing> const& drawings, int
     }
 }
 
+/// Whether a drawing has the one that it is attached to among those attached to it. Overlaid ones
+/// aren't seen there, and do no harm.
+bool leadsBack(ExternalDrawing const& drawing)
+{
+    return drawing.state == "circular" ||
+           std::any_of(drawing.attached.begin(), drawing.attached.end(), leadsBack);
+}
+
 /// Attaches or overlays.
 using Attach = OdDbObjectId (*)(OdDbDatabase& host, OdString const& path, OdString const& name,
                                 OdResult* result);
@@ -78,6 +87,11 @@ ExitCode attach(HostSession& session, XrefAttachRequest const& request, Attach o
     }
     ExternalDrawing attached;
     guardDrawing([&] { attached = loadExternalDrawing(block); });
+    if (leadsBack(attached)) {
+        throw HostError(exitCodeFor(kOdCyclicReference), request.file,
+                        "can't be attached: " + loadProblem(kOdCyclicReference),
+                        "name another drawing, or overlay this one there");
+    }
     saveDrawing(*database);
     std::cout << printable(attached.name) << " (" << toText(block.getHandle()) << ") is "
               << (attached.isOverlay ? "overlaid: " : "attached: ") << externalText(attached)

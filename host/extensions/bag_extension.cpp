@@ -66,6 +66,16 @@ std::optional<std::uint64_t> dictionaryBytes(OdDbObject const& object)
     return blob.size();
 }
 
+/// Whether there is extension data that can't be read; what it holds nobody knows.
+bool isExtensionDataDamaged(OdDbObject const& object)
+{
+    const OdDbDictionaryPtr dictionary =
+        OdDbDictionary::cast(object.extensionDictionary().openObject().get());
+    const OdDbObjectId data =
+        dictionary.isNull() ? OdDbObjectId::kNull : dictionary->getAt(s_zemDbAppName);
+    return !data.isNull() && data.openObject().isNull();
+}
+
 BagForm formOf(OdDbObject const& object)
 {
     if (const auto bytes = extendedDataBytes(object)) {
@@ -73,6 +83,9 @@ BagForm formOf(OdDbObject const& object)
     }
     if (const auto bytes = dictionaryBytes(object)) {
         return {BagPlace::kExtensionDictionary, *bytes};
+    }
+    if (isExtensionDataDamaged(object)) {
+        return {BagPlace::kExtensionDictionary, 0};
     }
     return {};
 }

@@ -67,6 +67,38 @@ OdDbObjectIdArray blocksOf(OdDbDatabase const& database)
     return blocks;
 }
 
+/// Whether an object is in its drawing and can't be read, so that nobody knows what it says.
+bool isUnreadable(OdDbObjectId id)
+{
+    return !id.isNull() && !id.isErased() &&
+           !id.database()->getOdDbObjectId(id.getHandle()).isNull() && id.openObject().isNull();
+}
+
+/// What keeps all that a block knows of its links from being read; null if nothing does.
+OdDbObjectId unreadablePartOf(OdDbObjectId block)
+{
+    if (isUnreadable(block)) {
+        return block;
+    }
+    const OdDbObjectPtr record = block.openObject();
+    const OdDbObjectId dictionary =
+        record.isNull() ? OdDbObjectId::kNull : record->extensionDictionary();
+    return isUnreadable(dictionary) ? dictionary : OdDbObjectId::kNull;
+}
+
+/// Whether an object on a link's way, or one that watches it, can't be read. The link may be all
+/// that tells of it, and is as good as before once a sound copy of that object is back.
+bool hangsOnUnreadable(OdDbObjectId linkId)
+{
+    const LinkPtr link = ZemDbObjectDependency::cast(linkId.openObject().get());
+    if (link.isNull()) {
+        return false;
+    }
+    OdDbObjectIdArray ids = link->getLinkObject(/*openErased=*/true).objectIds();
+    ids.append(link->getPersistentReactors());
+    return std::any_of(ids.begin(), ids.end(), isUnreadable);
+}
+
 /// A link that nothing watches any more goes.
 void dropUnwatched(OdDbObjectId linkId)
 {
@@ -84,6 +116,52 @@ void dropUnwatched(OdDbObjectId linkId)
     (void)link->erase(true);
 }
 
+/// Whether the steps of a link's way go on in another drawing.
+bool leadsOutside(ZemDbObjectDependency const& link)
+{
+    ZemCompoundObjectId const& chain = link.compoundId();
+    return chain.getPathPrefix().size() < chain.size();
+}
+
+/// Notes what a link names, in a form that outlasts the process.
+void notePath(SelectionState& state, ZemDbObjectDependency const& link)
+{
+    state.path = link.getLinkObject(/*openErased=*/true);
+    state.way = leadsOutside(link) ? OutsideWay{link.compoundId()} : OutsideWay();
+}
+
+/// Makes a noted path whole: ids in other drawings aren't stored with it.
+/// \return False if the other drawing can't be read, or the path was stored without its way.
+bool restorePath(SelectionState& state)
+{
+    OdDbObjectIdArray ids = state.path.objectIds();
+    if (!state.way.isEmpty() && state.way.steps.getFullPathEx(ids, /*openErased=*/true) != kOdOk) {
+        return false;
+    }
+    state.path = OdDbFullSubentPath(ids, state.path.subentId());
+    return !ids.contains(OdDbObjectId::kNull);
+}
+
+void forgetPath(SelectionState& state)
+{
+    state.path = OdDbFullSubentPath();
+    state.way = OutsideWay();
+}
+
+/// Whether a link still leads where a state of it was noted. One into another drawing may have been
+/// parked since, which tells of a change there and not of another decision.
+bool isWhereItWas(ZemDbObjectDependency const& link, SelectionState const& state)
+{
+    const OdDbFullSubentPath path = link.getLinkObject(/*openErased=*/true);
+    if (state.way.isEmpty()) {
+        return path == state.path;
+    }
+    const OdDbSubentId now = path.subentId();
+    const OdDbSubentId then = state.path.subentId();
+    return OutsideWay{link.compoundId()} == state.way &&
+           (now == then || (now.type() == then.type() && LostNumbers::isLost(now)));
+}
+
 /// Turns entries whose link was erased into entries of a part that has gone.
 void forgetErased(OdDbObjectId selectionId)
 {
@@ -98,7 +176,7 @@ void forgetErased(OdDbObjectId selectionId)
         const LinkPtr link = ZemDbObjectDependency::cast(
             now.link.openObject(OdDb::kForRead, /*openErased=*/true).get());
         if (!link.isNull()) {
-            now.path = link->getLinkObject(/*openErased=*/true);
+            notePath(now, *link);
         }
         now.link = OdDbObjectId::kNull;
         now.answer = HostPartAnswer::kGone;
@@ -157,13 +235,6 @@ std::optional<PartShape> noteShape(ExternalSolids& solids, ZemDbObjectDependency
     return solids.stateOf(link, path) == BodyState::kOwn ? std::nullopt : solids.shapeOf(path);
 }
 
-/// Whether the steps of a link's way go on in another drawing.
-bool leadsOutside(ZemDbObjectDependency const& link)
-{
-    ZemCompoundObjectId const& chain = link.compoundId();
-    return chain.getPathPrefix().size() < chain.size();
-}
-
 /// Why a link can't be trusted to name the part of its number; empty if it can.
 struct Distrust
 {
@@ -185,6 +256,9 @@ Distrust distrustOf(ZemDbObjectDependency const& link, HostLink const& found, Bo
 {
     if (!found.isResolved) {
         return distrustOfUnresolved(link);
+    }
+    if (isUnreadable(zemu::getLeafId(found.path))) {
+        return {HostPartAnswer::kAmbiguous, L"damage of its solid"};
     }
     if (state == BodyState::kChanged) {
         return {HostPartAnswer::kAmbiguous, L"change of the external drawing's solid"};
@@ -229,7 +303,8 @@ void BlockLinks::readSelections(std::vector<HostLink>& gone)
         link.block = m_block;
         link.selection = selection->name();
         for (SelectionEntry const& entry : selection->entries()) {
-            SelectionState const& now = entry.now;
+            SelectionState now = entry.now;
+            (void)restorePath(now);  // where its drawing can't be read, some steps are unknown
             link.path = now.path;
             link.answer = now.answer;
             link.cause = now.cause;
@@ -307,6 +382,9 @@ void BlockLinks::read(OdDbObjectId id, bool isListed, std::vector<HostLink>& lin
 
 void BlockLinks::appendTo(std::vector<HostLink>& links)
 {
+    if (!unreadablePartOf(m_block).isNull()) {
+        return;
+    }
     std::vector<HostLink> gone;
     readSelections(gone);
     std::unordered_set<OdDbObjectId> listed;
@@ -370,6 +448,10 @@ void verifyLink(OdDbObjectId id, ZemDbPersIdManager const& manager, ExternalSoli
              isErased ? L"leads nowhere: an object on its way isn't there"
                       : L"leads into an external drawing that can't be read",
              isErased);
+        return;
+    }
+    if (isUnreadable(zemu::getLeafId(path))) {
+        find(findings, id, L"leads to a solid that can't be read");
         return;
     }
     if (verifyOutside(*link, path, solids, findings)) {
@@ -481,6 +563,11 @@ std::vector<HostLinkFinding> LinkExtension::verify(OdDbDatabase& database) const
     std::vector<HostLinkFinding> findings;
     ExternalSolids solids;
     for (OdDbObjectId block : blocksOf(database)) {
+        const OdDbObjectId unreadable = unreadablePartOf(block);
+        if (!unreadable.isNull()) {
+            find(findings, unreadable, L"can't be read, and with it all links of its block");
+            continue;
+        }
         std::unordered_set<OdDbObjectId> links;
         const OdDbObjectId managerId = ZemDbPersIdManager::getInstance(block, /*create=*/false);
         const ManagerPtr manager = ZemDbPersIdManager::cast(managerId.openObject().get());
@@ -509,9 +596,14 @@ std::size_t LinkExtension::audit(OdDbDatabase& database) const
         }
         before += manager->objectDependencyIds().size();
         manager->attachDepsToZemDbObjects();
-        manager->audit();
+        const OdDbObjectIdArray listed = manager->objectDependencyIds();
+        if (std::none_of(listed.begin(), listed.end(), hangsOnUnreadable)) {
+            manager->audit();  // would take off what leads to an unreadable object, too
+        }
         for (OdDbObjectId unused : manager->getUnusedDependencies()) {
-            dropUnwatched(unused);
+            if (!hangsOnUnreadable(unused)) {
+                dropUnwatched(unused);
+            }
         }
         after += manager->objectDependencyIds().size();
     }
@@ -543,7 +635,7 @@ OdResult LinkExtension::repair(OdDbObjectId block, OdString const& selection, st
     paths.append(path);
     const LinkPtr link = ZemDbObjectDependency::cast(repaired.now.link.openObject().get());
     if (!link.isNull()) {
-        (void)link->getLinkObject(repaired.before->path, true);  // where `takeBack` leads it again
+        notePath(*repaired.before, *link);  // where `takeBack` leads it again
         repaired.before->bodyHash = link->bodyHash();
     }
     parkChangedLinks(*manager);
@@ -585,11 +677,11 @@ OdResult LinkExtension::takeBack(OdDbObjectId block, OdString const& selection,
         if (!former.now.link.isNull()) {
             // Others may have led it elsewhere since, or taken it into this selection again.
             const LinkPtr link = ZemDbObjectDependency::cast(former.now.link.openObject().get());
-            if (link.isNull() || link->getLinkObject(true) != former.now.path ||
+            if (link.isNull() || !isWhereItWas(*link, former.now) ||
                 isMember(*member.selection, former.now.link)) {
                 return kOdNotApplicable;
             }
-            former.now.path = OdDbFullSubentPath();
+            forgetPath(former.now);
             former.now.bodyHash = 0;
         }
         member.set(former);
@@ -597,14 +689,15 @@ OdResult LinkExtension::takeBack(OdDbObjectId block, OdString const& selection,
         return kOdOk;
     }
     const ManagerPtr manager = openManager(block, OdDb::kForWrite, /*create=*/false);
-    if (manager.isNull() || !isListed(*manager, former.now.link) ||
+    if (manager.isNull() || !isListed(*manager, former.now.link) || !restorePath(former.now) ||
         isNamedByAnother(*manager, *member.selection, former.now.path, former.now.link)) {
         return kOdNotApplicable;
     }
     OdDbObjectIdArray ids;
     ids.append(former.now.link);
     ZemSubentPathArray paths;
-    paths.append(std::exchange(former.now.path, OdDbFullSubentPath()));
+    paths.append(former.now.path);
+    forgetPath(former.now);
     (void)manager->updatePairs(ids, paths);
     LinkPtr(former.now.link.safeOpenObject(OdDb::kForWrite))
         ->setBodyHash(std::exchange(former.now.bodyHash, 0));

@@ -55,7 +55,7 @@ private:
     };
 
     void remapManager(OdDbObjectId managerId);
-    void remapConstraints();
+    void collectConstraints();
     void remapConstraintLinks(OdDbObjectId modelObjectId);
     std::vector<Change> collectChanges(ZemDbPersIdManager const& manager);
     void meet(OdDbObjectId id, std::vector<Change>& changes);
@@ -82,6 +82,7 @@ private:
     std::set<OdDbObjectId> m_selections;
     OdDbObjectIdArray m_gone;
     std::unordered_set<OdDbObjectId> m_changed;  ///< links that don't stay
+    OdDbObjectIdArray m_constrained;             ///< model objects, whose constraints have links
     LostNumbers m_lost;
     ExternalSolids m_externals;
     std::vector<std::pair<OdDbObjectId, OdDbFullSubentPath>> m_toPark;  ///< of the manager at hand
@@ -195,10 +196,10 @@ bool LinkRemap::split(ZemDbPersIdManager& manager, Change const& change)
     return true;
 }
 
-/// Constraints have links of their own, which model objects keep and no manager lists.
-void LinkRemap::remapConstraints()
+/// Constraints have links of their own, which model objects keep and no manager lists. Their lost
+/// numbers are kept before any is handed out.
+void LinkRemap::collectConstraints()
 {
-    OdDbObjectIdArray objects;
     const OdDbBlockTablePtr table =
         OdDbBlockTable::cast(m_solid.database()->getBlockTableId().safeOpenObject().get());
     for (auto at = table->newIterator(); !at->done(); at->step()) {
@@ -207,11 +208,20 @@ void LinkRemap::remapConstraints()
                 .openObject()
                 .get());
         if (!manager.isNull()) {
-            objects.append(manager->zemDbObjects());
+            m_constrained.append(manager->zemDbObjects());
         }
     }
-    for (OdDbObjectId id : objects) {
-        remapConstraintLinks(id);
+    for (OdDbObjectId id : m_constrained) {
+        const OdSmartPtr<ZemDbObject> object = ZemDbObject::cast(id.openObject().get());
+        if (object.isNull()) {
+            continue;
+        }
+        for (OdDbObjectId linkId : object->constraintDependencies()) {
+            const LinkPtr link = ZemDbObjectDependency::cast(linkId.openObject().get());
+            if (!link.isNull()) {
+                m_lost.keep(link->getLinkObject(/*openErased=*/true).subentId());
+            }
+        }
     }
 }
 
@@ -307,10 +317,13 @@ void LinkRemap::remapManager(OdDbObjectId managerId)
 
 HostRemapReport LinkRemap::run()
 {
+    collectConstraints();
     for (OdDbObjectId id : zemu::getAllPersIdManagers(m_solid.database())) {
         remapManager(id);
     }
-    remapConstraints();
+    for (OdDbObjectId id : m_constrained) {
+        remapConstraintLinks(id);
+    }
     countMade();
     updateSelections();
     eraseReplaced();

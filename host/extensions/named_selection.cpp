@@ -19,8 +19,9 @@ RX_DEFINE_CLASS(HostNamedSelection, OdDbObject, odrxCreate<HostNamedSelection>,
 
 namespace {
 
-constexpr std::uint8_t kVersion = 2;
+constexpr std::uint8_t kVersion = 3;
 constexpr std::uint8_t kFirstVersionWithShapes = 2;
+constexpr std::uint8_t kFirstVersionWithWays = 3;
 /// Least bytes of a filed state: link, counts and the rest may be one byte each.
 constexpr std::uint32_t kLeastStateBytes = 7;
 constexpr std::uint32_t kLeastPartBytes = 2;
@@ -97,6 +98,7 @@ void fileState(OdDbDwgFiler& filer, SelectionState const& state)
     if (state.shape) {
         fileShape(filer, *state.shape);
     }
+    state.way.steps.dwgOutFields(&filer, nullptr);
 }
 
 SelectionState readState(OdDbDwgFiler& filer, std::uint8_t version)
@@ -122,6 +124,10 @@ SelectionState readState(OdDbDwgFiler& filer, std::uint8_t version)
             state.shape = readShape(filer);
         }
     }
+    if (version >= kFirstVersionWithWays &&
+        state.way.steps.dwgInFields(&filer, /*version=*/0) != kOdOk) {
+        throw OdError(kOdBadStream);
+    }
     return state;
 }
 
@@ -133,9 +139,12 @@ OdDbObjectIdArray entriesOf(OdDbObjectId block, bool readable)
     if (object.isNull()) {
         return entries;
     }
-    const OdDbDictionaryPtr dictionary = OdDbDictionary::cast(
-        zemu::getDict(object->database(), dictionaryKey(), block).openObject().get());
+    const OdDbObjectId dictionaryId = zemu::getDict(object->database(), dictionaryKey(), block);
+    const OdDbDictionaryPtr dictionary = OdDbDictionary::cast(dictionaryId.openObject().get());
     if (dictionary.isNull()) {
+        if (!readable && !dictionaryId.isNull()) {
+            entries.append(dictionaryId);
+        }
         return entries;
     }
     for (auto at = dictionary->newIterator(); !at->done(); at->next()) {

@@ -6,6 +6,7 @@
 #include "db/od_db_subent.h"
 
 #include "protocol/host_part_map.h"
+#include "zem_compound_object_id.h"
 
 #include <array>
 #include <cstddef>
@@ -25,11 +26,25 @@ struct PartShape
     friend bool operator==(PartShape const&, PartShape const&) = default;
 };
 
+/// The way to a part that lies in another drawing; empty for any other.
+struct OutsideWay
+{
+    ZemCompoundObjectId steps;
+
+    bool isEmpty() const noexcept { return steps.size() == 0; }
+    friend bool operator==(OutsideWay const& left, OutsideWay const& right) noexcept
+    {
+        return left.steps.compareTo(right.steps) == 0;
+    }
+};
+
 /// What a selection knows of one link.
 struct SelectionState
 {
     OdDbObjectId link;        ///< null once its part has gone
     OdDbFullSubentPath path;  ///< what it named, if it has gone; empty otherwise
+    /// Of `path`, whose ids in other drawings aren't stored: they are null when it is read.
+    OutsideWay way;
     HostPartAnswer answer = HostPartAnswer::kExact;
     OdString cause;                        ///< the edit that made the answer other than exact
     std::vector<OdDbSubentId> candidates;  ///< of an ambiguous link
@@ -54,11 +69,12 @@ struct SelectionEntry
 /// them. It lies in the dictionary "ZEMHOST_SELECTIONS" of its block's extension dictionary, under
 /// its name.
 ///
-/// **Filed**: version (8 bit, 2), count (32 bit), and for each entry its state, whether there is a
+/// **Filed**: version (8 bit, 3), count (32 bit), and for each entry its state, whether there is a
 /// state before, and that. A state is the link (soft pointer), the path's count of ids (32 bit) and
 /// ids (soft pointers), type and index of the part (32 and 64 bit), the answer (8 bit), the cause
 /// (text), the count of candidates (32 bit), and type and index of each; from version 2 on also the
-/// hash (32 bit), whether there is a shape, and its kind (text), size and middle (doubles).
+/// hash (32 bit), whether there is a shape, and its kind (text), size and middle (doubles); from
+/// version 3 on also the way, as `ZemCompoundObjectId` files it.
 class HostNamedSelection : public OdDbObject
 {
     RX_DECLARE_CLASS(HostNamedSelection);
@@ -72,7 +88,8 @@ public:
     static OdDbObjectId getInstance(OdDbObjectId block, OdString const& name, bool create);
     /// The selections of a block in order of names.
     static OdDbObjectIdArray selectionsOf(OdDbObjectId block);
-    /// What stands in the place of a selection of a block and can't be read as one.
+    /// What stands in the place of a selection of a block, or of the dictionary of all of them, and
+    /// can't be read as one.
     static OdDbObjectIdArray unreadableOf(OdDbObjectId block);
 
     /// Its key in the dictionary that owns it; empty outside one. Open for read.

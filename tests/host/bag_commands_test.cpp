@@ -43,6 +43,21 @@ protected:
 
 }  // namespace
 
+TEST_F(BagCommands, ADamagedLargeBagIsToldAndCanBeRemoved)
+{
+    ASSERT_EQ(set({"Large", "blob", "@" + largeFile()}).exitCode, 0);
+    host_test::damage(m_drawing.path, "xxxxxxxxxxxxxxxx");
+    EXPECT_EQ(bag({"list"}).exitCode, 1);
+    EXPECT_EQ(set({"Name", "int", "1"}).exitCode, 1);
+    const ProgramResult exported =
+        runZemhost({"bag", "export", m_drawing.path, m_folder.file("bags.json"), m_drawing.first});
+    EXPECT_EQ(exported.exitCode, 1);
+    EXPECT_THAT(exported.errors, HasSubstr("object " + m_drawing.first));
+    EXPECT_EQ(bag({"remove", "--all"}).exitCode, 0);
+    EXPECT_EQ(list()["bag"]["place"], "none");
+    EXPECT_EQ(set({"Large", "blob", "@" + largeFile()}).exitCode, 0);
+}
+
 TEST_F(BagCommands, SetKeepsAValueOfEachType)
 {
     struct Case

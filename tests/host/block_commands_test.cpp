@@ -346,6 +346,23 @@ TEST(BlockCommands, RefuseBadInputAndLeaveTheDrawingAsItWas)
     }
 }
 
+TEST(BlockCommands, TellOfWhatTheyHadToLeaveOut)
+{
+    const TemporaryFolder folder;
+    const SampleDrawing drawing = host_test::makeDrawing(folder);
+    host_test::damage(drawing.path, "first solid");
+    const ProgramResult written =
+        runZemhost({"block", "wblock", drawing.path, folder.file("copy.zdw")});
+    EXPECT_EQ(written.exitCode, 1);
+    EXPECT_THAT(written.errors, HasSubstr("object " + drawing.first));
+    const std::string before = host_test::readFile(drawing.path);
+    EXPECT_EQ(runZemhost({"block", "make", "--replace", drawing.path, "part"}).exitCode, 1);
+    EXPECT_TRUE(host_test::readFile(drawing.path) == before);
+    const ProgramResult made = runZemhost({"block", "make", drawing.path, "part"});
+    EXPECT_EQ(made.exitCode, 1);
+    EXPECT_THAT(made.output, HasSubstr("made of 1 entity"));
+}
+
 TEST(BlockCommands, RefuseADamagedBlockAndShowTheOthers)
 {
     const TemporaryFolder folder;

@@ -153,6 +153,7 @@ TEST_F(ExternalLinks, ARepairNotesTheSolidAnewAndCanBeTakenBack)
     links = list();
     EXPECT_EQ(links[0]["answer"], "ambiguous");
     EXPECT_TRUE(links[0]["names"].is_null());
+    EXPECT_EQ(links[0]["resolved"], true);
     EXPECT_EQ(findings().size(), 2U);
 
     (void)run({"links", "repair", m_house, "s", "1", part("face:1")});
@@ -161,6 +162,45 @@ TEST_F(ExternalLinks, ARepairNotesTheSolidAnewAndCanBeTakenBack)
     EXPECT_TRUE(findings().empty()) << findings();
     editDoor("28,-1,5");
     EXPECT_EQ(list()[0]["answer"], "ambiguous");
+}
+
+TEST_F(ExternalLinks, ARepairTakenBackLeadsToTheFormerPartAgain)
+{
+    (void)run({"links", "add", m_house, "s", part("face:4")});
+    (void)run({"links", "repair", m_house, "s", "1", part("face:3")});
+    (void)run({"links", "repair", m_house, "s", "1", "--undo"});
+    const Json link = list()[0];
+    EXPECT_EQ(link["names"], part("face:4"));
+    EXPECT_EQ(link["answer"], "exact");
+    EXPECT_TRUE(findings().empty()) << findings();
+}
+
+TEST_F(ExternalLinks, ARepairOfASharedLinkIsTakenBackAfterAChangeThere)
+{
+    (void)run({"links", "add", m_house, "s", part("face:1")});
+    (void)run({"links", "add", m_house, "t", part("face:1")});
+    editDoor();
+    (void)run({"links", "repair", m_house, "s", "1", part("face:2")});
+    (void)run({"links", "repair", m_house, "s", "1", "--undo"});
+    const Json links = list();
+    ASSERT_EQ(links.size(), 2U);
+    for (Json const& link : links) {
+        EXPECT_EQ(link["answer"], "ambiguous") << link;
+        EXPECT_EQ(link["resolved"], true) << link;
+    }
+}
+
+TEST_F(ExternalLinks, ARepairIsNotTakenBackWhileTheDrawingIsAway)
+{
+    (void)run({"links", "add", m_house, "s", part("face:4")});
+    (void)run({"links", "repair", m_house, "s", "1", m_own + ":face:3"});
+    const std::string away = m_folder.file("away.zdw");
+    std::filesystem::rename(m_door, away);
+    EXPECT_EQ(runZemhost({"links", "repair", m_house, "s", "1", "--undo"}).exitCode, 1);
+    EXPECT_EQ(list()[0]["names"], m_own + ":face:3");
+    std::filesystem::rename(away, m_door);
+    (void)run({"links", "repair", m_house, "s", "1", "--undo"});
+    EXPECT_EQ(list()[0]["names"], part("face:4"));
 }
 
 TEST_F(ExternalLinks, ARepairMayLeadFromAnExternalDrawingToAnOwnSolidAndBack)

@@ -5,7 +5,9 @@
 #include "db/od_db_block_reference.h"
 #include "db/od_db_block_table.h"
 #include "db/od_db_database.h"
+#include "db/od_db_dictionary.h"
 #include "db/od_db_memory_filer.h"
+#include "db/od_db_xrecord.h"
 #include "root/od_error.h"
 #include "store/od_db_drawing.h"
 
@@ -576,6 +578,15 @@ TEST_F(HostLinks, BothInsertsOfABlockFollowAnEditOfItsSolid)
     EXPECT_EQ(named(), (std::vector<std::int64_t>{4, 4, 4}));
 }
 
+TEST_F(HostLinks, VerifyTellsOfADictionaryOfSelectionsThatIsNone)
+{
+    const OdDbObjectPtr space = m_db->getModelSpaceId().safeOpenObject(OdDb::kForWrite);
+    space->createExtensionDictionary();
+    OdDbDictionary::cast(space->extensionDictionary().safeOpenObject(OdDb::kForWrite).get())
+        ->setAt(L"ZEMHOST_SELECTIONS", OdDbXrecord::createObject().get());
+    EXPECT_EQ(damages(), 1U);
+}
+
 TEST_F(HostLinks, TheLastEntryTakesTheLinkAndTheSelectionWithIt)
 {
     const OdDbObjectId link = add(kFace, 1);
@@ -693,37 +704,47 @@ protected:
 
 /// One entry: an ambiguous link that was repaired once.
 const Bytes kFields = {
-    2,                                            // version
-    1, 0, 0, 0,                                   // entries
-    0, 0, 0, 0, 0,   0,   0,    0,                // link
-    1, 0, 0, 0,                                   // ids of the path
-    0, 0, 0, 0, 0,   0,   0,    0,                // an id
-    1, 0, 0, 0,                                   // face
-    7, 0, 0, 0, 0,   0,   0,    0,                // 7
-    4,                                            // ambiguous
-    3, 0, 0, 0, 'c', 'u', 't',  1,    0,   0, 0,  // candidates
-    2, 0, 0, 0,                                   // edge
-    9, 0, 0, 0, 0,   0,   0,    0,                // 9
-    0, 0, 0, 0,                                   // no hash
-    1,                                            // a shape
-    5, 0, 0, 0, 'p', 'l', 'a',  'n',  'e',        // kind
-    0, 0, 0, 0, 0,   0,   0,    0x40,             // size 2
-    0, 0, 0, 0, 0,   0,   0xF0, 0x3F,             // middle 1
-    0, 0, 0, 0, 0,   0,   0xF0, 0xBF,             // -1
-    0, 0, 0, 0, 0,   0,   0,    0,                // 0
-    1,                                            // was repaired
-    0, 0, 0, 0, 0,   0,   0,    0,                // link
-    0, 0, 0, 0,                                   // ids
-    0, 0, 0, 0,                                   // no part
-    0, 0, 0, 0, 0,   0,   0,    0,
-    3,           // gone
-    0, 0, 0, 0,  // no cause
-    0, 0, 0, 0,  // candidates
-    7, 0, 0, 0,  // hash
-    0,           // no shape
+    3,                                                       // version
+    1,    0,   0,   0,                                       // entries
+    0,    0,   0,   0,   0,   0,   0,    0,                  // link
+    1,    0,   0,   0,                                       // ids of the path
+    0,    0,   0,   0,   0,   0,   0,    0,                  // an id
+    1,    0,   0,   0,                                       // face
+    7,    0,   0,   0,   0,   0,   0,    0,                  // 7
+    4,                                                       // ambiguous
+    3,    0,   0,   0,   'c', 'u', 't',  1,    0,   0,   0,  // candidates
+    2,    0,   0,   0,                                       // edge
+    9,    0,   0,   0,   0,   0,   0,    0,                  // 9
+    0,    0,   0,   0,                                       // no hash
+    1,                                                       // a shape
+    5,    0,   0,   0,   'p', 'l', 'a',  'n',  'e',          // kind
+    0,    0,   0,   0,   0,   0,   0,    0x40,               // size 2
+    0,    0,   0,   0,   0,   0,   0xF0, 0x3F,               // middle 1
+    0,    0,   0,   0,   0,   0,   0xF0, 0xBF,               // -1
+    0,    0,   0,   0,   0,   0,   0,    0,                  // 0
+    0,                                                       // no way
+    1,                                                       // was repaired
+    0,    0,   0,   0,   0,   0,   0,    0,                  // link
+    0,    0,   0,   0,                                       // ids
+    0,    0,   0,   0,                                       // no part
+    0,    0,   0,   0,   0,   0,   0,    0,
+    3,                  // gone
+    0,    0,   0,   0,  // no cause
+    0,    0,   0,   0,  // candidates
+    7,    0,   0,   0,  // hash
+    0,                  // no shape
+    1,                  // a way
+    27,   0,   0,   0,   'A', 'c', 'D',  'b',  'I', 'm', 'p', 'B', 'l', 'o', 'c', 'k',
+    'R',  'e', 'f', 'P', 'a', 't', 'h',  'O',  'b', 'j', 'e', 'c', 't', 'I', 'd',  //
+    0,    0,                                                                       //
+    2,    0,   0,   0,                                                             // steps
+    0,    1,                                                                       // one by id
+    0,    0,   0,   0,   0,   0,   0,    0,                                        //
+    0,    2,                                                                       // one by handle
+    0x2A, 0,   0,   0,   0,   0,   0,    0,                                        //
 };
 
-/// The same entry as first written, with neither hash nor shape.
+/// The same entry as first written, with neither hash, shape nor way.
 const Bytes kFirstFields = {
     1,                                      // version
     1, 0, 0, 0,                             // entries
@@ -753,8 +774,8 @@ TEST_F(HostSelectionForm, TheFirstVersionIsReadAndWrittenAsTheCurrentOne)
     const OdDbObjectPtr selection = make();
     EXPECT_EQ(read(*selection, whole(kFirstFields)), kOdOk);
     Bytes now = kFirstFields;
-    now[0] = 2;
-    now.insert(now.end() - 1, 5, 0);  // no hash, no shape
+    now[0] = 3;
+    now.insert(now.end() - 1, 6, 0);  // no hash, no shape, no way
     EXPECT_EQ(write(*selection), whole(now));
 }
 
@@ -775,7 +796,7 @@ TEST_F(HostSelectionForm, ValuesOutOfRangeAreRefused)
         fields[at] = value;
         return whole(fields);
     };
-    EXPECT_EQ(read(*make(), with(0, 3)), kOdBadStream);
+    EXPECT_EQ(read(*make(), with(0, 4)), kOdBadStream);
     EXPECT_THROW((void)read(*make(), with(4, 0x7F)), OdError);   // entries
     EXPECT_THROW((void)read(*make(), with(25, 9)), OdError);     // type of a part
     EXPECT_THROW((void)read(*make(), with(36, 0x80)), OdError);  // number of a part

@@ -13,6 +13,7 @@ using host_test::runZemhost;
 using host_test::TemporaryFolder;
 using testing::AllOf;
 using testing::HasSubstr;
+using testing::Not;
 
 namespace {
 
@@ -25,9 +26,13 @@ class ModelCommands : public testing::Test
 protected:
     ModelCommands() : m_drawing(m_folder.file("block.zdw"))
     {
-        const ProgramResult made = runZemhost({"make", "box", m_drawing, "40", "30", "10"});
+        m_solid = firstWord(runZemhost({"make", "box", m_drawing, "40", "30", "10"}));
+    }
+
+    static std::string firstWord(ProgramResult const& made)
+    {
         EXPECT_EQ(made.exitCode, 0) << made.errors;
-        m_solid = made.output.substr(0, made.output.find(' '));
+        return made.output.substr(0, made.output.find(' '));
     }
 
     ProgramResult edit(std::string const& kind, Words const& rest = {}) const
@@ -148,6 +153,57 @@ TEST_F(ModelCommands, ADamagedRecipeIsToldAndStopsTheEdit)
     EXPECT_EQ(readFile(m_drawing), before);
 }
 
+TEST_F(ModelCommands, LinksStayWhereTheirSolidIsDamaged)
+{
+    const std::string drawing = m_folder.file("damaged.zdw");
+    const std::string solid =
+        firstWord(runZemhost({"make", "box", drawing, "4", "3", "1", "--label", "qqqsolid"}));
+    ASSERT_EQ(runZemhost({"links", "add", drawing, "s", solid + ":faces"}).exitCode, 0);
+    host_test::damage(drawing, "qqqsolid");
+    EXPECT_EQ(runZemhost({"links", "repair", drawing}).exitCode, 0);
+    const ProgramResult listed = runZemhost({"links", "list", drawing, "--json"});
+    EXPECT_EQ(listed.exitCode, 1);
+    EXPECT_THAT(listed.errors, HasSubstr("object " + solid));
+    const Json links = listed.json()["links"];
+    EXPECT_EQ(links.size(), 6U);
+    for (Json const& link : links) {
+        EXPECT_TRUE(link["link"].is_string());
+        EXPECT_EQ(link["answer"], "ambiguous");
+        EXPECT_EQ(link["cause"], "damage of its solid");
+    }
+    EXPECT_EQ(runZemhost({"links", "verify", drawing}).exitCode, 1);
+}
+
+TEST_F(ModelCommands, LinksStayWhereTheirSelectionIsDamaged)
+{
+    addAll();
+    ASSERT_EQ(edit("cut", {"--box", "15,-1,5", "10,32,6"}).exitCode, 0);
+    const std::size_t before = list().size();
+    host_test::damage(m_drawing, "cut box (step 1)");  // the selection tells of the edit
+    EXPECT_EQ(links("repair").exitCode, 0);
+    const Json after = list();
+    EXPECT_EQ(after.size(), before);
+    for (Json const& link : after) {
+        EXPECT_TRUE(link["link"].is_string());
+    }
+}
+
+TEST_F(ModelCommands, ASolidThatABlockReplacedLeavesNothingBehind)
+{
+    ASSERT_EQ(runZemhost({"block", "make", "--replace", m_drawing, "b"}).exitCode, 0);
+    const ProgramResult checked = runZemhost({"check", m_drawing});
+    EXPECT_EQ(checked.exitCode, 0) << checked.output;
+    EXPECT_THAT(checked.output, Not(HasSubstr("note")));
+}
+
+TEST_F(ModelCommands, CheckReadsSelectionsToo)
+{
+    addAll();
+    const Json checked = runZemhost({"check", "--json", m_drawing}).json();
+    EXPECT_EQ(checked["proxies"], 0);
+    EXPECT_EQ(checked["notes"], 0);
+}
+
 TEST_F(ModelCommands, SelectionsOfOneNameInTwoBlocksAreToldApart)
 {
     ASSERT_EQ(runZemhost({"block", "make", m_drawing, "one"}).exitCode, 0);
@@ -185,6 +241,8 @@ TEST_F(ModelCommands, WordsThatMakeNoSenseAreRefused)
     EXPECT_EQ(edit("hole", {"--at", "5,5,10", "--radius", "nan"}).exitCode, 2);
     EXPECT_EQ(edit("cut", {"--solid", "FFFF"}).exitCode, 1);
     EXPECT_EQ(links("repair", {"--undo"}).exitCode, 2);
+    EXPECT_EQ(links("add", {"", m_solid + ":face:1"}).exitCode, 2);
+    EXPECT_EQ(links("add", {"*A1", m_solid + ":face:1"}).exitCode, 2);
     EXPECT_EQ(links("repair", {"--remove"}).exitCode, 2);
     for (Words const& command :
          std::vector<Words>{{"edit", "unify"}, {"edit", "parts"}, {"edit", "recipe"}}) {

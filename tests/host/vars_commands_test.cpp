@@ -1,3 +1,9 @@
+#include "cli/host_session.h"
+#include "db/od_db_database.h"
+#include "db/od_db_dictionary.h"
+#include "db/od_db_xrecord.h"
+#include "store/od_db_drawing.h"
+
 #include "host/host_test_support.h"
 
 #include <gmock/gmock.h>
@@ -46,6 +52,24 @@ nlohmann::json variable(std::string const& drawing, std::string const& name)
 }
 
 }  // namespace
+
+TEST(VarsCommands, ANetworkThatCantBeReadIsToldAndStopsTheCommand)
+{
+    const TemporaryFolder folder;
+    const std::string path = folder.file("a.zdw");
+    {
+        const zemhost::HostSession session{{}};
+        const OdDbDatabasePtr db = OdDbDatabase::createObject();
+        const OdDbObjectPtr space = db->getModelSpaceId().safeOpenObject(OdDb::kForWrite);
+        space->createExtensionDictionary();
+        OdDbDictionary::cast(space->extensionDictionary().safeOpenObject(OdDb::kForWrite).get())
+            ->setAt(L"ASSOC_NETWORK", OdDbXrecord::createObject().get());
+        odDbSaveDrawingAs(*db, OdString::fromUtf8(path));
+    }
+    const ProgramResult result = set(path, "w", "4");
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_THAT(result.errors, HasSubstr("the variables of model space can't be read"));
+}
 
 TEST(VarsList, TellsValuesExpressionsAndWhoUsesWhat)
 {

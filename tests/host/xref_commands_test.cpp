@@ -117,12 +117,35 @@ TEST(XrefAttach, BringsWhatIsAttachedButNotWhatIsOverlaid)
     EXPECT_THAT(text.output, AllOf(HasSubstr("2 external drawings"), HasSubstr("overlay")));
 }
 
-TEST(XrefAttach, ADrawingThatLeadsBackIsToldAndNotLoaded)
+TEST(XrefAttach, RefusesADrawingThatLeadsBack)
 {
     const TemporaryFolder folder;
     const Pair pair = makePair(folder);
     ASSERT_EQ(attach(pair.door.path, pair.house.path).exitCode, 0);
+    EXPECT_EQ(attach(pair.house.path, pair.door.path).exitCode, 2);
+    EXPECT_TRUE(externals(pair.house.path).empty());
+}
+
+TEST(XrefAttach, TakesADrawingThatOverlaysThisOne)
+{
+    const TemporaryFolder folder;
+    const Pair pair = makePair(folder);
+    ASSERT_EQ(runZemhost({"xref", "overlay", pair.door.path, pair.house.path}).exitCode, 0);
+    EXPECT_EQ(attach(pair.house.path, pair.door.path).exitCode, 0);
+}
+
+TEST(XrefAttach, ADrawingThatLeadsBackIsToldAndNotLoaded)
+{
+    const TemporaryFolder folder;
+    const Pair pair = makePair(folder);
+    const std::string bare = folder.file("bare.zdw");
+    std::filesystem::copy_file(pair.door.path, bare);
+    ASSERT_EQ(attach(pair.door.path, pair.house.path).exitCode, 0);
+    const std::string leadingBack = folder.file("leading-back.zdw");
+    std::filesystem::rename(pair.door.path, leadingBack);
+    std::filesystem::rename(bare, pair.door.path);
     ASSERT_EQ(attach(pair.house.path, pair.door.path).exitCode, 0);
+    std::filesystem::rename(leadingBack, pair.door.path);  // exchanged meanwhile
     const nlohmann::json door = externals(pair.house.path)[0];
     EXPECT_EQ(door["state"], "loaded");
     EXPECT_EQ(door["attached"][0]["state"], "circular");
