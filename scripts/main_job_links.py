@@ -45,6 +45,8 @@ class Job:
         links = answer["links"]
         geometry = answer["geometry"]
         self.differences += geometry["differences"]
+        if not self.rows:
+            self.compare_answers(answer)
         self.rows.append(
             [answer["edit"]]
             + [links[key] for key in ("stayed", "moved", "split", "merged", "gone", "ambiguous")]
@@ -52,6 +54,15 @@ class Job:
         )
         self.compare_links(answer["counts"])
         return answer
+
+    def compare_answers(self, answer):
+        """Until the first edit each part has one link, so links and parts have the same answers."""
+        links = answer["links"]
+        counted = {key: links[key] for key in ("split", "merged", "gone", "ambiguous")}
+        counted["exact"] = links["stayed"] + links["moved"]
+        for key, count in counted.items():
+            parts = sum(answer[kind][key] for kind in ("faces", "edges", "vertices"))
+            self.differences += abs(parts - count)
 
     def compare_links(self, counts):
         """In a process of its own: each living link names a part that the solid has."""
