@@ -21,7 +21,7 @@ struct ZemSaveFigures
 struct ZemLoadFigures
 {
     double open = 0.0;
-    double touchAll = 0.0;        ///< opening each object once, in order of handles
+    double touchAll = 0.0;        ///< `open`, and opening each object once, in order of handles
     double peakMib = 0.0;         ///< resident memory of the process after that
     double lookupsPerSecond = 0;  ///< handle to id to open object to one property, at random
     double opensPerSecond = 0;    ///< the same with the id in hand
