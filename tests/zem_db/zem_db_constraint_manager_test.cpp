@@ -685,6 +685,17 @@ TEST_F(ConstraintManager, AConstraintThatIsAddedAgainOnlyGetsTheNextNumber)
     EXPECT_EQ(manager()->constraintsCount(), 0u);
 }
 
+TEST_F(ConstraintManager, TakesAConstraintOutOfItsOwnListAgain)
+{
+    (void)addConstraint();  // the manager alone holds it
+    const ManagerPtr opened = manager(OdDb::kForWrite);
+    opened->addConstraint(opened->constraints().begin()->second);
+    ASSERT_EQ(opened->constraintsCount(), 1u);
+    EXPECT_EQ(opened->getConstraintByNodeId(2)->owner(), m_managerId);
+    opened->removeConstraint(opened->constraints().begin()->second);
+    EXPECT_EQ(opened->constraintsCount(), 0u);
+}
+
 TEST_F(ConstraintManager, RemovesConstraintsWhateverNumberTheySayTheyHave)
 {
     const ConstraintPtr first = addConstraint();
@@ -1011,8 +1022,70 @@ TEST_F(ConstraintArguments, FollowARemappingWhileAListenerTakesTheConstraintsOut
     EXPECT_EQ(faces(), (Indices{4, 2}));
 }
 
+TEST_F(ConstraintManager, RemovesNothingThatAListenerToTheChangeHasTakenOut)
+{
+    (void)addConstraint();
+    const ConstraintPtr constraint = addConstraint();
+    const OdSmartPtr<Remover> remover = odrxMake<Remover>();
+    manager(OdDb::kForWrite)->addPersistentReactor(m_database->addOdDbObject(remover.get()));
+    manager(OdDb::kForWrite)->removeConstraint(constraint);
+    EXPECT_TRUE(remover->m_isDone);
+    EXPECT_EQ(manager()->constraintsCount(), 0u);
+    EXPECT_TRUE(constraint->owner().isNull());
+}
+
+TEST_F(ConstraintManager, ListsAModelObjectOnceThoughAListenerToTheChangeListsItToo)
+{
+    class Lister : public OdDbXrecord
+    {
+    public:
+        void openedForModify(OdDbObject const* object) override
+        {
+            const ManagerPtr opened = object->objectId().openObject(OdDb::kForWrite);
+            opened->registerZemDbObject(std::exchange(m_object, ObjectPtr()).get());
+        }
+        ObjectPtr m_object;
+    };
+    const ObjectPtr listed = object(OdDb::kForWrite);
+    manager(OdDb::kForWrite)->unregisterZemDbObject(listed.get());
+    const OdSmartPtr<Lister> lister = odrxMake<Lister>();
+    manager(OdDb::kForWrite)->addPersistentReactor(m_database->addOdDbObject(lister.get()));
+    lister->m_object = listed;
+    manager(OdDb::kForWrite)->registerZemDbObject(listed.get());
+    EXPECT_TRUE(lister->m_object.isNull());
+    EXPECT_EQ(manager()->zemDbObjects(), OdDbObjectIdArray{listed->objectId()});
+}
+
+TEST_F(ConstraintArguments, OfNoCoordinateSystemAreTheSameWhateverTypeTheirPathTells)
+{
+    ZemExtendedPath first = argument(1);
+    first.csType = kCsXAxis;
+    EXPECT_TRUE(add({first}).empty());
+    manager(OdDb::kForWrite)->removeArguments(m_constraint, {first});
+    EXPECT_EQ(faces(), Indices{2});
+}
+
 //--------------------------------------------------------------------------------------------------
 // Variables
+
+TEST_F(ConstraintManager, RemovingAConstraintLeavesTheVariableToAnotherOneThatFollowsIt)
+{
+    const OdDbObjectId variable = addVariable(L"a");
+    const ConstraintPtr first = addConstraint();
+    const ConstraintPtr second = addConstraint();
+    follow(first, variable);
+    follow(second, variable);
+    const OdDbObjectId reactor = manager(OdDb::kForWrite)->variableReactor(true);
+    variable.openObject(OdDb::kForWrite)->addPersistentReactor(reactor);
+    manager(OdDb::kForWrite)->removeConstraint(first);
+    EXPECT_TRUE(variable.openObject()->hasPersistentReactor(reactor));
+    ASSERT_EQ(zemu::setConstExpression(
+                  OdDbAssocVariablePtr(variable.openObject(OdDb::kForWrite)).get(), 6.0),
+              kOdOk);
+    EXPECT_EQ(second->userValue(), 6.0);
+    manager(OdDb::kForWrite)->removeConstraint(second);
+    EXPECT_FALSE(variable.openObject()->hasPersistentReactor(reactor));
+}
 
 TEST_F(ConstraintManager, MakesAConstraintFollowAVariableOfItsName)
 {

@@ -269,7 +269,9 @@ void ZemDbConstraintManager::addChildConstraintManager(OdDbObjectId id)
         return;
     }
     assertWriteEnabled(true, true);
-    m_childManagers.append(id);
+    if (!m_childManagers.contains(id)) {  // who heard of the change may have listed it
+        m_childManagers.append(id);
+    }
 }
 
 OdDbObjectIdArray ZemDbConstraintManager::getAllConstraintManagers() const
@@ -432,6 +434,9 @@ void ZemDbConstraintManager::registerZemDbObject(ZemDbObject* object)
         return;
     }
     assertWriteEnabled(true, true);
+    if (m_zemDbObjects.contains(object->objectId())) {
+        return;  // who heard of the change has listed it
+    }
     m_zemDbObjects.append(object->objectId());
     if (m_names != nullptr && m_names->isCurrent()) {
         m_names->add(object->name());
@@ -446,7 +451,9 @@ void ZemDbConstraintManager::unregisterZemDbObject(ZemDbObject* object)
         return;
     }
     assertWriteEnabled(true, true);
-    (void)m_zemDbObjects.removeFirst(object->objectId());
+    if (!m_zemDbObjects.removeFirst(object->objectId())) {
+        return;  // who heard of the change has taken it off
+    }
     if (m_names != nullptr && !(m_names->isCurrent() && m_names->remove(object->name()))) {
         m_names.reset();  // has names from before a change
     }
@@ -510,7 +517,11 @@ ZemDbConstraintManager::placeOf(OdSmartPtr<ZemConstraint> const& constraint)
 /// Takes the manager out of what was one of its constraints, which may be another one's by now.
 void ZemDbConstraintManager::letGo(ZemConstraint& constraint)
 {
-    detachReactor(constraint.userVariable());
+    // Constraints of one name follow one variable: the last one to go lets it go.
+    const OdDbObjectId variable = constraint.userVariable();
+    if (getDimConstraint(variable).isNull()) {
+        detachReactor(variable);
+    }
     if (constraint.owner() == objectId()) {
         constraint.setOwner(OdDbObjectId::kNull);
     }
@@ -524,31 +535,33 @@ void ZemDbConstraintManager::addConstraint(OdSmartPtr<ZemConstraint> const& cons
     assertWriteEnabled(true, true);
     const std::uint32_t nodeId =
         m_constraints.empty() ? 1 : nodeIdAbove(m_constraints.rbegin()->first);
+    const OdSmartPtr<ZemConstraint> added = constraint;  // may stand in the list that changes here
     // One that is here already gets a new number: it never stands under two.
-    if (constraint->owner() == objectId()) {
-        if (const auto at = placeOf(constraint); at != m_constraints.end()) {
+    if (added->owner() == objectId()) {
+        if (const auto at = placeOf(added); at != m_constraints.end()) {
             m_constraints.erase(at);
         }
     }
-    constraint->setNodeId(nodeId);
-    constraint->setOwner(objectId());
-    m_constraints.emplace(constraint->nodeId(), constraint);
+    added->setNodeId(nodeId);
+    added->setOwner(objectId());
+    m_constraints.emplace(nodeId, added);
 }
 
 void ZemDbConstraintManager::removeConstraint(OdSmartPtr<ZemConstraint> const& constraint)
 {
-    if (constraint.isNull()) {
+    if (constraint.isNull() || placeOf(constraint) == m_constraints.end()) {
         return;
     }
-    const auto at = placeOf(constraint);
-    if (at == m_constraints.end()) {
-        return;
-    }
+    const OdSmartPtr<ZemConstraint> removed =
+        constraint;  // may stand in the list that changes here
     assertWriteEnabled(true, true);
+    const auto at = placeOf(removed);
+    if (at == m_constraints.end()) {
+        return;  // who heard of the change has taken it out
+    }
     invalidateTCCache();
-    const OdSmartPtr<ZemConstraint> kept = at->second;
     m_constraints.erase(at);
-    letGo(*kept);
+    letGo(*removed);
 }
 
 void ZemDbConstraintManager::removeAllConstraints()
@@ -598,8 +611,11 @@ namespace {
 /// Whether an argument leads along a path, or is the same part of the block's coordinate system.
 bool isArgument(ExtendedDep const& dependency, ZemExtendedPath const& wanted)
 {
-    if (dependency.isCsObject != wanted.isCsObject || dependency.csType != wanted.csType) {
+    if (dependency.isCsObject != wanted.isCsObject) {
         return false;
+    }
+    if (wanted.isCsObject && dependency.csType != wanted.csType) {
+        return false;  // of any other path the type says nothing, and none is kept
     }
     OdDbFullSubentPath path;
     const auto link = ZemDbObjectDependency::cast(dependency.id.openObject(OdDb::kForRead).get());
