@@ -654,6 +654,20 @@ TEST_F(ObjectDependencyStream, OfANewerVersionLeavesTheFieldsUnchanged)
     }
 }
 
+TEST_F(ObjectDependencyStream, OfANegativePartLeavesThePathAsItWas)
+{
+    const ZemDbObjectDependencyPtr link = fresh();
+    const OdDbFullSubentPath path({m_top}, OdDbSubentId(kFace, 5));
+    link->setLinkObject(path);
+    const Record stored = extended(0, [](OdDbDwgFiler* filer) {
+        ZemCompoundObjectId().dwgOutFields(filer, nullptr);
+        filer->wrInt32(1);
+        filer->wrInt32(-1);
+    });
+    EXPECT_EQ(fileIn(*link, stored), kOdBadStream);
+    EXPECT_EQ(link->getLinkObject(true), path);
+}
+
 TEST_F(ObjectDependencyStream, OfANegativePartIsABadStream)
 {
     struct Case

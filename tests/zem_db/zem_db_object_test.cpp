@@ -1,10 +1,13 @@
 #include "db/od_db_id_mapping.h"
 #include "db/od_db_reference_filers.h"
+#include "db/od_db_xrecord.h"
 #include "store/od_db_drawing.h"
 
+#include "flaky_store_test_support.h"
 #include "model_test_support.h"
 #include "zem_db_feature_reactor.h"
 #include "zem_db_object.h"
+#include "zem_link_utils.h"
 #include "zem_persid_cache.h"
 
 #include <unistd.h>
@@ -434,7 +437,84 @@ TEST_F(ModelObject, TakesNoLinkOfAnotherDrawingFromTheHost)
     detachHost();
     attachHost();
     EXPECT_EQ(thrown, kOdWrongDatabase);
-    EXPECT_FALSE(object()->hasDependencies());
+    // The own one would be nobody's else.
+    const OdDbObjectIdArray taken = object()->constraintDependencies();
+    ASSERT_EQ(taken.size(), 1u);
+    EXPECT_NE(taken[0], smuggler->m_foreign);
+}
+
+TEST_F(ModelObject, AHostMayBeginAStepOfUndoWhileItMakesLinks)
+{
+    class Stepper : public TestObjectHost
+    {
+    public:
+        void appendConstraintDependencies(ZemDbObject* object, ZemSubentPathArray const& paths,
+                                          OdDbObjectIdArray& newIds) override
+        {
+            object->database()->startUndoRecord();
+            TestObjectHost::appendConstraintDependencies(object, paths, newIds);
+        }
+    };
+    const auto stepper = odrxMake<OdRxObjectImpl<Stepper>>();
+    (void)objectId();
+    detachHost();
+    ZemDbObject::desc()->addX(ZemDbObjectPE::desc(), stepper.get());
+    m_database->startUndoRecord();
+    (void)append(1);
+    detachHost();
+    attachHost();
+    ASSERT_EQ(object()->constraintDependencies().size(), 1u);
+    ASSERT_EQ(m_database->undo(), kOdOk);
+    EXPECT_TRUE(object()->constraintDependencies().isEmpty());
+}
+
+namespace {
+
+/// Begins a step of undo when it hears that something is erased.
+class StepBeginner : public OdDbXrecord
+{
+public:
+    void erased(OdDbObject const* object, bool) override
+    {
+        if (!object->isUndoing()) {
+            object->database()->startUndoRecord();
+        }
+    }
+};
+
+}  // namespace
+
+TEST_F(ModelObject, LinksThatAreClearedAcrossAStepOfUndoComeBackIntoTheList)
+{
+    const OdDbObjectIdArray made{append(1), append(2)};
+    const OdSmartPtr<StepBeginner> beginner = odrxMake<StepBeginner>();
+    made[0]
+        .openObject(OdDb::kForWrite)
+        ->addPersistentReactor(m_database->addOdDbObject(beginner.get()));
+    m_database->startUndoRecord();
+    object(OdDb::kForWrite)->clearUnusedDeps({});
+    ASSERT_EQ(m_database->undo(), kOdOk);
+    EXPECT_FALSE(made[1].isErased());
+    EXPECT_EQ(object()->constraintDependencies(), made);
+}
+
+TEST_F(ModelObject, FindsNoLinkWithoutAWordWhereSomethingCantBeReadAtTheMoment)
+{
+    using flaky_store_test::FlakyStore;
+    const OdDbObjectIdArray ids = listLinks(2);
+    const OdDbObjectId unread = FlakyStore::attachTo(*m_database);
+    ZemPropertyArray<OdDbTypedId> listed;
+    for (OdDbObjectId id : {unread, ids[0]}) {
+        listed.push_back({id, OdDb::ReferenceType::kSoftPointerRef});
+    }
+    ASSERT_TRUE(object(OdDb::kForWrite)
+                    ->getWriteProperties()
+                    .getProperty(L"PersIdDependencies")
+                    ->set(listed));
+    EXPECT_EQ(zemu::findDepByFSP(face(m_line, 1)), ids[0]);
+    EXPECT_TRUE(zemu::findDepByFSP(face(m_line, 2)).isNull());
+    EXPECT_TRUE(zemu::findDepByFSP(face(unread, 1)).isNull());
+    EXPECT_EQ(zemu::strFSPFromDependency(unread, false), OdString(L"invalid"));
 }
 
 TEST_F(ModelObject, ForgetsLinksThatWereTakenOffThroughABagThatIsHeld)

@@ -1,5 +1,7 @@
 // Links of a block that lead into external drawings, and drawings that are saved and opened again.
 
+#include "db/od_db_xrecord.h"
+
 #include "stored_link_test_support.h"
 #include "zem_db_object.h"
 #include "zem_db_persid_manager.h"
@@ -123,6 +125,84 @@ TEST_F(PersIdManagerExternal, LinksAreFoundAfterAReload)
     EXPECT_EQ(manager()->computeDepId(m_paths[1]), Ids{m_links[1]}) << "by the ids from before";
     EXPECT_TRUE(manager()->removeLink(face(pathToPart(), 1), 0));
     EXPECT_EQ(manager()->objectDependencyIds().size(), 4u);
+}
+
+namespace {
+
+/// Does something when it hears for the first time that an object is about to change.
+class OnChange : public OdDbXrecord
+{
+public:
+    void openedForModify(OdDbObject const*) override
+    {
+        std::exchange(m_action, [] {})();
+    }
+
+    std::function<void()> m_action = [] {};
+};
+
+/// The external drawing isn't loaded; something is done when that comes about.
+class PersIdManagerLoading : public PersIdManagerExternal
+{
+protected:
+    /// Puts it into the state in which a look-up loads the drawing.
+    void unloadAndWatch(std::function<void()> action)
+    {
+        m_paths.clear();
+        ASSERT_EQ(OdDbXRefMan::unload(m_block), kOdOk);
+        const OdSmartPtr<OnChange> watcher = odrxMake<OnChange>();
+        const OdDbObjectId id = m_database->addOdDbObject(watcher.get());
+        m_block.safeOpenObject(OdDb::kForWrite)->addPersistentReactor(id);
+        watcher->m_action = [this, action] {
+            m_isDone = true;
+            action();
+        };
+    }
+
+    bool m_isDone = false;
+};
+
+}  // namespace
+
+TEST_F(PersIdManagerLoading, LinksAreFoundWhileAListenerReadsTheList)
+{
+    // The second one is nobody's to tell of, so each look-up follows it.
+    ZemDbObjectDependencyPtr(m_links[1].safeOpenObject(OdDb::kForWrite))
+        ->setOwnerId(m_database->addOdDbObject(OdDbXrecord::createObject().get()));
+    const OdDbObjectId last = manager()->append(Paths{face(m_nested, 2)}, nullptr)[0];
+    ASSERT_TRUE(manager()->removeLink(m_paths[0], 0));
+    unloadAndWatch([this] { (void)manager(OdDb::kForRead)->objectDependencyIds(); });
+    EXPECT_EQ(manager()->computeDepId(face(m_nested, 2)), Ids{last});
+    EXPECT_TRUE(m_isDone);
+}
+
+TEST_F(PersIdManagerLoading, LinksAreFoundWhileAListenerTakesOthersOff)
+{
+    ZemDbObjectDependencyPtr(m_links[1].safeOpenObject(OdDb::kForWrite))
+        ->setOwnerId(m_database->addOdDbObject(OdDbXrecord::createObject().get()));
+    const OdDbObjectId last = manager()->append(Paths{face(m_nested, 2)}, nullptr)[0];
+    unloadAndWatch([this] {
+        manager()->removeDependencies({m_links[0], m_links[2], m_links[3], m_links[4]});
+        (void)manager()->objectDependencyIds();
+    });
+    EXPECT_EQ(manager()->computeDepId(face(m_nested, 2)), Ids{last});
+    EXPECT_TRUE(m_isDone);
+    EXPECT_EQ(manager()->objectDependencyIds(), (Ids{m_links[1], last}));
+}
+
+TEST_F(PersIdManagerLoading, LinksAreMergedThoughAListenerErasesTheFirstOne)
+{
+    const Ids again = manager()->append(Paths{m_paths[0], m_paths[1]}, nullptr);
+    unloadAndWatch([this] { (void)m_links[0].safeOpenObject(OdDb::kForWrite)->erase(); });
+    ZemDependenciesReplacementMap map;
+    manager()->finishRemap2(map);
+    EXPECT_TRUE(m_isDone);
+    const Ids merged = manager()->computeDepId(face(m_nested, 1));
+    ASSERT_EQ(merged.size(), 1u);
+    EXPECT_NE(merged[0], again[0]);
+    ZemDependenciesReplacementMap::IdSet successors;
+    EXPECT_TRUE(map.contains(again[0], successors));
+    EXPECT_EQ(successors.count(merged[0]), 1u);
 }
 
 TEST_F(PersIdManagerExternal, LinksAreFoundWhenTheDrawingWasOpenedAgain)

@@ -4,6 +4,7 @@
 #include "db/od_db_xrecord.h"
 #include "root/od_error.h"
 
+#include "flaky_store_test_support.h"
 #include "link_test_support.h"
 #include "zem_db_constraint_manager.h"
 #include "zem_db_feature_manager.h"
@@ -11,11 +12,13 @@
 #include "zem_db_sheet_metal_context.h"
 #include "zem_dependencies_replacement_map.h"
 #include "zem_feature.h"
+#include "zem_link_list.h"
 #include "zem_properties.h"
 
 #include <rapidcheck/gtest.h>
 
 #include <algorithm>
+#include <functional>
 #include <set>
 
 namespace link_test {
@@ -93,6 +96,17 @@ protected:
             ids.push_back({listed, OdDb::ReferenceType::kHardOwnershipRef});
         }
         ids.push_back({id, OdDb::ReferenceType::kHardOwnershipRef});
+        const ManagerPtr opened = manager();
+        ASSERT_TRUE(opened->getWriteProperties().getProperty(L"deps")->set(ids));
+    }
+
+    /// Has the list hold an id alone, many times.
+    void listOften(OdDbObjectId id, std::size_t times)
+    {
+        ZemPropertyArray<OdDbTypedId> ids;
+        for (std::size_t at = 0; at < times; ++at) {
+            ids.push_back({id, OdDb::ReferenceType::kHardOwnershipRef});
+        }
         const ManagerPtr opened = manager();
         ASSERT_TRUE(opened->getWriteProperties().getProperty(L"deps")->set(ids));
     }
@@ -365,8 +379,11 @@ TEST_F(PersIdManager, FindsALinkWhosePathWasSetWhileItWasErased)
 
 TEST_F(PersIdManager, FindsALinkWhosePathWasSetAfterItChangedHands)
 {
-    const Ids ids = link({1, 2});
+    const Ids ids = link({1, 2, 3});
     ASSERT_EQ(manager()->computeDepId(face(1)), Ids{ids[0]});
+    openLink(ids[2], OdDb::kForWrite)->setOwnerId(OdDbObjectId());
+    setPath(ids[2], face(7));
+    EXPECT_EQ(manager()->computeDepId(face(7)), Ids{ids[2]});
     const OdDbObjectId other = ZemDbPersIdManager::getInstance(addBlock(*m_db, L"B"), true);
     openLink(ids[0], OdDb::kForWrite)->setOwnerId(other);
     setPath(ids[0], face(5));
@@ -425,13 +442,115 @@ TEST_F(PersIdManager, NoticesAListThatIsSetThroughABagThatIsHeld)
     EXPECT_EQ(deps(), (Ids{ids[1], ids[0]}));
 }
 
+TEST_F(PersIdManager, NoticesAListThatIsSetThroughABagBeforeNothingIsRemoved)
+{
+    const Ids ids = link({1, 2, 3});
+    const ManagerPtr opened = manager();
+    const ZemPropertyDataPtr node = opened->getWriteProperties().getProperty(L"deps");
+    ZemPropertyArray<OdDbTypedId> all;
+    for (OdDbObjectId id : ids) {
+        all.push_back({id, OdDb::ReferenceType::kHardOwnershipRef});
+    }
+    ASSERT_TRUE(opened->removeLink(face(1), 0));
+    ASSERT_TRUE(node->set(all));
+    opened->removeDependencies({});
+    EXPECT_EQ(deps(), ids);
+}
+
+TEST_F(PersIdManager, RemovesALinkThatIsListedVeryOften)
+{
+    const Ids ids = link({1, 2});
+    listOften(ids[0], 200000);
+    listAnything(ids[1]);
+    EXPECT_TRUE(manager()->removeLink(face(1), 0));
+    EXPECT_EQ(deps(), Ids{ids[1]});
+}
+
+TEST_F(PersIdManager, RewritesALinkThatIsListedVeryOften)
+{
+    const Ids ids = link({1});
+    constexpr std::size_t kTimes = 50000;
+    listOften(ids[0], kTimes);
+    const Ids found = manager()->computeDepId(face(1));
+    ASSERT_EQ(found.size(), kTimes);
+    Paths paths;
+    for (std::size_t at = 0; at < kTimes; ++at) {
+        paths.append(face(1 + static_cast<std::int64_t>(at) % 9));
+    }
+    paths.append(face(3));
+    EXPECT_TRUE(manager()->updatePairs(found, paths));
+    EXPECT_EQ(manager()->computeDepId(pathOf(ids[0])).size(), kTimes);
+}
+
+namespace {
+
+using flaky_store_test::FlakyStore;
+
+/// A manager that lists something that can't be read at the moment in front of its links.
+class PersIdManagerUnread : public PersIdManager
+{
+protected:
+    PersIdManagerUnread()
+    {
+        // Whatever may be known of paths is known, and belongs to the list as it was.
+        EXPECT_EQ(manager()->computeDepId(face(1)), Ids{m_links[0]});
+        ZemPropertyArray<OdDbTypedId> listed;
+        for (OdDbObjectId id : {FlakyStore::attachTo(*m_db), m_links[0], m_links[1]}) {
+            listed.push_back({id, OdDb::ReferenceType::kHardOwnershipRef});
+        }
+        EXPECT_TRUE(manager()->getWriteProperties().getProperty(L"deps")->set(listed));
+    }
+
+    Ids m_links = link({1, 2});
+};
+
+}  // namespace
+
+TEST_F(PersIdManagerUnread, FindsNothingAsLongAsItMightFindTooLittle)
+{
+    EXPECT_TRUE(manager()->updatePairs({m_links[0]}, faces({1})));  // makes it know the ids
+    for (int time = 0; time < 2; ++time) {
+        EXPECT_EQ(thrownCode([&] { (void)manager()->computeDepId(face(2)); }), kOdFileAccess);
+    }
+    setPath(m_links[0], face(1));
+    FlakyStore::s_fails = false;
+    EXPECT_EQ(manager()->computeDepId(face(1)), Ids{m_links[0]});
+    EXPECT_EQ(manager()->computeDepId(face(2)), Ids{m_links[1]});
+}
+
+TEST_F(PersIdManagerUnread, KeepsItsListWhereRemovingOrMergingFails)
+{
+    const Ids before = deps();
+    EXPECT_EQ(thrownCode([&] { (void)manager()->removeLink(face(1), 0); }), kOdFileAccess);
+    Map map;
+    EXPECT_EQ(thrownCode([&] { manager()->finishRemap2(map); }), kOdFileAccess);
+    EXPECT_EQ(deps(), before);
+}
+
+TEST_F(PersIdManager, ListsALinkThatCantBeReadAndKeepsRemovedOnesOff)
+{
+    const Ids ids = link({1, 2, 3});
+    ASSERT_TRUE(manager()->removeLink(face(2), 0));
+    const OdDbObjectId unread = FlakyStore::attachTo(*m_db);
+    ZemLinkList list;
+    list.append(ids);
+    ASSERT_EQ(list.findByPath(face(1), m_managerId), Ids{ids[0]});
+    (void)list.remove({ids[1]});
+    list.append(unread);
+    EXPECT_EQ(list.ids(), (Ids{ids[0], ids[2], unread}));
+    FlakyStore::s_fails = false;
+    EXPECT_EQ(list.findByPath(face(3), m_managerId), Ids{ids[2]});
+}
+
 TEST_F(PersIdManager, KeepsRemovedLinksOffWhenAStreamBreaksOff)
 {
     const Ids ids = link({1, 2, 3});
     const ManagerPtr opened = manager();
     ASSERT_TRUE(opened->removeLink(face(2), 0));
-    OdStaticRxObject<OdDbMemoryFiler> empty;
-    EXPECT_NE(thrownCode([&] { (void)opened->dwgInFields(&empty); }), kOdOk);
+    OdStaticRxObject<OdDbMemoryFiler> filer;
+    opened->OdDbObject::dwgOutFields(&filer);  // and nothing of its own
+    filer.rewindForReading();
+    EXPECT_NE(thrownCode([&] { (void)opened->dwgInFields(&filer); }), kOdOk);
     EXPECT_EQ(deps(), (Ids{ids[0], ids[2]}));
 }
 
@@ -490,6 +609,70 @@ TEST_F(PersIdManager, AppendsNothingWithoutAHost)
     EXPECT_TRUE(link({1}).isEmpty());
     EXPECT_TRUE(deps().isEmpty());
     EXPECT_TRUE(ZemDbConstraintManager::getInstance(m_block, false).isNull());
+}
+
+namespace {
+
+/// Makes links after something else was done, and gives others along with them.
+class BusyLinkMaker : public TestLinkMaker
+{
+public:
+    Ids createDependencies(ZemDbPersIdManager* manager, Paths const& paths, OdDbUserIO* userIO,
+                           Ids& ids) override
+    {
+        first();
+        Ids made = TestLinkMaker::createDependencies(manager, paths, userIO, ids);
+        made.append(more);
+        return made;
+    }
+
+    std::function<void()> first = [] {};
+    Ids more;
+};
+
+class PersIdManagerBusyHost : public PersIdManager
+{
+protected:
+    PersIdManagerBusyHost()
+    {
+        m_scope.attachHost(false);
+        (void)ZemDbPersIdManager::desc()->addX(ZemDbPersIdManagerPE::desc(), m_host.get());
+    }
+    ~PersIdManagerBusyHost() override
+    {
+        (void)ZemDbPersIdManager::desc()->delX(ZemDbPersIdManagerPE::desc());
+        m_scope.attachHost(true);
+    }
+
+    OdSmartPtr<BusyLinkMaker> m_host = odrxMake<BusyLinkMaker>();
+};
+
+}  // namespace
+
+TEST_F(PersIdManagerBusyHost, MayBeginAStepOfUndoWhileItMakesLinks)
+{
+    const Ids before = link({1});
+    m_host->first = [this] { m_db->startUndoRecord(); };
+    m_db->startUndoRecord();
+    (void)link({2});
+    ASSERT_EQ(deps().size(), 2u);
+    ASSERT_EQ(m_db->undo(), kOdOk);
+    EXPECT_EQ(deps(), before);
+}
+
+TEST_F(PersIdManagerBusyHost, MayGiveNoLinkOfAnotherDrawing)
+{
+    const OdDbDatabasePtr other = OdDbDatabase::createObject();
+    const OdDbObjectId foreign =
+        other->addOdDbObject(odrxMake<ZemDbObjectDependency>().get(), other->getModelSpaceId());
+    m_host->more = Ids{foreign};
+    EXPECT_EQ(thrownCode([&] { (void)link({1}); }), kOdWrongDatabase);
+    EXPECT_EQ(thrownCode([&] { manager()->onAppendToOwner(openLink(foreign).get()); }),
+              kOdWrongDatabase);
+    // The own one would be nobody's else.
+    ASSERT_EQ(deps().size(), 1u);
+    EXPECT_EQ(pathOf(deps()[0]), face(1));
+    EXPECT_EQ(listedBy(m_solid), deps());
 }
 
 TEST_F(PersIdManager, KeepsLinksThatPathsHaveAlready)

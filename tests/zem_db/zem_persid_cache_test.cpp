@@ -1,5 +1,6 @@
 #include "store/od_db_drawing.h"
 
+#include "flaky_store_test_support.h"
 #include "model_test_support.h"
 #include "zem_id_list.h"
 #include "zem_persid_cache.h"
@@ -161,6 +162,24 @@ TEST_F(PersIdCache, LinksThatCantBeOpenedWhenTheyAreMetArePassedOver)
     EXPECT_TRUE(findFace(4).isNull());
     m_cache.invalidate();
     EXPECT_EQ(findFace(4), m_ids[3]);
+}
+
+TEST_F(PersIdCache, LinksThatCantBeReadArePassedOverAndLookedAtTheNextTime)
+{
+    using flaky_store_test::FlakyStore;
+    for (int count : {4, 7}) {
+        SCOPED_TRACE(count);
+        m_ids.clear();
+        m_cache = ZemPersIdCache();
+        addFaces(count);
+        m_cache.clearLastRequestId();
+        const OdDbObjectId third = m_ids[2];
+        m_ids[2] = FlakyStore::attachTo(*m_database);
+        EXPECT_TRUE(findFace(3).isNull());
+        EXPECT_EQ(findFace(4), m_ids[3]);
+        m_ids[2] = third;  // as if it could be read by now
+        EXPECT_EQ(findFace(3), third);
+    }
 }
 
 TEST_F(PersIdCache, OfSeveralLinksToOnePlaceTheFirstOneMetIsFound)
@@ -491,6 +510,39 @@ TEST_F(IdList, NoticesThatAsManyOthersWerePutIntoTheSameArray)
     EXPECT_FALSE(m_list.contains(id(0)));
     EXPECT_TRUE(m_list.removeFirst(id(100)));
     EXPECT_EQ(m_list.ids().first(), id(101));
+}
+
+TEST_F(IdList, AnIdThatStandsManyTimesIsTakenAwayWithoutAWalkForEach)
+{
+    constexpr int kTimes = 200000;
+    OdDbObjectIdArray ids;
+    for (int at = 0; at < kTimes; ++at) {
+        ids.append(id(1));
+    }
+    ids.append(id(2));
+    m_list.bulk() = ids;
+    for (int at = 0; at < kTimes; ++at) {
+        ASSERT_TRUE(m_list.removeFirst(id(1)));
+    }
+    EXPECT_FALSE(m_list.contains(id(1)));
+    EXPECT_EQ(m_list.ids(), OdDbObjectIdArray{id(2)});
+}
+
+TEST_F(IdList, OfRepeatsTheFirstOneIsTakenAwayAlsoOfThoseThatWereAddedLater)
+{
+    for (int at = 0; at < 60; ++at) {
+        m_list.append(id(at % 20));
+    }
+    EXPECT_TRUE(m_list.removeFirst(id(5)));
+    m_list.append(id(5));
+    for (int at = 0; at < 2; ++at) {
+        EXPECT_TRUE(m_list.removeFirst(id(5)));
+        EXPECT_TRUE(m_list.contains(id(5)));
+    }
+    EXPECT_EQ(m_list.ids().last(), id(5));
+    EXPECT_TRUE(m_list.removeFirst(id(5)));
+    EXPECT_FALSE(m_list.contains(id(5)));
+    EXPECT_EQ(m_list.size(), 57u);
 }
 
 RC_GTEST_PROP(IdListProperty, AnswersAsAPlainArrayAfterAnySequence, ())

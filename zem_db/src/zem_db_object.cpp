@@ -101,11 +101,18 @@ bool isOwnedBy(OdDbObjectId managerId, OdDbObjectId depId)
     return !link.isNull() && link->ownerId() == managerId;
 }
 
-/// Whether an object may list an id: one of another drawing may go before the object does.
-bool mayList(ZemDbObject const& object, OdDbObjectId id)
+/// What a look-up finds; null if something that it has to open can't be read at the moment.
+template <class LookUp>
+OdDbObjectId nullIfUnread(LookUp&& lookUp)
 {
-    return object.database() == nullptr || id.isNull() ||
-           id.originalDatabase() == object.database();
+    try {
+        return std::forward<LookUp>(lookUp)();
+    } catch (OdError const& error) {
+        if (error.code() != kOdFileAccess) {
+            throw;
+        }
+        return OdDbObjectId::kNull;
+    }
 }
 
 void eraseIfThere(OdDbObjectId id)
@@ -396,21 +403,21 @@ void ZemDbObjectImpl::append(ZemDbObject& object, ZemSubentPathArray const& path
     const unsigned before = newIds.size();
     host->appendConstraintDependencies(&object, paths, newIds);
     const OdDbObjectIdArray made(newIds.begin() + before, newIds.end());
-    if (!std::all_of(made.begin(), made.end(),
-                     [&object](OdDbObjectId id) { return mayList(object, id); })) {
+    const OdDbObjectIdArray own = zemu::withoutForeign(object, made);
+    object.assertWriteEnabled(true, true);  // the host may have begun a new step of undo
+    constraintDependencies.append(own);
+    if (own.size() != made.size()) {
         throw OdError(kOdWrongDatabase);
     }
-    object.assertWriteEnabled(true, true);  // the host may have begun a new step of undo
-    constraintDependencies.append(made);
 }
 
 bool ZemDbObjectImpl::addPersIdDependency(ZemDbObject const& object, OdDbObjectId managerId,
                                           OdDbObjectId depId)
 {
-    if (!mayList(object, depId)) {
+    if (!zemu::mayList(object, depId)) {
         depId.convertToRedirectedId();
     }
-    if (!mayList(object, depId) || !isOwnedBy(managerId, depId) ||
+    if (!zemu::mayList(object, depId) || !isOwnedBy(managerId, depId) ||
         persIdDependencies.contains(depId)) {
         return false;
     }
@@ -467,7 +474,9 @@ void ZemDbObjectImpl::clearUnusedDeps(ZemDbObject& object, ZemDbObject::IdSet co
     for (OdDbObjectId id : std::as_const(unused)) {
         eraseIfThere(id);
     }
-    // Who saw one go may have added another one: what leaves the list is what was found unused.
+    // Who saw one go may have begun a new step of undo, or added another link: what leaves the list
+    // is what was found unused.
+    object.assertWriteEnabled(true, true);
     const ZemDbObject::IdSet gone(std::as_const(unused).begin(), std::as_const(unused).end());
     OdDbObjectIdArray kept;
     for (OdDbObjectId id : std::as_const(constraintDependencies)) {
@@ -692,7 +701,7 @@ bool ZemDbObject::hasDependencies() const
 OdDbObjectId ZemDbObject::getConstraintDependency(OdDbFullSubentPath const& path) const
 {
     assertReadEnabled();
-    return m_impl->getConstraintDependency(path);
+    return nullIfUnread([&] { return m_impl->getConstraintDependency(path); });
 }
 
 OdDbObjectId ZemDbObject::getPersIdDependency(OdDbFullSubentPath const& path) const
@@ -977,9 +986,11 @@ void signalEntityState(OdDbObjectId entityId, bool modified)
 
 OdDbObjectId findDepByFSP(OdDbFullSubentPath const& path)
 {
-    const auto object =
-        ZemDbObject::openZemDbObject(getInsertId(path), OdDb::kForRead, /*openErased=*/false);
-    return object.isNull() ? OdDbObjectId::kNull : object->getPersIdDependency(path);
+    return nullIfUnread([&path] {
+        const auto object =
+            ZemDbObject::openZemDbObject(getInsertId(path), OdDb::kForRead, /*openErased=*/false);
+        return object.isNull() ? OdDbObjectId::kNull : object->getPersIdDependency(path);
+    });
 }
 
 void findAllPersIdDeps(OdDbObjectId entityId, OdDbObjectIdArray& out)

@@ -80,16 +80,17 @@ public:
     bool hasDependencies() const;
     /// The first link for constraints whose path is exactly the one given.
     ///
-    /// \return Null if there is none; null as well if a link in front of it can't be resolved.
+    /// \return Null if there is none; null as well if a link in front of it can't be resolved or read.
     OdDbObjectId getConstraintDependency(OdDbFullSubentPath const& path) const;
-    /// A listed link with exactly that path, resolved or not, by `ZemPersIdCache`.
+    /// A listed link with exactly that path, resolved or not, by `ZemPersIdCache`; null if there is
+    /// none, or if it can't be read. What couldn't be read is looked at again the next time.
     OdDbObjectId getPersIdDependency(OdDbFullSubentPath const& path) const;
     /// Has the host make a link for constraints. \return It; null if none was made.
     OdDbObjectId append(OdDbFullSubentPath const& path);
     /// Has the host make links for constraints and takes them over.
     /// \param newIds  Gets the new links behind what it holds; none without a host.
-    /// \throws OdError (wrong database) if the host gives links of another drawing; none is taken
-    ///         over then.
+    /// \throws OdError (wrong database) if the host gives links of another drawing; all others are
+    ///         taken over then.
     void append(ZemSubentPathArray const& paths, OdDbObjectIdArray& newIds);
     /// Lists a link. Its manager is told that the entity has changed.
     /// \return False, with nothing changed, if it is listed already, if `managerId` is no manager
@@ -192,7 +193,7 @@ namespace zemu {
 /// any more. The null id does nothing.
 void signalEntityState(OdDbObjectId entityId, bool modified);
 /// The listed link with exactly that path, found through the companion of the path's first id; null
-/// if there is none.
+/// if there is none, or if something on the way can't be read at the moment.
 OdDbObjectId findDepByFSP(OdDbFullSubentPath const& path);
 /// Appends the links that are listed for an entity.
 void findAllPersIdDeps(OdDbObjectId entityId, OdDbObjectIdArray& out);

@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <utility>
 
 ZEM_DEFINE_DB_CLASS(ZemDbObjectDependency, OdDbObject, L"ZemDbObjectDependency",
                     L"ZEMDBOBJECTDEPENDENCY", kZemAppConstraints);
@@ -103,15 +104,19 @@ void ZemDbObjectDependency::setLinkObject(OdDbFullSubentPath const& path)
     tellOwnerOfPath(hadPath);
 }
 
-/// A manager that isn't in memory has seen no path; an erased one may come back.
+/// A manager that isn't in memory has seen no path, but a former owner may have; an erased one may
+/// come back.
 void ZemDbObjectDependency::tellOwnerOfPath(bool hadPath) const
 {
-    if (!ownerId().isResident()) {
-        return;
+    if (objectId().isNull()) {
+        return;  // nobody can list it
     }
-    const OdDbObjectPtr owner = ownerId().openObject(OdDb::kForRead, /*openErased=*/true);
+    OdDbObjectPtr owner;
+    if (ownerId().isResident()) {
+        owner = ownerId().openObject(OdDb::kForRead, /*openErased=*/true);
+    }
     const auto manager = ZemDbPersIdManager::cast(owner.get());
-    const bool isTold = manager.isNull() ? owner.isNull() || owner->isKindOf(ZemDbObject::desc())
+    const bool isTold = manager.isNull() ? !owner.isNull() && owner->isKindOf(ZemDbObject::desc())
                                          : manager->onLinkChanged(objectId());
     if (hadPath && !isTold) {
         s_rereads.fetch_add(1, std::memory_order_relaxed);  // a former owner may list the link
@@ -333,8 +338,10 @@ OdResult ZemDbObjectDependency::dwgInFields(OdDbDwgFiler* filer)
     const OdDbObjectId topId = isFile(*filer) ? filer->rdHardPointerId() : filer->rdSoftPointerId();
     std::int32_t type = filer->rdInt32();
     std::int32_t index = filer->rdInt32();
+    // Chain and part change together: half a path that was read would lead to something else.
+    ZemCompoundObjectId chain = m_compoundId;
     if (type >= 0) {
-        m_compoundId.setTopId(topId);
+        chain.setTopId(topId);
         m_entityTag = 0;
         m_bodyHash = 0;
     } else {
@@ -350,13 +357,14 @@ OdResult ZemDbObjectDependency::dwgInFields(OdDbDwgFiler* filer)
                 return result;
             }
         }
-        (void)m_compoundId.dwgInFields(filer, kChainVersion);  // 0 for every version told here
+        (void)chain.dwgInFields(filer, kChainVersion);  // 0 for every version told here
         type = filer->rdInt32();
         index = filer->rdInt32();
     }
     if (type < 0 || index < 0) {
         return kOdBadStream;
     }
+    m_compoundId = std::move(chain);
     m_subentId = OdDbSubentId(static_cast<OdDb::SubentType>(type), index);
     return kOdOk;
 }

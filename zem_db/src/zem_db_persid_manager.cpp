@@ -3,12 +3,14 @@
 #include "db/od_db_block_table.h"
 #include "db/od_db_database.h"
 #include "db/od_db_dictionary.h"
+#include "root/od_error.h"
 
 #include "zem_db_class_info.h"
 #include "zem_db_feature_manager.h"
 #include "zem_db_object_dependency.h"
 #include "zem_db_persid_manager_impl.h"
 #include "zem_dependencies_replacement_map.h"
+#include "zem_link_utils.h"
 
 #include <utility>
 
@@ -131,6 +133,9 @@ void ZemDbPersIdManager::onAppendToOwner(ZemDbObjectDependency const* dependency
         return;
     }
     assertWriteEnabled(true, true);
+    if (!zemu::mayList(*this, dependency->objectId())) {
+        throw OdError(kOdWrongDatabase);
+    }
     m_impl->links().append(dependency->objectId());
 }
 

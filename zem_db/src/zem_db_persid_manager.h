@@ -59,7 +59,9 @@ public:
     OdDbObjectIdArray objectDependencyIds() const;
     /// The links that lead along exactly this path; links that can't be resolved don't count.
     /// Takes a time that doesn't grow with the links of the block, but for the first look-up and the
-    /// first one after links were read again, as by undo. \throws OdError (not open for read).
+    /// first one after links were read again, as by undo.
+    /// \throws OdError (not open for read); (file access) if a link of the block can't be read at the
+    ///         moment: an answer without it would have it made, or kept, twice.
     OdDbObjectIdArray computeDepId(OdDbFullSubentPath const& path) const;
     /// The links that nothing watches: no persistent reactor of theirs can be opened.
     /// \throws OdError (not open for read).
@@ -73,6 +75,8 @@ public:
     /// Entities of this drawing that the paths start at get a model object first, if they have none.
     /// \param userIO  Handed on to the extension; may be null.
     /// \return The links of the paths, as the extension gives them; empty without an extension.
+    /// \throws OdError (wrong database) if the extension makes a link in another drawing; all others
+    ///         are listed then.
     OdDbObjectIdArray append(ZemSubentPathArray const& paths, OdDbUserIO* userIO);
     /// Takes the links that lead along a path off the list and off their model objects. They are not
     /// erased.
@@ -85,6 +89,7 @@ public:
     ///         changed then.
     void removeDependencies(OdDbObjectIdArray const& ids);
     /// Lists a link that was cloned to this manager. Null does nothing.
+    /// \throws OdError (wrong database) for a link of another drawing.
     void onAppendToOwner(ZemDbObjectDependency const* dependency);
     /// @}
 

@@ -9,6 +9,7 @@
 #include "zem_db_object.h"
 #include "zem_db_object_dependency.h"
 #include "zem_dependencies_replacement_map.h"
+#include "zem_link_utils.h"
 #include "zem_property_data.h"
 
 #include <algorithm>
@@ -159,6 +160,17 @@ private:
     std::vector<Group> m_groups;
 };
 
+/// The first of some links that opens; null if none does any more.
+Link firstThatOpens(OdDbObjectIdArray const& ids)
+{
+    for (OdDbObjectId id : ids) {
+        if (const Link link = openLink(id); !link.isNull()) {
+            return link;
+        }
+    }
+    return Link();
+}
+
 /// Leaves out the elements at some places, which count in the array as it is after the removals
 /// before them.
 /// \param places  In ascending order.
@@ -219,10 +231,21 @@ OdDbObjectIdArray ZemDbPersIdManagerImpl::append(ZemDbPersIdManager* manager,
     host->validatePaths(manager, usable, manager->database());
     OdDbObjectIdArray ids;
     host->collectExistingDependencies(manager, usable, ids);
-    const OdDbObjectIdArray added = host->createDependencies(manager, usable, userIO, ids);
-    m_links.append(added);
-    attachDepsToZemDbObjects(manager, added);
+    list(manager, host->createDependencies(manager, usable, userIO, ids));
     return ids;
+}
+
+/// Lists new links in the manager and in their model objects. Those of another drawing, which may go
+/// before the manager does, are refused.
+void ZemDbPersIdManagerImpl::list(ZemDbPersIdManager* manager, OdDbObjectIdArray const& added)
+{
+    const OdDbObjectIdArray own = zemu::withoutForeign(*manager, added);
+    manager->assertWriteEnabled(true, true);  // whoever made them may have begun a new step of undo
+    m_links.append(own);
+    attachDepsToZemDbObjects(manager, own);
+    if (own.size() != added.size()) {
+        throw OdError(kOdWrongDatabase);
+    }
 }
 
 bool ZemDbPersIdManagerImpl::remapPaths(ZemDbPersIdManager* manager,
@@ -281,9 +304,8 @@ OdDbObjectIdArray ZemDbPersIdManagerImpl::split(ZemDbPersIdManager* manager, OdD
         result.append(addClone(manager, *link, path));
         successors.insert(result.last());
     }
-    m_links.append(result);
     replacements.append(depId, successors);
-    attachDepsToZemDbObjects(manager, result);
+    list(manager, result);
     return result;
 }
 
@@ -325,6 +347,22 @@ ZemDbPersIdManagerImpl::removeRemapped(ZemDependenciesReplacementMap const& repl
     return m_links.remove(replacements.getAll());
 }
 
+/// Makes and lists one link in place of some that lead along a path. \return Null if none of them
+/// opens any more: whoever heard of a drawing that was loaded to follow them may have erased them.
+OdDbObjectId ZemDbPersIdManagerImpl::merge(ZemDbPersIdManager* manager,
+                                           OdDbObjectIdArray const& members,
+                                           OdDbFullSubentPath const& path)
+{
+    const Link first = firstThatOpens(members);
+    if (first.isNull()) {
+        return OdDbObjectId::kNull;
+    }
+    const OdDbObjectId merged = addClone(manager, *first, path);
+    manager->assertWriteEnabled(true, true);  // who heard of it may have begun a new step of undo
+    m_links.append(merged);
+    return merged;
+}
+
 bool ZemDbPersIdManagerImpl::doMerge(ZemDbPersIdManager* manager, OdDbObjectIdArray& added,
                                      ZemDependenciesReplacementMap& replacements)
 {
@@ -339,8 +377,10 @@ bool ZemDbPersIdManagerImpl::doMerge(ZemDbPersIdManager* manager, OdDbObjectIdAr
     });
     const std::vector<ByPath::Group> groups = byPath.takeShared();
     for (ByPath::Group const& group : groups) {
-        const OdDbObjectId merged = addClone(manager, *openLink(group.members.first()), group.path);
-        m_links.append(merged);
+        const OdDbObjectId merged = merge(manager, group.members, group.path);
+        if (merged.isNull()) {
+            continue;
+        }
         added.append(merged);
         for (OdDbObjectId member : group.members) {
             replacements.append(member, {merged});
@@ -365,8 +405,10 @@ bool ZemDbPersIdManagerImpl::doMerge2(ZemDbPersIdManager* manager, OdDbObjectIdA
     });
     const std::vector<ByPath::Group> groups = byPath.takeShared();
     for (ByPath::Group const& group : groups) {
-        const OdDbObjectId merged = addClone(manager, *openLink(group.members.first()), group.path);
-        m_links.append(merged);
+        const OdDbObjectId merged = merge(manager, group.members, group.path);
+        if (merged.isNull()) {
+            continue;
+        }
         added.append(merged);
         for (OdDbObjectId member : group.members) {
             OdDbObjectIdArray earlier;

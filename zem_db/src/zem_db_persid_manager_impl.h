@@ -5,7 +5,7 @@
 #include "zem_clone_utils.h"
 #include "zem_db_persid_manager.h"
 #include "zem_db_properties_base.h"
-#include "zem_link_list_impl.h"
+#include "zem_link_list.h"
 
 class ZemDbObjectDependency;
 
@@ -54,6 +54,9 @@ public:
 private:
     class Merge;
 
+    void list(ZemDbPersIdManager* manager, OdDbObjectIdArray const& added);
+    OdDbObjectId merge(ZemDbPersIdManager* manager, OdDbObjectIdArray const& members,
+                       OdDbFullSubentPath const& path);
     OdDbObjectIdArray removeRemapped(ZemDependenciesReplacementMap const& replacements);
     bool doMerge(ZemDbPersIdManager* manager, OdDbObjectIdArray& added,
                  ZemDependenciesReplacementMap& replacements);

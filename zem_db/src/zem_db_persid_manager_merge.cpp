@@ -136,6 +136,11 @@ OdResult ZemDbPersIdManagerImpl::mergeManagers(OdDbObject* target, OdDbObject* s
     }
     Merge merge(*into, mapping, reverseMapping, changedIds);
     const OdDbObjectIdArray links = from->objectDependencyIds();
+    // Each link is listed by its owner, by that alone, or nothing would lead to it.
+    const auto settle = [&] {
+        into->m_impl->m_links.append(merge.moved());
+        (void)from->m_impl->m_links.remove(merge.moved());
+    };
     try {
         for (OdDbObjectId id : links) {
             const auto link = ZemDbObjectDependency::cast(id.openObject(OdDb::kForWrite).get());
@@ -144,12 +149,10 @@ OdResult ZemDbPersIdManagerImpl::mergeManagers(OdDbObject* target, OdDbObject* s
             }
         }
     } catch (...) {
-        // Each link is listed by its owner, by that alone, or nothing would lead to it.
-        into->m_impl->m_links.append(merge.moved());
-        (void)from->m_impl->m_links.remove(merge.moved());
+        settle();
         throw;
     }
-    into->m_impl->m_links.append(merge.moved());
+    settle();
     attachDepsToZemDbObjects(into.get(), merge.moved());
     from->m_impl->m_links.clear();
     return from->erase(true);

@@ -5,6 +5,8 @@
 
 namespace {
 
+using Positions = std::vector<std::uint32_t>;
+
 /// Shorter lists are walked: an index pays for itself only above.
 constexpr std::size_t kShortList = 16;
 
@@ -37,16 +39,6 @@ std::size_t ZemIdList::slotOf(OdDbObjectId id) const noexcept
     return slot;
 }
 
-void ZemIdList::enter(std::uint32_t position) const
-{
-    std::uint32_t& entry = m_slots[slotOf(std::as_const(m_ids)[position])];
-    if (entry != 0 && (entry & kGone) == 0) {
-        m_hasRepeats = true;
-        return;
-    }
-    entry = position + 1;
-}
-
 /// Whether there are an index and gaps that belong to the array as it is now. If there are such of
 /// another one, they are given up.
 bool ZemIdList::isIndexed() const noexcept
@@ -75,10 +67,16 @@ void ZemIdList::buildIndex() const
     while (slots < m_ids.size() + m_ids.size() / 2) {
         slots *= 2;
     }
-    m_hasRepeats = false;
+    m_next.clear();
     m_slots.assign(slots, 0);
-    for (std::uint32_t position = 0; position < m_ids.size(); ++position) {
-        enter(position);
+    // From behind: each slot ends with the first occurrence, and each occurrence leads to the next.
+    for (std::uint32_t position = m_ids.size(); position-- > 0;) {
+        std::uint32_t& entry = m_slots[slotOf(std::as_const(m_ids)[position])];
+        if (entry != 0) {
+            m_next.resize(m_ids.size());
+            m_next[position] = entry;
+        }
+        entry = position + 1;
     }
     note();
 }
@@ -104,8 +102,9 @@ void ZemIdList::closeGaps() const
 void ZemIdList::invalidate() const noexcept
 {
     m_indexed = OdDbObjectIdArray();
-    m_gaps = {};
-    m_slots = {};
+    m_gaps = Positions();
+    m_slots = Positions();
+    m_next = Positions();
 }
 
 OdDbObjectIdArray const& ZemIdList::ids() const
@@ -146,7 +145,12 @@ void ZemIdList::append(OdDbObjectId id)
         buildIndex();
         return;
     }
-    enter(m_ids.size() - 1);
+    std::uint32_t& entry = m_slots[slotOf(id)];
+    if (entry != 0 && (entry & kGone) == 0) {
+        (void)bulk();  // where the last occurrence is, which would lead to this one, isn't known
+        return;
+    }
+    entry = m_ids.size();
 }
 
 void ZemIdList::append(OdDbObjectIdArray const& ids)
@@ -161,13 +165,14 @@ bool ZemIdList::removeFirst(OdDbObjectId id)
     if (!contains(id)) {
         return false;
     }
-    if (m_slots.empty() || m_hasRepeats) {
-        // Which occurrence comes next isn't in the index; lists with repeats are rare.
+    if (m_slots.empty()) {
         return bulk().remove(id);
     }
     std::uint32_t& entry = m_slots[slotOf(id)];
-    m_gaps.push_back(entry - 1);
-    entry |= kGone;
+    const std::uint32_t position = entry - 1;
+    m_gaps.push_back(position);
+    const std::uint32_t next = position < m_next.size() ? m_next[position] : 0;
+    entry = next != 0 ? next : entry | kGone;
     return true;
 }
 

@@ -52,7 +52,6 @@ private:
     void note() const { m_indexed = m_ids; }
     void buildIndex() const;
     void closeGaps() const;
-    void enter(std::uint32_t position) const;
     std::size_t slotOf(OdDbObjectId id) const noexcept;
 
     // A slot of the index holds 1 more than the position of an id's first occurrence, or 0, and a
@@ -63,5 +62,7 @@ private:
     mutable OdDbObjectIdArray m_indexed;
     mutable std::vector<std::uint32_t> m_slots;
     mutable std::vector<std::uint32_t> m_gaps;  ///< positions in the order of their removal
-    mutable bool m_hasRepeats = false;          ///< found by the index: some id stands twice
+    /// By position, 1 more than that of the id's next occurrence, or 0; empty where no id stands
+    /// twice. Of the index, too.
+    mutable std::vector<std::uint32_t> m_next;
 };

@@ -7,6 +7,8 @@
 
 #include "zem_db_object_dependency.h"
 
+#include <algorithm>
+#include <iterator>
 #include <string>
 
 namespace zemu {
@@ -142,6 +144,33 @@ bool doesPathExist(OdDbFullSubentPath const& path)
     return !entity->subentPtr(part).isNull();
 }
 
+OdDbObjectPtr openIfReadable(OdDbObjectId id, bool& isUnread)
+{
+    try {
+        return id.openObject(OdDb::kForRead);
+    } catch (OdError const& error) {
+        if (error.code() != kOdFileAccess) {
+            throw;
+        }
+        isUnread = true;
+        return OdDbObjectPtr();
+    }
+}
+
+bool mayList(OdDbObject const& object, OdDbObjectId id)
+{
+    return object.database() == nullptr || id.isNull() ||
+           id.originalDatabase() == object.database();
+}
+
+OdDbObjectIdArray withoutForeign(OdDbObject const& object, OdDbObjectIdArray const& ids)
+{
+    OdDbObjectIdArray own;
+    std::copy_if(ids.begin(), ids.end(), std::back_inserter(own),
+                 [&object](OdDbObjectId id) { return mayList(object, id); });
+    return own;
+}
+
 OdString strSubentId(OdDbSubentId const& id)
 {
     constexpr std::wstring_view kLetters = L"fev";
@@ -189,7 +218,8 @@ OdString strFullSubentPathArray(OdArray<OdDbFullSubentPath> const& paths)
 
 OdString strFSPFromDependency(OdDbObjectId id, bool withDatabase)
 {
-    const OdDbObjectPtr object = id.openObject(OdDb::kForRead);
+    bool isUnread = false;
+    const OdDbObjectPtr object = openIfReadable(id, isUnread);
     if (object.isNull()) {
         return L"invalid";
     }

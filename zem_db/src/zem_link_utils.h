@@ -2,6 +2,7 @@
 
 #pragma once
 
+#include "db/od_db_object.h"
 #include "db/od_db_object_id.h"
 #include "db/od_db_subent.h"
 #include "root/od_string.h"
@@ -36,6 +37,19 @@ bool isValidObjectIdPath(OdDbObjectIdArray const& ids, bool checkOwner);
 bool doesPathExist(OdDbFullSubentPath const& path);
 /// @}
 
+/// \name Opening and listing
+/// @{
+/// Opens an object to read it. Null for what can't be opened, and also where the carrier fails to
+/// read it at the moment, which would be thrown otherwise.
+/// \param isUnread  Set if it is null because reading has failed: it may be there next time.
+OdDbObjectPtr openIfReadable(OdDbObjectId id, bool& isUnread);
+/// Whether an object may keep an id in a list of links: one of another drawing may go before the
+/// object does. An object that is in no drawing yet may list any.
+bool mayList(OdDbObject const& object, OdDbObjectId id);
+/// Those of some ids that an object may list.
+OdDbObjectIdArray withoutForeign(OdDbObject const& object, OdDbObjectIdArray const& ids);
+/// @}
+
 /// \name Texts for a reader
 /// Handles are written in hexadecimal.
 /// @{
@@ -51,7 +65,7 @@ OdString strFullSubentPath(OdDbFullSubentPath const& path, bool withDatabase);
 OdString strFullSubentPathArray(OdArray<OdDbFullSubentPath> const& paths);
 /// The path of a link. One that can't be resolved gives "invalid:" with the ids that lie in the
 /// link's drawing, " | " and the handle of each step behind them, ":" and the part. An object that is
-/// no link gives "invalid path", one that can't be opened "invalid".
+/// no link gives "invalid path", one that can't be opened, or read, "invalid".
 OdString strFSPFromDependency(OdDbObjectId id, bool withDatabase);
 /// @}
 

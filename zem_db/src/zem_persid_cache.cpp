@@ -1,6 +1,7 @@
 #include "zem_persid_cache.h"
 
 #include "zem_db_object_dependency.h"
+#include "zem_link_utils.h"
 
 #include <utility>
 
@@ -21,11 +22,6 @@ std::uint64_t mix(std::uint64_t hash, std::uint64_t value) noexcept
     return hash ^ (hash >> 32);
 }
 
-OdSmartPtr<ZemDbObjectDependency> openLink(OdDbObjectId id)
-{
-    return ZemDbObjectDependency::cast(id.openObject(OdDb::kForRead).get());
-}
-
 bool leadsTo(ZemDbObjectDependency const& link, ZemCompoundObjectId const& compoundId,
              OdDbSubentId const& subentId)
 {
@@ -44,9 +40,17 @@ std::size_t ZemPersIdCache::SpaceHash::operator()(Space const& space) const noex
     return static_cast<std::size_t>(hash);
 }
 
+OdSmartPtr<ZemDbObjectDependency> ZemPersIdCache::openLink(OdDbObjectId id)
+{
+    return ZemDbObjectDependency::cast(zemu::openIfReadable(id, m_hasUnread).get());
+}
+
 OdDbObjectId ZemPersIdCache::lookup(ZemCompoundObjectId const& compoundId,
                                     OdDbSubentId const& subentId, OdDbObjectIdArray const& links)
 {
+    if (m_hasUnread) {
+        invalidate();  // or a link that wasn't read would count as seen
+    }
     if (m_useMap) {
         const OdDbObjectId known = find(compoundId, subentId);
         if (!known.isNull()) {
@@ -92,10 +96,13 @@ OdDbObjectId ZemPersIdCache::sweep(ZemCompoundObjectId const& compoundId,
 
 void ZemPersIdCache::invalidate() noexcept
 {
-    m_spaces.clear();
+    if (!m_spaces.empty()) {
+        m_spaces.clear();  // goes through its buckets even where they are empty
+    }
     m_slots.clear();
     m_used = 0;
     m_useMap = false;
+    m_hasUnread = false;
 }
 
 void ZemPersIdCache::onDepAdded(OdDbObjectId id) noexcept

@@ -10,6 +10,8 @@
 #include <unordered_map>
 #include <vector>
 
+class ZemDbObjectDependency;
+
 /// What was seen of a list of links while looking for some of them.
 ///
 /// A list of up to five links is walked, from where the last search ended, and the last link that
@@ -29,7 +31,8 @@ public:
     ///
     /// \param links  The list that the cache belongs to.
     /// \return The first that was met, of several; null if there is none. A link that can't be
-    ///         opened when it is met, or an object of another class, is passed over.
+    ///         opened when it is met, or an object of another class, is passed over. So is one that
+    ///         the carrier fails to read; the next search walks the list anew, then.
     OdDbObjectId lookup(ZemCompoundObjectId const& compoundId, OdDbSubentId const& subentId,
                         OdDbObjectIdArray const& links);
 
@@ -82,6 +85,7 @@ private:
         OdDbObjectId id;
     };
 
+    OdSmartPtr<ZemDbObjectDependency> openLink(OdDbObjectId id);
     static Space spaceOf(ZemCompoundObjectId const& compoundId, OdDbSubentId const& subentId);
     OdDbObjectId sweep(ZemCompoundObjectId const& compoundId, OdDbSubentId const& subentId,
                        OdDbObjectIdArray const& links);
@@ -98,6 +102,7 @@ private:
     std::vector<Slot> m_slots;  ///< a power of two of them, or none
     std::size_t m_used = 0;
     bool m_useMap = false;
+    bool m_hasUnread = false;  ///< the walk has met a link that couldn't be read
     std::uint32_t m_nextIndex = 0;
     std::uint32_t m_remaining = 0;
     OdDbObjectId m_lastRequestId;

@@ -34,18 +34,29 @@ public:
     /// The positions that were entered with a hash with which another one was entered as well; in no
     /// order, some of them more than once.
     std::vector<std::uint32_t> positionsWithCompany() const;
+    /// Whether a predicate holds for one of the positions that were entered with a hash. Those
+    /// behind the first such position aren't looked at.
+    template <class Predicate>
+    bool any(std::uint32_t hash, Predicate&& predicate) const
+    {
+        if (m_heads.empty()) {
+            return false;
+        }
+        for (std::uint32_t at = m_heads[bucketOf(hash)]; at != kNone; at = m_entries[at].next) {
+            if (m_entries[at].hash == hash && predicate(m_entries[at].position)) {
+                return true;
+            }
+        }
+        return false;
+    }
     /// Calls `visitor` with each position that was entered with a hash.
     template <class Visitor>
     void visit(std::uint32_t hash, Visitor&& visitor) const
     {
-        if (m_heads.empty()) {
-            return;
-        }
-        for (std::uint32_t at = m_heads[bucketOf(hash)]; at != kNone; at = m_entries[at].next) {
-            if (m_entries[at].hash == hash) {
-                visitor(m_entries[at].position);
-            }
-        }
+        (void)any(hash, [&visitor](std::uint32_t position) {
+            visitor(position);
+            return false;
+        });
     }
 
 private:
@@ -68,6 +79,9 @@ private:
 /// Answers like a plain array, duplicates included. Beside the array it has tables, which are made
 /// when they are first needed, never stored, and dropped when the array or the links were read anew
 /// (by undo, for one). A removal marks the place; the array closes its gaps before anybody sees it.
+///
+/// A link that can't be read at the moment (the carrier throws) makes the operations that ask for paths
+/// throw; the list stays as it is, and the next of them reads all that it needs anew.
 class ZemLinkList
 {
 public:
@@ -78,6 +92,8 @@ public:
     std::uint32_t size() const;
     bool contains(OdDbObjectId id) const;
     /// The ids of links that open and lead along exactly this path, in order of the list.
+    /// Links of whose change nobody tells are followed, which may load a drawing; whoever hears of
+    /// that may change the list.
     /// \param owner  The manager that the list belongs to, the same each time.
     OdDbObjectIdArray findByPath(OdDbFullSubentPath const& path, OdDbObjectId owner) const;
 
@@ -111,6 +127,7 @@ private:
     void needIds() const;
     void needPaths(OdDbObjectId owner) const;
     void enterPath(std::uint32_t position) const;
+    void enterIfReadable(std::uint32_t position) const;
     std::vector<std::uint32_t> positionsOf(OdDbObjectId id) const;
 
     mutable OdDbObjectIdArray m_ids;

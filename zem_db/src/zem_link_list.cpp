@@ -1,11 +1,13 @@
-#include "zem_link_list_impl.h"
+#include "zem_link_list.h"
 
+#include "zem_database_utils.h"
 #include "zem_db_object_dependency.h"
 
 #include <algorithm>
 #include <bit>
 #include <functional>
 #include <iterator>
+#include <unordered_set>
 #include <utility>
 
 namespace {
@@ -42,7 +44,9 @@ std::uint64_t handleOf(OdDbObjectId id)
 
 std::uint32_t hashOfId(OdDbObjectId id)
 {
-    return static_cast<std::uint32_t>(handleOf(id));
+    constexpr unsigned kHalf = 32;
+    const std::uint64_t handle = handleOf(id);
+    return static_cast<std::uint32_t>(handle + (handle >> kHalf) * 0x9E3779B1u);
 }
 
 // Handles alone tell a path: a step in an external drawing is known by nothing else. So a link needn't
@@ -91,8 +95,8 @@ std::uint32_t hashOfPath(OdDbFullSubentPath const& path)
 
 void ZemPositionTable::clear() noexcept
 {
-    m_heads = {};
-    m_entries = {};
+    m_heads = std::vector<std::uint32_t>();
+    m_entries = std::vector<Entry>();
 }
 
 void ZemPositionTable::build(std::size_t expectedCount)
@@ -184,11 +188,9 @@ std::uint32_t ZemLinkList::size() const
 bool ZemLinkList::contains(OdDbObjectId id) const
 {
     needIds();
-    bool isListed = false;
-    m_byId.visit(hashOfId(id), [&](std::uint32_t position) {
-        isListed = isListed || (std::as_const(m_ids)[position] == id && !isGone(position));
+    return m_byId.any(hashOfId(id), [&](std::uint32_t position) {
+        return std::as_const(m_ids)[position] == id && !isGone(position);
     });
-    return isListed;
 }
 
 OdDbObjectIdArray ZemLinkList::findByPath(OdDbFullSubentPath const& path, OdDbObjectId owner) const
@@ -203,10 +205,17 @@ OdDbObjectIdArray ZemLinkList::findByPath(OdDbFullSubentPath const& path, OdDbOb
     }
     std::sort(found.begin(), found.end());
     found.erase(std::unique(found.begin(), found.end()), found.end());
-    OdDbObjectIdArray result;
+    OdDbObjectIdArray candidates;
     for (std::uint32_t position : found) {
-        const OdDbObjectId id = std::as_const(m_ids)[position];
-        if (!isGone(position) && leadsAlong(id, path)) {
+        if (!isGone(position)) {
+            candidates.append(std::as_const(m_ids)[position]);
+        }
+    }
+    // From here on positions don't hold good: following a link may load a drawing, and who hears of
+    // that may look at the list or change it.
+    OdDbObjectIdArray result;
+    for (OdDbObjectId id : std::as_const(candidates)) {
+        if (leadsAlong(id, path)) {
             result.append(id);
         }
     }
@@ -252,13 +261,11 @@ void ZemLinkList::append(OdDbObjectId id)
     sync();
     m_seen = OdDbObjectIdArray();  // or the array would be copied
     const std::uint32_t position = m_ids.append(id);
+    remember();
     if (m_byId.isBuilt()) {
         m_byId.insert(hashOfId(id), position);
     }
-    if (m_byPath.isBuilt()) {
-        enterPath(position);
-    }
-    remember();
+    enterIfReadable(position);
 }
 
 void ZemLinkList::append(OdDbObjectIdArray const& ids)
@@ -271,13 +278,23 @@ void ZemLinkList::append(OdDbObjectIdArray const& ids)
 
 OdDbObjectIdArray ZemLinkList::remove(OdDbObjectIdArray const& ids)
 {
+    sync();  // gaps belong to the array as it is, also where there is nothing to remove
     std::vector<std::uint32_t> places;
+    // Ids whose places, many of them perhaps, needn't be looked through again.
+    std::unordered_set<OdDbObjectId, zemu::hash_ObjectId> goneFromSeveral;
     for (OdDbObjectId id : ids) {
-        for (std::uint32_t position : positionsOf(id)) {
+        if (goneFromSeveral.count(id) != 0) {
+            continue;
+        }
+        const std::vector<std::uint32_t> positions = positionsOf(id);
+        for (std::uint32_t position : positions) {
             m_gone.resize(m_ids.size());
             m_gone[position] = true;
             ++m_goneCount;
             places.push_back(position);
+        }
+        if (positions.size() > 1) {
+            goneFromSeveral.insert(id);
         }
     }
     remember();
@@ -308,7 +325,7 @@ void ZemLinkList::exchange(OdDbObjectIdArray& other)
 
 void ZemLinkList::forget() const
 {
-    m_gone = {};
+    m_gone = std::vector<bool>();
     m_goneCount = 0;
     dropTables();
 }
@@ -333,7 +350,7 @@ void ZemLinkList::linkChanged(OdDbObjectId id) const
         return;
     }
     for (std::uint32_t position : positionsOf(id)) {
-        enterPath(position);
+        enterIfReadable(position);
     }
 }
 
@@ -382,7 +399,7 @@ void ZemLinkList::closeGaps() const
     m_ids.resize(to);
     m_byId.renumber(newPositions);
     m_byPath.renumber(newPositions);
-    m_gone = {};
+    m_gone = std::vector<bool>();
     m_goneCount = 0;
     remember();
 }
@@ -409,8 +426,13 @@ void ZemLinkList::needPaths(OdDbObjectId owner) const
         return;
     }
     m_byPath.build(m_ids.size());
-    for (std::uint32_t position = 0; position < m_ids.size(); ++position) {
-        enterPath(position);
+    try {
+        for (std::uint32_t position = 0; position < m_ids.size(); ++position) {
+            enterPath(position);
+        }
+    } catch (...) {
+        m_byPath.clear();  // one that lacks links would be taken for a whole one
+        throw;
     }
     m_pathRevision = revision;
     remember();
@@ -424,6 +446,19 @@ void ZemLinkList::enterPath(std::uint32_t position) const
         ZemDbObjectDependency::cast(id.openObject(OdDb::kForRead, /*openErased=*/true).get());
     const bool isToldOf = !link.isNull() && link->ownerId() == m_owner;
     m_byPath.insert(isToldOf ? hashOfLink(*link) : kUnlinkedHash, position);
+}
+
+/// Enters a place or a path that is new, if there is a table.
+void ZemLinkList::enterIfReadable(std::uint32_t position) const
+{
+    if (!m_byPath.isBuilt()) {
+        return;
+    }
+    try {
+        enterPath(position);
+    } catch (...) {
+        m_byPath.clear();  // whoever needs it next makes it, or is told why that can't be done
+    }
 }
 
 std::vector<std::uint32_t> ZemLinkList::positionsOf(OdDbObjectId id) const
