@@ -59,27 +59,21 @@ OdDbAssocNetwork::~OdDbAssocNetwork() = default;
 // ---------------------------------------------------------------------------------------------
 // Finding networks
 
-/// Makes a network under a key of a dictionary; null if the key holds something else.
-static OdDbObjectId makeNetwork(OdDbObjectId dictionaryId, OdString const& key,
-                                OdDbObjectId& network)
+/// Makes a network under a key of a dictionary, unless a reactor does when it is told; null if the key
+/// holds something else.
+static OdDbObjectId makeNetwork(OdDbObjectId dictionaryId, OdString const& key)
 {
     const OdDbDictionaryPtr dictionary = dictionaryId.safeOpenObject(OdDb::kForWrite);
-    if (dictionary->has(key)) {
-        return OdDbObjectId::kNull;
-    }
     const OdDbAssocNetworkPtr made = odrxMake<OdDbAssocNetwork>();
-    network = dictionary->setAt(key, made.get());
-    return network;
+    const OdDbObjectId network = dictionary->getOrSetAt(key, made.get());
+    return odDbAssocIsOfClass(network, OdDbAssocNetwork::desc()) ? network : OdDbObjectId::kNull;
 }
 
 OdDbObjectId OdDbAssocNetwork::getInstanceFromDatabase(OdDbDatabase& database, bool create)
 {
     const OdDbObjectId dictionary = database.getNamedObjectsDictionaryId();
-    OdDbObjectId network = networkAt(dictionary, kKey);
-    if (network.isNull() && create) {
-        (void)makeNetwork(dictionary, kKey, network);
-    }
-    return network;
+    const OdDbObjectId network = networkAt(dictionary, kKey);
+    return network.isNull() && create ? makeNetwork(dictionary, kKey) : network;
 }
 
 OdDbObjectId OdDbAssocNetwork::getInstanceFromObject(OdDbObjectId objectId, bool create,
@@ -101,7 +95,8 @@ OdDbObjectId OdDbAssocNetwork::getInstanceFromObject(OdDbObjectId objectId, bool
             object->createExtensionDictionary();
             object->downgradeOpen();
         }
-        if (makeNetwork(object->extensionDictionary(), key, network).isNull()) {
+        network = makeNetwork(object->extensionDictionary(), key);
+        if (network.isNull()) {
             return OdDbObjectId::kNull;
         }
     }

@@ -50,6 +50,25 @@ TEST_F(OdDbAssocNetworkTest, ANetworkLiesInTheExtensionDictionaryInFrontOfTheMod
     EXPECT_EQ(network(m_network)->ownerId(), dictionary->objectId());
 }
 
+TEST_F(OdDbAssocNetworkTest, ANetworkThatAReactorMakesWhenItIsToldStays)
+{
+    const OdDbObjectId block = addBlock("part");
+    const OdDbObjectPtr open = block.safeOpenObject(OdDb::kForWrite);
+    open->createExtensionDictionary();
+    const OdDbObjectId watcher = addReactor();
+    watch(open->extensionDictionary(), watcher);
+    OdDbObjectId made;
+    reactor(watcher).onNotice = [&](dbtest::TestReactor&, dbtest::NoticeKind kind,
+                                    OdDbObject const&) {
+        if (kind == dbtest::NoticeKind::kOpenedForModify) {
+            made = networkOf(block);
+        }
+    };
+    EXPECT_EQ(networkOf(block), made);
+    EXPECT_FALSE(made.isNull());
+    EXPECT_FALSE(made.isErased());
+}
+
 TEST_F(OdDbAssocNetworkTest, NamesTellSeveralNetworksOfAnObjectApart)
 {
     const OdDbObjectId block = addBlock("part");
