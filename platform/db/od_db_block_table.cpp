@@ -133,6 +133,7 @@ OdDbObjectId OdDbBlockTableRecord::appendOdDbEntity(OdDbEntity* entity)
     if (db == nullptr) {
         throw OdError(kOdNotInDatabase);
     }
+    const OdDbDatabasePtr keptAlive(db);  // a reactor may hold the last pointer
     assertWriteEnabled(/*autoUndo=*/false, /*recordModified=*/false);
     entity->joiningBlock(*this);
     OdDbObjectId id = entity->objectId();

@@ -47,6 +47,18 @@ TEST_F(BlockRecord, IsOpenedByItsIdAlone)
         OdDbBlockTableRecord::openBlock(m_block, OdDb::kForRead, /*openErased=*/true).isNull());
 }
 
+TEST_F(BlockRecord, ForgetsAnEntityWhenAReactorTakesTheDrawingAway)
+{
+    const OdDbObjectId r = addReactor();
+    watch(m_block, r);
+    const OdDbBlockTableRecordPtr held = opened(m_block);
+    reactor(r).onNotice = [&](TestReactor&, NoticeKind, OdDbObject const&) { m_db.release(); };
+    (void)held->appendOdDbEntity(OdDbLine::createObject().get());
+    EXPECT_EQ(OdDbDatabase::liveCount(), 0);
+    EXPECT_TRUE(held->entityIds().isEmpty());
+    m_asserts.take();
+}
+
 TEST_F(BlockRecord, ListsItsEntitiesInTheirOrder)
 {
     EXPECT_TRUE(opened(m_block)->entityIds().isEmpty());

@@ -1,6 +1,8 @@
 #include "assoc/od_db_assoc_variable.h"
 #include "db/od_db_block_table.h"
 #include "db/od_db_database.h"
+#include "db/od_db_xrecord.h"
+#include "root/od_error.h"
 #include "root/od_res_buf.h"
 #include "root/root_test_support.h"
 #include "store/od_db_drawing.h"
@@ -602,6 +604,42 @@ TEST_F(VariableExtension, AnExpressionIsKeptAndGivenBack)
     ASSERT_EQ(zemu::setConstExpression(variable(OdDb::kForWrite).get(), 9), kOdOk);
     extension()->restoreExpression();
     EXPECT_EQ(variable()->expression(), L"9");
+}
+
+TEST_F(VariableExtension, WhoeverIsToldOfAnExpressionGivenBackFindsItForgotten)
+{
+    class Listener : public OdDbXrecord
+    {
+    public:
+        void modified(OdDbObject const* object) override
+        {
+            const OdDbAssocVariablePtr variable = object->objectId().openObject();
+            m_kept.push_back(!Ext::cast(variable)->data().getProperty(L"origExpr").isNull());
+        }
+        std::vector<bool> m_kept;
+    };
+    ASSERT_EQ(variable(OdDb::kForWrite)->setExpression(L"2*3"), kOdOk);
+    extension()->storeExpression();
+    ASSERT_EQ(zemu::setConstExpression(variable(OdDb::kForWrite).get(), 9), kOdOk);
+    const OdSmartPtr<Listener> listener = odrxMake<Listener>();
+    variable(OdDb::kForWrite)->addPersistentReactor(m_database->addOdDbObject(listener.get()));
+    listener->m_kept.clear();
+    extension()->restoreExpression();
+    EXPECT_EQ(listener->m_kept, std::vector<bool>{false});
+}
+
+TEST_F(VariableExtension, IsMissedWhileItsClassIsNotRegistered)
+{
+    Ext::rxUninit();
+    try {
+        (void)extension();
+        ADD_FAILURE() << "an extension without class";
+    } catch (OdError const& error) {
+        EXPECT_EQ(error.code(), kOdClassNotRegistered);
+    }
+    EXPECT_TRUE(Ext::cast(OdDbAssocVariablePtr()).isNull());
+    Ext::rxInit();
+    EXPECT_FALSE(extension().isNull());
 }
 
 TEST_F(VariableExtension, AKeptExpressionThatCameToARingIsForgotten)

@@ -325,9 +325,14 @@ void ZemAssocVariableExt::storeExpression()
 void ZemAssocVariableExt::restoreExpression()
 {
     OdDbAssocVariable* const variable = variableOf(*this);
+    if (variable == nullptr) {
+        writeData();
+        return;
+    }
+    // One write period: whoever is told finds the expression set and no longer remembered.
+    const ZemUpgradeOpen raised(getDbObject());
     OdString expression;
-    if (variable != nullptr && data().getProperty(s_originalExpressionKey, expression)) {
-        const ZemUpgradeOpen raised(getDbObject());
+    if (data().getProperty(s_originalExpressionKey, expression)) {
         // An expression that can't be set any more is forgotten all the same.
         (void)variable->setExpression(expression, L"", true, true, L"", false);
         data().removeProperty(s_originalExpressionKey);
