@@ -115,11 +115,7 @@ OdDbObjectId ZemDbExtensionDataImpl::getObjInExtDict(OdDbObject* object, bool cr
     dictionary->upgradeOpen();
     try {
         // Whoever is told of the change may make the data himself.
-        dictionary->assertWriteEnabled(/*autoUndo=*/false, /*recordModified=*/true);
-        made = dictionary->getAt(s_extensionDataKey);
-        if (made.isNull()) {
-            made = dictionary->setAt(s_extensionDataKey, data.get());
-        }
+        made = dictionary->getOrSetAt(s_extensionDataKey, data.get());
     } catch (...) {
         dictionary->downgradeOpen();
         throw;
