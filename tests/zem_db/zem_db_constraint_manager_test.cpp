@@ -294,6 +294,45 @@ TEST_F(ConstraintManager, TheStatusThatItHasNeedsNoWrite)
     EXPECT_EQ(thrownCode([&] { read->setStatus(kCmUpToDate); }), kOdNotOpenForWrite);
 }
 
+TEST_F(ConstraintManager, ANoticeWhileNothingIsKnownNeedsItOpenForWrite)
+{
+    const ManagerPtr read = manager();
+    EXPECT_EQ(thrownCode([&] { read->notifyAboutModifications(m_line, true); }),
+              kOdNotOpenForWrite);
+    EXPECT_EQ(read->getStatus(), kCmNew);
+}
+
+TEST_F(ConstraintManager, ANoticeListsNothingIfAListenerSaysThatAllIsModified)
+{
+    class Setter : public OdDbXrecord
+    {
+    public:
+        void openedForModify(OdDbObject const* object) override
+        {
+            if (std::exchange(m_isSetting, false)) {
+                ManagerPtr(object->objectId().openObject(OdDb::kForWrite))
+                    ->setStatus(kCmAllModified);
+            }
+        }
+        bool m_isSetting = false;
+    };
+    setStatus(kCmUpToDate);
+    const ConstraintPtr constraint = addConstraint();
+    const OdSmartPtr<Setter> setter = odrxMake<Setter>();
+    manager(OdDb::kForWrite)->addPersistentReactor(m_database->addOdDbObject(setter.get()));
+    setter->m_isSetting = true;
+    notify(m_line, true);
+    EXPECT_FALSE(setter->m_isSetting);
+    EXPECT_EQ(manager()->getStatus(), kCmAllModified);
+    EXPECT_TRUE(modified().isEmpty());
+    setStatus(kCmUpToDate);
+    setter->m_isSetting = true;
+    manager(OdDb::kForWrite)
+        ->notifyConstraintModify(constraint.get(), ZemConstraint::kSolutionChanged);
+    EXPECT_FALSE(setter->m_isSetting);
+    EXPECT_EQ(manager()->getStatus(), kCmAllModified);
+}
+
 TEST_F(ConstraintManager, IsRaisedToWriteByANotice)
 {
     setStatus(kCmObjectsModified);

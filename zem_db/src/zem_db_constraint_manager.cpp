@@ -323,6 +323,11 @@ OdDbObjectIdArray ZemDbConstraintManager::getModifiedObjects() const
 void ZemDbConstraintManager::notifyAboutModifications(OdDbObjectId entityId, bool modified)
 {
     invalidateTCCache();
+    // Before the status is looked at: who hears of the change may set another one.
+    if (modified && m_status <= kCmObjectsModified && m_modifiedObjects.count(entityId) == 0) {
+        upgradeOpen();
+        assertWriteEnabled(true, true);
+    }
     if (m_status > kCmObjectsModified) {
         setStatus(kCmAllModified);
         return;
@@ -331,11 +336,7 @@ void ZemDbConstraintManager::notifyAboutModifications(OdDbObjectId entityId, boo
         dropModified(entityId);
         return;
     }
-    if (m_modifiedObjects.count(entityId) == 0) {
-        upgradeOpen();
-        assertWriteEnabled(true, true);
-        m_modifiedObjects.insert(entityId);
-    }
+    m_modifiedObjects.insert(entityId);
     if (m_status <= kCmSetByHost) {
         setStatus(kCmObjectsModified);
     }
@@ -370,11 +371,13 @@ void ZemDbConstraintManager::notifyConstraintModify(ZemConstraint const* constra
     if (code != ZemConstraint::kSolutionChanged) {
         return;
     }
+    if (m_status <= kCmObjectsModified) {
+        assertWriteEnabled(true, true);  // who hears of it may set another status
+    }
     if (m_status > kCmObjectsModified) {
         setStatus(kCmAllModified);
         return;
     }
-    assertWriteEnabled(true, true);
     setStatus(kCmObjectsModified);
     for (OdDbFullSubentPath const& path : constraint->getArguments()) {
         const OdDbObjectId entityId = zemu::getInsertId(path);

@@ -90,6 +90,7 @@ public:
     void appendModifiedEnt(OdDbObjectId const& id) { content().modifiedEnts.insert(id); }
     void cleanModifiedEnt() { m_content.modifiedEnts.clear(); }
     /// Entities that have to be drawn again. The set may hold the null id, for links without a path.
+    /// Valid until the map is changed, or asked anything after ids have come to denote something else.
     IdSet const& entsToRedraw() const { return content().entsToRedraw; }
     void addEntsToRegen(OdDbObjectId const& id) { content().entsToRedraw.insert(id); }
     void clearEntsToRedraw() { m_content.entsToRedraw.clear(); }
