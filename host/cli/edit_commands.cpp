@@ -232,10 +232,12 @@ void printEdit(EditRequest const& request, HostEditResult const& result,
     }
 }
 
-ExitCode exitCodeOf(HostEditResult const& result)
+/// Findings also where links, or what lists them, could not be read, and so did not follow.
+ExitCode exitCodeOf(EditRequest const& request, OdDbDatabase& database,
+                    HostEditResult const& result)
 {
-    return result.geometry && result.geometry->differences != 0 ? ExitCode::kFindings
-                                                                : ExitCode::kOk;
+    const ExitCode ofDamages = tellOfDamages(database, request.drawing);
+    return result.geometry && result.geometry->differences != 0 ? ExitCode::kFindings : ofDamages;
 }
 
 HostEditResult editSolid(HostSession& session, EditRequest const& request, OdDbDatabase& database,
@@ -321,7 +323,7 @@ ExitCode runEdit(HostSession& session, EditRequest const& request)
     saveDrawing(*database);
     if (!request.json) {
         printEdit(request, result, links, linkTime.count());
-        return exitCodeOf(result);
+        return exitCodeOf(request, *database, result);
     }
     Json json{{"solid", toText(id.getHandle())},
               {"edit", result.cause},
@@ -342,7 +344,7 @@ ExitCode runEdit(HostSession& session, EditRequest const& request)
                                 {"blind", result.geometry->blind}};
     }
     std::cout << toText(json, 2) << '\n';
-    return exitCodeOf(result);
+    return exitCodeOf(request, *database, result);
 }
 
 ExitCode runRecipe(HostSession& session, RecipeRequest const& request)

@@ -293,8 +293,9 @@ ExitCode runLinksVerify(HostSession& session, LinksVerifyRequest const& request)
     } else {
         std::cout << counted(links, "link") << ", " << counted(findings.size(), "finding") << '\n';
         for (HostLinkFinding const& finding : findings) {
-            std::cout << "  " << toText(finding.object.getHandle()) << "  "
-                      << toUtf8(finding.problem) << '\n';
+            std::cout << (finding.isDamage ? "  problem: " : "  note: ")
+                      << toText(finding.object.getHandle()) << "  " << toUtf8(finding.problem)
+                      << '\n';
         }
     }
     return findings.empty() ? ExitCode::kOk : ExitCode::kFindings;

@@ -228,6 +228,21 @@ void throwForExpression(VarsSetRequest const& request, OdResult result, OdString
                         : "");
 }
 
+/// One that can't be read may have the name that a new one is to get.
+void requireAllRead(Subject const& subject)
+{
+    const OdDbAssocNetworkPtr network = openNetwork(subject, /*create=*/false);
+    const OdDbObjectIdArray actions =
+        network.isNull() ? OdDbObjectIdArray() : network->getActions();
+    for (OdDbObjectId id : actions) {
+        if (!id.isErased() && id.openObject().isNull()) {
+            throw HostError(ExitCode::kFindings, toUtf8(subject.database->getFilename()),
+                            "a variable of " + subject.text + " can't be read",
+                            "'zemhost check' lists all damages");
+        }
+    }
+}
+
 /// The variable of a name; a new one if there is none.
 OdDbAssocVariablePtr variableForWrite(Subject const& subject, std::string const& name)
 {
@@ -236,6 +251,7 @@ OdDbAssocVariablePtr variableForWrite(Subject const& subject, std::string const&
         return OdDbAssocVariable::cast(found.safeOpenObject(OdDb::kForWrite).get());
     }
     requireName(name);
+    requireAllRead(subject);
     OdDbAssocVariablePtr variable = OdDbAssocVariable::createObject();
     const OdDbObjectId id = subject.database->addOdDbObject(variable.get());
     const OdDbAssocNetworkPtr network = openNetwork(subject, /*create=*/true);
@@ -416,7 +432,7 @@ ExitCode runVarsList(HostSession& session, VarsRequest const& request)
             printList(request, subject, variables, driven);
         }
     });
-    return ExitCode::kOk;
+    return tellOfDamages(*subject.database, request.drawing);
 }
 
 ExitCode runVarsSet(HostSession& session, VarsSetRequest const& request)
@@ -441,7 +457,7 @@ ExitCode runVarsSet(HostSession& session, VarsSetRequest const& request)
     requireUsable(inserts);
     saveDrawing(*subject.database);
     guardDrawing([&] { printSet(subject, findVariable(subject, request.name), before, inserts); });
-    return ExitCode::kOk;
+    return tellOfDamages(*subject.database, request.vars.drawing);
 }
 
 ExitCode runVarsRename(HostSession& session, VarsRenameRequest const& request)

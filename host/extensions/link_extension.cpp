@@ -264,7 +264,8 @@ Distrust distrustOf(ZemDbObjectDependency const& link, HostLink const& found, Bo
         return {HostPartAnswer::kAmbiguous, L"change of the external drawing's solid"};
     }
     if (LostNumbers::isLost(found.path.subentId())) {
-        return {HostPartAnswer::kAmbiguous, L""};
+        return {HostPartAnswer::kAmbiguous,
+                leadsOutside(link) ? L"change of the external drawing's solid" : L""};
     }
     return found.isThere ? Distrust() : Distrust{HostPartAnswer::kGone, L"replacing of its solid"};
 }
@@ -309,7 +310,7 @@ void BlockLinks::readSelections(std::vector<HostLink>& gone)
             link.answer = now.answer;
             link.cause = now.cause;
             link.candidates = now.candidates;
-            if (now.link.openObject().isNull()) {
+            if (now.link.openObject().isNull() && !isUnreadable(now.link)) {
                 gone.push_back(link);
                 gone.back().answer = HostPartAnswer::kGone;
             } else {

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <cmath>
 #include <limits>
 #include <utility>
@@ -59,9 +60,17 @@ bool isCount(std::string_view name)
     return name == "count" || name == "skipEvery" || name == "skipFirst";
 }
 
+/// As short as tells it from its neighbours.
+std::string numberText(double value)
+{
+    std::array<char, 32> text{};
+    const auto end = std::to_chars(text.data(), text.data() + text.size(), value);
+    return {text.data(), end.ptr};
+}
+
 void checkValue(const std::string& where, std::string_view name, double value)
 {
-    const std::string what = std::string(name) + " " + std::to_string(value);
+    const std::string what = std::string(name) + " " + numberText(value);
     if (!std::isfinite(value) || std::abs(value) > kLargestValueMm) {
         throwBadStep(where, what + " is too large");
     }
@@ -103,8 +112,8 @@ void checkPlate(const std::vector<double>& values)
     const double pitch = valueOf(kPlateNames, values, "pitch");
     const double radius = valueOf(kPlateNames, values, "radius");
     if (2 * radius >= pitch) {
-        throwBadStep("plate", "holes of radius " + std::to_string(radius) +
-                                  " touch one another at a pitch of " + std::to_string(pitch));
+        throwBadStep("plate", "holes of radius " + numberText(radius) +
+                                  " touch one another at a pitch of " + numberText(pitch));
     }
 }
 

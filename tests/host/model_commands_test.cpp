@@ -64,6 +64,10 @@ protected:
 TEST_F(ModelCommands, MakeRefusesValuesThatMakeNoSolid)
 {
     EXPECT_EQ(runZemhost({"make", "box", m_folder.file("b.zdw"), "0", "1", "1"}).exitCode, 2);
+    const ProgramResult huge =
+        runZemhost({"make", "box", m_folder.file("b.zdw"), "1e40", "1", "1"});
+    EXPECT_EQ(huge.exitCode, 2);
+    EXPECT_THAT(huge.errors, HasSubstr("dx 1e+40 is too large"));
     EXPECT_EQ(runZemhost({"make", "ball", m_folder.file("b.zdw"), "1"}).exitCode, 2);
     EXPECT_EQ(runZemhost({"make", "box", m_drawing, "1", "1", "1"}).exitCode, 3);
     EXPECT_EQ(runZemhost({"make", "cylinder", "--append", m_drawing, "5", "10"}).exitCode, 0);
@@ -186,6 +190,9 @@ TEST_F(ModelCommands, LinksStayWhereTheirSelectionIsDamaged)
     for (Json const& link : after) {
         EXPECT_TRUE(link["link"].is_string());
     }
+    const ProgramResult edited = edit("hole", {"--at", "5,5,10", "--radius", "2"});
+    EXPECT_EQ(edited.exitCode, 1);
+    EXPECT_THAT(edited.errors, HasSubstr("can't be read, what it holds is missing"));
 }
 
 TEST_F(ModelCommands, ASolidThatABlockReplacedLeavesNothingBehind)

@@ -71,6 +71,20 @@ TEST(VarsCommands, ANetworkThatCantBeReadIsToldAndStopsTheCommand)
     EXPECT_THAT(result.errors, HasSubstr("the variables of model space can't be read"));
 }
 
+TEST(VarsCommands, AVariableThatCantBeReadIsToldAndNotMadeAgain)
+{
+    const TemporaryFolder folder;
+    const SampleDrawing drawing = makeDrawing(folder);
+    ASSERT_EQ(set(drawing.path, "qqqvariable", "4").exitCode, 0);
+    ASSERT_EQ(set(drawing.path, "other", "4").exitCode, 0);
+    host_test::damage(drawing.path, "qqqvariable");
+    EXPECT_EQ(runZemhost({"vars", "list", drawing.path}).exitCode, 1);
+    const std::string before = host_test::readFile(drawing.path);
+    EXPECT_EQ(set(drawing.path, "qqqvariable", "5").exitCode, 1);
+    EXPECT_TRUE(host_test::readFile(drawing.path) == before);
+    EXPECT_EQ(variable(drawing.path, "other")["value"], 4.0);
+}
+
 TEST(VarsList, TellsValuesExpressionsAndWhoUsesWhat)
 {
     const TemporaryFolder folder;
