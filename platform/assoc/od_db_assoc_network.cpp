@@ -266,8 +266,10 @@ OdResult OdDbAssocNetwork::addAction(OdDbObjectId actionId, bool owned)
         return kOdCyclicReference;
     }
     if (owned && action->ownerId() != objectId()) {
-        const OdDbAssocNetworkPtr former =
-            OdDbAssocNetwork::cast(action->owningNetwork().openObject(OdDb::kForWrite).get());
+        // An erased one, too: it may come back.
+        const OdDbObjectPtr owner =
+            action->owningNetwork().openObject(OdDb::kForWrite, /*openErased=*/true);
+        const OdDbAssocNetworkPtr former = OdDbAssocNetwork::cast(owner.get());
         if (!former.isNull()) {
             (void)former->removeAction(actionId, /*erase=*/false);
         }

@@ -375,6 +375,22 @@ TEST_F(OdDbAssocVariableClone, WhatUsesAVariableThatMovesAwayIsTold)
     EXPECT_EQ(targetsOf(b), Ids{newA});
 }
 
+TEST_F(OdDbAssocVariableClone, AVariableThatMovesOutOfAnErasedNetworkIsNotListedWhenThatComesBack)
+{
+    const OdDbObjectId a = addTo(m_other, "a", "2");
+    EXPECT_EQ(eraseObject(m_other), kOdOk);
+    m_db->startUndoRecord();
+    EXPECT_EQ(network(m_network)->addAction(a, /*owned=*/true), kOdOk);
+    EXPECT_EQ(find("a"), a);
+    EXPECT_EQ(m_db->undo(), kOdOk);
+    EXPECT_EQ(read(a)->ownerId(), m_other);
+    EXPECT_TRUE(actions().empty());
+    EXPECT_EQ(network(m_network)->addAction(a, /*owned=*/true), kOdOk);
+    EXPECT_EQ(eraseObject(m_other, /*erasing=*/false), kOdOk);
+    EXPECT_TRUE(network(m_other)->getActions().isEmpty());
+    EXPECT_TRUE(findIn(m_other, "a").isNull());
+}
+
 TEST_F(OdDbAssocVariableClone, AnUndoneMoveLeavesNoTraceOfTheOtherNetwork)
 {
     const OdDbObjectId a = add("a", "1+1");
