@@ -386,6 +386,43 @@ TEST_F(OdDbDrawingTest, SavesNextTimeTheListOfABlockThatAnErasureDuringASaveChan
     EXPECT_EQ(found, expected);
 }
 
+TEST_F(OdDbDrawingTest, SavesNextTimeTheListOfABlockWhoseReferenceIsErasedDuringASave)
+{
+    const OdDbDatabasePtr database = OdDbDatabase::createObject();
+    const OdDbBlockTableRecordPtr shown = OdDbBlockTableRecord::createObject();
+    shown->setName(L"A");
+    const OdDbObjectId block =
+        OdDbBlockTablePtr(database->getBlockTableId().safeOpenObject(OdDb::kForWrite))
+            ->add(shown.get());
+    shown->downgradeOpen();
+    for (int seed = 1; seed <= 200; ++seed) {
+        addPart(*database, seed);
+    }
+    OdDbObjectId reference;
+    {
+        const OdDbBlockTableRecordPtr space =
+            database->getModelSpaceId().safeOpenObject(OdDb::kForWrite);
+        reference = space->appendOdDbEntity(OdDbBlockReference::createObject(block, {}).get());
+    }
+    const OdDbObjectId neighbour = addPart(*database, 201);
+    odDbSaveDrawingAs(*database, textOf(path));
+    changePart(database->getOdDbObjectId(OdDbHandle(reference.getHandle().value() - 150)), 7);
+    changePart(neighbour, 7);
+    odDbSaveDrawing(*database, [&](std::uint64_t done, std::uint64_t total) {
+        EXPECT_EQ(total, 2U);
+        if (done == 1) {
+            EXPECT_EQ(reference.safeOpenObject(OdDb::kForWrite)->erase(), kOdOk);
+        }
+    });
+    odDbSaveDrawing(*database);
+    const OdDbDatabasePtr saved = open(kForReading);
+    const OdDbBlockTableRecordPtr record =
+        saved->getOdDbObjectId(block.getHandle()).safeOpenObject();
+    EXPECT_TRUE(record->getBlockReferenceIds().isEmpty());
+    const OdDbDrawingCheckResult result = odDbCheckDrawing(textOf(path), {});
+    EXPECT_EQ(result.problems + result.notes, 0U);
+}
+
 TEST_F(OdDbDrawingTest, RenewsTheRowOfAClassThatHasComeInAnotherVersion)
 {
     saveDrawing(3);
