@@ -231,21 +231,23 @@ OdDbObjectIdArray ZemDbPersIdManagerImpl::append(ZemDbPersIdManager* manager,
     host->validatePaths(manager, usable, manager->database());
     OdDbObjectIdArray ids;
     host->collectExistingDependencies(manager, usable, ids);
-    list(manager, host->createDependencies(manager, usable, userIO, ids));
-    return ids;
-}
-
-/// Lists new links in the manager and in their model objects. Those of another drawing, which may go
-/// before the manager does, are refused.
-void ZemDbPersIdManagerImpl::list(ZemDbPersIdManager* manager, OdDbObjectIdArray const& added)
-{
+    const OdDbObjectIdArray added = host->createDependencies(manager, usable, userIO, ids);
+    // Those of another drawing may go before the manager does.
     const OdDbObjectIdArray own = zemu::withoutForeign(*manager, added);
-    manager->assertWriteEnabled(true, true);  // whoever made them may have begun a new step of undo
-    m_links.append(own);
+    list(manager, own);
     attachDepsToZemDbObjects(manager, own);
     if (own.size() != added.size()) {
         throw OdError(kOdWrongDatabase);
     }
+    return ids;
+}
+
+/// Lists new links of this drawing. Whoever made them, or heard of it, may have begun a new step of
+/// undo.
+void ZemDbPersIdManagerImpl::list(ZemDbPersIdManager* manager, OdDbObjectIdArray const& added)
+{
+    manager->assertWriteEnabled(true, true);
+    m_links.append(added);
 }
 
 bool ZemDbPersIdManagerImpl::remapPaths(ZemDbPersIdManager* manager,
@@ -304,8 +306,9 @@ OdDbObjectIdArray ZemDbPersIdManagerImpl::split(ZemDbPersIdManager* manager, OdD
         result.append(addClone(manager, *link, path));
         successors.insert(result.last());
     }
-    replacements.append(depId, successors);
     list(manager, result);
+    replacements.append(depId, successors);
+    attachDepsToZemDbObjects(manager, result);
     return result;
 }
 
@@ -358,8 +361,7 @@ OdDbObjectId ZemDbPersIdManagerImpl::merge(ZemDbPersIdManager* manager,
         return OdDbObjectId::kNull;
     }
     const OdDbObjectId merged = addClone(manager, *first, path);
-    manager->assertWriteEnabled(true, true);  // who heard of it may have begun a new step of undo
-    m_links.append(merged);
+    list(manager, {merged});
     return merged;
 }
 
