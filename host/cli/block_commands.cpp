@@ -166,18 +166,20 @@ OdDbHandle appendInsert(OdDbObjectId block, OdDbObjectId into, OdGePoint3d const
 /// What an object owns: its extension dictionary, and as a dictionary its own entries.
 void appendOwned(OdDbObject const& object, std::vector<OdDbObjectId>& owned)
 {
-    if (!object.extensionDictionary().isNull()) {
-        owned.push_back(object.extensionDictionary());
-    }
+    // In a damaged drawing one may name what belongs to another.
+    const auto appendIfOwned = [&](OdDbObjectId id) {
+        const OdDbObjectPtr found = id.openObject();
+        if (!found.isNull() && found->ownerId() == object.objectId()) {
+            owned.push_back(id);
+        }
+    };
+    appendIfOwned(object.extensionDictionary());
     const OdDbDictionaryPtr dictionary = OdDbDictionary::cast(&object);
     if (dictionary.isNull()) {
         return;
     }
     for (const auto at = dictionary->newIterator(); !at->done(); at->next()) {
-        const OdDbObjectPtr entry = at->objectId().openObject();
-        if (!entry.isNull() && entry->ownerId() == dictionary->objectId()) {
-            owned.push_back(at->objectId());
-        }
+        appendIfOwned(at->objectId());
     }
 }
 

@@ -235,7 +235,9 @@ void requireAllRead(Subject const& subject)
     const OdDbObjectIdArray actions =
         network.isNull() ? OdDbObjectIdArray() : network->getActions();
     for (OdDbObjectId id : actions) {
-        if (!id.isErased() && id.openObject().isNull()) {
+        // One that the drawing doesn't have was erased while the network wasn't told.
+        const bool isThere = !subject.database->getOdDbObjectId(id.getHandle()).isNull();
+        if (isThere && !id.isErased() && id.openObject().isNull()) {
             throw HostError(ExitCode::kFindings, toUtf8(subject.database->getFilename()),
                             "a variable of " + subject.text + " can't be read",
                             "'zemhost check' lists all damages");

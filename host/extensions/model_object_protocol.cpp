@@ -18,6 +18,9 @@ void ModelObjectProtocol::appendConstraintDependencies(ZemDbObject* object,
                                                        ZemSubentPathArray const& paths,
                                                        OdDbObjectIdArray& newIds)
 {
+    for (OdDbObjectId id : object->constraintDependencies()) {
+        (void)id.openObject();  // throws if it can't be read: it may be one of those asked for
+    }
     std::set<OdDbFullSubentPath, zemu::less_FullSubentPath> met;
     for (OdDbFullSubentPath const& path : paths) {
         if (!met.insert(path).second || !object->getConstraintDependency(path).isNull()) {

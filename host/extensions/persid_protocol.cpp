@@ -30,20 +30,16 @@ bool isUsable(LinkPtr const& link, ZemDbPersIdManager const& manager, std::int32
 /// The link of a manager for a path; null if it has none.
 ///
 /// \param note  Of the path's solid: a link that was made when it was another one is not the same.
+/// \throws OdError (file access) if that can't be told at the moment.
 OdDbObjectId findLink(ZemDbPersIdManager const& manager, OdDbFullSubentPath const& path,
                       std::int32_t note)
 {
-    const OdSmartPtr<ZemDbObject> model =
-        ZemDbObject::openZemDbObject(zemu::getInsertId(path), OdDb::kForRead, false);
-    if (model.isNull()) {
-        return OdDbObjectId::kNull;
+    const OdDbObjectId found = zemu::findDepByFSP(path);
+    if (isUsable(ZemDbObjectDependency::cast(found.openObject().get()), manager, note)) {
+        return found;
     }
-    const OdDbObjectId found = model->getPersIdDependency(path);
-    const LinkPtr link = ZemDbObjectDependency::cast(found.openObject().get());
-    if (link.isNull() || isUsable(link, manager, note)) {
-        return link.isNull() ? OdDbObjectId::kNull : found;
-    }
-    // Another link was met first: of a manager of another block, or of another state of the solid.
+    // None was met, or another one first: of a manager of another block, or of another state of the
+    // solid. Unlike a model object the manager says so when there may be a link that can't be read.
     for (OdDbObjectId id : manager.computeDepId(path)) {
         if (isUsable(ZemDbObjectDependency::cast(id.openObject().get()), manager, note)) {
             return id;

@@ -447,6 +447,11 @@ OdResult OdDbAssocNetwork::evaluate(OdDbAssocEvaluationCallback* callback)
 void OdDbAssocNetwork::cloneFinished(OdDbIdMapping& mapping)
 {
     OdDbAssocAction::cloneFinished(mapping);
+    // A drawing whose named objects can't be read has no place to be listed at.
+    const OdDbObjectPtr named = database()->getNamedObjectsDictionaryId().openObject();
+    if (OdDbDictionary::cast(named.get()).isNull()) {
+        return;
+    }
     const bool isOfDrawing = getInstanceFromDatabase(*database()) == objectId();
     if (!isOfDrawing && owningNetwork().isNull() && !objectThatOwnsNetworkInstance().isNull()) {
         listAtTop(*database(), objectId());

@@ -331,7 +331,7 @@ void OdDbBlockReference::copyFrom(OdRxObject const* source)
     }
     const OdDbObjectId before = m_block;
     OdDbEntity::copyFrom(source);
-    if (before != m_block) {
+    if (before.record() != m_block.record()) {  // a copy may show a block that is gone
         enterInBlock(before, /*isThere=*/false);
         enterInBlock(m_block, /*isThere=*/true);
     }

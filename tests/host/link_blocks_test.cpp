@@ -7,6 +7,7 @@
 #include "db/od_db_database.h"
 #include "db/od_db_id_mapping.h"
 #include "db/od_db_memory_filer.h"
+#include "db/od_db_object_store.h"
 #include "root/od_error.h"
 #include "store/od_db_drawing.h"
 
@@ -50,10 +51,30 @@ OdDbObjectId MeddlingWatcher::s_victim;
 RX_DEFINE_CLASS(MeddlingWatcher, OdDbObject, odrxCreate<MeddlingWatcher>, L"MeddlingWatcher",
                 OdDb::kDwgVersionCurrent, 0, 0, L"MEDDLINGWATCHER", L"test");
 
+/// A carrier that has one object and fails to read it, as a disk does that doesn't answer.
+class FailingStore : public OdDbObjectStore
+{
+public:
+    explicit FailingStore(OdDbHandle handle) : m_handle(handle) {}
+
+    bool find(OdDbHandle handle, std::uint32_t& classIndex) override
+    {
+        classIndex = 0;
+        return handle == m_handle;
+    }
+    bool beginLoad(OdDbHandle, OdDbStoredObject&) override { throw OdError(kOdFileAccess); }
+    void endLoad() override {}
+    OdDbHandle nextHandle(OdDbHandle) override { return OdDbHandle(); }
+
+private:
+    OdDbHandle m_handle;
+};
+
 }  // namespace host_test
 
 namespace {
 
+using host_test::FailingStore;
 using host_test::MeddlingWatcher;
 
 constexpr OdDb::SubentType kFace = OdDb::SubentType::kFaceSubentType;
@@ -75,6 +96,10 @@ protected:
         const OdDbBlockTableRecordPtr record = OdDbBlockTableRecord::createObject();
         record->setName(name);
         return table->add(record.get());
+    }
+    static OdDbObjectId idOf(OdDbDatabase& database, OdDbHandle handle)
+    {
+        return database.getOdDbObjectId(handle);
     }
     static OdDbObjectId append(OdDbObjectId block, OdDbEntity* entity)
     {
@@ -377,6 +402,28 @@ TEST_F(HostBlockLinks, WhatAnAuditHasMendedIsThereInAnotherProcess)
 
 // ---------------------------------------------------------------------------------------------
 // What something is wrong with
+
+TEST_F(HostBlockLinks, NoLinkIsMadeAgainWhileItCannotBeRead)
+{
+    const OdDbHandle solid = addSolid(space()).getHandle();
+    const OdDbHandle link = add(space(), path({idOf(*m_db, solid)}, 1)).getHandle();
+    const TemporaryFolder folder;
+    const OdString file = OdString::fromUtf8(folder.file("a.zdw"));
+    odDbSaveDrawingAs(*m_db, file);
+    m_db = odDbOpenDrawing(file, OdDbOpenDrawingMode::kForReading);
+    for (std::uint64_t number = 1; number < m_db->handseed().value(); ++number) {
+        if (OdDbHandle(number) != link) {
+            (void)idOf(*m_db, OdDbHandle(number)).openObject();
+        }
+    }
+    OdDbStorageAccess(*m_db).attachStore(std::make_unique<FailingStore>(link));
+    try {
+        (void)add(space(), path({idOf(*m_db, solid)}, 1), L"again");
+        ADD_FAILURE() << "nothing was thrown";
+    } catch (OdError const& error) {
+        EXPECT_EQ(error.code(), kOdFileAccess);
+    }
+}
 
 TEST_F(HostBlockLinks, AnEditThatThrowsHalfWayIsUndoneToTheLastByte)
 {
