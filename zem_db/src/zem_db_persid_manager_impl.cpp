@@ -171,6 +171,19 @@ Link firstThatOpens(OdDbObjectIdArray const& ids)
     return Link();
 }
 
+/// Begins to fetch what merging the groups that come next opens first.
+void expectAfter(std::vector<ByPath::Group> const& groups, std::size_t at)
+{
+    constexpr std::size_t kIdsAhead = 8;
+    constexpr std::size_t kObjectsAhead = 4;
+    if (groups.size() - at > kIdsAhead) {
+        odDbExpectId(groups[at + kIdsAhead].members.first());
+    }
+    if (groups.size() - at > kObjectsAhead) {
+        odDbExpectObject(groups[at + kObjectsAhead].members.first());
+    }
+}
+
 /// Leaves out the elements at some places, which count in the array as it is after the removals
 /// before them.
 /// \param places  In ascending order.
@@ -378,7 +391,9 @@ bool ZemDbPersIdManagerImpl::doMerge(ZemDbPersIdManager* manager, OdDbObjectIdAr
         }
     });
     const std::vector<ByPath::Group> groups = byPath.takeShared();
-    for (ByPath::Group const& group : groups) {
+    for (std::size_t at = 0; at < groups.size(); ++at) {
+        expectAfter(groups, at);
+        ByPath::Group const& group = groups[at];
         const OdDbObjectId merged = merge(manager, group.members, group.path);
         if (merged.isNull()) {
             continue;
@@ -406,7 +421,9 @@ bool ZemDbPersIdManagerImpl::doMerge2(ZemDbPersIdManager* manager, OdDbObjectIdA
         }
     });
     const std::vector<ByPath::Group> groups = byPath.takeShared();
-    for (ByPath::Group const& group : groups) {
+    for (std::size_t at = 0; at < groups.size(); ++at) {
+        expectAfter(groups, at);
+        ByPath::Group const& group = groups[at];
         const OdDbObjectId merged = merge(manager, group.members, group.path);
         if (merged.isNull()) {
             continue;

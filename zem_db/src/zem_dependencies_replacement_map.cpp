@@ -7,6 +7,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
+#include <vector>
 
 namespace {
 
@@ -15,11 +17,34 @@ constexpr double kRigidTolerance = 1e-12;
 
 using IdSet = ZemDependenciesReplacementMap::IdSet;
 
+/// Whether the ids are in order if their handles are.
+bool haveOrderOfHandles(OdDbObjectIdArray const& ids)
+{
+    return !OdDbObjectId::hasRedirections() &&
+           std::all_of(ids.begin(), ids.end(),
+                       [database = ids.first().originalDatabase()](OdDbObjectId id) {
+                           return id.originalDatabase() == database;
+                       });
+}
+
 /// The ids in ascending order: that of a hash table differs from run to run.
 OdDbObjectIdArray sorted(OdDbObjectIdArray ids)
 {
     std::for_each(ids.begin(), ids.end(), &odDbExpectId);
-    std::sort(ids.begin(), ids.end());
+    if (ids.isEmpty() || !haveOrderOfHandles(ids)) {
+        std::sort(ids.begin(), ids.end());
+        return ids;
+    }
+    // What a comparison of many ids looks up is looked up once.
+    std::vector<std::pair<std::uint64_t, OdDbObjectId>> keyed;
+    keyed.reserve(ids.size());
+    for (OdDbObjectId id : std::as_const(ids)) {
+        keyed.emplace_back(id.getHandle().value(), id);
+    }
+    std::sort(keyed.begin(), keyed.end(),
+              [](auto const& left, auto const& right) { return left.first < right.first; });
+    std::transform(keyed.begin(), keyed.end(), ids.begin(),
+                   [](auto const& key) { return key.second; });
     return ids;
 }
 
