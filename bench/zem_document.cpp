@@ -165,13 +165,13 @@ double zemOpenOnly(OdString const& path)
     return watch.seconds();
 }
 
-ZemUndoFigures zemUndo(std::size_t count, std::size_t changes)
+ZemUndoFigures zemUndo(std::size_t count, std::size_t changes, std::size_t among)
 {
     const Session session;
     ZemUndoFigures figures;
     const OdDbDatabasePtr db = OdDbDatabase::createObject();
     const std::vector<OdDbObjectId> ids = fill(*db, count);
-    const std::vector<std::size_t> indices = randomIndices(changes, count);
+    const std::vector<std::size_t> indices = randomIndices(changes, among);
     const auto rate = [&](Stopwatch const& watch) {
         return static_cast<double>(changes) / watch.seconds();
     };

@@ -44,4 +44,5 @@ ZemLoadFigures zemLoad(std::size_t count, OdString const& path);
 double zemOpenOnly(OdString const& path);
 /// Commits `changes` changes of one real each, takes all of them back and does them again, on
 /// random ones of `count` objects with one owner.
-ZemUndoFigures zemUndo(std::size_t count, std::size_t changes);
+/// \param among  So many of the objects are changed, the first ones.
+ZemUndoFigures zemUndo(std::size_t count, std::size_t changes, std::size_t among);
