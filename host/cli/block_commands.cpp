@@ -5,6 +5,7 @@
 #include "cli/drawing_blocks.h"
 #include "cli/driven_inserts.h"
 #include "cli/external_drawings.h"
+#include "cli/link_count.h"
 #include "cli/network_view.h"
 #include "db/od_db_dictionary.h"
 #include "db/od_db_id_mapping.h"
@@ -14,6 +15,7 @@
 #include <filesystem>
 #include <iostream>
 #include <numbers>
+#include <optional>
 #include <unordered_set>
 
 namespace zemhost {
@@ -331,6 +333,10 @@ ExitCode runBlockMake(HostSession& session, BlockMakeRequest const& request)
         throw HostError(ExitCode::kFindings, request.drawing, "model space has no entities",
                         "'zemhost import' brings some");
     }
+    std::optional<LinkCount> links;
+    if (request.replace) {
+        links.emplace(session, *database);
+    }
     OdDbObjectId block;
     OdDbHandle insert;
     std::uint64_t made = 0;
@@ -352,6 +358,9 @@ ExitCode runBlockMake(HostSession& session, BlockMakeRequest const& request)
         std::cout << ", in whose place insert " << toText(insert) << " stands";
     }
     std::cout << '\n';
+    if (links.has_value()) {
+        links->tellOfLost(request.drawing);
+    }
     return tellOfDamages(*database, request.drawing);
 }
 

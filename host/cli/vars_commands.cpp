@@ -289,6 +289,22 @@ void setVariable(Subject const& subject, VarsSetRequest const& request)
     });
 }
 
+/// Sets expressions that can't be computed once more. What they mention may be there again; that it
+/// was missing isn't known of a drawing that was opened since.
+void computeAgain(Subject const& subject)
+{
+    const OdDbObjectId network = OdDbAssocNetwork::getInstanceFromObject(subject.block);
+    for (VariableView const& view : variablesOf(network)) {
+        if (view.problem.empty() || view.expression.empty()) {
+            continue;
+        }
+        const OdDbAssocVariablePtr variable =
+            OdDbAssocVariable::cast(view.id.safeOpenObject(OdDb::kForWrite).get());
+        OdString error;
+        (void)variable->setExpression(variable->expression(), &error);  // or it stays as it is
+    }
+}
+
 std::map<OdDbHandle, double> valuesOf(Subject const& subject)
 {
     std::map<OdDbHandle, double> values;
@@ -450,6 +466,7 @@ ExitCode runVarsSet(HostSession& session, VarsSetRequest const& request)
         before = valuesOf(subject);
     });
     setVariable(subject, request);
+    guardDrawing([&] { computeAgain(subject); });
     std::vector<DrivenInsert> inserts;
     guardDrawing([&] {
         if (HostBagExtension const* bags = bagsForInserts(session, subject.block)) {
@@ -493,6 +510,12 @@ ExitCode runVarsRename(HostSession& session, VarsRenameRequest const& request)
                             : odResultText(result),
                         "give another name");
     }
+    guardDrawing([&] {
+        computeAgain(subject);
+        if (HostBagExtension const* bags = bagsForInserts(session, subject.block)) {
+            (void)updateDrivenInserts(*bags, subject.block);
+        }
+    });
     saveDrawing(*subject.database);
     std::cout << printable(request.name) << " is " << printable(request.newName) << " now; "
               << counted(expressions, "expression") << " and " << counted(inserts.size(), "insert")

@@ -2,12 +2,14 @@
 
 #include "cli/drawing_blocks.h"
 #include "cli/external_drawings.h"
+#include "cli/link_count.h"
 #include "db/od_db_xref_man.h"
 
 #include <algorithm>
 #include <filesystem>
 #include <functional>
 #include <iostream>
+#include <optional>
 
 namespace zemhost {
 
@@ -128,14 +130,20 @@ std::string nameOf(OdDbObjectId block)
 /// Runs an operation on each external drawing that is asked for and saves. What fails for one leaves
 /// that one as it was.
 ///
-/// \param done  Tells what became of a block, behind its name.
+/// \param done       Tells what became of a block, behind its name.
+/// \param endsLinks  Whether links through the drawings lead nowhere then, of which is told.
 ExitCode forEachExternal(HostSession& session, XrefRequest const& request,
                          std::function<OdResult(OdDbObjectId)> const& operation,
-                         std::function<std::string(OdDbObjectId)> const& done)
+                         std::function<std::string(OdDbObjectId)> const& done,
+                         bool endsLinks = false)
 {
     const OdDbDatabasePtr database =
         openDrawing(session, request.drawing, OdDbOpenDrawingMode::kForWriting);
     const std::vector<OdDbObjectId> blocks = blocksFor(*database, request);
+    std::optional<LinkCount> links;
+    if (endsLinks) {
+        links.emplace(session, *database);
+    }
     std::vector<std::string> lines;
     std::vector<std::string> problems;
     OdResult failure = kOdOk;
@@ -154,6 +162,9 @@ ExitCode forEachExternal(HostSession& session, XrefRequest const& request,
     saveDrawing(*database);
     for (std::string const& line : lines) {
         std::cout << line << '\n';
+    }
+    if (links.has_value()) {
+        links->tellOfLost(request.drawing);
     }
     if (blocks.empty()) {
         std::cout << "no external drawings\n";
@@ -243,7 +254,8 @@ ExitCode runXrefDetach(HostSession& session, XrefRequest const& request)
         },
         [&inserts](OdDbObjectId) {
             return "detached, with " + counted(inserts, "insert") + " of it";
-        });
+        },
+        /*endsLinks=*/true);
 }
 
 ExitCode runXrefBind(HostSession& session, XrefBindRequest const& request)
@@ -256,7 +268,8 @@ ExitCode runXrefBind(HostSession& session, XrefBindRequest const& request)
         [](OdDbObjectId block) {
             const auto record = OdDbBlockTableRecord::cast(block.safeOpenObject().get());
             return "a block of this drawing now, " + counted(record->entityCount(), "entity");
-        });
+        },
+        /*endsLinks=*/true);
 }
 
 }  // namespace zemhost

@@ -220,6 +220,12 @@ std::vector<std::pair<std::string, double>> parametersOf(Names const& names,
     return parameters;
 }
 
+/// The holes that a plate leaves out needn't be given: none are left out then.
+bool mayBeLeftOut(std::string_view parameter)
+{
+    return parameter.starts_with("skip");
+}
+
 RecipeBase baseOf(std::string const& base, std::vector<double> const& values)
 {
     for (BaseKind kind : {BaseKind::kBox, BaseKind::kCylinder, BaseKind::kPlate}) {
@@ -229,7 +235,10 @@ RecipeBase baseOf(std::string const& base, std::vector<double> const& values)
         RecipeBase made;
         made.kind = kind;
         made.values = values;
-        made.values.resize(std::max(values.size(), parameterNames(kind).size()));
+        const auto names = parameterNames(kind);
+        while (made.values.size() < names.size() && mayBeLeftOut(names[made.values.size()])) {
+            made.values.push_back(0);
+        }
         return made;
     }
     throw HostError(ExitCode::kUsage, base, "is nothing that a solid can begin with",

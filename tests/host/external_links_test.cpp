@@ -274,3 +274,24 @@ TEST_F(ExternalLinks, AnErasedInsertIsToldAsTheCause)
     EXPECT_NE(links[0]["answer"], "exact");
     EXPECT_NE(links[0]["there"], true);
 }
+
+TEST_F(ExternalLinks, BindingAndDetachingTellOfLinksThatLeadNowhereThen)
+{
+    (void)run({"links", "add", m_house, "s", part("face:1"), part("edge:2"), m_own + ":face:1"});
+    const std::string copy = m_folder.file("copy.zdw");
+    std::filesystem::copy_file(m_house, copy);
+    const ProgramResult bound = run({"xref", "bind", m_house, "door"});
+    EXPECT_THAT(bound.errors, HasSubstr("house.zdw: 2 links led to what is replaced or gone"));
+    EXPECT_THAT(bound.errors, HasSubstr("links repair"));
+    const ProgramResult detached = run({"xref", "detach", copy, "door"});
+    EXPECT_THAT(detached.errors, HasSubstr("copy.zdw: 2 links led to what is replaced or gone"));
+}
+
+TEST_F(ExternalLinks, PuttingAnInsertInPlaceOfALinkedSolidTellsOfItsLinks)
+{
+    (void)run({"links", "add", m_house, "s", m_own + ":face:1"});
+    const ProgramResult kept = run({"block", "make", m_house, "copied", m_own});
+    EXPECT_EQ(kept.errors, "");
+    const ProgramResult replaced = run({"block", "make", "--replace", m_house, "part", m_own});
+    EXPECT_THAT(replaced.errors, HasSubstr("house.zdw: 1 link led to what is replaced or gone"));
+}

@@ -352,3 +352,16 @@ TEST_F(ModelCommands, EditsAndLooksHaveEveryFieldInJson)
     const Json recipe = runZemhost({"edit", "recipe", m_drawing, m_solid, "--json"}).json();
     EXPECT_EQ(namesIn(recipe["recipe"][0]), (Names{"step", "kind", "parameters", "parts"}));
 }
+
+TEST(MakeCommand, TellsOfMissingValues)
+{
+    const TemporaryFolder folder;
+    const std::string file = folder.file("a.zdw");
+    const ProgramResult box = runZemhost({"make", "box", file, "40", "30"});
+    EXPECT_EQ(box.exitCode, 2);
+    EXPECT_THAT(box.errors, HasSubstr("2 parameters, expected 3"));
+    EXPECT_THAT(runZemhost({"make", "plate", file, "2"}).errors,
+                HasSubstr("1 parameters, expected"));
+    EXPECT_FALSE(std::filesystem::exists(file));
+    EXPECT_EQ(runZemhost({"make", "plate", file, "2", "20", "5", "3"}).exitCode, 0);
+}

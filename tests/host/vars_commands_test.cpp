@@ -253,6 +253,22 @@ TEST(VarsRemove, RefusesAVariableInUseUnlessTold)
     EXPECT_THAT(ratio["problem"].get<std::string>(), HasSubstr("unknown name height"));
 }
 
+TEST(VarsRemove, LeavesExpressionsThatAreComputedOnceTheNameIsThereAgain)
+{
+    const TemporaryFolder folder;
+    const SampleDrawing drawing = makeVariables(folder);
+    ASSERT_EQ(runZemhost({"vars", "remove", "--force", drawing.path, "height"}).exitCode, 0);
+    ASSERT_EQ(set(drawing.path, "height", "8").exitCode, 0);
+    EXPECT_EQ(variable(drawing.path, "ratio")["value"], 2.0);
+    EXPECT_TRUE(variable(drawing.path, "ratio")["problem"].is_null());
+
+    ASSERT_EQ(runZemhost({"vars", "remove", "--force", drawing.path, "height"}).exitCode, 0);
+    ASSERT_EQ(set(drawing.path, "other", "12").exitCode, 0);
+    ASSERT_EQ(runZemhost({"vars", "rename", drawing.path, "other", "height"}).exitCode, 0);
+    EXPECT_EQ(variable(drawing.path, "ratio")["value"], 3.0);
+    EXPECT_EQ(variable(drawing.path, "ratio")["uses"], nlohmann::json({"height"}));
+}
+
 TEST(VarsRemove, RefusesAVariableThatDrivesAnInsertUnlessTold)
 {
     const TemporaryFolder folder;
