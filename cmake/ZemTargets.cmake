@@ -143,7 +143,8 @@ function(zem_add_tests folder)
         target_compile_options(${target} PRIVATE -O0)
     elseif(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_BUILD_TYPE STREQUAL "Release")
         # Optimized, g++ 12 follows comparisons of short arrays and texts past their ends.
-        target_compile_options(${target} PRIVATE -Wno-array-bounds)
+        target_compile_options(${target} PRIVATE
+            -Wno-array-bounds -Wno-stringop-overread -Wno-stringop-overflow)
     endif()
     zem_existing(needs ${arg_NEEDS})
     if(needs)
